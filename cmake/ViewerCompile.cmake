@@ -1,0 +1,19 @@
+# How every target of ours is compiled: warnings are errors, includes are written from the root.
+add_library(ViewerCompile INTERFACE)
+target_include_directories(ViewerCompile INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(ViewerCompile INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+    -Wold-style-cast -Wcast-align -Woverloaded-virtual -Wnull-dereference -Werror)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    target_compile_options(ViewerCompile INTERFACE -Wthread-safety)
+else()
+    # g++ 12 sees null pointers and uninitialised fields in coroutine frames and inlined library code
+    # that are not there.
+    target_compile_options(ViewerCompile INTERFACE
+        -Wno-null-dereference -Wno-maybe-uninitialized)
+endif()
+if(VIEWER_SANITIZE)
+    target_compile_options(ViewerCompile INTERFACE
+        -fsanitize=${VIEWER_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(ViewerCompile INTERFACE -fsanitize=${VIEWER_SANITIZE})
+endif()

@@ -1,0 +1,18 @@
+# The libraries that the product stands on.
+find_package(Threads REQUIRED)
+find_package(Boost 1.81 REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+# Asio and Boost.JSON, compiled once in a source of ours instead of in every user.
+add_library(ViewerBoost INTERFACE)
+target_include_directories(ViewerBoost SYSTEM INTERFACE ${Boost_INCLUDE_DIRS})
+target_compile_definitions(ViewerBoost INTERFACE
+    BOOST_ASIO_SEPARATE_COMPILATION BOOST_ASIO_NO_DEPRECATED)
+target_link_libraries(ViewerBoost INTERFACE Threads::Threads)
+
+if(NOT APPLE)
+    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-shm xcb-damage)
+    pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
+    pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
+    pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
+endif()

@@ -1,0 +1,131 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/capture/ViewerPixelBuffer.h"
+#include "core/runtime/ViewerExecutor.h"
+
+namespace velmora {
+
+/// A display as the platform's capture service reports it. A plain value.
+struct ViewerNativeDisplay final {
+    friend bool operator==(const ViewerNativeDisplay&, const ViewerNativeDisplay&) = default;
+
+    /// The platform's number for the display; it ties the display to its screen.
+    std::uint32_t number = 0;
+    /// The display's UUID as 36 characters of text, or nothing when the platform gives none.
+    std::optional<std::string> uuidText;
+    /// The display's size as the platform reports it.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    bool isMain = false;
+};
+
+/// A screen of the desktop: the source of a display's name. A plain value.
+struct ViewerNativeScreen final {
+    friend bool operator==(const ViewerNativeScreen&, const ViewerNativeScreen&) = default;
+
+    /// The number of the display that the screen is on, or nothing when the platform gives none.
+    std::optional<std::uint32_t> number;
+    std::string name;
+};
+
+enum class ViewerStreamOutputType { screen, audio, other };
+
+/// One delivery of a stream, raw: what the platform said of it, not yet judged.
+struct ViewerStreamOutput final {
+    /// The status of a frame that carries a new, complete picture. Others: 1 idle, 2 blank,
+    /// 3 suspended, 4 started, 5 stopped.
+    static constexpr std::int64_t completeStatus = 0;
+
+    ViewerStreamOutputType type = ViewerStreamOutputType::screen;
+    bool isValid = false;
+    /// Whether the delivery has a list of attachments with at least one entry.
+    bool hasAttachments = false;
+    /// The first attachment's status, or nothing when it is missing or not an integer.
+    std::optional<std::int64_t> status;
+    /// The picture, or null when the delivery carries none.
+    const ViewerPixelBuffer* pixels = nullptr;
+};
+
+/// Receives what a stream delivers. Held strongly by the stream until the stream is destroyed.
+class ViewerStreamReceiver {
+  public:
+    virtual ~ViewerStreamReceiver() = default;
+    /// Called one at a time, on the stream's own serial queue.
+    virtual void streamDidOutput(const ViewerStreamOutput& output) = 0;
+    /// The stream ended by itself. Any thread, also while the start is under way.
+    virtual void streamDidStop() = 0;
+};
+
+/// How a display is captured. A plain value.
+struct ViewerStreamSettings final {
+    friend bool operator==(const ViewerStreamSettings&, const ViewerStreamSettings&) = default;
+
+    /// Size of the delivered pictures in pixels.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    /// The least time between two pictures: `frameIntervalValue / frameIntervalTimescale` seconds.
+    std::int64_t frameIntervalValue = 0;
+    std::int32_t frameIntervalTimescale = 0;
+    std::int64_t queueDepth = 0;
+    /// Four-character code of the pixel format.
+    std::uint32_t pixelFormat = 0;
+    bool showsCursor = false;
+    bool capturesAudio = false;
+};
+
+/// One capture of one display. A stream that is destroyed while running stops by itself.
+class ViewerDisplayStream {
+  public:
+    /// Runs exactly once, on any thread, possibly before the call that was given it returns. The
+    /// argument tells whether the operation succeeded.
+    using Completion = std::function<void(bool succeeded)>;
+
+    virtual ~ViewerDisplayStream() = default;
+
+    /// Registers the receiver of screen frames and the queue it is called on, whose name is
+    /// `queueLabel`. False when the platform refuses.
+    virtual bool addOutput(std::shared_ptr<ViewerStreamReceiver> receiver,
+                           std::string queueLabel) = 0;
+    virtual void start(Completion completion) = 0;
+    /// May be called during a start that has not completed.
+    virtual void stop(Completion completion) = 0;
+};
+
+/// The platform's screen capture. Outlives every stream it made; any thread unless said otherwise.
+class ViewerScreenCapture {
+  public:
+    using Displays = std::vector<ViewerNativeDisplay>;
+    /// Receives the displays, or null when the platform reports an error. Runs exactly once, on any
+    /// thread, possibly before `shareableDisplays` returns. An unchanged list may be passed again as
+    /// the same object.
+    using DisplaysCompletion = std::function<void(std::shared_ptr<const Displays>)>;
+
+    virtual ~ViewerScreenCapture() = default;
+
+    /// Whether this process may record the screen, as far as is known; never asks the user and never
+    /// blocks.
+    virtual bool preflightAccess() = 0;
+    virtual void shareableDisplays(DisplaysCompletion completion) = 0;
+    /// The attached screens. Main thread only.
+    virtual std::vector<ViewerNativeScreen> screens() = 0;
+    /// Whether `a` comes before `b` for a reader of the current locale: case-insensitive, digits by
+    /// their value.
+    virtual bool comesBefore(const std::string& a, const std::string& b) = 0;
+    /// A stream that is not started yet.
+    virtual std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
+                                                            const ViewerStreamSettings& settings) = 0;
+};
+
+/// The platform's screen capture, defined once for each platform. `mainExecutor` is the main
+/// thread's loop.
+std::shared_ptr<ViewerScreenCapture> makeScreenCapture(ViewerExecutor mainExecutor);
+
+}  // namespace velmora

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "core/runtime/ViewerBytes.h"
+
+namespace velmora {
+
+/// The bytes of one response: the header text with its empty line, then the body. They are two
+/// pieces so that the body is sent from where the encoder put it. A plain value; any thread.
+struct ViewerHostResponseBytes final {
+    ViewerHostResponseBytes(std::string head, ViewerBytes body);
+
+    friend bool operator==(const ViewerHostResponseBytes&,
+                           const ViewerHostResponseBytes&) = default;
+
+    /// Both pieces in one text, as they go over the wire.
+    std::string joined() const;
+
+    std::string head;
+    ViewerBytes body;
+};
+
+/// A response before serialisation. A plain value; any thread.
+struct ViewerHostHTTPResponse final {
+    ViewerHostHTTPResponse(std::int64_t status, std::string reason, std::string contentType,
+                           ViewerBytes body, std::optional<std::string> frameSequence);
+
+    friend bool operator==(const ViewerHostHTTPResponse&, const ViewerHostHTTPResponse&) = default;
+
+    static const ViewerHostHTTPResponse& notFound();
+    static const ViewerHostHTTPResponse& methodNotAllowed();
+    static const ViewerHostHTTPResponse& headersTooLarge();
+    static const ViewerHostHTTPResponse& serviceUnavailable();
+
+    /// The bytes to send.
+    ViewerHostResponseBytes serialized() const;
+
+    std::int64_t status;
+    /// Reason phrase after the status code.
+    std::string reason;
+    std::string contentType;
+    ViewerBytes body;
+    /// When present, the response carries the frame-sequence header with this value.
+    std::optional<std::string> frameSequence;
+};
+
+}  // namespace velmora

@@ -1,0 +1,53 @@
+#include "core/runtime/ViewerContinuousClock.h"
+
+#include <boost/asio/cancellation_state.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <memory>
+
+#include "core/runtime/ViewerOneShot.h"
+
+namespace velmora {
+
+namespace {
+
+/// A sleeping task and the two that may wake it. Lives on the task's executor.
+struct Sleep final {
+    ViewerOneShot<bool> continuation;
+    ViewerContinuousClock::TimerId timer = 0;
+
+    void end(bool passed) {
+        if (continuation) {
+            auto sleeper = std::move(continuation);
+            sleeper.complete(passed);
+        }
+    }
+};
+
+}  // namespace
+
+ViewerTask<bool> ViewerContinuousClock::sleep(Duration duration) {
+    const auto state = co_await boost::asio::this_coro::cancellation_state;
+    if (state.cancelled() != boost::asio::cancellation_type::none) {
+        co_return false;
+    }
+    const ViewerExecutor executor = co_await boost::asio::this_coro::executor;
+    const auto sleeping = std::make_shared<Sleep>();
+    const Instant deadline = now() + duration;
+    auto slot = state.slot();
+    const bool passed = co_await ViewerOneShot<bool>::wait([&](ViewerOneShot<bool> continuation) {
+        sleeping->continuation = std::move(continuation);
+        sleeping->timer = schedule(deadline, executor, [sleeping] { sleeping->end(true); });
+        if (slot.is_connected()) {
+            slot.assign([this, sleeping](boost::asio::cancellation_type) {
+                withdraw(sleeping->timer);
+                sleeping->end(false);
+            });
+        }
+    });
+    if (slot.is_connected()) {
+        slot.clear();
+    }
+    co_return passed;
+}
+
+}  // namespace velmora

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+
+#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerTask.h"
+
+namespace velmora {
+
+/// A monotonic clock that keeps counting while the machine sleeps, and its timers. One is given to
+/// every object that measures or waits.
+class ViewerContinuousClock {
+  public:
+    using Duration = std::chrono::nanoseconds;
+    /// Time since an arbitrary fixed origin of this clock.
+    using Instant = std::chrono::time_point<ViewerContinuousClock, Duration>;
+    using duration = Duration;
+    using rep = Duration::rep;
+    using period = Duration::period;
+    using time_point = Instant;
+    static constexpr bool is_steady = true;
+
+    /// Names a scheduled action; 0 is never given out.
+    using TimerId = std::uint64_t;
+
+    virtual ~ViewerContinuousClock() = default;
+
+    virtual Instant now() const = 0;
+
+    /// Runs `action` once on `executor`, not before `deadline`. Any thread.
+    virtual TimerId schedule(Instant deadline, ViewerExecutor executor,
+                             std::function<void()> action) = 0;
+    /// Takes an action out that has not been handed to its executor yet; anything else is ignored.
+    /// Any thread.
+    virtual void withdraw(TimerId timer) = 0;
+
+    /// Waits for `duration`. Yields true when the time has passed, false when the surrounding task
+    /// was cancelled before (also when it was cancelled already).
+    ViewerTask<bool> sleep(Duration duration);
+};
+
+}  // namespace velmora

@@ -1,0 +1,113 @@
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+
+#include <sys/timerfd.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+namespace {
+
+int makeTimer() {
+    const int descriptor = ::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC);
+    viewerCheck(descriptor >= 0, "the system has no timer for the loop's clock");
+    return descriptor;
+}
+
+timespec timespecOf(ViewerContinuousClock::Duration duration) {
+    constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+    timespec result{};
+    result.tv_sec = static_cast<time_t>(duration.count() / nanosecondsPerSecond);
+    result.tv_nsec = static_cast<long>(duration.count() % nanosecondsPerSecond);
+    return result;
+}
+
+}  // namespace
+
+ViewerBoottimeClock::ViewerBoottimeClock(boost::asio::io_context& loop)
+    : timer_(loop, makeTimer()) {}
+
+ViewerContinuousClock::Instant ViewerBoottimeClock::now() const {
+    timespec time{};
+    const int result = ::clock_gettime(CLOCK_BOOTTIME, &time);
+    viewerCheck(result == 0, "the system has no clock that goes on during sleep");
+    return Instant(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+}
+
+ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
+                                                             ViewerExecutor executor,
+                                                             std::function<void()> action) {
+    const TimerId id = ++lastId_;
+    byId_.emplace(id, deadlines_.emplace(
+                          deadline, Pending{id, std::move(executor), std::move(action)}));
+    if (deadline < armed_) {
+        armFor(deadline);
+    }
+    return id;
+}
+
+void ViewerBoottimeClock::withdraw(TimerId timer) {
+    const auto found = byId_.find(timer);
+    if (found == byId_.end()) {
+        return;
+    }
+    // The timerfd stays as it is: at worst it fires once for nothing.
+    deadlines_.erase(found->second);
+    byId_.erase(found);
+}
+
+void ViewerBoottimeClock::armFor(Instant deadline) {
+    // An all-zero time would switch the timer off.
+    const Duration sinceBoot = std::max(deadline.time_since_epoch(), Duration(1));
+    itimerspec setting{};
+    setting.it_value = timespecOf(sinceBoot);
+    const int result =
+        ::timerfd_settime(timer_.native_handle(), TFD_TIMER_ABSTIME, &setting, nullptr);
+    viewerCheck(result == 0, "the loop's timer takes any time");
+    armed_ = deadline;
+    awaitExpiry();
+}
+
+void ViewerBoottimeClock::awaitExpiry() {
+    if (isAwaiting_) {
+        return;
+    }
+    isAwaiting_ = true;
+    timer_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                      [weak = weak_from_this()](const boost::system::error_code& error) {
+                          if (const auto self = weak.lock()) {
+                              self->expired(error);
+                          }
+                      });
+}
+
+void ViewerBoottimeClock::expired(const boost::system::error_code& error) {
+    isAwaiting_ = false;
+    if (error) {
+        return;
+    }
+    std::uint64_t expirations = 0;
+    // Nothing to read means that the timer was set anew meanwhile; the deadlines tell what is due.
+    (void)::read(timer_.native_handle(), &expirations, sizeof expirations);
+    armed_ = Instant::max();
+    const Instant current = now();
+    while (!deadlines_.empty() && deadlines_.begin()->first <= current) {
+        Pending due = std::move(deadlines_.begin()->second);
+        byId_.erase(due.id);
+        deadlines_.erase(deadlines_.begin());
+        boost::asio::post(due.executor, std::move(due.action));
+    }
+    if (!deadlines_.empty()) {
+        armFor(deadlines_.begin()->first);
+    }
+}
+
+}  // namespace velmora

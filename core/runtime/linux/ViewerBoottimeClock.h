@@ -1,0 +1,49 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/system/error_code.hpp>
+#include <map>
+#include <memory>
+#include <unordered_map>
+
+#include "core/runtime/ViewerContinuousClock.h"
+
+namespace velmora {
+
+/// The continuous clock of one loop: CLOCK_BOOTTIME, and one timerfd before a queue of deadlines.
+/// The timerfd is set only for a deadline earlier than the one it already waits for, so that
+/// scheduling and withdrawing an action normally costs no system call. Used on the loop's thread
+/// only; actions run on their executors.
+class ViewerBoottimeClock final : public ViewerContinuousClock,
+                                  public std::enable_shared_from_this<ViewerBoottimeClock> {
+  public:
+    explicit ViewerBoottimeClock(boost::asio::io_context& loop);
+
+    Instant now() const override;
+    TimerId schedule(Instant deadline, ViewerExecutor executor,
+                     std::function<void()> action) override;
+    void withdraw(TimerId timer) override;
+
+  private:
+    struct Pending final {
+        TimerId id;
+        ViewerExecutor executor;
+        std::function<void()> action;
+    };
+    using Deadlines = std::multimap<Instant, Pending>;
+
+    void armFor(Instant deadline);
+    void awaitExpiry();
+    void expired(const boost::system::error_code& error);
+
+    boost::asio::posix::stream_descriptor timer_;
+    bool isAwaiting_ = false;
+    /// When the timerfd fires next; the latest instant there is while it is not set.
+    Instant armed_ = Instant::max();
+    TimerId lastId_ = 0;
+    Deadlines deadlines_;
+    std::unordered_map<TimerId, Deadlines::iterator> byId_;
+};
+
+}  // namespace velmora
