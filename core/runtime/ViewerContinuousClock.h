@@ -16,11 +16,6 @@ class ViewerContinuousClock {
     using Duration = std::chrono::nanoseconds;
     /// Time since an arbitrary fixed origin of this clock.
     using Instant = std::chrono::time_point<ViewerContinuousClock, Duration>;
-    using duration = Duration;
-    using rep = Duration::rep;
-    using period = Duration::period;
-    using time_point = Instant;
-    static constexpr bool is_steady = true;
 
     /// Names a scheduled action; 0 is never given out.
     using TimerId = std::uint64_t;

@@ -40,15 +40,16 @@ class ViewerIsolation final {
         auto state = co_await boost::asio::this_coro::cancellation_state;
         const bool isCancelled = state.cancelled() != boost::asio::cancellation_type::none;
         auto slot = state.slot();
-        Value<T> value = co_await ViewerOneShot<Value<T>>::wait([&](ViewerOneShot<Value<T>> caller) {
-            const auto inside = startTask(
-                executor, answer<T>(std::move(operation), std::move(caller)));
-            if (isCancelled) {
-                inside->cancel();
-            } else if (slot.is_connected()) {
-                slot.assign([inside](boost::asio::cancellation_type) { inside->cancel(); });
-            }
-        });
+        Value<T> value =
+            co_await ViewerOneShot<Value<T>>::wait([&](ViewerOneShot<Value<T>> caller) {
+                const auto inside =
+                    startTask(executor, answer<T>(std::move(operation), std::move(caller)));
+                if (isCancelled) {
+                    inside->cancel();
+                } else if (slot.is_connected()) {
+                    slot.assign([inside](boost::asio::cancellation_type) { inside->cancel(); });
+                }
+            });
         if (slot.is_connected()) {
             slot.clear();
         }

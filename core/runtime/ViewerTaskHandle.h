@@ -16,7 +16,8 @@ class ViewerTaskHandle final : public std::enable_shared_from_this<ViewerTaskHan
     ViewerTaskHandle(const ViewerTaskHandle&) = delete;
     ViewerTaskHandle& operator=(const ViewerTaskHandle&) = delete;
 
-    /// Starts `body` on the handle's executor, at once when the caller is already on it. Called once.
+    /// Starts `body` on the handle's executor, at once when the caller is already on it. Called
+    /// once.
     void start(ViewerTask<void> body);
 
     /// Marks the task as cancelled and wakes it where it sleeps. Waits do not throw: a task looks

@@ -18,6 +18,8 @@ std::string makeRandomToken() {
     return token;
 }
 
-std::string uuidText(const ViewerUUID& uuid) { return boost::uuids::to_string(uuid); }
+std::string uuidText(const ViewerUUID& uuid) {
+    return boost::uuids::to_string(uuid);
+}
 
 }  // namespace velmora

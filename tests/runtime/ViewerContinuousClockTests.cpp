@@ -1,0 +1,166 @@
+#include "core/runtime/ViewerContinuousClock.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "core/runtime/ViewerTaskHandle.h"
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "tests/support/SimulatedWorld.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+using Instant = ViewerContinuousClock::Instant;
+
+/// A clock and a way to let everything happen on it.
+struct ClockUnderTest {
+    virtual ~ClockUnderTest() = default;
+    virtual ViewerContinuousClock& clock() = 0;
+    virtual ViewerExecutor executor() = 0;
+    /// Lets things happen until nothing is left to happen, or `isDone`.
+    virtual void run(const std::function<bool()>& isDone) = 0;
+};
+
+struct SimulatedClockUnderTest final : ClockUnderTest {
+    ViewerContinuousClock& clock() override { return world; }
+    ViewerExecutor executor() override { return world.mainExecutor(); }
+    void run(const std::function<bool()>&) override { world.runToEnd(); }
+    SimulatedWorld world;
+};
+
+struct BoottimeClockUnderTest final : ClockUnderTest {
+    ViewerContinuousClock& clock() override { return *boottime; }
+    ViewerExecutor executor() override { return loop.get_executor(); }
+    void run(const std::function<bool()>& isDone) override {
+        while (!isDone() && loop.run_one_for(10s) > 0) {
+        }
+    }
+    boost::asio::io_context loop{1};
+    std::shared_ptr<ViewerBoottimeClock> boottime = std::make_shared<ViewerBoottimeClock>(loop);
+};
+
+using MakeClock = std::function<std::unique_ptr<ClockUnderTest>()>;
+
+/// The real clock and the simulated one must agree on all of this.
+class ViewerContinuousClockConformance : public testing::TestWithParam<MakeClock> {};
+
+TEST_P(ViewerContinuousClockConformance, ActionsRunInTheOrderOfTheirDeadlinesAndNotBefore) {
+    const auto under = GetParam()();
+    const Instant start = under->clock().now();
+    std::vector<int> order;
+    const auto note = [&](int which, std::chrono::milliseconds delay) {
+        under->clock().schedule(start + delay, under->executor(), [&, which, delay] {
+            EXPECT_GE(under->clock().now(), start + delay);
+            order.push_back(which);
+        });
+    };
+    note(3, 30ms);
+    note(1, 10ms);
+    note(2, 20ms);
+    note(0, -5ms);
+    under->run([&] { return order.size() == 4; });
+    EXPECT_EQ(order, std::vector<int>({0, 1, 2, 3}));
+}
+
+TEST_P(ViewerContinuousClockConformance, AWithdrawnActionNeverRuns) {
+    const auto under = GetParam()();
+    const Instant start = under->clock().now();
+    std::vector<int> order;
+    const auto first =
+        under->clock().schedule(start + 5ms, under->executor(), [&] { order.push_back(1); });
+    under->clock().schedule(start + 10ms, under->executor(), [&] { order.push_back(2); });
+    under->clock().withdraw(first);
+    under->clock().withdraw(first);
+    under->clock().withdraw(12345);
+    under->run([&] { return order.size() == 2; });
+    EXPECT_EQ(order, std::vector<int>({2}));
+}
+
+TEST_P(ViewerContinuousClockConformance, AnActionMayScheduleTheNext) {
+    const auto under = GetParam()();
+    int runs = 0;
+    std::function<void()> again = [&] {
+        if (++runs < 5) {
+            under->clock().schedule(under->clock().now() + 1ms, under->executor(), again);
+        }
+    };
+    under->clock().schedule(under->clock().now(), under->executor(), again);
+    under->run([&] { return runs == 6; });
+    EXPECT_EQ(runs, 5);
+}
+
+TEST_P(ViewerContinuousClockConformance, AnEarlierDeadlineOvertakesOneThatIsAlreadyArmed) {
+    const auto under = GetParam()();
+    const Instant start = under->clock().now();
+    std::vector<int> order;
+    const auto late =
+        under->clock().schedule(start + 1h, under->executor(), [&] { order.push_back(2); });
+    under->clock().schedule(start + 5ms, under->executor(), [&, late] {
+        order.push_back(1);
+        under->clock().withdraw(late);
+    });
+    under->clock().schedule(start + 6ms, under->executor(), [&] { order.push_back(3); });
+    under->run([&] { return order.size() == 2; });
+    EXPECT_EQ(order, std::vector<int>({1, 3}));
+}
+
+TEST_P(ViewerContinuousClockConformance, RandomSchedulesRunEachKeptActionOnceInOrder) {
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        SCOPED_TRACE(seed);
+        const auto under = GetParam()();
+        std::mt19937 random(seed);
+        const Instant start = under->clock().now();
+        std::vector<std::pair<Instant, ViewerContinuousClock::TimerId>> kept;
+        std::vector<Instant> fired;
+        for (int count = 0; count < 200; ++count) {
+            const Instant deadline = start + std::chrono::microseconds(random() % 20'000);
+            const auto timer = under->clock().schedule(
+                deadline, under->executor(), [&, deadline] { fired.push_back(deadline); });
+            if (random() % 3 == 0) {
+                under->clock().withdraw(timer);
+            } else {
+                kept.emplace_back(deadline, timer);
+            }
+        }
+        under->run([&] { return fired.size() > kept.size(); });
+        EXPECT_EQ(fired.size(), kept.size());
+        EXPECT_TRUE(std::is_sorted(fired.begin(), fired.end()));
+    }
+}
+
+ViewerTask<void> sleepAndNote(ViewerContinuousClock* clock,
+                              ViewerContinuousClock::Duration duration,
+                              std::vector<bool>* outcomes) {
+    const bool passed = co_await clock->sleep(duration);
+    outcomes->push_back(passed);
+}
+
+TEST_P(ViewerContinuousClockConformance, ASleepPassesOrIsEndedByACancellation) {
+    const auto under = GetParam()();
+    std::vector<bool> outcomes;
+    (void)startTask(under->executor(), sleepAndNote(&under->clock(), 5ms, &outcomes));
+    const auto cancelled =
+        startTask(under->executor(), sleepAndNote(&under->clock(), 1h, &outcomes));
+    under->clock().schedule(under->clock().now() + 20ms, under->executor(),
+                            [cancelled] { cancelled->cancel(); });
+    under->run([&] { return outcomes.size() == 2; });
+    EXPECT_EQ(outcomes, std::vector<bool>({true, false}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Simulated, ViewerContinuousClockConformance, testing::Values([] {
+                             return std::make_unique<SimulatedClockUnderTest>();
+                         }));
+INSTANTIATE_TEST_SUITE_P(Boottime, ViewerContinuousClockConformance, testing::Values([] {
+                             return std::make_unique<BoottimeClockUnderTest>();
+                         }));
+
+}  // namespace
+}  // namespace velmora

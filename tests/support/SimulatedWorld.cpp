@@ -22,8 +22,8 @@ struct SimulatedExecutor final {
     void execute(Function function) const {
         // The function may be one that can only be moved.
         auto shared = std::make_shared<std::decay_t<Function>>(std::move(function));
-        world->enqueue(queue, std::make_unique<std::function<void()>>(
-                                  [shared] { std::move (*shared)(); }));
+        world->enqueue(
+            queue, std::make_unique<std::function<void()>>([shared] { std::move (*shared)(); }));
     }
     boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
         return *world;
@@ -42,7 +42,9 @@ constexpr int stepLimit = 1'000'000;
 
 }  // namespace
 
-SimulatedWorld::SimulatedWorld(std::uint64_t seed) : random_(seed) { queues_.resize(1); }
+SimulatedWorld::SimulatedWorld(std::uint64_t seed) : random_(seed) {
+    queues_.resize(1);
+}
 
 SimulatedWorld::~SimulatedWorld() {
     // What a queued function holds may enqueue again while it goes.
@@ -66,13 +68,21 @@ void SimulatedWorld::withdraw(TimerId timer) {
     std::erase_if(timers_, [timer](const auto& entry) { return entry.second.id == timer; });
 }
 
-ViewerExecutor SimulatedWorld::mainExecutor() { return SimulatedExecutor{this, mainQueue}; }
+ViewerExecutor SimulatedWorld::mainExecutor() {
+    return SimulatedExecutor{this, mainQueue};
+}
 
-ViewerExecutor SimulatedWorld::taskExecutor() { return addQueue(); }
+ViewerExecutor SimulatedWorld::taskExecutor() {
+    return addQueue();
+}
 
-ViewerExecutor SimulatedWorld::makeSerialExecutor(std::string_view) { return addQueue(); }
+ViewerExecutor SimulatedWorld::makeSerialExecutor(std::string_view) {
+    return addQueue();
+}
 
-void SimulatedWorld::spawn(ViewerTask<void> task) { (void)startTask(addQueue(), std::move(task)); }
+void SimulatedWorld::spawn(ViewerTask<void> task) {
+    (void)startTask(addQueue(), std::move(task));
+}
 
 void SimulatedWorld::settle() {
     int steps = 0;

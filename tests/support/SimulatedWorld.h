@@ -20,8 +20,8 @@
 namespace velmora {
 
 /// A world of any number of serial queues and a clock, on the calling thread. One seed is one
-/// interleaving: each step runs the next function of a queue chosen by chance; when nothing is ready
-/// the clock jumps to the next timer. Destroy everything that runs on it first.
+/// interleaving: each step runs the next function of a queue chosen by chance; when nothing is
+/// ready the clock jumps to the next timer. Destroy everything that runs on it first.
 class SimulatedWorld final : public ViewerContinuousClock,
                              public ViewerExecutors,
                              public boost::asio::execution_context {

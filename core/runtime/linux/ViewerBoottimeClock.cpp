@@ -46,8 +46,8 @@ ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
                                                              std::function<void()> action) {
     const TimerId id = ++lastId_;
-    byId_.emplace(id, deadlines_.emplace(
-                          deadline, Pending{id, std::move(executor), std::move(action)}));
+    byId_.emplace(
+        id, deadlines_.emplace(deadline, Pending{id, std::move(executor), std::move(action)}));
     if (deadline < armed_) {
         armFor(deadline);
     }
