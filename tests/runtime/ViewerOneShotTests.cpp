@@ -14,7 +14,7 @@ namespace {
 
 ViewerTask<void> receiveInto(ViewerOneShot<int>* stored, int* received) {
     const int value = co_await ViewerOneShot<int>::wait(
-        [stored](ViewerOneShot<int> continuation) { *stored = std::move(continuation); });
+        [&](ViewerOneShot<int> continuation) { *stored = std::move(continuation); });
     *received = value;
 }
 
@@ -50,7 +50,7 @@ TEST(ViewerOneShot, MayBeCompletedBeforeTheTaskIsSuspended) {
 
 ViewerTask<void> holdWhileWaiting(std::shared_ptr<int> held, ViewerOneShot<int>* stored) {
     const int value = co_await ViewerOneShot<int>::wait(
-        [stored](ViewerOneShot<int> continuation) { *stored = std::move(continuation); });
+        [&](ViewerOneShot<int> continuation) { *stored = std::move(continuation); });
     *held = value;
 }
 
