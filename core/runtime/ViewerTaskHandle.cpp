@@ -18,20 +18,33 @@ void ViewerTaskHandle::start(ViewerTask<void> body) {
     auto completion = [self = shared_from_this()](const std::exception_ptr& exception) {
         viewerCheck(exception == nullptr, "a task never throws");
     };
-    boost::asio::co_spawn(executor_, run(std::move(body)),
+    boost::asio::co_spawn(executor_, run(shared_from_this(), std::move(body)),
                           boost::asio::bind_cancellation_slot(signal_.slot(), completion));
 }
 
 void ViewerTaskHandle::cancel() {
-    // Always behind the start: the first thing a task does is to switch throwing off.
+    unsigned before = progress_.load();
+    do {
+        if ((before & (cancelled | ended)) != 0) {
+            return;
+        }
+    } while (!progress_.compare_exchange_weak(before, before | cancelled));
+    if ((before & begun) == 0) {
+        return;  // the task cancels itself when it begins: the signal has no receiver before
+    }
     boost::asio::post(executor_, [self = shared_from_this()] {
         self->signal_.emit(boost::asio::cancellation_type::terminal);
     });
 }
 
-ViewerTask<void> ViewerTaskHandle::run(ViewerTask<void> body) {
+ViewerTask<void> ViewerTaskHandle::run(std::shared_ptr<ViewerTaskHandle> handle,
+                                       ViewerTask<void> body) {
     co_await boost::asio::this_coro::throw_if_cancelled(false);
+    if ((handle->progress_.fetch_or(begun) & cancelled) != 0) {
+        handle->signal_.emit(boost::asio::cancellation_type::terminal);
+    }
     co_await std::move(body);
+    (void)handle->progress_.fetch_or(ended);  // from here on a cancellation has nothing to reach
 }
 
 std::shared_ptr<ViewerTaskHandle> startTask(ViewerExecutor executor, ViewerTask<void> body) {

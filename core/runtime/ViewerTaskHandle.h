@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/asio/cancellation_signal.hpp>
 #include <memory>
 
@@ -21,13 +22,23 @@ class ViewerTaskHandle final : public std::enable_shared_from_this<ViewerTaskHan
     void start(ViewerTask<void> body);
 
     /// Marks the task as cancelled and wakes it where it sleeps. Waits do not throw: a task looks
-    /// for the mark itself, with `isTaskCancelled()`.
+    /// for the mark itself, with `isTaskCancelled()`. Also before `start`; nothing after the end.
     void cancel();
 
+    /// Whether `cancel` was called before the task ended. True as soon as `cancel` has returned,
+    /// while `isTaskCancelled()` follows once the task's executor gets round to it.
+    bool isCancelled() const { return (progress_.load() & cancelled) != 0; }
+
   private:
-    static ViewerTask<void> run(ViewerTask<void> body);
+    static constexpr unsigned begun = 1;
+    static constexpr unsigned cancelled = 2;
+    static constexpr unsigned ended = 4;
+
+    static ViewerTask<void> run(std::shared_ptr<ViewerTaskHandle> handle, ViewerTask<void> body);
 
     const ViewerExecutor executor_;
+    /// What has happened so far, one bit each.
+    std::atomic<unsigned> progress_{0};
     boost::asio::cancellation_signal signal_;
 };
 

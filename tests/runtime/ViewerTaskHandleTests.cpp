@@ -1,0 +1,58 @@
+#include "core/runtime/ViewerTaskHandle.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "tests/support/SimulatedWorld.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+
+ViewerTask<void> sleepAndNote(ViewerContinuousClock* clock, std::string* outcome) {
+    const bool passed = co_await clock->sleep(1h);
+    const bool isCancelled = co_await isTaskCancelled();
+    *outcome = std::string(passed ? "passed" : "woken") + (isCancelled ? " cancelled" : "");
+}
+
+TEST(ViewerTaskHandle, ATaskCancelledBeforeItsStartBeginsCancelled) {
+    SimulatedWorld world;
+    std::string outcome;
+    const auto task = std::make_shared<ViewerTaskHandle>(world.taskExecutor());
+    task->cancel();
+    world.settle();
+    task->start(sleepAndNote(&world, &outcome));
+    world.settle();
+    EXPECT_EQ(outcome, "woken cancelled");
+}
+
+TEST(ViewerTaskHandle, ACancellationIsSeenOnTheHandleAtOnce) {
+    SimulatedWorld world;
+    std::string outcome;
+    const auto task = startTask(world.taskExecutor(), sleepAndNote(&world, &outcome));
+    world.settle();
+    EXPECT_FALSE(task->isCancelled());
+    task->cancel();
+    EXPECT_TRUE(task->isCancelled());
+    EXPECT_EQ(outcome, "");
+    world.settle();
+    EXPECT_EQ(outcome, "woken cancelled");
+}
+
+TEST(ViewerTaskHandle, ATaskThatHasEndedIsNotCancelledAnyMore) {
+    SimulatedWorld world;
+    std::string outcome;
+    const auto task = startTask(world.taskExecutor(), sleepAndNote(&world, &outcome));
+    world.runToEnd();
+    task->cancel();
+    world.settle();
+    EXPECT_FALSE(task->isCancelled());
+    EXPECT_EQ(outcome, "passed");
+}
+
+}  // namespace
+}  // namespace velmora
