@@ -59,9 +59,9 @@ SimulatedWorld::~SimulatedWorld() {
 
 ViewerContinuousClock::TimerId SimulatedWorld::schedule(Instant deadline, ViewerExecutor executor,
                                                         std::function<void()> action) {
-    const TimerId id = ++lastTimer_;
-    timers_.emplace(deadline, Timer{id, std::move(executor), std::move(action)});
-    return id;
+    const TimerId timer = ++lastTimer_;
+    timers_.emplace(deadline, Timer{timer, std::move(executor), std::move(action)});
+    return timer;
 }
 
 void SimulatedWorld::withdraw(TimerId timer) {
