@@ -1,0 +1,112 @@
+#include "core/protocol/ViewerHostHTTPResponse.h"
+
+#include <array>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+namespace velmora {
+
+namespace {
+
+constexpr std::string_view lineSeparator = "\r\n";
+
+/// A number in decimal digits, with the place where they stand.
+template <typename Number>
+class Decimal final {
+  public:
+    explicit Decimal(Number number)
+        : end_(std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr) {}
+    Decimal(const Decimal&) = delete;
+    Decimal& operator=(const Decimal&) = delete;
+
+    std::string_view text() const {
+        return {digits_.data(), static_cast<std::size_t>(end_ - digits_.data())};
+    }
+
+  private:
+    /// 20 characters hold every 64-bit number with its sign.
+    std::array<char, 20> digits_;
+    const char* end_;
+};
+
+ViewerHostHTTPResponse errorResponse(std::int64_t status, std::string_view reason) {
+    return {status, std::string(reason), "text/plain", ViewerBytes(), std::nullopt};
+}
+
+}  // namespace
+
+ViewerHostResponseBytes::ViewerHostResponseBytes(std::string responseHead, ViewerBytes responseBody)
+    : head(std::move(responseHead)), body(std::move(responseBody)) {}
+
+std::string ViewerHostResponseBytes::joined() const {
+    std::string text;
+    text.reserve(head.size() + body.size());
+    text.append(head);
+    text.append(body.text());
+    return text;
+}
+
+ViewerHostHTTPResponse::ViewerHostHTTPResponse(std::int64_t responseStatus,
+                                               std::string responseReason,
+                                               std::string responseContentType,
+                                               ViewerBytes responseBody,
+                                               std::optional<std::string> responseFrameSequence)
+    : status(responseStatus),
+      reason(std::move(responseReason)),
+      contentType(std::move(responseContentType)),
+      body(std::move(responseBody)),
+      frameSequence(std::move(responseFrameSequence)) {}
+
+const ViewerHostHTTPResponse& ViewerHostHTTPResponse::notFound() {
+    static const ViewerHostHTTPResponse response = errorResponse(404, "Not Found");
+    return response;
+}
+
+const ViewerHostHTTPResponse& ViewerHostHTTPResponse::methodNotAllowed() {
+    static const ViewerHostHTTPResponse response = errorResponse(405, "Method Not Allowed");
+    return response;
+}
+
+const ViewerHostHTTPResponse& ViewerHostHTTPResponse::headersTooLarge() {
+    static const ViewerHostHTTPResponse response =
+        errorResponse(431, "Request Header Fields Too Large");
+    return response;
+}
+
+const ViewerHostHTTPResponse& ViewerHostHTTPResponse::serviceUnavailable() {
+    static const ViewerHostHTTPResponse response = errorResponse(503, "Service Unavailable");
+    return response;
+}
+
+ViewerHostResponseBytes ViewerHostHTTPResponse::serialized() const {
+    const Decimal statusDigits(status);
+    const Decimal lengthDigits(body.size());
+    const std::array<std::string_view, 14> pieces{
+        "HTTP/1.1 ",
+        statusDigits.text(),
+        " ",
+        reason,
+        "\r\nContent-Type: ",
+        contentType,
+        "\r\nContent-Length: ",
+        lengthDigits.text(),
+        "\r\nCache-Control: no-store",
+        "\r\nConnection: close",
+        frameSequence ? "\r\nX-Velmora-Frame: " : "",
+        frameSequence ? std::string_view(*frameSequence) : "",
+        lineSeparator,
+        lineSeparator};
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces) {
+        length += piece.size();
+    }
+    std::string head;
+    head.reserve(length);
+    for (const std::string_view piece : pieces) {
+        head.append(piece);
+    }
+    return {std::move(head), body};
+}
+
+}  // namespace velmora

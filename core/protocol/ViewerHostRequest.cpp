@@ -1,0 +1,10 @@
+#include "core/protocol/ViewerHostRequest.h"
+
+#include <utility>
+
+namespace velmora {
+
+ViewerHostRequest::ViewerHostRequest(std::string requestMethod, std::string requestTarget)
+    : method(std::move(requestMethod)), target(std::move(requestTarget)) {}
+
+}  // namespace velmora

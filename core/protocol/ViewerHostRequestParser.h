@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "core/protocol/ViewerHostRequestParseResult.h"
+
+namespace velmora {
+
+/// Looks for a request in what one connection has received. Pure; any thread.
+namespace ViewerHostRequestParser {
+
+/// `data` is everything received so far, from the connection's first byte. Only the request line is
+/// interpreted; the rest must be ASCII and counts towards the limit.
+ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data);
+
+}  // namespace ViewerHostRequestParser
+
+}  // namespace velmora

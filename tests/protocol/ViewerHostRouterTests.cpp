@@ -1,0 +1,191 @@
+#include "core/protocol/ViewerHostRouter.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/FakeFrameProvider.h"
+#include "tests/support/SimulatedWorld.h"
+#include "tests/support/SpawnedAnswer.h"
+
+namespace velmora {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+class ViewerHostRouterTest : public testing::Test {
+  protected:
+    ViewerHostHTTPResponse respond(const std::string& method, const std::string& target) {
+        const ViewerHostRouter router(provider, "Studio");
+        const SpawnedAnswer answer(world, router.response(ViewerHostRequest(method, target)));
+        world.settle();
+        return answer.value();
+    }
+    ViewerHostHTTPResponse get(const std::string& target) { return respond("GET", target); }
+
+    /// Lists a display that has a frame of that many bytes.
+    void addDisplay(const std::string& id, std::size_t frameBytes) {
+        provider->listed.emplace_back(id, "Display", 1512, 982);
+        provider->frames.emplace(
+            id, ViewerHostFrame(ViewerBytes(std::vector<std::uint8_t>(frameBytes, 0xD8)),
+                                "sequence of " + id));
+    }
+    static ViewerHostHTTPResponse frameResponse(const std::string& id, std::size_t frameBytes) {
+        return {200, "OK", "image/jpeg", ViewerBytes(std::vector<std::uint8_t>(frameBytes, 0xD8)),
+                "sequence of " + id};
+    }
+
+    SimulatedWorld world;
+    std::shared_ptr<FakeFrameProvider> provider = std::make_shared<FakeFrameProvider>();
+};
+
+TEST_F(ViewerHostRouterTest, EveryMethodButGETIsNotAllowed) {
+    addDisplay("1", 3);
+    for (const char* method : {"POST", "HEAD", "get", "", "GET "}) {
+        EXPECT_EQ(respond(method, "/viewer/v1/displays"),
+                  ViewerHostHTTPResponse::methodNotAllowed());
+        EXPECT_EQ(respond(method, "/unknown"), ViewerHostHTTPResponse::methodNotAllowed());
+    }
+    EXPECT_EQ(provider->calls, Calls());
+}
+
+TEST_F(ViewerHostRouterTest, AListingHasItsExactBytesAndNoFrameHeader) {
+    provider->listed.emplace_back("2", "B", 1512, 982);
+    provider->listed.emplace_back("1", "A", 640, 360);
+    EXPECT_EQ(get("/viewer/v1/displays").serialized().joined(),
+              "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 184\r\n"
+              "Cache-Control: no-store\r\nConnection: close\r\n\r\n"
+              "{\"protocol\":\"Velmora.Windows.ViewerHost\",\"version\":1,"
+              "\"machineName\":\"Studio\",\"displays\":["
+              "{\"id\":\"2\",\"name\":\"B\",\"width\":1512,\"height\":982},"
+              "{\"id\":\"1\",\"name\":\"A\",\"width\":640,\"height\":360}]}");
+    EXPECT_EQ(provider->calls, Calls({"displays"}));
+}
+
+TEST_F(ViewerHostRouterTest, AListingOfNoDisplaysIsAnswered) {
+    const auto response = get("/viewer/v1/displays");
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.body.text(),
+              R"({"protocol":"Velmora.Windows.ViewerHost","version":1,"machineName":"Studio",)"
+              R"("displays":[]})");
+    EXPECT_EQ(response.frameSequence, std::nullopt);
+}
+
+TEST_F(ViewerHostRouterTest, ANameThatIsNotUTF8ReachesTheWireRepaired) {
+    provider->listed.emplace_back("1", "DELL\xFF", 1, 2);
+    EXPECT_NE(get("/viewer/v1/displays").body.text().find("\"name\":\"DELL\uFFFD\""),
+              std::string_view::npos);
+}
+
+TEST_F(ViewerHostRouterTest, TheListingsPathMustMatchExactly) {
+    for (const char* target : {"/viewer/v1/displays/", "/viewer/v1/displays?x=1",
+                               "/viewer/v1/Displays", "/viewer/v1/display", "viewer/v1/displays",
+                               "/viewer/v1/displays%20", "http://host/viewer/v1/displays"}) {
+        EXPECT_EQ(get(target), ViewerHostHTTPResponse::notFound()) << target;
+    }
+    EXPECT_EQ(provider->calls, Calls());
+}
+
+TEST_F(ViewerHostRouterTest, AnyOtherTargetIsNotFound) {
+    addDisplay("1", 3);
+    for (const char* target : {"/", "", "*", "/viewer/v1/frame", "/viewer/v1/frame?",
+                               "/favicon.ico", "/viewer/v1/frame?ID=1", "/viewer/v1/frame/?id=1",
+                               "/viewer/v2/frame?id=1", "/viewer/v1/frame?size=1&id=1"}) {
+        EXPECT_EQ(get(target), ViewerHostHTTPResponse::notFound()) << target;
+    }
+    EXPECT_EQ(provider->calls, Calls());
+}
+
+TEST_F(ViewerHostRouterTest, AFrameIsSentWithItsSequence) {
+    addDisplay("0", 5);
+    addDisplay("1", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1"), frameResponse("1", 3));
+    EXPECT_EQ(provider->calls, Calls({"displays", "frame 1"}));
+}
+
+TEST_F(ViewerHostRouterTest, TheFramesBytesAreNotCopied) {
+    addDisplay("1", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1").body.data(), provider->frames.at("1").jpeg.data());
+}
+
+TEST_F(ViewerHostRouterTest, TheIdIsPercentDecoded) {
+    addDisplay("Display 1", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id=Display%201"), frameResponse("Display 1", 3));
+    EXPECT_EQ(get("/viewer/v1/frame?id=Display+1"), ViewerHostHTTPResponse::notFound());
+}
+
+TEST_F(ViewerHostRouterTest, AnIdThatCannotBeDecodedIsNotFoundAndAsksForNothing) {
+    addDisplay("%G1", 3);
+    addDisplay("\xFF", 3);
+    for (const char* id : {"%G1", "%", "1%", "1%2", "%FF", "%C3%28"}) {
+        EXPECT_EQ(get(std::string("/viewer/v1/frame?id=") + id), ViewerHostHTTPResponse::notFound())
+            << id;
+    }
+    EXPECT_EQ(provider->calls, Calls());
+}
+
+TEST_F(ViewerHostRouterTest, AnUnknownIdNeverStartsACapture) {
+    addDisplay("1", 3);
+    provider->frames.emplace("2", ViewerHostFrame(ViewerBytes("JPEG"), "s"));
+    EXPECT_EQ(get("/viewer/v1/frame?id=2"), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(provider->calls, Calls({"displays"}));
+}
+
+TEST_F(ViewerHostRouterTest, IdsAreComparedCaseSensitively) {
+    addDisplay("a", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id=A"), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(get("/viewer/v1/frame?id=a"), frameResponse("a", 3));
+}
+
+TEST_F(ViewerHostRouterTest, EverythingBehindThePrefixIsTheId) {
+    addDisplay("1", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1&size=small"), ViewerHostHTTPResponse::notFound());
+    addDisplay("1&size=small", 4);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1&size=small"), frameResponse("1&size=small", 4));
+}
+
+TEST_F(ViewerHostRouterTest, TheEmptyIdIsLookedUpLikeAnyOther) {
+    addDisplay("1", 3);
+    EXPECT_EQ(get("/viewer/v1/frame?id="), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(provider->calls, Calls({"displays"}));
+    addDisplay("", 4);
+    EXPECT_EQ(get("/viewer/v1/frame?id="), frameResponse("", 4));
+}
+
+TEST_F(ViewerHostRouterTest, WithoutAFrameTheServiceIsUnavailable) {
+    provider->listed.emplace_back("1", "Display", 1512, 982);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1"), ViewerHostHTTPResponse::serviceUnavailable());
+    EXPECT_EQ(provider->calls, Calls({"displays", "frame 1"}));
+}
+
+TEST_F(ViewerHostRouterTest, AnEmptyFrameIsNotSent) {
+    addDisplay("1", 0);
+    EXPECT_EQ(get("/viewer/v1/frame?id=1"), ViewerHostHTTPResponse::serviceUnavailable());
+}
+
+TEST_F(ViewerHostRouterTest, AFrameOf2097152BytesIsSentAndOneByteMoreIsNot) {
+    addDisplay("largest", 2'097'152);
+    addDisplay("larger", 2'097'153);
+    EXPECT_EQ(get("/viewer/v1/frame?id=largest"), frameResponse("largest", 2'097'152));
+    EXPECT_EQ(get("/viewer/v1/frame?id=larger"), ViewerHostHTTPResponse::serviceUnavailable());
+}
+
+TEST_F(ViewerHostRouterTest, AResponseOutlivesItsRouter) {
+    addDisplay("1", 3);
+    auto router = std::make_unique<ViewerHostRouter>(provider, "Studio of a rather long name");
+    const SpawnedAnswer listing(world, router->response({"GET", "/viewer/v1/displays"}));
+    const SpawnedAnswer frame(world, router->response({"GET", "/viewer/v1/frame?id=1"}));
+    router.reset();
+    provider.reset();
+    world.settle();
+    EXPECT_NE(listing.value().body.text().find("Studio of a rather long name"),
+              std::string_view::npos);
+    EXPECT_EQ(frame.value(), frameResponse("1", 3));
+}
+
+}  // namespace
+}  // namespace velmora
