@@ -32,16 +32,20 @@ void ViewerTaskHandle::cancel() {
     if ((before & begun) == 0) {
         return;  // the task cancels itself when it begins: the signal has no receiver before
     }
-    boost::asio::post(executor_, [self = shared_from_this()] {
-        self->signal_.emit(boost::asio::cancellation_type::terminal);
-    });
+    boost::asio::post(executor_, [self = shared_from_this()] { self->wake(); });
+}
+
+void ViewerTaskHandle::wake() {
+    signal_.emit(boost::asio::cancellation_type::terminal);
+    // Asio passes the signal on through the executor, by a plain pointer to what the signal holds.
+    boost::asio::post(executor_, [self = shared_from_this()] {});
 }
 
 ViewerTask<void> ViewerTaskHandle::run(std::shared_ptr<ViewerTaskHandle> handle,
                                        ViewerTask<void> body) {
     co_await boost::asio::this_coro::throw_if_cancelled(false);
     if ((handle->progress_.fetch_or(begun) & cancelled) != 0) {
-        handle->signal_.emit(boost::asio::cancellation_type::terminal);
+        handle->wake();
     }
     co_await std::move(body);
     (void)handle->progress_.fetch_or(ended);  // from here on a cancellation has nothing to reach

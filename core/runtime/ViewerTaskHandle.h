@@ -34,6 +34,7 @@ class ViewerTaskHandle final : public std::enable_shared_from_this<ViewerTaskHan
     static constexpr unsigned cancelled = 2;
     static constexpr unsigned ended = 4;
 
+    void wake();
     static ViewerTask<void> run(std::shared_ptr<ViewerTaskHandle> handle, ViewerTask<void> body);
 
     const ViewerExecutor executor_;

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "core/runtime/ViewerOneShot.h"
 #include "tests/support/SimulatedWorld.h"
 
 namespace velmora {
@@ -52,6 +54,27 @@ TEST(ViewerTaskHandle, ATaskThatHasEndedIsNotCancelledAnyMore) {
     world.settle();
     EXPECT_FALSE(task->isCancelled());
     EXPECT_EQ(outcome, "passed");
+}
+
+ViewerTask<void> waitFor(ViewerOneShot<bool>* continuation, std::string* outcome) {
+    const bool value = co_await ViewerOneShot<bool>::wait(
+        [continuation](ViewerOneShot<bool> task) { *continuation = std::move(task); });
+    *outcome = value ? "ended" : "failed";
+}
+
+TEST(ViewerTaskHandle, ACancellationMayReachATaskThatEndsInTheSameMoment) {
+    SimulatedWorld world;
+    std::string outcome;
+    ViewerOneShot<bool> continuation;
+    auto task = startTask(world.taskExecutor(), waitFor(&continuation, &outcome));
+    world.settle();
+    continuation.complete(true);
+    task->cancel();
+    const std::weak_ptr<ViewerTaskHandle> gone = task;
+    task.reset();
+    world.settle();
+    EXPECT_EQ(outcome, "ended");
+    EXPECT_TRUE(gone.expired());
 }
 
 }  // namespace
