@@ -95,7 +95,7 @@ class ViewerDisplayStream {
     virtual bool addOutput(std::shared_ptr<ViewerStreamReceiver> receiver,
                            std::string queueLabel) = 0;
     virtual void start(Completion completion) = 0;
-    /// May be called during a start that has not completed.
+    /// May be called during a start that has not completed, and again after that.
     virtual void stop(Completion completion) = 0;
 };
 
@@ -104,14 +104,14 @@ class ViewerScreenCapture {
   public:
     using Displays = std::vector<ViewerNativeDisplay>;
     /// Receives the displays, or null when the platform reports an error. Runs exactly once, on any
-    /// thread, possibly before `shareableDisplays` returns. An unchanged list may be passed again as
-    /// the same object.
+    /// thread, possibly before `shareableDisplays` returns. An unchanged list may be passed again
+    /// as the same object.
     using DisplaysCompletion = std::function<void(std::shared_ptr<const Displays>)>;
 
     virtual ~ViewerScreenCapture() = default;
 
-    /// Whether this process may record the screen, as far as is known; never asks the user and never
-    /// blocks.
+    /// Whether this process may record the screen, as far as is known; never asks the user and
+    /// never blocks.
     virtual bool preflightAccess() = 0;
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Main thread only.
@@ -120,8 +120,8 @@ class ViewerScreenCapture {
     /// their value.
     virtual bool comesBefore(const std::string& a, const std::string& b) = 0;
     /// A stream that is not started yet.
-    virtual std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
-                                                            const ViewerStreamSettings& settings) = 0;
+    virtual std::shared_ptr<ViewerDisplayStream> makeStream(
+        const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) = 0;
 };
 
 /// The platform's screen capture, defined once for each platform. `mainExecutor` is the main

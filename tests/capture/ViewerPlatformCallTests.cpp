@@ -1,0 +1,192 @@
+#include "core/capture/ViewerPlatformCall.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/post.hpp>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "core/runtime/ViewerTaskHandle.h"
+#include "tests/support/BorrowedClock.h"
+#include "tests/support/SimulatedWorld.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+using Completion = ViewerPlatformCall<int>::Completion;
+using Call = std::function<void(Completion)>;
+
+/// One call on a queue of its own, and what came of it.
+struct CallUnderTest final {
+    explicit CallUnderTest(SimulatedWorld& simulated)
+        : world(simulated), executor(simulated.makeSerialExecutor("task")) {}
+
+    /// Makes the call and keeps its completion for the test.
+    void begin() {
+        begin([this](Completion given) { completion = std::move(given); });
+    }
+    void begin(Call call) {
+        task = startTask(executor, run(this, std::move(call)));
+        world.settle();
+    }
+    /// Completes the call on another queue, as a platform's thread would.
+    void completeElsewhere(int value) {
+        boost::asio::post(world.makeSerialExecutor("platform"),
+                          [value, given = std::exchange(completion, nullptr)] { given(value); });
+    }
+
+    static ViewerTask<void> run(CallUnderTest* self, Call call) {
+        const Completion late = [self](int value) { self->late = value; };
+        const auto clock = borrowedClock(self->world);
+        self->answer = co_await ViewerPlatformCall<int>::answer(clock, call, late);
+        const ViewerExecutor current = co_await boost::asio::this_coro::executor;
+        EXPECT_TRUE(current == self->executor);
+        self->isAnswered = true;
+    }
+
+    SimulatedWorld& world;
+    const ViewerExecutor executor;
+    Completion completion;
+    std::shared_ptr<ViewerTaskHandle> task;
+    bool isAnswered = false;
+    std::optional<int> answer;
+    std::optional<int> late;
+};
+
+TEST(ViewerPlatformCall, AnAnswerBeforeTheCallReturnsCostsNoTimerAndNoWait) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    bool isAnsweredInTime = false;
+    under.begin([&](Completion completion) {
+        boost::asio::post(under.executor, [&] { isAnsweredInTime = under.isAnswered; });
+        completion(7);
+        EXPECT_EQ(world.pendingTimers(), 0U);
+    });
+    EXPECT_TRUE(isAnsweredInTime) << "the task went on before its queue came to anything else";
+    EXPECT_EQ(under.answer, 7);
+    EXPECT_EQ(world.pendingTimers(), 0U);
+}
+
+TEST(ViewerPlatformCall, AnAnswerFromElsewhereEndsTheWaitAndTheTimer) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    under.begin();
+    EXPECT_FALSE(under.isAnswered);
+    EXPECT_EQ(world.pendingTimers(), 1U);
+
+    under.completeElsewhere(8);
+    world.settle();
+
+    EXPECT_EQ(under.answer, 8);
+    EXPECT_EQ(under.late, std::nullopt);
+    EXPECT_EQ(world.pendingTimers(), 0U);
+}
+
+TEST(ViewerPlatformCall, WithoutAnAnswerTheWaitEndsAfterFourSeconds) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    under.begin();
+    world.advance(3999ms);
+    EXPECT_FALSE(under.isAnswered);
+
+    world.advance(1ms);
+
+    EXPECT_TRUE(under.isAnswered);
+    EXPECT_EQ(under.answer, std::nullopt);
+}
+
+TEST(ViewerPlatformCall, ALateAnswerGoesToItsOwnReceiverAndNowhereElse) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    under.begin();
+    world.advance(5s);
+    ASSERT_TRUE(under.isAnswered);
+
+    under.completeElsewhere(9);
+    world.settle();
+
+    EXPECT_EQ(under.answer, std::nullopt);
+    EXPECT_EQ(under.late, 9);
+    EXPECT_EQ(world.pendingTimers(), 0U);
+}
+
+TEST(ViewerPlatformCall, ACallThatIsGivenUpByThePlatformEndsAfterFourSeconds) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    under.begin([](const Completion&) {});
+    world.advance(4s);
+    EXPECT_TRUE(under.isAnswered);
+    EXPECT_EQ(under.answer, std::nullopt);
+}
+
+TEST(ViewerPlatformCall, ACancelledTaskStillLearnsTheOutcome) {
+    SimulatedWorld world;
+    CallUnderTest under(world);
+    under.begin();
+    under.task->cancel();
+    world.advance(1s);
+    EXPECT_FALSE(under.isAnswered);
+
+    under.completeElsewhere(10);
+    world.settle();
+
+    EXPECT_EQ(under.answer, 10);
+}
+
+ViewerTask<void> holdUntilLate(SimulatedWorld* world, std::shared_ptr<int> held, Call call) {
+    const Completion late = [held](int) {};
+    const auto clock = borrowedClock(*world);
+    (void)co_await ViewerPlatformCall<int>::answer(clock, call, late);
+}
+
+TEST(ViewerPlatformCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompletion) {
+    for (const bool isImmediate : {true, false}) {
+        SCOPED_TRACE(isImmediate);
+        SimulatedWorld world;
+        Completion kept;
+        auto held = std::make_shared<int>(0);
+        world.spawn(holdUntilLate(&world, held, [&](Completion completion) {
+            kept = std::move(completion);
+            if (isImmediate) {
+                kept(1);
+            }
+        }));
+        world.settle();
+        if (!isImmediate) {
+            EXPECT_GT(held.use_count(), 1);
+            kept(1);
+        }
+        world.settle();
+        EXPECT_EQ(held.use_count(), 1);
+    }
+}
+
+TEST(ViewerPlatformCall, AnAnswerAroundTheLimitIsEitherInTimeOrLate) {
+    int inTime = 0;
+    int late = 0;
+    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE(seed);
+        SimulatedWorld world(seed);
+        CallUnderTest under(world);
+        under.begin();
+        const auto delay = 4s - 1ns + std::chrono::nanoseconds(world.choose(3));
+        world.schedule(world.now() + delay, world.makeSerialExecutor("platform"),
+                       [&] { under.completion(11); });
+        world.runToEnd();
+        EXPECT_TRUE(under.isAnswered);
+        EXPECT_NE(under.answer.has_value(), under.late.has_value());
+        EXPECT_EQ(world.pendingTimers(), 0U);
+        inTime += under.answer.has_value() ? 1 : 0;
+        late += under.late.has_value() ? 1 : 0;
+    }
+    EXPECT_GT(inTime, 0);
+    EXPECT_GT(late, 0);
+}
+
+}  // namespace
+}  // namespace velmora
