@@ -70,10 +70,10 @@ class Writer final {
     json::serializer serializer_;
 };
 
-std::optional<json::value> parsed(std::string_view text) {
+/// Null when the text is not one JSON value.
+json::value parsed(std::string_view text) {
     boost::system::error_code error;
-    json::value value = json::parse(text, error);
-    return error ? std::nullopt : std::optional(std::move(value));
+    return json::parse(text, error);
 }
 
 std::optional<std::string> textMember(const json::object& object, std::string_view name) {
@@ -145,13 +145,12 @@ ViewerBytes encode(const ViewerHostDisplayListing& listing) {
 }
 
 std::optional<ViewerHostDisplay> decodeDisplay(std::string_view text) {
-    const auto value = parsed(text);
-    return value ? displayOf(*value) : std::nullopt;
+    return displayOf(parsed(text));
 }
 
 std::optional<ViewerHostDisplayListing> decodeListing(std::string_view text) {
-    const auto value = parsed(text);
-    const json::object* object = value ? value->if_object() : nullptr;
+    const json::value value = parsed(text);
+    const json::object* object = value.if_object();
     if (object == nullptr) {
         return std::nullopt;
     }

@@ -53,6 +53,7 @@ TEST(ViewerHostRequestParser, LinesEndOnlyWithBothCharacters) {
     EXPECT_EQ(parse("GET /a HTTP/1.1\n\n"), ParseResult::incomplete());
     EXPECT_EQ(parse("GET /a HTTP/1.1\r\r"), ParseResult::incomplete());
     EXPECT_EQ(parse("GET /a HTTP/1.1\r\n\n"), ParseResult::incomplete());
+    EXPECT_EQ(parse("GET /a HTTP/1.1\n\r\n"), ParseResult::incomplete());
     EXPECT_EQ(parse("GET /a\nb HTTP/1.1\r\n\r\n"), requestFor("/a\nb"));
     EXPECT_EQ(parse("GET /a HTTP/1.1\r\r\n\r\n"), requestFor("/a"));
 }
@@ -65,6 +66,7 @@ TEST(ViewerHostRequestParser, ARunOfSpacesSeparatesOnce) {
 TEST(ViewerHostRequestParser, OnlySpacesSeparate) {
     EXPECT_EQ(parse("GET\t/a\tHTTP/1.1\r\n\r\n"), ParseResult::methodNotAllowed());
     EXPECT_EQ(parse("GET /a\tb HTTP/1.1\r\n\r\n"), requestFor("/a\tb"));
+    EXPECT_EQ(parse("GET \t/a HTTP/1.1\r\n\r\n"), requestFor("\t/a"));
 }
 
 TEST(ViewerHostRequestParser, ALineWithoutExactlyThreeTokensIsRefused) {

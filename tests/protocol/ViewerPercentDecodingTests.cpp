@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace velmora {
 namespace {
@@ -44,6 +45,11 @@ TEST(ViewerPercentDecoding, AMalformedEscapeIsRefused) {
                              "%0x", "%:0", "%/0", "%@0", "%`0", "%g0"}) {
         EXPECT_EQ(percentDecoded(text), std::nullopt) << text;
     }
+}
+
+TEST(ViewerPercentDecoding, NothingBehindTheTextIsLookedAt) {
+    EXPECT_EQ(percentDecoded(std::string_view("%41").substr(0, 2)), std::nullopt);
+    EXPECT_EQ(percentDecoded(std::string_view("%41").substr(0, 1)), std::nullopt);
 }
 
 TEST(ViewerPercentDecoding, AResultThatIsNotUTF8IsRefused) {
