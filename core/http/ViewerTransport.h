@@ -79,8 +79,7 @@ struct ViewerPlatformError final {
 };
 
 /// A listener, or why it could not be created.
-using ViewerListenerCreation =
-    std::variant<std::shared_ptr<ViewerListener>, ViewerPlatformError>;
+using ViewerListenerCreation = std::variant<std::shared_ptr<ViewerListener>, ViewerPlatformError>;
 
 /// The platform's TCP. Outlives its listeners and connections; any thread.
 class ViewerTransport {
