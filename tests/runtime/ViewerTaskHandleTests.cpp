@@ -58,7 +58,7 @@ TEST(ViewerTaskHandle, ATaskThatHasEndedIsNotCancelledAnyMore) {
 
 ViewerTask<void> waitFor(ViewerOneShot<bool>* continuation, std::string* outcome) {
     const bool value = co_await ViewerOneShot<bool>::wait(
-        [continuation](ViewerOneShot<bool> task) { *continuation = std::move(task); });
+        [&continuation](ViewerOneShot<bool> task) { *continuation = std::move(task); });
     *outcome = value ? "ended" : "failed";
 }
 
