@@ -1,0 +1,210 @@
+#include "core/http/ViewerConnectionHandler.h"
+
+#include <cstddef>
+#include <utility>
+
+#include "core/protocol/ViewerHostProtocolV1.h"
+#include "core/protocol/ViewerHostRequestParseResult.h"
+#include "core/protocol/ViewerHostRequestParser.h"
+
+namespace velmora {
+
+namespace {
+
+/// The most bytes that one receive brings.
+constexpr std::size_t maxDeliveryBytes = 1024;
+
+}  // namespace
+
+ViewerConnectionHandler::ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection,
+                                                 ViewerHostRouter router, ViewerExecutor queue,
+                                                 std::function<void()> onFinish,
+                                                 ViewerExecutors& executors,
+                                                 std::shared_ptr<ViewerContinuousClock> clock)
+    : connection_(std::move(connection)),
+      router_(std::move(router)),
+      queue_(std::move(queue)),
+      onFinish_(std::move(onFinish)),
+      executors_(executors),
+      clock_(std::move(clock)) {}
+
+ViewerConnectionHandler::~ViewerConnectionHandler() {
+    clock_->withdraw(deadline_);
+}
+
+void ViewerConnectionHandler::start() {
+    connection_->setStateHandler([weak = weak_from_this()](ViewerConnectionState state) {
+        if (const auto handler = weak.lock()) {
+            handler->connectionChanged(state);
+        }
+    });
+    connection_->start(queue_);
+    armDeadline();
+}
+
+void ViewerConnectionHandler::connectionChanged(ViewerConnectionState state) {
+    switch (state) {
+        case ViewerConnectionState::ready:
+            receiveNext();
+            return;
+        case ViewerConnectionState::failed:
+        case ViewerConnectionState::cancelled:
+            cancel();
+            return;
+        case ViewerConnectionState::setup:
+        case ViewerConnectionState::waiting:
+        case ViewerConnectionState::preparing:
+            return;  // the deadline covers a connection that never becomes ready
+    }
+}
+
+void ViewerConnectionHandler::armDeadline() {
+    const auto timer = clock_->schedule(clock_->now() + ViewerHostProtocolV1::requestTimeout,
+                                        queue_, [weak = weak_from_this()] {
+                                            if (const auto handler = weak.lock()) {
+                                                handler->cancel();
+                                            }
+                                        });
+    {
+        const ViewerLockGuard guard(lock_);
+        if (!finished_) {
+            deadline_ = timer;
+            return;
+        }
+    }
+    clock_->withdraw(timer);  // cancelled from another thread while it started
+}
+
+void ViewerConnectionHandler::receiveNext() {
+    connection_->receive(1, maxDeliveryBytes,
+                         [weak = weak_from_this()](const ViewerDelivery& delivery) {
+                             if (const auto handler = weak.lock()) {
+                                 handler->handleReceive(delivery);
+                             }
+                         });
+}
+
+void ViewerConnectionHandler::handleReceive(const ViewerDelivery& delivery) {
+    if (isFinished()) {
+        return;  // cancelled: whatever still arrives is not answered
+    }
+    if (requestData_.empty()) {
+        requestData_.reserve(maxDeliveryBytes);
+    }
+    requestData_.insert(requestData_.end(), delivery.content.begin(), delivery.content.end());
+    const auto result = ViewerHostRequestParser::parse(requestData_);
+    switch (result.which()) {
+        case ViewerHostRequestParseResult::Case::request:
+            route(result.payload());
+            return;
+        case ViewerHostRequestParseResult::Case::methodNotAllowed:
+            send(ViewerHostHTTPResponse::methodNotAllowed());
+            return;
+        case ViewerHostRequestParseResult::Case::headersTooLarge:
+            send(ViewerHostHTTPResponse::headersTooLarge());
+            return;
+        case ViewerHostRequestParseResult::Case::incomplete:
+            if (delivery.isComplete || delivery.hasError) {
+                finish();
+            } else {
+                receiveNext();
+            }
+            return;
+    }
+}
+
+void ViewerConnectionHandler::route(const ViewerHostRequest& request) {
+    const auto task = std::make_shared<ViewerTaskHandle>(executors_.taskExecutor());
+    {
+        const ViewerLockGuard guard(lock_);
+        if (finished_) {
+            return;
+        }
+        // Stored before it starts: on the queue's own loop it may run to its end at once.
+        requestTask_ = task;
+    }
+    task->start(answer(weak_from_this(), task, request));
+}
+
+ViewerTask<void> ViewerConnectionHandler::answer(std::weak_ptr<ViewerConnectionHandler> weak,
+                                                 std::shared_ptr<ViewerTaskHandle> task,
+                                                 ViewerHostRequest request) {
+    auto handler = weak.lock();
+    if (!handler) {
+        co_return;
+    }
+    ViewerTask<ViewerHostHTTPResponse> routing = handler->router_.response(std::move(request));
+    handler.reset();
+    const ViewerHostHTTPResponse response = co_await std::move(routing);
+    handler = weak.lock();
+    if (!handler) {
+        co_return;
+    }
+    if (task->isCancelled()) {
+        handler->finish();
+    } else {
+        handler->send(response);
+    }
+}
+
+void ViewerConnectionHandler::send(const ViewerHostHTTPResponse& response) {
+    connection_->send(response.serialized(), [weak = weak_from_this()] {
+        if (const auto handler = weak.lock()) {
+            handler->connection_->cancel();
+            handler->finish();
+        }
+    });
+}
+
+void ViewerConnectionHandler::cancel() {
+    std::shared_ptr<ViewerTaskHandle> task;
+    std::optional<Ending> ending;
+    {
+        const ViewerLockGuard guard(lock_);
+        task = requestTask_;
+        if (!task) {
+            ending = claimEnd();  // in the same breath, so that no routing task starts any more
+        }
+    }
+    if (task) {
+        task->cancel();
+    }
+    connection_->cancel();
+    if (ending) {
+        conclude(std::move(*ending));
+    }
+}
+
+void ViewerConnectionHandler::finish() {
+    std::optional<Ending> ending;
+    {
+        const ViewerLockGuard guard(lock_);
+        ending = claimEnd();
+    }
+    if (ending) {
+        conclude(std::move(*ending));
+    }
+}
+
+std::optional<ViewerConnectionHandler::Ending> ViewerConnectionHandler::claimEnd() {
+    if (finished_) {
+        return std::nullopt;
+    }
+    finished_ = true;
+    return Ending{std::move(requestTask_), std::exchange(deadline_, 0)};
+}
+
+void ViewerConnectionHandler::conclude(Ending ending) {
+    if (ending.task) {
+        ending.task->cancel();
+    }
+    clock_->withdraw(ending.deadline);
+    onFinish_();
+}
+
+bool ViewerConnectionHandler::isFinished() {
+    const ViewerLockGuard guard(lock_);
+    return finished_;
+}
+
+}  // namespace velmora

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/http/ViewerTransport.h"
+#include "core/protocol/ViewerHostHTTPResponse.h"
+#include "core/protocol/ViewerHostRequest.h"
+#include "core/protocol/ViewerHostRouter.h"
+#include "core/runtime/ViewerContinuousClock.h"
+#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerExecutors.h"
+#include "core/runtime/ViewerLock.h"
+#include "core/runtime/ViewerTask.h"
+#include "core/runtime/ViewerTaskHandle.h"
+
+namespace velmora {
+
+/// Serves one connection: reads one request, answers it, ends the connection, all within 5 seconds.
+/// Owned by the server until it has finished; the connection, the clock and the routing task hold
+/// it weakly. `start` and `cancel` may be called from any thread.
+class ViewerConnectionHandler final : public std::enable_shared_from_this<ViewerConnectionHandler> {
+  public:
+    /// `queue` is where the connection's events run, one at a time. `onFinish` is called exactly
+    /// once, on any thread, unless the handler is dropped before its end. The executors outlive the
+    /// handler.
+    ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection, ViewerHostRouter router,
+                            ViewerExecutor queue, std::function<void()> onFinish,
+                            ViewerExecutors& executors,
+                            std::shared_ptr<ViewerContinuousClock> clock);
+    ViewerConnectionHandler(const ViewerConnectionHandler&) = delete;
+    ViewerConnectionHandler& operator=(const ViewerConnectionHandler&) = delete;
+    ~ViewerConnectionHandler();
+
+    /// Called once.
+    void start();
+    /// Ends the connection. With a routing task running the handler finishes when that ends, else
+    /// at once. Any number of times.
+    void cancel();
+
+  private:
+    /// What is left to do at the end, taken out under the lock.
+    struct Ending final {
+        std::shared_ptr<ViewerTaskHandle> task;
+        ViewerContinuousClock::TimerId deadline;
+    };
+
+    void connectionChanged(ViewerConnectionState state);
+    void armDeadline();
+    void receiveNext();
+    void handleReceive(const ViewerDelivery& delivery);
+    void route(const ViewerHostRequest& request);
+    static ViewerTask<void> answer(std::weak_ptr<ViewerConnectionHandler> weak,
+                                   std::shared_ptr<ViewerTaskHandle> task,
+                                   ViewerHostRequest request);
+    void send(const ViewerHostHTTPResponse& response);
+    void finish();
+    /// Makes the caller the one who ends the handler, unless somebody was first.
+    std::optional<Ending> claimEnd() VIEWER_REQUIRES(lock_);
+    void conclude(Ending ending);
+    bool isFinished();
+
+    const std::shared_ptr<ViewerConnection> connection_;
+    const ViewerHostRouter router_;
+    const ViewerExecutor queue_;
+    const std::function<void()> onFinish_;
+    ViewerExecutors& executors_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
+    /// Everything received so far. Touched on the queue only.
+    std::vector<std::uint8_t> requestData_;
+
+    ViewerLock lock_;
+    std::shared_ptr<ViewerTaskHandle> requestTask_ VIEWER_GUARDED_BY(lock_);
+    /// 0 while none is armed.
+    ViewerContinuousClock::TimerId deadline_ VIEWER_GUARDED_BY(lock_) = 0;
+    bool finished_ VIEWER_GUARDED_BY(lock_) = false;
+};
+
+}  // namespace velmora
