@@ -1,0 +1,175 @@
+#include "core/http/ViewerConnectionHandler.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/io_context.hpp>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/runtime/ViewerExecutors.h"
+#include "tests/http/HandledConnection.h"
+
+namespace velmora {
+namespace {
+
+using Messages = std::vector<std::string>;
+
+/// One loop for everything.
+class OneLoop final : public ViewerExecutors {
+  public:
+    explicit OneLoop(boost::asio::io_context& loop) : loop_(loop.get_executor()) {}
+
+    ViewerExecutor mainExecutor() override { return loop_; }
+    ViewerExecutor taskExecutor() override { return loop_; }
+    ViewerExecutor makeSerialExecutor(std::string_view) override { return loop_; }
+
+  private:
+    const ViewerExecutor loop_;
+};
+
+TEST(ViewerConnectionHandler, ARequestIsAnsweredAndTheConnectionEnded) {
+    HandledConnection served;
+    served.handler->start();
+    served.peer->send(HandledConnection::frameRequest);
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_GE(served.peer->cancellations(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+    EXPECT_EQ(served.world.pendingTimers(), 0U);
+}
+
+TEST(ViewerConnectionHandler, ARequestOfOneBytePerDeliveryIsAnsweredOnceItsHeadIsComplete) {
+    HandledConnection served;
+    served.handler->start();
+    for (const char byte : HandledConnection::frameRequest) {
+        EXPECT_TRUE(served.peer->messages().empty());
+        served.peer->send(std::string_view(&byte, 1));
+        served.world.settle();
+    }
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_EQ(served.peer->receiveLimits().size(), HandledConnection::frameRequest.size());
+    EXPECT_EQ(served.finishes, 1);
+}
+
+TEST(ViewerConnectionHandler, EachReceiveAsksForAtMost1024Bytes) {
+    HandledConnection served;
+    served.handler->start();
+    served.peer->send("GET /x HTTP/1.1\r\nA: " + std::string(3000, 'a'));
+    served.world.settle();
+    EXPECT_EQ(served.peer->receiveLimits(), std::vector<std::size_t>({1024, 1024, 1024, 1024}));
+}
+
+TEST(ViewerConnectionHandler, NothingIsReceivedBeforeTheConnectionIsReady) {
+    HandledConnection served({.becomesReady = false});
+    served.handler->start();
+    served.peer->change(ViewerConnectionState::setup);
+    served.peer->change(ViewerConnectionState::waiting);
+    served.peer->change(ViewerConnectionState::preparing);
+    served.world.settle();
+    EXPECT_FALSE(served.peer->isReceiving());
+    EXPECT_EQ(served.finishes, 0);
+    served.peer->change(ViewerConnectionState::ready);
+    served.world.settle();
+    EXPECT_TRUE(served.peer->isReceiving());
+}
+
+TEST(ViewerConnectionHandler, AHeadThatComesTogetherWithTheEndOfTheStreamIsAnswered) {
+    HandledConnection served;
+    served.peer->send(HandledConnection::frameRequest);
+    served.peer->end();
+    served.handler->start();
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_EQ(served.peer->receiveLimits().size(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+}
+
+TEST(ViewerConnectionHandler, AHeadThatComesTogetherWithAnErrorIsAnswered) {
+    HandledConnection served;
+    served.peer->send(HandledConnection::frameRequest);
+    served.peer->breakOff();
+    served.handler->start();
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_EQ(served.peer->receiveLimits().size(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+}
+
+TEST(ViewerConnectionHandler, WhatFollowsTheFirstRequestIsNeverASecondOne) {
+    HandledConnection served;
+    served.handler->start();
+    const std::string request(HandledConnection::frameRequest);
+    served.peer->send(request + request);
+    served.world.settle();
+    served.peer->send(request);
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_EQ(served.peer->receiveLimits().size(), 1U);
+    EXPECT_EQ(served.provider->calls, Messages({"displays", "frame one"}));
+}
+
+TEST(ViewerConnectionHandler, AMethodOtherThanGETGetsOne405WithoutRouting) {
+    HandledConnection served;
+    served.handler->start();
+    served.peer->send("POST /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::methodNotAllowedResponse}));
+    EXPECT_GE(served.peer->cancellations(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+    EXPECT_TRUE(served.provider->calls.empty());
+}
+
+TEST(ViewerConnectionHandler, AHeadWithoutAnEndGetsOne431After8192Bytes) {
+    HandledConnection served;
+    served.handler->start();
+    served.peer->send(std::string(8191, 'a'));
+    served.world.settle();
+    EXPECT_TRUE(served.peer->messages().empty());
+    served.peer->send(std::string(3, 'a'));
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::headersTooLargeResponse}));
+    EXPECT_GE(served.peer->cancellations(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+    EXPECT_FALSE(served.peer->isReceiving());
+}
+
+TEST(ViewerConnectionHandler, TheConnectionEndsOnlyWhenTheResponseHasLeft) {
+    HandledConnection served({.completesSends = false});
+    served.handler->start();
+    served.peer->send(HandledConnection::frameRequest);
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages().size(), 1U);
+    EXPECT_EQ(served.peer->cancellations(), 0U);
+    EXPECT_EQ(served.finishes, 0);
+    served.peer->completeSend();
+    served.world.settle();
+    EXPECT_GE(served.peer->cancellations(), 1U);
+    EXPECT_EQ(served.finishes, 1);
+}
+
+TEST(ViewerConnectionHandler, OnOneLoopARequestIsAnsweredInTheStepThatReceivesIt) {
+    boost::asio::io_context loop;
+    OneLoop executors(loop);
+    const auto clock = std::make_shared<SimulatedWorld>();
+    const auto peer = std::make_shared<ScriptedPeer>();
+    int finishes = 0;
+    const auto handler = std::make_shared<ViewerConnectionHandler>(
+        peer->makeConnection(), ViewerHostRouter(std::make_shared<FakeFrameProvider>(), "machine"),
+        loop.get_executor(), [&finishes] { ++finishes; }, executors, clock);
+    handler->start();
+    (void)loop.poll();
+    loop.restart();
+    peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(loop.poll_one(), 1U);
+    EXPECT_EQ(peer->messages().size(), 1U);
+    EXPECT_EQ(finishes, 0);
+    (void)loop.poll();
+    EXPECT_EQ(finishes, 1);
+    EXPECT_EQ(clock->pendingTimers(), 0U);
+}
+
+}  // namespace
+}  // namespace velmora

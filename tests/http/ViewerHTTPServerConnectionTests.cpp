@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/http/ViewerHTTPServer.h"
+#include "tests/support/ServedWorld.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+
+using Peers = std::vector<std::shared_ptr<ScriptedPeer>>;
+
+std::size_t droppedCount(const Peers& peers) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(peers, [](const auto& peer) { return peer->isDropped(); }));
+}
+
+TEST(ViewerHTTPServer, AConnectionIsAnsweredEndedAndDropped) {
+    ServedWorld host;
+    host.listen();
+    const auto peer = host.listener().connect();
+    peer->send(ServedWorld::frameRequest);
+    host.world.settle();
+    EXPECT_EQ(peer->messages(), std::vector<std::string>({ServedWorld::frameResponse}));
+    EXPECT_GE(peer->cancellations(), 1U);
+    EXPECT_TRUE(peer->isDropped());
+    EXPECT_EQ(host.world.pendingTimers(), 0U);
+}
+
+TEST(ViewerHTTPServer, ListenerAndConnectionsShareOneQueue) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(3);
+    host.world.settle();
+    for (const auto& peer : peers) {
+        EXPECT_TRUE(peer->queue() == host.listener().queue());
+    }
+}
+
+TEST(ViewerHTTPServer, The17thConnectionWaitsUntilAHandlerFinishes) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(17);
+    host.world.settle();
+    EXPECT_EQ(startedCount(peers), 16U);
+    EXPECT_FALSE(peers.back()->isStarted());
+
+    peers[7]->end();
+    host.world.settle();
+    EXPECT_TRUE(peers.back()->isStarted());
+    EXPECT_EQ(droppedCount(peers), 1U);
+}
+
+TEST(ViewerHTTPServer, WaitingConnectionsAreTakenUpInTheOrderOfTheirArrival) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(40);
+    for (std::size_t served = 16; served <= peers.size(); ++served) {
+        host.world.settle();
+        for (std::size_t i = 0; i < peers.size(); ++i) {
+            EXPECT_EQ(peers[i]->isStarted(), i < served) << i << " of " << served;
+        }
+        peers[served - 1]->end();
+    }
+    for (const auto& peer : peers) {
+        peer->end();
+    }
+    host.world.settle();
+    EXPECT_EQ(droppedCount(peers), peers.size());
+}
+
+TEST(ViewerHTTPServer, WaitingDoesNotCountTowardsTheDeadline) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(17);
+    host.world.advance(4s);
+    peers.front()->end();
+    host.world.advance(4s);
+    EXPECT_EQ(droppedCount(peers), 16U);
+    EXPECT_FALSE(peers.back()->isDropped());
+    host.world.advance(1s);
+    EXPECT_TRUE(peers.back()->isDropped());
+}
+
+TEST(ViewerHTTPServer, AtMost16RequestsAreRoutedAtOnce) {
+    ServedWorld host;
+    host.listen();
+    host.gate.close();
+    const auto peers = host.connect(20);
+    for (const auto& peer : peers) {
+        peer->send(ServedWorld::frameRequest);
+    }
+    host.world.settle();
+    EXPECT_EQ(host.gate.waiting(), 16U);
+    host.gate.open();
+    host.world.settle();
+    for (const auto& peer : peers) {
+        EXPECT_EQ(peer->messages(), std::vector<std::string>({ServedWorld::frameResponse}));
+    }
+}
+
+TEST(ViewerHTTPServer, AClosedConnectionIsDroppedWithoutBeingCancelled) {
+    ServedWorld host;
+    host.listen();
+    const auto peer = host.listener().connect();
+    peer->send("GET /viewer/v1");
+    peer->end();
+    host.world.settle();
+    EXPECT_TRUE(peer->messages().empty());
+    EXPECT_EQ(peer->cancellations(), 0U);
+    EXPECT_TRUE(peer->isDropped());
+}
+
+TEST(ViewerHTTPServer, AConnectionIsIgnoredOnceTheServerIsGone) {
+    ServedWorld host;
+    host.listen();
+    host.server.reset();
+    const auto peer = host.listener().connect();
+    host.world.settle();
+    EXPECT_FALSE(peer->isStarted());
+    EXPECT_EQ(peer->cancellations(), 0U);
+    EXPECT_TRUE(peer->isDropped());
+}
+
+TEST(ViewerHTTPServer, HandlersAndWaitingConnectionsGoWithTheServer) {
+    ServedWorld host;
+    host.listen();
+    host.gate.close();
+    const auto peers = host.connect(20);
+    for (const auto& peer : peers) {
+        peer->send(ServedWorld::frameRequest);
+    }
+    host.world.settle();
+    host.server.reset();
+    EXPECT_EQ(droppedCount(peers), peers.size());
+    EXPECT_EQ(host.world.pendingTimers(), 0U);
+    host.gate.open();
+    host.world.settle();
+    for (const auto& peer : peers) {
+        EXPECT_TRUE(peer->messages().empty());
+    }
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/http/ViewerTransport.h"
+#include "core/protocol/ViewerHostHTTPResponse.h"
+#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerLock.h"
+
+namespace velmora {
+
+/// The far end of one connection: plays its client and its network, and keeps what the host did
+/// with it beyond the connection's own life. Shared by the test and the connection; any thread.
+class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
+  public:
+    /// How the network behaves by itself. Set before the connection is made.
+    struct Network final {
+        /// A started connection becomes ready.
+        bool becomesReady = true;
+        /// A message is on its way as soon as it was sent; else `completeSend` says when.
+        bool completesSends = true;
+    };
+
+    ScriptedPeer() = default;
+    explicit ScriptedPeer(Network network) : network_(network) {}
+    ScriptedPeer(const ScriptedPeer&) = delete;
+    ScriptedPeer& operator=(const ScriptedPeer&) = delete;
+
+    /// The near end, made once; the peer keeps no reference to it.
+    std::shared_ptr<ViewerConnection> makeConnection();
+
+    /// What the client sends waits until the host receives it.
+    void send(std::string_view bytes);
+    /// The client ends its side, or breaks the connection off, behind what it has sent.
+    void end();
+    void breakOff();
+    void change(ViewerConnectionState state);
+    /// Says that the oldest message not completed yet has left, or never will.
+    void completeSend();
+
+    /// The messages of the host, in order; those after `cancel` are counted instead.
+    std::vector<std::string> messages() const;
+    std::size_t sendsAfterCancel() const;
+    std::size_t cancellations() const;
+    /// What each receive asked for at most.
+    std::vector<std::size_t> receiveLimits() const;
+    bool isStarted() const;
+    bool isReceiving() const;
+    /// The connection object is gone.
+    bool isDropped() const;
+    /// The queue the connection was started on.
+    ViewerExecutor queue() const;
+
+    /// Called for each message, on the thread that sends. Set before the connection is made.
+    std::function<void()> onMessage;
+    /// Called when the connection is started. Set before the connection is made.
+    std::function<void()> onStart;
+
+  private:
+    class Connection;
+
+    void start(ViewerExecutor queue);
+    void receive(std::size_t maximum, ViewerConnection::ReceiveHandler handler);
+    void take(const ViewerHostResponseBytes& message, ViewerConnection::SendHandler handler);
+    void cancel();
+    void drop();
+    void wake();
+    void deliver();
+
+    mutable ViewerLock lock_;
+    Network network_;
+    std::optional<ViewerExecutor> queue_ VIEWER_GUARDED_BY(lock_);
+    ViewerConnection::StateHandler stateHandler_ VIEWER_GUARDED_BY(lock_);
+    ViewerConnection::ReceiveHandler receiveHandler_ VIEWER_GUARDED_BY(lock_);
+    std::deque<ViewerConnection::SendHandler> sendHandlers_ VIEWER_GUARDED_BY(lock_);
+    std::string arrived_ VIEWER_GUARDED_BY(lock_);
+    bool hasEnded_ VIEWER_GUARDED_BY(lock_) = false;
+    bool isBroken_ VIEWER_GUARDED_BY(lock_) = false;
+    bool isDropped_ VIEWER_GUARDED_BY(lock_) = false;
+    std::vector<std::string> messages_ VIEWER_GUARDED_BY(lock_);
+    std::size_t sendsAfterCancel_ VIEWER_GUARDED_BY(lock_) = 0;
+    std::size_t cancellations_ VIEWER_GUARDED_BY(lock_) = 0;
+    std::vector<std::size_t> receiveLimits_ VIEWER_GUARDED_BY(lock_);
+};
+
+}  // namespace velmora
