@@ -31,16 +31,19 @@ ViewerTask<bool> ViewerContinuousClock::sleep(Duration duration) {
         co_return false;
     }
     const ViewerExecutor executor = co_await boost::asio::this_coro::executor;
-    const auto sleeping = std::make_shared<Sleep>();
     const Instant deadline = now() + duration;
     auto slot = state.slot();
     const bool passed = co_await ViewerOneShot<bool>::wait([&](ViewerOneShot<bool> continuation) {
+        // Owned by the timer alone: a sleep that the task held would hold the task.
+        const auto sleeping = std::make_shared<Sleep>();
         sleeping->continuation = std::move(continuation);
         sleeping->timer = schedule(deadline, executor, [sleeping] { sleeping->end(true); });
         if (slot.is_connected()) {
-            slot.assign([this, sleeping](boost::asio::cancellation_type) {
-                withdraw(sleeping->timer);
-                sleeping->end(false);
+            slot.assign([this, weak = std::weak_ptr(sleeping)](boost::asio::cancellation_type) {
+                if (const auto asleep = weak.lock()) {
+                    withdraw(asleep->timer);
+                    asleep->end(false);
+                }
             });
         }
     });

@@ -155,6 +155,22 @@ TEST_P(ViewerContinuousClockConformance, ASleepPassesOrIsEndedByACancellation) {
     EXPECT_EQ(outcomes, std::vector<bool>({true, false}));
 }
 
+ViewerTask<void> sleepHolding(ViewerContinuousClock* clock, std::shared_ptr<int> held) {
+    (void)co_await clock->sleep(1h);
+    ++*held;
+}
+
+TEST(ViewerContinuousClock, ATaskThatStillSleepsGoesWithItsClock) {
+    auto world = std::make_unique<SimulatedWorld>();
+    const auto held = std::make_shared<int>(0);
+    world->spawn(sleepHolding(world.get(), held));
+    world->advance(1s);
+    EXPECT_EQ(held.use_count(), 2);
+    world.reset();
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_EQ(*held, 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Simulated, ViewerContinuousClockConformance, testing::Values([] {
                              return std::make_unique<SimulatedClockUnderTest>();
                          }));
