@@ -1,0 +1,151 @@
+#include "core/coordination/ViewerCaptureCoordinator.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerTaskHandle.h"
+
+namespace velmora {
+
+namespace {
+
+/// The clock gives this to no timer.
+constexpr ViewerContinuousClock::TimerId noTimer = 0;
+
+}  // namespace
+
+ViewerCaptureCoordinator::ViewerCaptureCoordinator(std::shared_ptr<ViewerHostCaptureSource> source,
+                                                   std::int64_t sessionLimit,
+                                                   ViewerContinuousClock::Duration idleTimeout,
+                                                   ViewerExecutor executor,
+                                                   std::shared_ptr<ViewerContinuousClock> clock)
+    : source_(std::move(source)),
+      sessionLimit_(sessionLimit),
+      idleTimeout_(idleTimeout),
+      clock_(std::move(clock)),
+      isolation_(std::move(executor)) {}
+
+ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displays() {
+    return isolation_.run(displaysIsolated(shared_from_this()));
+}
+
+ViewerTask<std::optional<ViewerHostFrame>> ViewerCaptureCoordinator::frame(std::string displayID) {
+    return isolation_.run(frameIsolated(shared_from_this(), std::move(displayID)));
+}
+
+ViewerTask<void> ViewerCaptureCoordinator::shutdown() {
+    return isolation_.run(shutdownIsolated(shared_from_this()));
+}
+
+ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displaysIsolated(Self self) {
+    if (self->isShuttingDown_) {
+        co_return std::vector<ViewerHostDisplay>();
+    }
+    co_return co_await self->source_->displays();
+}
+
+ViewerTask<std::optional<ViewerHostFrame>> ViewerCaptureCoordinator::frameIsolated(
+    Self self, std::string displayID) {
+    const Session session = self->beginUse(displayID);
+    if (!session) {
+        co_return std::nullopt;
+    }
+    auto frame = co_await session->latestFrame();
+    self->endUse(displayID);
+    co_return frame;
+}
+
+ViewerTask<void> ViewerCaptureCoordinator::shutdownIsolated(Self self) {
+    if (self->isShuttingDown_) {
+        co_return;
+    }
+    self->isShuttingDown_ = true;
+    auto entries = std::exchange(self->entries_, {});
+    for (auto& [displayID, entry] : entries) {
+        self->cancelCleanup(entry);
+    }
+    for (const auto& [displayID, entry] : entries) {
+        co_await entry.session->stop();
+    }
+}
+
+ViewerTask<void> ViewerCaptureCoordinator::expireIfIdle(Self self, std::string displayID,
+                                                        ViewerUUID generation) {
+    const auto found = self->entries_.find(displayID);
+    if (self->isShuttingDown_ || found == self->entries_.end() ||
+        !self->hasExpired(found->second, generation)) {
+        co_return;
+    }
+    const Session session = std::move(found->second.session);
+    self->entries_.erase(found);
+    co_await session->stop();
+}
+
+ViewerCaptureCoordinator::Entry* ViewerCaptureCoordinator::findOrMakeEntry(
+    const std::string& displayID) {
+    const auto found = entries_.find(displayID);
+    if (found != entries_.end()) {
+        return &found->second;
+    }
+    if (static_cast<std::int64_t>(entries_.size()) >= sessionLimit_) {
+        return nullptr;
+    }
+    Session session = source_->makeSession(displayID);
+    if (!session) {
+        return nullptr;
+    }
+    const Entry entry{std::move(session), 0, clock_->now(), makeRandomUUID(), noTimer};
+    return &entries_.emplace(displayID, entry).first->second;
+}
+
+ViewerCaptureCoordinator::Session ViewerCaptureCoordinator::beginUse(const std::string& displayID) {
+    Entry* const entry = isShuttingDown_ ? nullptr : findOrMakeEntry(displayID);
+    if (entry == nullptr) {
+        return nullptr;
+    }
+    viewerCheck(entry->users < std::numeric_limits<std::int64_t>::max(),
+                "the requests for a display can be counted");
+    ++entry->users;
+    entry->cleanupGeneration = makeRandomUUID();
+    cancelCleanup(*entry);
+    return entry->session;
+}
+
+void ViewerCaptureCoordinator::endUse(const std::string& displayID) {
+    // A shutdown during the wait has taken the entry.
+    const auto found = entries_.find(displayID);
+    if (found == entries_.end()) {
+        return;
+    }
+    Entry& entry = found->second;
+    entry.users = std::max<std::int64_t>(entry.users - 1, 0);
+    entry.lastUse = clock_->now();
+    entry.cleanupGeneration = makeRandomUUID();
+    scheduleCleanup(displayID, entry);
+}
+
+void ViewerCaptureCoordinator::scheduleCleanup(const std::string& displayID, Entry& entry) {
+    // Another request for the display may have finished first: its timer can no longer act.
+    cancelCleanup(entry);
+    entry.cleanupTimer = clock_->schedule(
+        clock_->now() + idleTimeout_, isolation_.executor(),
+        [weak = weak_from_this(), displayID, generation = entry.cleanupGeneration] {
+            if (const Self self = weak.lock()) {
+                (void)startTask(self->isolation_.executor(),
+                                expireIfIdle(self, displayID, generation));  // is never cancelled
+            }
+        });
+}
+
+void ViewerCaptureCoordinator::cancelCleanup(Entry& entry) {
+    clock_->withdraw(std::exchange(entry.cleanupTimer, noTimer));
+}
+
+bool ViewerCaptureCoordinator::hasExpired(const Entry& entry, const ViewerUUID& generation) const {
+    return entry.users == 0 && entry.cleanupGeneration == generation &&
+           clock_->now() - entry.lastUse >= idleTimeout_;
+}
+
+}  // namespace velmora
