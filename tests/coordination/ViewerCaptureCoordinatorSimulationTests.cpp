@@ -144,9 +144,9 @@ TEST(ViewerCaptureCoordinatorSimulation, WhatMustHoldHoldsUnderManySeeds) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Course course(seed);
         course.run();
-        served += course.hasServed() ? 1 : 0;
-        expired += course.hasExpired() ? 1 : 0;
-        refused += course.hasRefused() ? 1 : 0;
+        served += course.hasServed() ? 1U : 0U;
+        expired += course.hasExpired() ? 1U : 0U;
+        refused += course.hasRefused() ? 1U : 0U;
     }
     // The courses are worth something only if all of this happens in them.
     EXPECT_GT(served, seeds * 9 / 10);
