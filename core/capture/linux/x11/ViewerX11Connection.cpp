@@ -3,23 +3,29 @@
 #include <sys/socket.h>
 
 #include <cstdlib>
+#include <mutex>
 
 namespace velmora {
 
 namespace {
 
+/// Taken for the whole of a connection attempt, also of one that is stuck: xcb finds the authority
+/// file's name in a buffer that all threads share. Only threads that may be stuck anyway get here.
+std::mutex connecting;
+
+/// The screen with this number; xcb connects to no server that lacks it.
 const xcb_screen_t* screenAt(xcb_connection_t* connection, int number) {
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    while (screens.rem > 1 && number > 0) {
+    for (int i = 0; i < number; ++i) {
         xcb_screen_next(&screens);
-        --number;
     }
-    return screens.rem > 0 && number == 0 ? screens.data : nullptr;
+    return screens.data;
 }
 
 }  // namespace
 
 std::string ViewerX11Connection::displayNameFromEnvironment() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes this process's environment.
     const char* name = std::getenv("DISPLAY");
     return name != nullptr ? name : "";
 }
@@ -30,16 +36,15 @@ std::shared_ptr<ViewerX11Connection> ViewerX11Connection::connect(const std::str
         return nullptr;
     }
     int screenNumber = 0;
+    std::unique_lock<std::mutex> turn(connecting);
     xcb_connection_t* const connection = xcb_connect(displayName.c_str(), &screenNumber);
-    const xcb_screen_t* screen = nullptr;
-    if (xcb_connection_has_error(connection) == 0) {
-        screen = screenAt(connection, screenNumber);
-    }
-    if (screen == nullptr) {
+    turn.unlock();
+    if (xcb_connection_has_error(connection) != 0) {
         xcb_disconnect(connection);
         return nullptr;
     }
-    return std::shared_ptr<ViewerX11Connection>(new ViewerX11Connection(connection, screen));
+    return std::shared_ptr<ViewerX11Connection>(
+        new ViewerX11Connection(connection, screenAt(connection, screenNumber)));
 }
 
 ViewerX11Connection::ViewerX11Connection(xcb_connection_t* connection, const xcb_screen_t* screen)

@@ -16,7 +16,8 @@ class ViewerX11Connection final {
     static std::string displayNameFromEnvironment();
 
     /// Connects to the named display, or yields null when that fails or the name is empty. Blocks,
-    /// with a frozen server for ever: called on threads that nobody waits for.
+    /// with a frozen server for ever, and then every later attempt of this process behind it:
+    /// called on threads that nobody waits for.
     static std::shared_ptr<ViewerX11Connection> connect(const std::string& displayName);
 
     ~ViewerX11Connection();
