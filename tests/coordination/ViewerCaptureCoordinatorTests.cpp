@@ -119,6 +119,24 @@ TEST(ViewerCaptureCoordinator, ARunningCaptureNeverCountsAgainstTheLimit) {
     EXPECT_EQ(host.source->makeCalls, 4);
 }
 
+TEST(ViewerCaptureCoordinator, EverythingHappensOnItsExecutor) {
+    CoordinatedWorld host;
+    (void)host.ask("1");
+    EXPECT_TRUE(host.session(0).caller == host.executor);
+    const SpawnedAnswer displays(host.world, host.coordinator->displays());
+    host.world.settle();
+    EXPECT_TRUE(host.source->caller == host.executor);
+    (void)host.ask("2");
+    host.world.advance(CoordinatedWorld::idleTimeout);
+    ASSERT_TRUE(host.session(0).isAskedToStop());
+    EXPECT_TRUE(host.session(0).caller == host.executor);
+    (void)host.ask("3");
+    host.world.spawn(host.coordinator->shutdown());
+    host.world.settle();
+    ASSERT_TRUE(host.session(2).isAskedToStop());
+    EXPECT_TRUE(host.session(2).caller == host.executor);
+}
+
 TEST(ViewerCaptureCoordinator, WithALimitOfNoneNothingIsCaptured) {
     CoordinatedWorld host;
     host.coordinator = std::make_shared<ViewerCaptureCoordinator>(

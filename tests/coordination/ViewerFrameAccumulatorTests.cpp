@@ -118,6 +118,7 @@ TEST(ViewerFrameAccumulator, SubmittersOnSeveralThreadsNeverShareANumber) {
     ViewerFrameAccumulator accumulator("p");
     std::vector<std::vector<std::string>> sequences(threads);
     std::vector<std::thread> submitters;
+    submitters.reserve(threads);
     for (int thread = 0; thread < threads; ++thread) {
         submitters.emplace_back([&accumulator, thread, &own = sequences[std::size_t(thread)]] {
             for (int number = 0; number < framesPerThread; ++number) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/this_coro.hpp>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,6 +44,8 @@ class ScriptedCaptureSession final : public ViewerHostCaptureSession,
     /// Requests that wait for a frame now.
     int waiting = 0;
     Clock::Instant lastAnswer{};
+    /// Where it was last called.
+    ViewerExecutor caller;
     std::vector<Clock::Instant> stopCalls;
     bool hasStopped = false;
 
@@ -50,6 +53,7 @@ class ScriptedCaptureSession final : public ViewerHostCaptureSession,
     using Self = std::shared_ptr<ScriptedCaptureSession>;
 
     static ViewerTask<std::optional<ViewerHostFrame>> answer(Self self) {
+        self->caller = co_await boost::asio::this_coro::executor;
         ++self->frameCalls;
         ++self->waiting;
         const Clock::Duration delay = self->frameDelay();
@@ -61,6 +65,7 @@ class ScriptedCaptureSession final : public ViewerHostCaptureSession,
         co_return self->frame;
     }
     static ViewerTask<void> end(Self self) {
+        self->caller = co_await boost::asio::this_coro::executor;
         self->stopCalls.push_back(self->clock_.now());
         self->onStop(*self);
         if (self->stopDelay > Clock::Duration(0)) {

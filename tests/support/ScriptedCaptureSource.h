@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <boost/asio/this_coro.hpp>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -19,7 +20,7 @@ class ScriptedCaptureSource final : public ViewerHostCaptureSource {
     ScriptedCaptureSource(ViewerContinuousClock& clock, std::vector<ViewerHostDisplay> displays)
         : listed(std::move(displays)), clock_(clock) {}
 
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override { return answered(listed); }
+    ViewerTask<std::vector<ViewerHostDisplay>> displays() override { return list(this); }
     std::shared_ptr<ViewerHostCaptureSession> makeSession(const std::string& displayID) override {
         ++makeCalls;
         if (std::ranges::find(listed, displayID, &ViewerHostDisplay::id) == listed.end()) {
@@ -44,19 +45,26 @@ class ScriptedCaptureSource final : public ViewerHostCaptureSource {
     }
 
     std::vector<ViewerHostDisplay> listed;
+    /// How long a list takes.
+    ViewerContinuousClock::Duration listDelay{0};
     /// Sets a new capture's script.
     std::function<void(ScriptedCaptureSession&)> prepare = [](auto&) {};
     /// Called when a capture has been made.
     std::function<void(const ScriptedCaptureSession&)> onMake = [](const auto&) {};
 
+    /// Where it was last asked for a list.
+    ViewerExecutor caller;
     int makeCalls = 0;
     /// Every capture so far, in the order of their making.
     std::vector<std::shared_ptr<ScriptedCaptureSession>> sessions;
 
   private:
-    static ViewerTask<std::vector<ViewerHostDisplay>> answered(
-        std::vector<ViewerHostDisplay> displays) {
-        co_return displays;
+    static ViewerTask<std::vector<ViewerHostDisplay>> list(ScriptedCaptureSource* source) {
+        source->caller = co_await boost::asio::this_coro::executor;
+        if (source->listDelay > ViewerContinuousClock::Duration(0)) {
+            (void)co_await source->clock_.sleep(source->listDelay);
+        }
+        co_return source->listed;
     }
 
     ViewerContinuousClock& clock_;
