@@ -171,5 +171,33 @@ TEST(ViewerConnectionHandler, OnOneLoopARequestIsAnsweredInTheStepThatReceivesIt
     EXPECT_EQ(clock->pendingTimers(), 0U);
 }
 
+TEST(ViewerConnectionHandler, OnOneLoopACancelFromWithinTheRoutingFindsItsTask) {
+    boost::asio::io_context loop;
+    OneLoop executors(loop);
+    const auto peer = std::make_shared<ScriptedPeer>();
+    std::shared_ptr<ViewerConnectionHandler> handler;
+    int finishes = 0;
+    ScriptedGate gate;
+    gate.close();
+    const auto provider =
+        std::make_shared<PausingFrameProvider>(std::make_shared<FakeFrameProvider>(), [&] {
+            handler->cancel();
+            return gate.pass();
+        });
+    handler = std::make_shared<ViewerConnectionHandler>(
+        peer->makeConnection(), ViewerHostRouter(provider, "machine"), loop.get_executor(),
+        [&finishes] { ++finishes; }, executors, std::make_shared<SimulatedWorld>());
+    handler->start();
+    peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    (void)loop.poll();
+    EXPECT_EQ(finishes, 0);
+    gate.open();
+    loop.restart();
+    (void)loop.poll();
+    EXPECT_EQ(finishes, 1);
+    EXPECT_TRUE(peer->messages().empty());
+    EXPECT_EQ(peer->sendsAfterCancel(), 0U);
+}
+
 }  // namespace
 }  // namespace velmora

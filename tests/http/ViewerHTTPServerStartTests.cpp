@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -63,6 +64,23 @@ TEST(ViewerHTTPServer, ASecondStartFailsAtOnceAndTheFirstIsUnaffected) {
     host.world.settle();
     EXPECT_EQ(first.value(), Outcome(boundPort));
     EXPECT_EQ(host.transport->listeners.size(), 1U);
+}
+
+TEST(ViewerHTTPServer, AStartWhileTheListenerIsBeingMadeFailsAtOnce) {
+    ServedWorld host;
+    std::optional<ServedWorld::Start> second;
+    host.transport->onMakeListener = [&host, &second] {
+        if (!second) {
+            second.emplace(host.start());
+            host.world.settle();
+        }
+    };
+    const auto first = host.start();
+    host.world.settle();
+    EXPECT_EQ(second->value(), alreadyStarted);
+    host.listener().becomeReady(boundPort);
+    host.world.settle();
+    EXPECT_EQ(first.value(), Outcome(boundPort));
 }
 
 TEST(ViewerHTTPServer, AListeningServerDoesNotStartAgain) {

@@ -66,9 +66,14 @@ void ScriptedListener::setConnectionHandler(ConnectionHandler handler) {
 }
 
 void ScriptedListener::start(ViewerExecutor queue) {
-    const ViewerLockGuard guard(lock_);
-    viewerCheck(!queue_.has_value(), "a listener is started once");
-    queue_ = std::move(queue);
+    {
+        const ViewerLockGuard guard(lock_);
+        viewerCheck(!queue_.has_value(), "a listener is started once");
+        queue_ = std::move(queue);
+    }
+    if (portAtStart_) {
+        becomeReady(portAtStart_);
+    }
 }
 
 std::optional<std::uint16_t> ScriptedListener::port() const {

@@ -17,6 +17,10 @@ namespace velmora {
 class ScriptedListener final : public ViewerListener,
                                public std::enable_shared_from_this<ScriptedListener> {
   public:
+    /// With a port, the listener becomes ready by itself once it is started.
+    explicit ScriptedListener(std::optional<std::uint16_t> portAtStart = std::nullopt)
+        : portAtStart_(portAtStart) {}
+
     /// Without a port, the listener is ready and knows no port.
     void becomeReady(std::optional<std::uint16_t> port);
     void change(ViewerListenerState state, std::string errorDescription = "");
@@ -36,6 +40,7 @@ class ScriptedListener final : public ViewerListener,
     void cancel() override;
 
   private:
+    const std::optional<std::uint16_t> portAtStart_;
     mutable ViewerLock lock_;
     StateHandler stateHandler_ VIEWER_GUARDED_BY(lock_);
     ConnectionHandler connectionHandler_ VIEWER_GUARDED_BY(lock_);

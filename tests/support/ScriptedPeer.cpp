@@ -191,10 +191,9 @@ void ScriptedPeer::deliver() {
         if (!receiveHandler_ || (arrived_.empty() && !hasEnded_ && !isBroken_ && !isCancelled)) {
             return;
         }
-        if (!isCancelled) {
-            content = arrived_.substr(0, receiveLimits_.back());
-            arrived_.erase(0, content.size());
-        }
+        // A cancelled connection may still bring what was on its way.
+        content = arrived_.substr(0, receiveLimits_.back());
+        arrived_.erase(0, content.size());
         delivery.isComplete = hasEnded_ && arrived_.empty();
         delivery.hasError = isCancelled || (isBroken_ && arrived_.empty());
         std::swap(handler, receiveHandler_);

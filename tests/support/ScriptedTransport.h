@@ -25,7 +25,7 @@ class ScriptedTransport final : public ViewerTransport {
         if (creationError) {
             return ViewerPlatformError{*creationError};
         }
-        listeners.push_back(std::make_shared<ScriptedListener>());
+        listeners.push_back(std::make_shared<ScriptedListener>(portAtStart));
         return listeners.back();
     }
 
@@ -34,6 +34,8 @@ class ScriptedTransport final : public ViewerTransport {
     /// When set, no listener can be created.
     std::optional<std::string> creationError;
     std::function<void()> onMakeListener;
+    /// When set, listeners become ready on it by themselves.
+    std::optional<std::uint16_t> portAtStart;
 
     std::vector<std::uint16_t> requestedPorts;
     std::vector<std::shared_ptr<ScriptedListener>> listeners;
