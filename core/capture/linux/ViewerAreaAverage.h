@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "core/capture/linux/ViewerAreaAxis.h"
+#include "core/capture/linux/ViewerAreaPlan.h"
 #include "core/capture/linux/ViewerRectangle.h"
 
 namespace velmora {
@@ -15,7 +17,7 @@ namespace velmora {
 /// what is written has no meaning.
 class ViewerAreaAverage final {
   public:
-    /// Sizes in pixels. REQUIRES in both directions: 1 <= target <= source <= 2^31 - 1.
+    /// Sizes in pixels. REQUIRES in both directions: 1 <= target <= source <= 2^27.
     ViewerAreaAverage(std::int64_t sourceWidth, std::int64_t sourceHeight, std::int64_t targetWidth,
                       std::int64_t targetHeight);
 
@@ -43,6 +45,8 @@ class ViewerAreaAverage final {
   private:
     ViewerAreaAxis columns_;
     ViewerAreaAxis rows_;
+    /// Nothing when the picture is reduced further than the plan's arithmetic allows.
+    std::optional<ViewerAreaPlan> plan_;
 };
 
 }  // namespace velmora

@@ -1,7 +1,6 @@
 #include "core/capture/linux/ViewerAreaAxis.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "core/runtime/ViewerCheck.h"
 
@@ -9,9 +8,8 @@ namespace velmora {
 
 ViewerAreaAxis::ViewerAreaAxis(std::int64_t sourceLength, std::int64_t targetLength)
     : sourceLength_(sourceLength), targetLength_(targetLength) {
-    viewerCheck(targetLength >= 1 && targetLength <= sourceLength &&
-                    sourceLength <= std::numeric_limits<std::int32_t>::max(),
-                "an area average reduces a picture");
+    viewerCheck(targetLength >= 1 && targetLength <= sourceLength && sourceLength <= maxLength,
+                "an area average reduces a picture of a possible size");
 }
 
 std::int64_t ViewerAreaAxis::sourceBegin(std::int64_t target) const {

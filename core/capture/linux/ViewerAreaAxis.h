@@ -9,11 +9,16 @@ namespace velmora {
 /// and its last source pixel may be shared with its neighbours. A plain value; any thread.
 class ViewerAreaAxis final {
   public:
-    /// REQUIRES: 1 <= targetLength <= sourceLength <= 2^31 - 1.
+    /// Far above any screen; up to here no product of two lengths and a channel's value overflows.
+    static constexpr std::int64_t maxLength = std::int64_t{1} << 27;
+
+    /// REQUIRES: 1 <= targetLength <= sourceLength <= maxLength.
     ViewerAreaAxis(std::int64_t sourceLength, std::int64_t targetLength);
 
     std::int64_t sourceLength() const { return sourceLength_; }
     std::int64_t targetLength() const { return targetLength_; }
+    /// Whether every source pixel lies under one target pixel only.
+    bool isIntegral() const { return sourceLength_ % targetLength_ == 0; }
 
     /// The first source pixel under target pixel `target`, and one past the last.
     std::int64_t sourceBegin(std::int64_t target) const;
