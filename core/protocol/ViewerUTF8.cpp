@@ -18,10 +18,8 @@ struct LeadByte final {
     std::uint8_t highestSecond = 0xBF;
 };
 
+/// For a byte outside ASCII.
 constexpr LeadByte leadByte(std::uint8_t byte) {
-    if (byte < 0x80) {
-        return {1};
-    }
     if (byte < 0xC2 || byte > 0xF4) {
         return {0};
     }
@@ -45,6 +43,7 @@ struct Piece final {
     bool isWellFormed;
 };
 
+/// Of a text whose first byte is outside ASCII.
 Piece firstPiece(std::string_view text) {
     const LeadByte lead = leadByte(static_cast<std::uint8_t>(text.front()));
     if (lead.length == 0) {
@@ -67,6 +66,11 @@ Piece firstPiece(std::string_view text) {
 std::size_t validLength(std::string_view text) {
     std::size_t length = 0;
     while (length < text.size()) {
+        // Most text is ASCII, a byte of which is a piece of its own.
+        if (static_cast<std::uint8_t>(text[length]) < 0x80) {
+            ++length;
+            continue;
+        }
         const Piece piece = firstPiece(text.substr(length));
         if (!piece.isWellFormed) {
             break;
