@@ -1,5 +1,6 @@
 #include "core/http/ViewerHTTPServer.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -19,7 +20,9 @@ ViewerHTTPServer::ViewerHTTPServer(std::shared_ptr<ViewerHostFrameProviding> pro
       transport_(std::move(transport)),
       executors_(executors),
       clock_(std::move(clock)),
-      queue_(executors_.makeSerialExecutor("com.quilmer.velmora.viewer-host.http")) {}
+      queue_(executors_.makeSerialExecutor("com.quilmer.velmora.viewer-host.http")) {
+    handlers_.reserve(ViewerHostProtocolV1::maxConcurrentConnections);
+}
 
 ViewerHTTPServer::~ViewerHTTPServer() {
     failStart(ViewerHTTPServerError::stoppedBeforeReady());
@@ -139,7 +142,7 @@ void ViewerHTTPServer::acceptConnection(std::shared_ptr<ViewerConnection> connec
                 return;
             }
             handler = makeHandler(id, connection);
-            handlers_.emplace(id, handler);
+            handlers_.emplace_back(id, handler);
         }
     }
     if (handler) {
@@ -162,12 +165,16 @@ std::shared_ptr<ViewerConnectionHandler> ViewerHTTPServer::makeHandler(
 
 void ViewerHTTPServer::handlerFinished(const ViewerUUID& id) {
     // Dropped after the lock is released: with the handler its connection may go.
-    Handlers::node_type finished;
+    std::shared_ptr<ViewerConnectionHandler> finished;
     std::shared_ptr<ViewerConnection> next;
     bool isLastOfStop = false;
     {
         const ViewerLockGuard guard(lock_);
-        finished = handlers_.extract(id);
+        const auto entry = std::ranges::find(handlers_, id, &Handlers::value_type::first);
+        if (entry != handlers_.end()) {
+            finished = std::move(entry->second);
+            handlers_.erase(entry);
+        }
         if (stopping_) {
             isLastOfStop = handlers_.empty();
         } else if (!pendingConnections_.empty()) {

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -50,7 +50,9 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     ViewerTask<void> waitForHandlers();
 
   private:
-    using Handlers = std::map<ViewerUUID, std::shared_ptr<ViewerConnectionHandler>>;
+    /// At most 16, in the order of their start: the order of everything that happens to them must
+    /// not hang on random numbers, or no simulated run could be played again.
+    using Handlers = std::vector<std::pair<ViewerUUID, std::shared_ptr<ViewerConnectionHandler>>>;
     using StartContinuation = ViewerOneShot<StartOutcome>;
     /// The continuation yields nothing.
     using StopContinuation = ViewerOneShot<std::monostate>;

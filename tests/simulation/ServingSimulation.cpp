@@ -46,6 +46,7 @@ void ServingSimulation::addClients() {
         auto client = std::make_unique<SimulatedClient>(world_);
         client->onArrival = [this, added = client.get()] { arrivals_.push_back(added); };
         client->onStart = [this, added = client.get()] { noteStart(*added); };
+        client->onDrop = [this, i] { ends_.push_back(i); };
         clients_.push_back(std::move(client));
     }
 }
@@ -129,9 +130,7 @@ std::size_t ServingSimulation::served() const {
 }
 
 bool ServingSimulation::isEveryoneGone() const {
-    return arrivals_.size() == clients_.size() &&
-           std::ranges::all_of(clients_,
-                               [](const auto& client) { return client->peer().isDropped(); });
+    return arrivals_.size() == clients_.size() && ends_.size() == clients_.size();
 }
 
 bool ServingSimulation::isOver() const {

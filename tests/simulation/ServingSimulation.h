@@ -31,6 +31,8 @@ class ServingSimulation final {
     std::size_t answered() const;
     /// Connections that never got a handler.
     std::size_t neverServed() const;
+    /// The clients by their numbers, in the order in which their connections went.
+    const std::vector<std::size_t>& ends() const { return ends_; }
     bool wasStoppedEarly() const { return isStoppedEarly_; }
 
   private:
@@ -60,6 +62,7 @@ class ServingSimulation final {
     /// In the order in which they connected, and in which the host started their connections.
     std::vector<const SimulatedClient*> arrivals_;
     std::vector<const SimulatedClient*> starts_;
+    std::vector<std::size_t> ends_;
     std::size_t mostServed_ = 0;
     std::size_t stopCalls_ = 0;
     std::size_t stopsCompleted_ = 0;

@@ -39,5 +39,16 @@ TEST(ServingSimulation, WhateverHappensEveryConnectionEndsAndEveryAnswerIsRight)
     EXPECT_GT(neverServed, 0U);
 }
 
+TEST(ServingSimulation, ARunIsTheSameWheneverItIsPlayed) {
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE(seed);
+        ServingSimulation once(seed);
+        once.run();
+        ServingSimulation again(seed);
+        again.run();
+        EXPECT_EQ(once.ends(), again.ends());
+    }
+}
+
 }  // namespace
 }  // namespace velmora

@@ -51,6 +51,7 @@ SimulatedClient::SimulatedClient(SimulatedWorld& world)
         startedAt_ = world_.now();
         onStart();
     };
+    peer_->onDrop = [this] { onDrop(); };
     peer_->onMessage = [this] {
         if (!network_.completesSends) {
             world_.spawn(completeSend(this));

@@ -33,9 +33,11 @@ class SimulatedClient final {
     /// Present once the host has started the connection.
     std::optional<ViewerContinuousClock::Instant> startedAt() const { return startedAt_; }
 
-    /// Called when the client connects and when the host starts the connection. Set before `run`.
+    /// Called when the client connects, when the host starts the connection and when that has gone.
+    /// Set before `run`.
     std::function<void()> onArrival;
     std::function<void()> onStart;
+    std::function<void()> onDrop;
 
   private:
     /// What comes after the bytes.

@@ -164,11 +164,16 @@ void ScriptedPeer::drop() {
     ViewerConnection::StateHandler stateHandler;
     ViewerConnection::ReceiveHandler receiveHandler;
     std::deque<ViewerConnection::SendHandler> sendHandlers;
-    const ViewerLockGuard guard(lock_);
-    isDropped_ = true;
-    std::swap(stateHandler, stateHandler_);
-    std::swap(receiveHandler, receiveHandler_);
-    std::swap(sendHandlers, sendHandlers_);
+    {
+        const ViewerLockGuard guard(lock_);
+        isDropped_ = true;
+        std::swap(stateHandler, stateHandler_);
+        std::swap(receiveHandler, receiveHandler_);
+        std::swap(sendHandlers, sendHandlers_);
+    }
+    if (onDrop) {
+        onDrop();
+    }
 }
 
 void ScriptedPeer::wake() {
