@@ -4,7 +4,9 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serializer.hpp>
 #include <boost/json/value.hpp>
+#include <boost/system/error_code.hpp>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>

@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "tests/coordination/CoordinatedWorld.h"
