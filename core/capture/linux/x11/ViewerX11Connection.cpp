@@ -1,6 +1,8 @@
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <mutex>
@@ -12,6 +14,29 @@ namespace {
 /// Taken for the whole of a connection attempt, also of one that is stuck: xcb finds the authority
 /// file's name in a buffer that all threads share. Only threads that may be stuck anyway get here.
 std::mutex connecting;
+
+/// xcb writes a server's refusal straight to the standard error of the process, which says nothing
+/// about such things. While one of these lives, that descriptor leads nowhere. One at a time.
+class SilencedStandardError final {
+  public:
+    SilencedStandardError() : saved_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+        const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && nowhere >= 0) {
+            ::dup2(nowhere, STDERR_FILENO);
+        }
+        ::close(nowhere);
+    }
+    ~SilencedStandardError() {
+        ::dup2(saved_, STDERR_FILENO);
+        ::close(saved_);
+    }
+    SilencedStandardError(const SilencedStandardError&) = delete;
+    SilencedStandardError& operator=(const SilencedStandardError&) = delete;
+
+  private:
+    /// -1, which every use refuses, where the process has none or no descriptor to spare.
+    const int saved_;
+};
 
 /// The screen with this number; xcb connects to no server that lacks it.
 const xcb_screen_t* screenAt(xcb_connection_t* connection, int number) {
@@ -36,9 +61,12 @@ std::shared_ptr<ViewerX11Connection> ViewerX11Connection::connect(const std::str
         return nullptr;
     }
     int screenNumber = 0;
-    std::unique_lock<std::mutex> turn(connecting);
-    xcb_connection_t* const connection = xcb_connect(displayName.c_str(), &screenNumber);
-    turn.unlock();
+    xcb_connection_t* connection = nullptr;
+    {
+        const std::lock_guard<std::mutex> turn(connecting);
+        const SilencedStandardError silence;
+        connection = xcb_connect(displayName.c_str(), &screenNumber);
+    }
     if (xcb_connection_has_error(connection) != 0) {
         xcb_disconnect(connection);
         return nullptr;
