@@ -1,6 +1,7 @@
 #include "core/capture/linux/ViewerLocalizedOrder.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <map>
@@ -92,10 +93,11 @@ TEST(ViewerLocalizedOrder, POSIXsOwnLocaleAndNoneAtAllAreTheRoot) {
 
 /// The exit status of a process that compares by the locale of its environment.
 [[noreturn]] void compareAndExit(const char* locale) {
-    (void)::setenv("LC_ALL", locale, 1);  // a failure shows in the comparison
+    // A process of one thread; a failure shows in the comparison.
+    (void)::setenv("LC_ALL", locale, 1);  // NOLINT(concurrency-mt-unsafe)
     const bool isLast = ViewerLocalizedOrder::comesBefore("z", "ä");
     const bool isBefore = ViewerLocalizedOrder::comesBefore("ä", "z");
-    std::exit(isLast && !isBefore ? 1 : 2);
+    ::_exit(isLast && !isBefore ? 1 : 2);
 }
 
 TEST(ViewerLocalizedOrderDeathTest, TheProcessComparesByItsEnvironment) {
@@ -105,8 +107,9 @@ TEST(ViewerLocalizedOrderDeathTest, TheProcessComparesByItsEnvironment) {
 }
 
 TEST(ViewerLocalizedOrder, AnyThreadsMayCompareAtOnce) {
-    std::vector<std::thread> threads;
     std::vector<int> inOrder(4, 0);
+    std::vector<std::thread> threads;
+    threads.reserve(inOrder.size());
     for (int& count : inOrder) {
         threads.emplace_back([&count] {
             for (int round = 0; round < 1000; ++round) {
