@@ -11,7 +11,7 @@ target_compile_definitions(ViewerBoost INTERFACE
 target_link_libraries(ViewerBoost INTERFACE Threads::Threads)
 
 if(NOT APPLE)
-    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-shm xcb-damage)
+    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-shm xcb-damage xcb-xfixes)
     pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
     pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
     pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)

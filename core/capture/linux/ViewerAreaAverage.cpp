@@ -14,18 +14,6 @@ namespace {
 
 constexpr std::size_t bytesPerPixel = 4;
 
-ViewerRectangle clipped(const ViewerRectangle& rectangle, std::int64_t width, std::int64_t height) {
-    const std::int64_t left = std::clamp<std::int64_t>(rectangle.x, 0, width);
-    const std::int64_t top = std::clamp<std::int64_t>(rectangle.y, 0, height);
-    const std::int64_t right = std::clamp<std::int64_t>(rectangle.x + rectangle.width, left, width);
-    const std::int64_t bottom =
-        std::clamp<std::int64_t>(rectangle.y + rectangle.height, top, height);
-    if (left == right || top == bottom) {
-        return {};
-    }
-    return {left, top, right - left, bottom - top};
-}
-
 /// One call of `reduce`: both pictures in memory, addressed by the coordinates of the whole ones.
 struct Reduction final {
     ViewerRectangle target;
@@ -43,13 +31,11 @@ struct Reduction final {
         return targetFirst + static_cast<std::size_t>(y) * targetBytesPerRow +
                static_cast<std::size_t>(x) * bytesPerPixel;
     }
-    std::int64_t targetEndX() const { return target.x + target.width; }
-    std::int64_t targetEndY() const { return target.y + target.height; }
 };
 
 void copyPixels(const Reduction& reduction) {
     const std::size_t rowBytes = static_cast<std::size_t>(reduction.target.width) * bytesPerPixel;
-    for (std::int64_t y = reduction.target.y; y < reduction.targetEndY(); ++y) {
+    for (std::int64_t y = reduction.target.y; y < reduction.target.bottom(); ++y) {
         std::memcpy(reduction.targetPixel(reduction.target.x, y),
                     reduction.sourcePixel(reduction.target.x, y), rowBytes);
     }
@@ -106,15 +92,16 @@ constexpr std::int64_t columnsAtOnce = 2048;
 /// Target pixels differ by at most one in their source columns, which come in pairs: the last one
 /// may read as many columns too far, with a weight of 0.
 constexpr std::int64_t columnsPast = 2;
+static_assert(columnsAtOnce - 2 >= ViewerAreaPlan::maxRatio, "a part has a target pixel");
 
 void reducePlanned(const Reduction& reduction, const ViewerAreaPlan& plan,
                    const ViewerAreaAxis& columns, const ViewerAreaAxis& rows) {
     // A part of n target pixels has at most n × ratio + 2 source columns.
     const std::int64_t most = (columnsAtOnce - 2) * columns.targetLength() / columns.sourceLength();
     std::array<std::int16_t, (columnsAtOnce + columnsPast) * bytesPerPixel> sums{};
-    for (std::int64_t y = reduction.target.y; y < reduction.targetEndY(); ++y) {
-        for (std::int64_t x = reduction.target.x; x < reduction.targetEndX(); x += most) {
-            const std::int64_t count = std::min(most, reduction.targetEndX() - x);
+    for (std::int64_t y = reduction.target.y; y < reduction.target.bottom(); ++y) {
+        for (std::int64_t x = reduction.target.x; x < reduction.target.right(); x += most) {
+            const std::int64_t count = std::min(most, reduction.target.right() - x);
             const std::int64_t column = columns.sourceBegin(x);
             const auto lanes =
                 static_cast<std::size_t>(columns.sourceEnd(x + count - 1) - column) * bytesPerPixel;
@@ -137,32 +124,32 @@ ViewerAreaAverage::ViewerAreaAverage(std::int64_t sourceWidth, std::int64_t sour
 }
 
 ViewerRectangle ViewerAreaAverage::sourceFor(const ViewerRectangle& target) const {
-    const ViewerRectangle inside = clipped(target, targetWidth(), targetHeight());
-    if (inside == ViewerRectangle{}) {
+    const ViewerRectangle inside = intersection(target, {0, 0, targetWidth(), targetHeight()});
+    if (inside.isEmpty()) {
         return {};
     }
     const std::int64_t left = columns_.sourceBegin(inside.x);
     const std::int64_t top = rows_.sourceBegin(inside.y);
-    return {left, top, columns_.sourceEnd(inside.x + inside.width - 1) - left,
-            rows_.sourceEnd(inside.y + inside.height - 1) - top};
+    return {left, top, columns_.sourceEnd(inside.right() - 1) - left,
+            rows_.sourceEnd(inside.bottom() - 1) - top};
 }
 
 ViewerRectangle ViewerAreaAverage::targetFor(const ViewerRectangle& source) const {
-    const ViewerRectangle inside = clipped(source, sourceWidth(), sourceHeight());
-    if (inside == ViewerRectangle{}) {
+    const ViewerRectangle inside = intersection(source, {0, 0, sourceWidth(), sourceHeight()});
+    if (inside.isEmpty()) {
         return {};
     }
     const std::int64_t left = columns_.targetBegin(inside.x);
     const std::int64_t top = rows_.targetBegin(inside.y);
-    return {left, top, columns_.targetEnd(inside.x + inside.width - 1) - left,
-            rows_.targetEnd(inside.y + inside.height - 1) - top};
+    return {left, top, columns_.targetEnd(inside.right() - 1) - left,
+            rows_.targetEnd(inside.bottom() - 1) - top};
 }
 
 void ViewerAreaAverage::reduce(const ViewerRectangle& target, const std::uint8_t* source,
                                std::size_t sourceBytesPerRow, std::uint8_t* targetPixels,
                                std::size_t targetBytesPerRow) const {
-    const ViewerRectangle inside = clipped(target, targetWidth(), targetHeight());
-    if (inside == ViewerRectangle{}) {
+    const ViewerRectangle inside = intersection(target, {0, 0, targetWidth(), targetHeight()});
+    if (inside.isEmpty()) {
         return;
     }
     viewerCheck(inside == target, "a reduced rectangle lies inside the target picture");
@@ -173,8 +160,8 @@ void ViewerAreaAverage::reduce(const ViewerRectangle& target, const std::uint8_t
     } else if (plan_) {
         reducePlanned(reduction, *plan_, columns_, rows_);
     } else {
-        for (std::int64_t y = target.y; y < reduction.targetEndY(); ++y) {
-            for (std::int64_t x = target.x; x < reduction.targetEndX(); ++x) {
+        for (std::int64_t y = target.y; y < reduction.target.bottom(); ++y) {
+            for (std::int64_t x = target.x; x < reduction.target.right(); ++x) {
                 averageSlowly(reduction, columns_, rows_, x, y);
             }
         }

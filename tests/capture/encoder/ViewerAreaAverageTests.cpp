@@ -73,6 +73,22 @@ TEST(ViewerAreaAverage, AnIntegralRatioGivesTheRoundedAverageExactly) {
     }
 }
 
+TEST(ViewerAreaAverage, ALargeIntegralRatioIsAFiftiethOfALevelOffAtMost) {
+    std::mt19937 generator(9);
+    for (const auto& [columns, rows] :
+         {std::pair<std::int64_t, std::int64_t>{12, 12}, {31, 128}, {100, 90}, {128, 128}}) {
+        SCOPED_TRACE(std::to_string(columns) + " × " + std::to_string(rows));
+        auto source = TestPicture::random(5 * columns, 2 * rows, generator);
+        // Bright, since an error in the weights grows with what is weighed.
+        for (std::uint8_t& byte : source.bytes) {
+            byte |= 0xE0;
+        }
+        const auto averages = areaAverages(source, 5, 2);
+        forEachInstructionSet(
+            [&] { EXPECT_LE(largestError(reduced(source, 5, 2), averages), 0.52); });
+    }
+}
+
 TEST(ViewerAreaAverage, AnyRatioRoundsToTheNearestLevelWithinATwentiethOfOne) {
     for (std::uint32_t seed = 0; seed < 80; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
