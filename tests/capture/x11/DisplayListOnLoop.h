@@ -36,11 +36,10 @@ class DisplayListOnLoop final {
     std::vector<std::string> names();
     /// Runs what is ready on the loop.
     static void settle() { loop().poll(); }
-
-  private:
     /// Outlives every thread that a test leaves behind in a frozen server.
     static boost::asio::io_context& loop();
 
+  private:
     std::shared_ptr<ViewerX11DisplayList> list_;
 };
 

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/capture/ViewerScreenCapture.h"
+#include "core/capture/linux/x11/ViewerX11Connector.h"
+#include "core/capture/linux/x11/ViewerX11DisplayList.h"
+
+namespace velmora {
+
+/// The screen capture of one X server. Made, used and destroyed on the thread of its executor.
+class ViewerX11ScreenCapture final : public ViewerScreenCapture {
+  public:
+    /// An empty display name stands for no display: then there is never a list.
+    ViewerX11ScreenCapture(ViewerExecutor mainExecutor, std::string displayName);
+
+    bool preflightAccess() override;
+    void shareableDisplays(DisplaysCompletion completion) override;
+    std::vector<ViewerNativeScreen> screens() override;
+    bool comesBefore(const std::string& a, const std::string& b) override;
+    std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
+                                                    const ViewerStreamSettings& settings) override;
+
+  private:
+    const std::shared_ptr<ViewerX11Connector> connector_;
+    const std::shared_ptr<ViewerX11DisplayList> list_;
+};
+
+}  // namespace velmora
