@@ -1,0 +1,71 @@
+#pragma once
+
+#include <atomic>
+#include <boost/asio/ip/tcp.hpp>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/http/ViewerTransport.h"
+#include "core/http/linux/ViewerLingeringSockets.h"
+#include "core/runtime/ViewerContinuousClock.h"
+#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerLock.h"
+
+namespace velmora {
+
+/// One listening TCP socket. Made by the transport, owned by whoever started it; any thread, the
+/// handlers run on its queue. One that is destroyed without a `cancel` stops listening silently.
+///
+/// When descriptors or memory run out it stops accepting: connections stay in the kernel's queue
+/// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones are
+/// then closed to make room, the oldest first.
+class ViewerSocketListener final : public ViewerListener,
+                                   public std::enable_shared_from_this<ViewerSocketListener> {
+  public:
+    static constexpr std::chrono::milliseconds exhaustedPause{100};
+
+    ViewerSocketListener(std::uint16_t port, std::shared_ptr<ViewerContinuousClock> clock);
+
+    void setStateHandler(StateHandler handler) override;
+    void setConnectionHandler(ConnectionHandler handler) override;
+    /// Once. After a `cancel` it only delivers `cancelled`.
+    void start(ViewerExecutor queue) override;
+    std::optional<std::uint16_t> port() const override;
+    void cancel() override;
+
+  private:
+    void open(const ViewerExecutor& queue);
+    void awaitConnections();
+    void acceptNext();
+    void handOver(int descriptor);
+    void pauseAccepting();
+    void resumeAccepting();
+    void stopAccepting();
+    void fail(const std::string& description);
+    void cancelOnQueue();
+    void report(ViewerListenerState state, const std::string& description);
+
+    const std::uint16_t requestedPort_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
+    StateHandler stateHandler_;
+    ConnectionHandler connectionHandler_;
+    /// 0 while nothing is bound.
+    std::atomic<std::uint16_t> port_{0};
+
+    ViewerLock lock_;
+    /// Present once started.
+    std::optional<ViewerExecutor> queue_ VIEWER_GUARDED_BY(lock_);
+    bool isCancelled_ VIEWER_GUARDED_BY(lock_) = false;
+
+    // What follows is touched on the queue only.
+    /// Present while listening.
+    std::optional<boost::asio::ip::tcp::acceptor> acceptor_;
+    std::shared_ptr<ViewerLingeringSockets> ending_;
+    /// Present while accepting is paused.
+    std::optional<ViewerContinuousClock::TimerId> pause_;
+};
+
+}  // namespace velmora

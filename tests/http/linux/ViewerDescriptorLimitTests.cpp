@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/http/linux/ViewerSocketListener.h"
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "tests/http/linux/AnsweringServer.h"
+#include "tests/http/linux/AnsweringWorld.h"
+#include "tests/http/linux/ManualClock.h"
+#include "tests/http/linux/ServerProcess.h"
+#include "tests/http/linux/SocketClient.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::size_t descriptorLimit = 64;
+constexpr std::size_t clientCount = 200;
+
+const ViewerHostResponseBytes answer("HEAD", ViewerBytes(std::string(30'000, 'x')));
+
+/// The system's clock, which reports each timer that is set.
+class ReportingClock final : public ViewerContinuousClock {
+  public:
+    ReportingClock(boost::asio::io_context& loop, std::function<void()> report)
+        : clock_(std::make_shared<ViewerBoottimeClock>(loop)), report_(std::move(report)) {}
+
+    Instant now() const override { return clock_->now(); }
+    TimerId schedule(Instant deadline, ViewerExecutor executor,
+                     std::function<void()> action) override {
+        report_();
+        return clock_->schedule(deadline, std::move(executor), std::move(action));
+    }
+    void withdraw(TimerId timer) override { clock_->withdraw(timer); }
+
+  private:
+    const std::shared_ptr<ViewerBoottimeClock> clock_;
+    const std::function<void()> report_;
+};
+
+void limitOwnDescriptors() {
+    (void)limitDescriptors(descriptorLimit);  // a test that needs it fails without
+}
+
+/// UBSan needs descriptors of its own the first time that it meets an object of some type. A child
+/// process inherits what it has learnt here, where there is no limit.
+void meetEveryType() {
+    const AnsweringWorld world(answer);
+    SocketClient gone = world.connect();
+    gone.reset();
+    SocketClient answered = world.connect();
+    answered.send("GET / HTTP/1.1\r\n\r\n");
+    (void)answered.receiveAll();  // the tests tell whether that is right
+}
+
+/// Serves, with `prepare` run between the start and the first client.
+void serve(const ServerProcess::Parent& parent, boost::asio::io_context& loop,
+           std::shared_ptr<ViewerContinuousClock> clock, const std::function<void()>& prepare) {
+    (void)clock->now();  // meets its type
+    AnsweringServer server(loop.get_executor(), std::move(clock), answer);
+    server.startAndRun(loop, [&] {
+        prepare();
+        parent.tellPort(server.port());
+    });
+}
+
+std::vector<SocketClient> connect(std::uint16_t port) {
+    std::vector<SocketClient> clients;
+    for (std::size_t i = 0; i < clientCount; ++i) {
+        clients.emplace_back(port);
+    }
+    return clients;
+}
+
+/// How many clients get the whole answer to a request that they send now. None closes its side.
+std::size_t wholeAnswers(std::vector<SocketClient>& clients) {
+    std::size_t whole = 0;
+    for (SocketClient& client : clients) {
+        client.send("GET / HTTP/1.1\r\n\r\n");
+    }
+    for (SocketClient& client : clients) {
+        const ReceivedAnswer received = client.receiveAll();
+        whole += received.isEnded && received.bytes == answer.joined() ? 1 : 0;
+    }
+    return whole;
+}
+
+}  // namespace
+
+TEST(ViewerSocketListener, WaitsWithoutSpinningForDescriptorsAndLosesNobody) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        serve(parent, loop, std::make_shared<ReportingClock>(loop, [&] { parent.tellEvent(); }),
+              limitOwnDescriptors);
+    });
+    std::vector<SocketClient> clients = connect(server.readPort());
+    const auto before = server.processorTime();
+    // Clients who say nothing keep every descriptor busy: ten pauses are a second.
+    ASSERT_TRUE(server.readEvents(10));
+    const auto waiting = server.processorTime() - before;
+    EXPECT_EQ(wholeAnswers(clients), clientCount);
+    RecordProperty("waitingMicroseconds", std::to_string(waiting.count() / 1000));
+    EXPECT_LT(waiting, std::chrono::milliseconds(500));
+}
+
+TEST(ViewerSocketListener, GoesOnWhenAConnectionOfItsOwnHasGone) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        serve(parent, loop, std::make_shared<ManualClock>(), limitOwnDescriptors);
+    });
+    // The clock stands still, so that no pause ends by itself; and no client closes its side, so
+    // that lingering sockets have to make room.
+    std::vector<SocketClient> clients = connect(server.readPort());
+    EXPECT_EQ(wholeAnswers(clients), clientCount);
+}
+
+TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        std::vector<int> taken;
+        std::size_t pauses = 0;
+        const auto clock = std::make_shared<ReportingClock>(loop, [&] {
+            // Freed behind the listener's back in its third pause.
+            if (++pauses == 3) {
+                for (const int descriptor : taken) {
+                    ::close(descriptor);
+                }
+            }
+        });
+        serve(parent, loop, clock, [&] {
+            limitOwnDescriptors();
+            int descriptor = 0;
+            while ((descriptor = ::dup(STDIN_FILENO)) >= 0) {
+                taken.push_back(descriptor);
+            }
+        });
+    });
+    SocketClient client(server.readPort());
+    client.send("GET / HTTP/1.1\r\n\r\n");
+    EXPECT_TRUE(client.receiveAll().bytes == answer.joined());
+}
+
+}  // namespace velmora

@@ -1,0 +1,197 @@
+#include "core/http/linux/ViewerLingeringSockets.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/ip/address_v4.hpp>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/http/linux/EventLog.h"
+#include "tests/http/linux/LoopThread.h"
+#include "tests/http/linux/ManualClock.h"
+#include "tests/http/linux/SocketClient.h"
+
+namespace velmora {
+
+namespace {
+
+using boost::asio::ip::tcp;
+
+const std::string mebibyte(1024 * 1024, 'm');
+
+/// Lingering sockets on a loop of their own, with real peers. "room" is in the log each time that
+/// one begins to linger, and each time that one has gone.
+class LingeringWorld final {
+  public:
+    LingeringWorld() {
+        sockets->setRoomHandler([this] { log.add("room"); });
+    }
+    ~LingeringWorld() { loop.stop(); }
+    LingeringWorld(const LingeringWorld&) = delete;
+    LingeringWorld& operator=(const LingeringWorld&) = delete;
+
+    /// A client whose connection lingers, with "answer" on its way.
+    SocketClient linger() {
+        SocketClient client(acceptor_.local_endpoint().port());
+        tcp::socket socket = acceptor_.accept(loop.executor());
+        socket.non_blocking(true);
+        (void)socket.send(boost::asio::buffer("answer", 6));  // an empty buffer takes it all
+        loop.run([&] { sockets->linger(std::move(socket)); });
+        return client;
+    }
+
+    std::size_t count() {
+        std::size_t result = 0;
+        loop.run([&] { result = sockets->count(); });
+        return result;
+    }
+
+    LoopThread loop;
+    EventLog log;
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<ViewerLingeringSockets> sockets =
+        std::make_shared<ViewerLingeringSockets>(loop.executor(), clock);
+
+  private:
+    tcp::acceptor acceptor_{loop.context(),
+                            tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0)};
+};
+
+/// Whether the server's end is gone: it answers with a reset.
+bool isClosed(SocketClient& client) {
+    return !client.send("x") || client.waitForReset();
+}
+
+}  // namespace
+
+TEST(ViewerLingeringSockets, EndTheAnswerWhileThePeerIsStillSending) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    EXPECT_TRUE(client.send(mebibyte));
+    const ReceivedAnswer answer = client.receiveAll();
+    EXPECT_EQ(answer.bytes, "answer");
+    EXPECT_TRUE(answer.isEnded);
+    EXPECT_EQ(world.count(), 1U);
+}
+
+TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasEnded) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    client.send(mebibyte);
+    client.endSending();
+    EXPECT_TRUE(world.log.waitFor("room", 2));
+    EXPECT_EQ(world.count(), 0U);
+    EXPECT_EQ(client.receiveAll().bytes, "answer");
+}
+
+TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasResetIt) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    client.reset();
+    EXPECT_TRUE(world.log.waitFor("room", 2));
+    EXPECT_EQ(world.count(), 0U);
+}
+
+TEST(ViewerLingeringSockets, CloseASocketThatWasResetBefore) {
+    LingeringWorld world;
+    world.loop.run([&] { world.sockets->linger(tcp::socket(world.loop.executor())); });
+    EXPECT_EQ(world.log.count("room"), 1U);
+    EXPECT_EQ(world.count(), 0U);
+}
+
+TEST(ViewerLingeringSockets, CloseASocketAfterTwoSeconds) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    world.clock->advance(std::chrono::milliseconds(1999));
+    EXPECT_EQ(world.count(), 1U);
+    EXPECT_TRUE(client.send(mebibyte));
+    world.clock->advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(world.count(), 0U);
+    EXPECT_TRUE(isClosed(client));
+}
+
+TEST(ViewerLingeringSockets, CloseASocketAfterSixteenMebibytes) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    int taken = 0;
+    constexpr int farTooMany = 64;
+    while (taken < farTooMany && client.send(mebibyte)) {
+        ++taken;
+    }
+    EXPECT_TRUE(world.log.waitFor("room", 2));
+    EXPECT_GE(taken, 15);  // the reset comes while the last of the 16 is being sent
+    EXPECT_LT(taken, farTooMany);
+}
+
+TEST(ViewerLingeringSockets, CloseTheOldestForThe65th) {
+    LingeringWorld world;
+    std::vector<SocketClient> clients;
+    for (std::size_t i = 0; i < ViewerLingeringSockets::socketLimit; ++i) {
+        clients.push_back(world.linger());
+    }
+    EXPECT_EQ(world.count(), 64U);
+    clients.push_back(world.linger());
+    EXPECT_EQ(world.count(), 64U);
+    EXPECT_TRUE(isClosed(clients.front()));
+    EXPECT_TRUE(clients[1].send(mebibyte));
+    EXPECT_EQ(clients.front().receiveAll().bytes, "answer");
+}
+
+TEST(ViewerLingeringSockets, CloseTheOldestWhenAsked) {
+    LingeringWorld world;
+    SocketClient older = world.linger();
+    SocketClient younger = world.linger();
+    bool isClosedFirst = false;
+    world.loop.run([&] { isClosedFirst = world.sockets->closeOldest(); });
+    EXPECT_TRUE(isClosedFirst);
+    EXPECT_TRUE(isClosed(older));
+    EXPECT_TRUE(younger.send(mebibyte));
+    EXPECT_EQ(world.count(), 1U);
+}
+
+TEST(ViewerLingeringSockets, HaveNoOldestWhenThereIsNone) {
+    LingeringWorld world;
+    bool isClosedOne = true;
+    world.loop.run([&] { isClosedOne = world.sockets->closeOldest(); });
+    EXPECT_FALSE(isClosedOne);
+}
+
+TEST(ViewerLingeringSockets, AwaitTheirDeadlinesWithOneTimer) {
+    LingeringWorld world;
+    SocketClient first = world.linger();
+    world.clock->advance(std::chrono::seconds(1));
+    SocketClient second = world.linger();
+    EXPECT_EQ(world.clock->pendingTimers(), 1U);
+    world.clock->advance(std::chrono::seconds(1));
+    EXPECT_EQ(world.count(), 1U);
+    EXPECT_EQ(world.clock->pendingTimers(), 1U);
+    world.clock->advance(std::chrono::seconds(1));
+    EXPECT_EQ(world.count(), 0U);
+    EXPECT_EQ(world.clock->pendingTimers(), 0U);
+}
+
+TEST(ViewerLingeringSockets, LiveOnWithoutAnOwnerWhileTheyLinger) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    const std::weak_ptr<ViewerLingeringSockets> weak = world.sockets;
+    world.loop.run([&] { world.sockets.reset(); });
+    EXPECT_TRUE(client.send(mebibyte));
+    client.endSending();
+    EXPECT_TRUE(world.log.waitFor("room", 2));
+    world.loop.run([] {});
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(ViewerLingeringSockets, DoNotKeepTheirLoopFromStopping) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    EXPECT_EQ(world.count(), 1U);
+    world.loop.stop();
+    EXPECT_EQ(world.sockets->count(), 1U);
+}
+
+}  // namespace velmora

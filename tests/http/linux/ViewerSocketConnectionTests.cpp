@@ -1,0 +1,219 @@
+#include "core/http/linux/ViewerSocketConnection.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tests/http/linux/ListeningWorld.h"
+
+namespace velmora {
+
+namespace {
+
+using Connection = std::shared_ptr<ViewerConnection>;
+
+const std::string bigText(8 * 1024 * 1024, 'b');
+
+/// Receives once, with these bounds, as soon as the connection is ready, and logs what came.
+ListeningWorld::Serve receivingOnce(ListeningWorld& world, std::size_t minimum,
+                                    std::size_t maximum) {
+    return [&world, minimum, maximum](ViewerConnection& connection) {
+        connection.setStateHandler([&world, &connection, minimum, maximum](ViewerConnectionState) {
+            connection.receive(minimum, maximum, [&world](const ViewerDelivery& delivery) {
+                const std::string content(delivery.content.begin(), delivery.content.end());
+                world.log.add("received " + content + (delivery.isComplete ? " complete" : "") +
+                              (delivery.hasError ? " error" : ""));
+            });
+        });
+        connection.start(world.loop.executor());
+    };
+}
+
+/// Sends as soon as the connection comes and logs when that is done.
+ListeningWorld::Serve sending(ListeningWorld& world, const ViewerHostResponseBytes& message) {
+    return [&world, message](ViewerConnection& connection) {
+        connection.start(world.loop.executor());
+        connection.send(message, [&world] { world.log.add("sent"); });
+    };
+}
+
+}  // namespace
+
+TEST(ViewerSocketConnection, IsReadyOnceTheConnectionHandlerHasReturned) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.setStateHandler(
+            [&](ViewerConnectionState state) { world.log.add(nameOf(state)); });
+        connection.start(world.loop.executor());
+    });
+    const SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection ready"));
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", "connection", "connection ready"));
+}
+
+TEST(ViewerSocketConnection, OneThatHadToWaitIsReadyWhenItIsStarted) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.setStateHandler(
+            [&](ViewerConnectionState state) { world.log.add(nameOf(state)); });
+    });
+    const SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    world.loop.run([&] {
+        world.connections.front()->start(world.loop.executor());
+        world.log.add("started");
+    });
+    ASSERT_TRUE(world.log.waitFor("connection ready"));
+    EXPECT_THAT(world.log.all(),
+                testing::ElementsAre("ready", "connection", "started", "connection ready"));
+}
+
+TEST(ViewerSocketConnection, DeliversWhatHasArrived) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 1, 1024));
+    SocketClient client = world.connect();
+    client.send("abc");
+    EXPECT_TRUE(world.log.waitFor("received abc"));
+}
+
+TEST(ViewerSocketConnection, DeliversNoMoreThanTheMaximum) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 1, 2));
+    SocketClient client = world.connect();
+    client.send("abc");
+    EXPECT_TRUE(world.log.waitFor("received ab"));
+}
+
+TEST(ViewerSocketConnection, WaitsForTheMinimum) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 3, 1024));
+    SocketClient client = world.connect();
+    client.send("ab");
+    world.loop.run([] {});
+    client.send("c");
+    EXPECT_TRUE(world.log.waitFor("received abc"));
+}
+
+TEST(ViewerSocketConnection, DeliversLessThanTheMinimumAtThePeersEnd) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 3, 1024));
+    SocketClient client = world.connect();
+    client.send("ab");
+    client.endSending();
+    EXPECT_TRUE(world.log.waitFor("received ab complete"));
+}
+
+TEST(ViewerSocketConnection, DeliversAResetAsAnError) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 1, 1024));
+    SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    client.reset();
+    EXPECT_TRUE(world.log.waitFor("received  error"));
+}
+
+TEST(ViewerSocketConnection, KeepsADeliveryWhileTheNextOneIsAskedFor) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.start(world.loop.executor());
+        connection.receive(1, 2, [&](const ViewerDelivery& first) {
+            connection.receive(1, 2, [&](const ViewerDelivery& second) {
+                world.log.add(std::string(second.content.begin(), second.content.end()));
+            });
+            world.log.add(std::string(first.content.begin(), first.content.end()));
+        });
+    });
+    SocketClient client = world.connect();
+    client.send("abcd");
+    ASSERT_TRUE(world.log.waitFor("cd"));
+    EXPECT_EQ(world.log.count("ab"), 1U);
+}
+
+TEST(ViewerSocketConnection, SendsHeadAndBody) {
+    ListeningWorld world;
+    world.listen(sending(world, {"HEAD", ViewerBytes("BODY")}));
+    SocketClient client = world.connect();
+    EXPECT_TRUE(world.log.waitFor("sent"));
+    EXPECT_EQ(client.receiveSome(4) + client.receiveSome(4), "HEADBODY");
+}
+
+TEST(ViewerSocketConnection, SendsAHeadWithoutABody) {
+    ListeningWorld world;
+    world.listen(sending(world, {"HEAD", ViewerBytes()}));
+    SocketClient client = world.connect();
+    EXPECT_TRUE(world.log.waitFor("sent"));
+    EXPECT_EQ(client.receiveSome(4), "HEAD");
+}
+
+TEST(ViewerSocketConnection, RunsNoHandlerInsideTheCallThatGaveIt) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.start(world.loop.executor());
+        connection.receive(1, 1024, [&](const ViewerDelivery&) { world.log.add("received"); });
+        connection.send({"HEAD", ViewerBytes()}, [&] { world.log.add("sent"); });
+        world.log.add("calls made");
+    });
+    SocketClient client = world.connect();
+    client.send("abc");
+    EXPECT_TRUE(world.log.waitFor("received"));
+    EXPECT_TRUE(world.log.waitFor("sent"));
+    EXPECT_EQ(world.log.all().at(1), "calls made");
+}
+
+TEST(ViewerSocketConnection, GoesOnSendingWhileThePeerReadsSlowly) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.start(world.loop.executor());
+        connection.send({"HEAD", ViewerBytes(bigText)}, [&] {
+            world.log.add("sent");
+            connection.cancel();
+        });
+    });
+    SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    EXPECT_EQ(world.log.count("sent"), 0U);
+    const ReceivedAnswer answer = client.receiveAll();
+    EXPECT_TRUE(answer.isEnded);
+    EXPECT_TRUE(answer.bytes == "HEAD" + bigText);
+    EXPECT_EQ(world.log.count("sent"), 1U);
+}
+
+TEST(ViewerSocketConnection, TellsWhenThePeerTakesNoMore) {
+    ListeningWorld world;
+    world.listen(sending(world, {"HEAD", ViewerBytes(bigText)}));
+    SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    client.reset();
+    EXPECT_TRUE(world.log.waitFor("sent"));
+    world.loop.run([] {});
+    EXPECT_EQ(world.log.count("sent"), 1U);
+}
+
+TEST(ViewerSocketConnection, OneThatIsDroppedClosesItsSocket) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 1, 1024));
+    SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    world.loop.run([&] { world.connections.clear(); });
+    EXPECT_TRUE(client.receiveAll().isEnded);
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", "connection"));
+}
+
+TEST(ViewerSocketConnection, OneThatIsDroppedOnAnotherThreadClosesItsSocket) {
+    ListeningWorld world;
+    world.listen(receivingOnce(world, 1, 1024));
+    SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    std::vector<Connection> connections;
+    world.loop.run([&] { std::swap(connections, world.connections); });
+    connections.clear();
+    EXPECT_TRUE(client.receiveAll().isEnded);
+}
+
+}  // namespace velmora

@@ -1,0 +1,221 @@
+#include "core/http/linux/ViewerSocketListener.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "bench/http/LoadClient.h"
+#include "core/http/linux/ViewerSocketTransport.h"
+#include "tests/http/linux/AnsweringWorld.h"
+#include "tests/http/linux/ListeningWorld.h"
+#include "tests/http/linux/OpenSockets.h"
+#include "tests/http/linux/RefusedIPv6.h"
+#include "tests/http/linux/ServerProcess.h"
+
+namespace velmora {
+
+namespace {
+
+const ViewerHostResponseBytes answer("HEAD", ViewerBytes("BODY"));
+
+void ignoreConnection(ViewerConnection&) {}
+
+/// Whether a whole exchange over that family succeeds.
+bool isAnswered(std::uint16_t port, SocketClient::Family family) {
+    SocketClient client(port, family);
+    client.send("GET / HTTP/1.1\r\n\r\n");
+    return client.receiveAll().bytes == "HEADBODY";
+}
+
+}  // namespace
+
+TEST(ViewerSocketTransport, EveryPortIsUsable) {
+    const ViewerSocketTransport transport(nullptr);
+    for (const std::uint16_t port : std::array<std::uint16_t, 5>{0, 1, 80, 9090, 65535}) {
+        EXPECT_TRUE(transport.isUsablePort(port)) << port;
+    }
+}
+
+TEST(ViewerSocketListener, OpensNothingBeforeItsStart) {
+    ListeningWorld world;
+    const auto listener = world.makeListener();
+    EXPECT_EQ(listener->port(), std::nullopt);
+    EXPECT_TRUE(openSockets().empty());
+}
+
+TEST(ViewerSocketListener, GetsAFreePortForPortZero) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    ASSERT_TRUE(world.listener->port().has_value());
+    EXPECT_NE(world.port(), 0);
+    EXPECT_TRUE(world.connect().isConnected());
+}
+
+TEST(ViewerSocketListener, ReportsNothingInsideItsStart) {
+    ListeningWorld world;
+    const auto listener = world.makeListener();
+    std::vector<std::string> eventsInStart;
+    world.loop.run([&] {
+        listener->start(world.loop.executor());
+        eventsInStart = world.log.all();
+    });
+    EXPECT_TRUE(world.log.waitFor("ready"));
+    EXPECT_TRUE(eventsInStart.empty());
+}
+
+TEST(ViewerSocketListener, ServesIPv4AndIPv6OnOneSocket) {
+    const AnsweringWorld world(answer);
+    EXPECT_EQ(openSockets().size(), 1U);
+    EXPECT_TRUE(isAnswered(world.server.port(), SocketClient::Family::IPv4));
+    EXPECT_TRUE(isAnswered(world.server.port(), SocketClient::Family::IPv6));
+}
+
+TEST(ViewerSocketListener, ServesIPv4WhereIPv6IsOff) {
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        AnsweringServer answering(loop.get_executor(), std::make_shared<ViewerBoottimeClock>(loop),
+                                  answer);
+        if (refuseIPv6()) {
+            answering.startAndRun(loop, [&] { parent.tellPort(answering.port()); });
+        }
+    });
+    const std::uint16_t port = server.readPort();
+    EXPECT_TRUE(isAnswered(port, SocketClient::Family::IPv4));
+    EXPECT_FALSE(SocketClient(port, SocketClient::Family::IPv6).isConnected());
+}
+
+TEST(ViewerSocketListener, FailsWithThePortAndTheSystemsReason) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const auto second = world.makeListener(world.port());
+    second->start(world.loop.executor());
+    EXPECT_TRUE(world.log.waitFor("failed: TCP port " + std::to_string(world.port()) +
+                                  ": Address already in use"));
+    EXPECT_EQ(second->port(), std::nullopt);
+}
+
+TEST(ViewerSocketListener, IsCancelledAfterItHasFailed) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const auto second = world.makeListener(world.port());
+    second->start(world.loop.executor());
+    second->cancel();
+    EXPECT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_EQ(world.log.all().back(), "cancelled");
+}
+
+TEST(ViewerSocketListener, ListensAgainWhileOldConnectionsAreInTimeWait) {
+    ListeningWorld world;
+    std::uint16_t port = 0;
+    {
+        // The server ends first, so that it is the one that has to wait.
+        AnsweringWorld first(answer);
+        port = first.server.port();
+        ASSERT_TRUE(isAnswered(port, SocketClient::Family::IPv4));
+    }
+    const auto second = world.makeListener(port);
+    second->start(world.loop.executor());
+    EXPECT_TRUE(world.log.waitFor("ready"));
+    EXPECT_EQ(second->port(), port);
+}
+
+TEST(ViewerSocketListener, ACancelledOneListensNoMoreAndSaysSoOnce) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const std::uint16_t port = world.port();
+    world.listener->cancel();
+    world.listener->cancel();
+    ASSERT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_FALSE(SocketClient(port).isConnected());
+    EXPECT_EQ(world.listener->port(), std::nullopt);
+    world.loop.run([] {});
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", "cancelled"));
+}
+
+TEST(ViewerSocketListener, OneCancelledBeforeItsStartNeverOpens) {
+    ListeningWorld world;
+    const auto listener = world.makeListener();
+    listener->cancel();
+    listener->start(world.loop.executor());
+    ASSERT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("cancelled"));
+    EXPECT_TRUE(openSockets().empty());
+}
+
+TEST(ViewerSocketListener, OneCancelledRightAfterItsStartNeverOpens) {
+    ListeningWorld world;
+    const auto listener = world.makeListener();
+    world.loop.run([&] {
+        listener->start(world.loop.executor());
+        listener->cancel();
+    });
+    ASSERT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("cancelled"));
+}
+
+TEST(ViewerSocketListener, OneThatIsDroppedListensNoMore) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const std::uint16_t port = world.port();
+    world.loop.run([&] { world.listener.reset(); });
+    EXPECT_FALSE(SocketClient(port).isConnected());
+}
+
+TEST(ViewerSocketListener, FailsWhenItsSocketBreaksAfterItWasReady) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const std::string failure =
+        "failed: TCP port " + std::to_string(world.port()) + ": Invalid argument";
+    ASSERT_TRUE(stopListening(openSockets().front()));
+    ASSERT_TRUE(world.log.waitFor(failure));
+    world.listener->cancel();
+    ASSERT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", failure, "cancelled"));
+}
+
+TEST(ViewerSocketListener, NoSocketOutlivesAnExec) {
+    ListeningWorld world;
+    world.listen(ignoreConnection);
+    const SocketClient client = world.connect();
+    ASSERT_TRUE(world.log.waitFor("connection"));
+    const std::vector<int> sockets = openSockets();
+    EXPECT_EQ(sockets.size(), 3U);  // the listener's, the server's and the client's end
+    for (const int socket : sockets) {
+        EXPECT_TRUE(isClosedOnExec(socket));
+    }
+}
+
+TEST(ViewerSocketListener, AThousandClientsAtOnceAreAllServed) {
+    const AnsweringWorld world(ViewerHostResponseBytes(
+        "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n", ViewerBytes("BODY")));
+    LoadPlan plan;
+    plan.port = world.server.port();
+    plan.request = "GET / HTTP/1.1\r\n\r\n";
+    plan.requests = 2000;
+    plan.concurrency = 1000;
+    EXPECT_EQ(runLoad(plan).errors, 0U);
+}
+
+TEST(ViewerSocketListener, TwoThousandRequestsLeaveNoSocketBehind) {
+    AnsweringWorld world(ViewerHostResponseBytes("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n",
+                                                 ViewerBytes("BODY")));
+    LoadPlan plan;
+    plan.port = world.server.port();
+    plan.request = "GET / HTTP/1.1\r\n\r\n";
+    plan.requests = 2000;
+    plan.concurrency = 16;
+    ASSERT_EQ(runLoad(plan).errors, 0U);
+    // The last clients have closed; the server reads that in the loop's next turns.
+    std::size_t left = 0;
+    for (int turn = 0; turn < 1000 && (left = openSockets().size()) > 1; ++turn) {
+        world.loop.run([] {});
+    }
+    EXPECT_EQ(left, 1U);
+}
+
+}  // namespace velmora

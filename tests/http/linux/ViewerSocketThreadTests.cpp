@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tests/http/linux/ListeningWorld.h"
+
+namespace velmora {
+
+namespace {
+
+using Connection = std::shared_ptr<ViewerConnection>;
+
+constexpr std::size_t clientCount = 50;
+
+}  // namespace
+
+TEST(ViewerSocketConnection, IsAnsweredAndCancelledFromOtherThreads) {
+    ListeningWorld world;
+    std::vector<std::jthread> threads;
+    world.listen([&](ViewerConnection& connection) {
+        connection.setStateHandler([&world](ViewerConnectionState) { world.log.add("event"); });
+        connection.start(world.loop.executor());
+        threads.emplace_back([&world, &connection] {
+            connection.send({"HEAD", ViewerBytes("BODY")}, [&world, &connection] {
+                world.log.add("sent");
+                connection.cancel();
+            });
+        });
+    });
+    for (std::size_t i = 0; i < clientCount; ++i) {
+        SocketClient client = world.connect();
+        EXPECT_EQ(client.receiveAll().bytes, "HEADBODY");
+    }
+    EXPECT_TRUE(world.log.waitFor("sent", clientCount));
+}
+
+TEST(ViewerSocketConnection, RunsEachHandlerOnceWhileThreadsCancelIt) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.start(world.loop.executor());
+        connection.receive(1, 1024, [&world](const ViewerDelivery&) { world.log.add("received"); });
+    });
+    for (std::size_t i = 1; i <= clientCount; ++i) {
+        SocketClient client = world.connect();
+        ASSERT_TRUE(world.log.waitFor("connection", i));
+        Connection connection;
+        world.loop.run([&] { connection = world.connections.back(); });
+        {
+            const std::jthread sender([&] {
+                connection->send({"HEAD", ViewerBytes()}, [&world] { world.log.add("sent"); });
+            });
+            const std::jthread canceller([&] { connection->cancel(); });
+            connection->cancel();
+            client.send("abc");
+        }
+        ASSERT_TRUE(world.log.waitFor("received", i));
+        ASSERT_TRUE(world.log.waitFor("sent", i));
+    }
+    world.loop.run([] {});
+    EXPECT_EQ(world.log.count("received"), clientCount);
+    EXPECT_EQ(world.log.count("sent"), clientCount);
+}
+
+TEST(ViewerSocketListener, IsCancelledWhileClientsCome) {
+    for (std::size_t i = 0; i < clientCount; ++i) {
+        ListeningWorld world;
+        world.listen([](ViewerConnection&) {});
+        const std::uint16_t port = world.port();
+        const std::jthread client([port] { (void)SocketClient(port); });
+        const std::jthread reader([&world] { (void)world.listener->port(); });
+        world.listener->cancel();
+        EXPECT_TRUE(world.log.waitFor("cancelled"));
+        EXPECT_EQ(world.log.all().back(), "cancelled");
+    }
+}
+
+}  // namespace velmora
