@@ -1,0 +1,146 @@
+#include "app/ViewerHostApplicationDelegate.h"
+
+#include <boost/asio/post.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "app/ViewerPermissionGate.h"
+#include "core/coordination/ViewerCaptureCoordinator.h"
+#include "core/protocol/ViewerHostProtocolV1.h"
+
+namespace velmora {
+
+namespace {
+
+/// From the beginning of termination to the process's end, even when the server's stop hangs.
+constexpr std::chrono::seconds terminationGrace{3};
+
+std::string listeningLine(std::uint16_t port) {
+    return "Velmora Viewer Host protocol v1 listening on TCP " + std::to_string(port);
+}
+
+}  // namespace
+
+ViewerHostApplicationDelegate::ViewerHostApplicationDelegate(
+    std::shared_ptr<ViewerApplicationShell> shell)
+    : shell_(std::move(shell)),
+      source_(std::make_shared<MacDisplayCaptureSource>(shell_->makeScreenCapture(),
+                                                        shell_->executors(), shell_->clock())) {}
+
+const std::shared_ptr<ViewerHostFrameProviding>& ViewerHostApplicationDelegate::provider() {
+    if (!provider_) {
+        provider_ = std::make_shared<ViewerCaptureCoordinator>(
+            source_, ViewerHostProtocolV1::sessionLimit, ViewerHostProtocolV1::idleTimeout,
+            shell_->executors().makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator"),
+            shell_->clock());
+    }
+    return provider_;
+}
+
+const std::shared_ptr<ViewerHTTPServer>& ViewerHostApplicationDelegate::server() {
+    if (!server_) {
+        std::string machineName = shell_->machineName().value_or("Mac");
+        server_ = std::make_shared<ViewerHTTPServer>(
+            provider(), ViewerHostProtocolV1::defaultPort, std::move(machineName),
+            shell_->makeTransport(), shell_->executors(), shell_->clock());
+    }
+    return server_;
+}
+
+void ViewerHostApplicationDelegate::applicationDidFinishLaunching() {
+    installSignalHandlers();
+    startupTask_ = startTask(shell_->executors().mainExecutor(), startUp(shared_from_this()));
+}
+
+ViewerTerminateReply ViewerHostApplicationDelegate::applicationShouldTerminate() {
+    if (readyToTerminate_) {
+        return ViewerTerminateReply::now;
+    }
+    beginTermination();
+    return ViewerTerminateReply::cancel;
+}
+
+void ViewerHostApplicationDelegate::installSignalHandlers() {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        signalSources_.push_back(shell_->makeSignalSource(signal, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->beginTermination();
+            }
+        }));
+    }
+}
+
+ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
+    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(self->shell_);
+    if (self->terminationStarted_) {
+        co_return;
+    }
+    if (!isAllowed) {
+        self->shell_->terminate();
+        co_return;
+    }
+    const auto outcome = co_await self->server()->start();
+    if (const auto* const port = std::get_if<std::uint16_t>(&outcome)) {
+        self->shell_->printLine(listeningLine(*port));
+        co_return;
+    }
+    const bool isCancelled = co_await isTaskCancelled();
+    if (!isCancelled) {
+        self->shell_->terminate();
+    }
+}
+
+void ViewerHostApplicationDelegate::beginTermination() {
+    if (terminationStarted_) {
+        return;
+    }
+    terminationStarted_ = true;
+    if (startupTask_) {
+        startupTask_->cancel();
+    }
+    for (const auto& source : signalSources_) {
+        source->cancel();
+    }
+    signalSources_.clear();
+    ViewerExecutors& executors = shell_->executors();
+    // Both run by themselves: whichever ends first ends the process.
+    (void)startTask(executors.taskExecutor(),
+                    finishAfterStop(server(), executors.mainExecutor(), weak_from_this()));
+    (void)startTask(executors.taskExecutor(),
+                    finishAfterGrace(shell_->clock(), executors.mainExecutor(), weak_from_this()));
+}
+
+ViewerTask<void> ViewerHostApplicationDelegate::finishAfterStop(
+    std::shared_ptr<ViewerHTTPServer> server, ViewerExecutor main, WeakSelf weak) {
+    co_await server->stop();
+    finishOn(main, std::move(weak));
+}
+
+ViewerTask<void> ViewerHostApplicationDelegate::finishAfterGrace(
+    std::shared_ptr<ViewerContinuousClock> clock, ViewerExecutor main, WeakSelf weak) {
+    // Also when the sleep ended early.
+    (void)co_await clock->sleep(terminationGrace);
+    finishOn(main, std::move(weak));
+}
+
+void ViewerHostApplicationDelegate::finishOn(const ViewerExecutor& main, WeakSelf weak) {
+    boost::asio::post(main, [weak = std::move(weak)] {
+        if (const auto self = weak.lock()) {
+            self->finishTermination();
+        }
+    });
+}
+
+void ViewerHostApplicationDelegate::finishTermination() {
+    if (readyToTerminate_) {
+        return;
+    }
+    readyToTerminate_ = true;
+    shell_->terminate();
+}
+
+}  // namespace velmora

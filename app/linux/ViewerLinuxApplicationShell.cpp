@@ -1,0 +1,123 @@
+#include "app/linux/ViewerLinuxApplicationShell.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "app/linux/ViewerLineOutput.h"
+#include "app/linux/ViewerLinuxSignalSource.h"
+#include "app/linux/ViewerMachineName.h"
+#include "core/capture/linux/x11/ViewerX11Connection.h"
+#include "core/capture/linux/x11/ViewerX11Permission.h"
+#include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+
+namespace velmora {
+
+namespace {
+
+/// Tells the loop that one thread runs it, which saves it the wake-ups of others.
+constexpr int oneThread = 1;
+constexpr std::chrono::seconds preflightLimit{3};
+/// How long a full standard output may hold the line, and with it the loop, up.
+constexpr std::chrono::seconds outputPatience{1};
+
+/// A descriptor of ours in the place of a standard one that the process was started without would
+/// be written to as that one.
+void occupyStandardDescriptors() {
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    (void)::close(descriptor);  // -1 where the system has no such device
+}
+
+}  // namespace
+
+ViewerLinuxApplicationShell::ViewerLinuxApplicationShell()
+    : loop_(oneThread),
+      executors_(loop_.get_executor()),
+      clock_(std::make_shared<ViewerBoottimeClock>(loop_)) {
+    // A reader that is gone is an error of the write, not the end of the process.
+    (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
+}
+
+void ViewerLinuxApplicationShell::ignoreSignal(int signal) {
+    velmora::ignoreSignal(signal);
+}
+
+std::shared_ptr<ViewerSignalSource> ViewerLinuxApplicationShell::makeSignalSource(
+    int signal, std::function<void()> handler) {
+    const auto source =
+        std::make_shared<ViewerLinuxSignalSource>(loop_, signal, std::move(handler));
+    source->resume();
+    return source;
+}
+
+int ViewerLinuxApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
+    delegate_ = std::move(delegate);
+    const auto work = boost::asio::make_work_guard(loop_);
+    boost::asio::post(loop_, [this] { delegate_->applicationDidFinishLaunching(); });
+    loop_.run();
+    delegate_.reset();
+    return EXIT_SUCCESS;
+}
+
+void ViewerLinuxApplicationShell::terminate() {
+    if (delegate_->applicationShouldTerminate() == ViewerTerminateReply::now) {
+        loop_.stop();
+    }
+}
+
+void ViewerLinuxApplicationShell::exit(int status) {
+    // Standard output is written without a buffer: there is nothing to flush.
+    ::_exit(status);
+}
+
+void ViewerLinuxApplicationShell::preflightAccess(AccessCompletion completion) {
+    // A display server that hangs must not hold the loop, which has signals to answer.
+    const bool isStarted = startX11Thread(
+        "permission", [completion, display = ViewerX11Connection::displayNameFromEnvironment()] {
+            completion(ViewerX11Permission::canReadScreen(display, preflightLimit));
+        });
+    if (!isStarted) {
+        completion(false);
+    }
+}
+
+std::optional<std::string> ViewerLinuxApplicationShell::machineName() {
+    return ViewerMachineName::current();
+}
+
+void ViewerLinuxApplicationShell::printLine(std::string_view line) {
+    writeLine(STDOUT_FILENO, line, outputPatience);
+}
+
+ViewerExecutors& ViewerLinuxApplicationShell::executors() {
+    return executors_;
+}
+
+std::shared_ptr<ViewerContinuousClock> ViewerLinuxApplicationShell::clock() {
+    return clock_;
+}
+
+std::shared_ptr<ViewerTransport> ViewerLinuxApplicationShell::makeTransport() {
+    return velmora::makeTransport(clock_);
+}
+
+std::shared_ptr<ViewerScreenCapture> ViewerLinuxApplicationShell::makeScreenCapture() {
+    return velmora::makeScreenCapture(executors_.mainExecutor());
+}
+
+std::shared_ptr<ViewerApplicationShell> makeApplicationShell() {
+    occupyStandardDescriptors();
+    return std::make_shared<ViewerLinuxApplicationShell>();
+}
+
+}  // namespace velmora

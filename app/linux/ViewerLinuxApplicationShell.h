@@ -1,0 +1,38 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <memory>
+
+#include "app/ViewerApplicationShell.h"
+#include "core/runtime/linux/ViewerLoopExecutors.h"
+
+namespace velmora {
+
+/// The shell on Linux: one loop on the main thread carries everything that does not block, so that
+/// its executors are all one. Main thread only.
+class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
+  public:
+    ViewerLinuxApplicationShell();
+
+    void ignoreSignal(int signal) override;
+    std::shared_ptr<ViewerSignalSource> makeSignalSource(int signal,
+                                                         std::function<void()> handler) override;
+    int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
+    void terminate() override;
+    [[noreturn]] void exit(int status) override;
+    void preflightAccess(AccessCompletion completion) override;
+    std::optional<std::string> machineName() override;
+    void printLine(std::string_view line) override;
+    ViewerExecutors& executors() override;
+    std::shared_ptr<ViewerContinuousClock> clock() override;
+    std::shared_ptr<ViewerTransport> makeTransport() override;
+    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
+
+  private:
+    boost::asio::io_context loop_;
+    ViewerLoopExecutors executors_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
+    std::shared_ptr<ViewerApplicationDelegate> delegate_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,17 @@
+#include <cstddef>
+#include <exception>
+#include <span>
+
+#include "app/ViewerApplicationShell.h"
+#include "app/ViewerProcessEntry.h"
+#include "core/runtime/ViewerCheck.h"
+
+int main(int argumentCount, char** arguments) {
+    try {
+        const auto shell = velmora::makeApplicationShell();
+        shell->exit(velmora::ViewerProcessEntry::run(
+            shell, std::span(arguments, static_cast<std::size_t>(argumentCount))));
+    } catch (const std::exception& exception) {
+        velmora::viewerCheck(false, exception.what());
+    }
+}

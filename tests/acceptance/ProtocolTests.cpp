@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/protocol/ViewerHostProtocolV1.h"
+#include "tests/acceptance/HostTest.h"
+
+namespace velmora {
+
+namespace {
+
+using testing::MatchesRegex;
+
+std::string head(const std::string& status, const std::string& type, std::size_t size,
+                 const std::string& rest = "") {
+    return "HTTP/1.1 " + status + "\r\nContent-Type: " + type +
+           "\r\nContent-Length: " + std::to_string(size) +
+           "\r\nCache-Control: no-store\r\nConnection: close\r\n" + rest + "\r\n";
+}
+
+std::string emptyAnswer(const std::string& status) {
+    return head(status, "text/plain", 0);
+}
+
+std::string bytesAfter(std::string_view request) {
+    HTTPClient client;
+    client.send(request);
+    const HTTPAnswer answer = client.receive();
+    EXPECT_TRUE(answer.isWhole);
+    return answer.bytes;
+}
+
+class Protocol : public HostTest {
+  protected:
+    Protocol() { painter_.fill({0, 0, 1280, 720}, 0x3060c0); }
+};
+
+TEST_F(Protocol, TheListingHasExactlyItsBytes) {
+    serve();
+    const HTTPAnswer answer = HTTPClient::get(ViewerHostProtocolV1::displaysPath);
+
+    EXPECT_TRUE(answer.isWhole);
+    EXPECT_EQ(answer.head(), head("200 OK", "application/json", answer.body().size()));
+    EXPECT_THAT(answer.body(),
+                MatchesRegex(R"(\{"protocol":"Velmora\.Windows\.ViewerHost","version":1,)"
+                             R"("machineName":"[^"]*","displays":\[\{"id":"macos-display:)"
+                             R"([0-9a-f]{8}-[0-9a-f]{4}-5[0-9a-f]{3}-[89ab][0-9a-f]{3}-)"
+                             R"([0-9a-f]{12}","name":"screen","width":1280,"height":720\}\]\})"));
+}
+
+TEST_F(Protocol, AFrameHasExactlyItsHeadAndShowsTheScreen) {
+    serve();
+    const HTTPAnswer answer = HTTPClient::get(frameTarget(idOf("screen")));
+    const std::string label = answer.header("X-Velmora-Frame").value_or("");
+
+    EXPECT_TRUE(answer.isWhole);
+    EXPECT_EQ(answer.head(), head("200 OK", "image/jpeg", answer.body().size(),
+                                  "X-Velmora-Frame: " + label + "\r\n"));
+    EXPECT_THAT(label, MatchesRegex("[0-9a-f]{32}-[0-9a-f]{32}-[1-9][0-9]*"));
+    const auto picture = JPEGPicture::decode(answer.body());
+    ASSERT_TRUE(picture.has_value());
+    EXPECT_EQ(picture->width, 640);
+    EXPECT_EQ(picture->height, 360);
+    EXPECT_TRUE(picture->isAll(0x3060c0, jpegTolerance));
+}
+
+TEST_F(Protocol, AStillScreenKeepsItsLabelAndAChangeGetsANewOne) {
+    serve();
+    const std::string target = frameTarget(idOf("screen"));
+    const auto first = HTTPClient::get(target).header("X-Velmora-Frame");
+    EXPECT_EQ(HTTPClient::get(target).header("X-Velmora-Frame"), first);
+    painter_.fill({0, 0, 1280, 720}, 0x20d040);
+
+    EXPECT_TRUE(eventually([&] {
+        const HTTPAnswer answer = HTTPClient::get(target);
+        const auto picture = JPEGPicture::decode(answer.body());
+        return picture && picture->isAll(0x20d040, jpegTolerance) &&
+               answer.header("X-Velmora-Frame") != first;
+    }));
+}
+
+TEST_F(Protocol, APercentEncodedIdNamesTheSameDisplay) {
+    serve();
+    std::string id = idOf("screen");
+    id.replace(id.find(':'), 1, "%3A");
+
+    EXPECT_TRUE(frameOf(id).has_value());
+}
+
+TEST_F(Protocol, AnIdStaysTheSameInTheNextRun) {
+    serve();
+    const std::string id = idOf("screen");
+    EXPECT_EQ(end(SIGTERM), endedInOrder);
+    serve();
+
+    EXPECT_NE(id, "");
+    EXPECT_EQ(idOf("screen"), id);
+}
+
+TEST_F(Protocol, EveryRefusalHasExactlyItsBytes) {
+    serve();
+    EXPECT_EQ(bytesAfter("GET / HTTP/1.1\r\n\r\n"), emptyAnswer("404 Not Found"));
+    EXPECT_EQ(bytesAfter("GET /viewer/v1/displays/ HTTP/1.1\r\n\r\n"),
+              emptyAnswer("404 Not Found"));
+    EXPECT_EQ(bytesAfter("GET /viewer/v1/displays?x=1 HTTP/1.1\r\n\r\n"),
+              emptyAnswer("404 Not Found"));
+    EXPECT_EQ(bytesAfter("GET /viewer/v1/frame?id= HTTP/1.1\r\n\r\n"),
+              emptyAnswer("404 Not Found"));
+    EXPECT_EQ(bytesAfter("GET /viewer/v1/frame?id=%G1 HTTP/1.1\r\n\r\n"),
+              emptyAnswer("404 Not Found"));
+    EXPECT_EQ(bytesAfter("POST /viewer/v1/displays HTTP/1.1\r\n\r\n"),
+              emptyAnswer("405 Method Not Allowed"));
+    EXPECT_EQ(bytesAfter("get /viewer/v1/displays HTTP/1.1\r\n\r\n"),
+              emptyAnswer("405 Method Not Allowed"));
+    EXPECT_EQ(bytesAfter("GET /\r\n\r\n"), emptyAnswer("405 Method Not Allowed"));
+    EXPECT_EQ(bytesAfter(std::string(8192, 'x')),
+              emptyAnswer("431 Request Header Fields Too Large"));
+}
+
+TEST_F(Protocol, WhatFollowsTheFirstRequestIsNeverAnswered) {
+    serve();
+    EXPECT_EQ(bytesAfter("GET / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n"),
+              emptyAnswer("404 Not Found"));
+}
+
+TEST_F(Protocol, EachMonitorIsListedAndShowsItsOwnPart) {
+    server_.setMonitor("Display 10", {0, 0, 320, 720}, "screen");
+    server_.setMonitor("Display 2", {320, 0, 960, 720});
+    painter_.fill({0, 0, 320, 720}, 0xc02020);
+    painter_.fill({320, 0, 960, 720}, 0x20c020);
+    serve();
+    const auto displays = listDisplays();
+
+    ASSERT_TRUE(displays.has_value());
+    ASSERT_EQ(displays->size(), 2U);
+    const auto left = frameOf(idOf("Display 10"));
+    const auto right = frameOf(idOf("Display 2"));
+    ASSERT_TRUE(left && right);
+    EXPECT_TRUE(left->isAll(0xc02020, jpegTolerance));
+    EXPECT_TRUE(right->isAll(0x20c020, jpegTolerance));
+    EXPECT_EQ(left->width, 160);
+    EXPECT_EQ(right->width, 480);
+}
+
+}  // namespace
+
+}  // namespace velmora

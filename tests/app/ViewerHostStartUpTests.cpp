@@ -1,0 +1,120 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "tests/app/LaunchedHost.h"
+
+namespace velmora {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(ViewerHostStartUp, SignalsAreWatchedBeforeThePermissionIsLookedAtAndTheServerIsMadeLast) {
+    LaunchedHost host;
+    EXPECT_THAT(host.shell->calls(), ElementsAre("screen capture"));
+    host.launch();
+
+    EXPECT_THAT(host.shell->calls(), ElementsAre("screen capture", "watch SIGINT", "watch SIGTERM",
+                                                 "preflight", "machine name", "transport"));
+}
+
+TEST(ViewerHostStartUp, NothingIsOpenedBeforeThePermissionIsKnown) {
+    LaunchedHost host;
+    host.shell->access.reset();
+    host.launch();
+    EXPECT_EQ(host.shell->pendingPreflights(), 1U);
+    EXPECT_THAT(host.shell->transport->listeners, IsEmpty());
+
+    host.shell->answerPreflight(true);
+    host.world.settle();
+    EXPECT_TRUE(host.listener().isStarted());
+}
+
+TEST(ViewerHostStartUp, TheServerListensOnPort9090) {
+    LaunchedHost host;
+    host.launch();
+
+    EXPECT_THAT(host.shell->transport->requestedPorts, ElementsAre(9090));
+}
+
+TEST(ViewerHostStartUp, TheListeningLineIsPrintedOnceTheListenerIsReady) {
+    LaunchedHost host;
+    host.launch();
+    EXPECT_THAT(host.shell->lines(), IsEmpty());
+    host.listener().becomeReady(9090);
+    host.world.settle();
+
+    EXPECT_THAT(host.shell->lines(),
+                ElementsAre("Velmora Viewer Host protocol v1 listening on TCP 9090"));
+    EXPECT_THAT(host.shell->ends(), IsEmpty());
+}
+
+TEST(ViewerHostStartUp, TheLineNamesThePortThatWasBound) {
+    LaunchedHost host;
+    host.serve(65535);
+
+    EXPECT_THAT(host.shell->lines(),
+                ElementsAre("Velmora Viewer Host protocol v1 listening on TCP 65535"));
+}
+
+TEST(ViewerHostStartUp, WithoutThePermissionNothingIsServedAndTheApplicationEnds) {
+    LaunchedHost host;
+    host.shell->access = false;
+    host.launch();
+
+    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.shell->lines(), IsEmpty());
+    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
+}
+
+TEST(ViewerHostStartUp, AListenerThatFailsEndsTheApplicationInSilence) {
+    LaunchedHost host;
+    host.launch();
+    host.listener().change(ViewerListenerState::failed, "Address already in use");
+    host.world.settle();
+
+    EXPECT_THAT(host.shell->lines(), IsEmpty());
+    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
+}
+
+TEST(ViewerHostStartUp, AListenerThatCannotBeMadeEndsTheApplicationInSilence) {
+    LaunchedHost host;
+    host.shell->transport->creationError = "no sockets";
+    host.launch();
+
+    EXPECT_THAT(host.shell->lines(), IsEmpty());
+    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
+}
+
+TEST(ViewerHostStartUp, TheListingCarriesTheMachinesName) {
+    LaunchedHost host;
+    host.capture->isGranted = false;
+    host.serve();
+    const auto peer = host.listener().connect();
+    peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    host.world.settle();
+
+    ASSERT_EQ(peer->messages().size(), 1U);
+    EXPECT_THAT(peer->messages()[0], HasSubstr(R"("machineName":"Studio")"));
+}
+
+TEST(ViewerHostStartUp, AMachineWithoutANameIsCalledMac) {
+    LaunchedHost host;
+    host.shell->name.reset();
+    host.capture->isGranted = false;
+    host.serve();
+    const auto peer = host.listener().connect();
+    peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    host.world.settle();
+
+    ASSERT_EQ(peer->messages().size(), 1U);
+    EXPECT_THAT(peer->messages()[0], HasSubstr(R"("machineName":"Mac")"));
+}
+
+}  // namespace
+
+}  // namespace velmora
