@@ -6,9 +6,9 @@
 namespace velmora {
 
 /// A borrowed picture, valid only during the call it is passed to. Where `pixels` is set, it is
-/// `height` rows of `width` pixels, 4 bytes each in the order blue, green, red, unused, rows from top
-/// to bottom and `bytesPerRow` apart. A platform whose pictures are not plain memory leaves `pixels`
-/// null and passes its own buffer in `native`.
+/// `height` rows of `width` pixels, 4 bytes each in the order blue, green, red, unused, rows from
+/// top to bottom and `bytesPerRow` apart. A platform whose pictures are not plain memory leaves
+/// `pixels` null and passes its own buffer in `native`.
 struct ViewerPixelBuffer final {
     std::int64_t width = 0;
     std::int64_t height = 0;

@@ -20,8 +20,8 @@ namespace velmora {
 /// handlers run on its queue. One that is destroyed without a `cancel` stops listening silently.
 ///
 /// When descriptors or memory run out it stops accepting: connections stay in the kernel's queue
-/// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones are
-/// then closed to make room, the oldest first.
+/// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones
+/// are then closed to make room, the oldest first.
 class ViewerSocketListener final : public ViewerListener,
                                    public std::enable_shared_from_this<ViewerSocketListener> {
   public:

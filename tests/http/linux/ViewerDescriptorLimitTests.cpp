@@ -88,7 +88,7 @@ std::size_t wholeAnswers(std::vector<SocketClient>& clients) {
     }
     for (SocketClient& client : clients) {
         const ReceivedAnswer received = client.receiveAll();
-        whole += received.isEnded && received.bytes == answer.joined() ? 1 : 0;
+        whole += received.isEnded && received.bytes == answer.joined() ? 1U : 0U;
     }
     return whole;
 }
