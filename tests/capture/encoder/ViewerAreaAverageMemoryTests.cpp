@@ -164,6 +164,20 @@ TEST(ViewerAreaAverageMemory, TheLargestScreensAreReducedInBandsWithoutOverflow)
     }
 }
 
+TEST(ViewerAreaAverageMemory, ThePairThatReachesFarthestPastAPartOfARowIsHeld) {
+    // Found by search: the part's last target pixel reads one column past the longest part.
+    const ViewerAreaAverage average(3410, 2, 600, 1);
+    const ViewerRectangle part{1, 0, 500, 1};
+    const auto from = average.sourceFor(part);
+    const auto white = TestPicture::filled(from.width, from.height, {255, 255, 255, 255});
+    forEachInstructionSet([&] {
+        TestPicture target(600, 1);
+        average.reduce(part, white.bytes.data(), white.bytesPerRow(), target.bytes.data(),
+                       target.bytesPerRow());
+        EXPECT_EQ(*target.pixel(360, 0), 255);
+    });
+}
+
 TEST(ViewerAreaAverageMemory, OfAnEmptyRectangleNothingIsReadOrWritten) {
     const ViewerAreaAverage average(30, 20, 10, 10);
     average.reduce({5, 5, 0, 3}, nullptr, 0, nullptr, 0);

@@ -219,8 +219,8 @@ TEST(ViewerJPEGEncoder, EarlierPicturesLeaveNoTrace) {
     std::mt19937 generator(2);
     std::vector<TestPicture> pictures;
     // Neighbours that differ in one direction only, but have the same target size; and others.
-    for (const auto& [width, height] : {std::pair<std::int64_t, std::int64_t>{900, 700},
-                                        {900, 701},
+    for (const auto& [width, height] : {std::pair<std::int64_t, std::int64_t>{1300, 401},
+                                        {1300, 402},
                                         {33, 21},
                                         {1000, 800},
                                         {1001, 800},
