@@ -114,9 +114,8 @@ TEST_F(StartUp, ThePortStaysClosedUntilThePermissionIsKnown) {
 TEST_F(StartUp, ASignalWhileTheServerHangsEndsTheHostAtOnce) {
     server_.freeze();
     HostProcess host(launchOn(server_));
-    // The signal counts from the moment on when the host watches for it.
-    const auto isWatching = [&host] { return host.threads() > 1; };
-    ASSERT_TRUE(eventually(isWatching));
+    // The host asks for its permission when it watches for signals already.
+    ASSERT_TRUE(eventually([&] { return host.threadsNamed("permission") > 0; }));
     const auto begin = std::chrono::steady_clock::now();
     host.signal(SIGTERM);
 

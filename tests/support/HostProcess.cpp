@@ -100,8 +100,10 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
     }
     std::vector<std::string> arguments{launch.name};
     arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
-    std::vector<std::string> environment;
-    environment.reserve(launch.environment.size());
+    // Built with ThreadSanitizer, a host would wait a second before it ends, and blame itself for
+    // leaving while a thread of its runs.
+    std::vector<std::string> environment{"TSAN_OPTIONS=atexit_sleep_ms=0:report_thread_leaks=0"};
+    environment.reserve(launch.environment.size() + 1);
     for (const auto& [name, value] : launch.environment) {
         environment.push_back(name);
         environment.back().append("=").append(value);
