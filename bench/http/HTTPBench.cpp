@@ -1,0 +1,230 @@
+// Puts the same requests to the host and to nginx in turn and compares what they cost each server:
+//   http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT DISPLAY-ID ROUNDS
+// Fails when the host does not reach what it must. Both answer the same paths with the same bytes;
+// bench/http/run brings everything that it needs.
+
+#include <time.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "bench/http/LoadClient.h"
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::size_t requestsARound = 10000;
+/// Before each round: they bring the capture up again and the caches into the state that lasts.
+constexpr std::size_t warmUpRequests = 1000;
+
+/// What the host must reach: its cost as a multiple of nginx's, and of 1,000 connections at once
+/// the 99th percentile as a multiple of the 50th and the longest answer.
+constexpr double mostCostRatio = 1.25;
+constexpr double mostSpread = 2.0;
+constexpr double mostMilliseconds = 1000;
+
+struct Server final {
+    pid_t process;
+    std::uint16_t port;
+};
+
+struct Round final {
+    double microsecondsARequest = 0;
+    double p50Milliseconds = 0;
+    double p99Milliseconds = 0;
+    double longestMilliseconds = 0;
+    std::size_t errors = 0;
+};
+
+/// All rounds of one request at one concurrency; those of both servers at the same place were run
+/// one right after the other.
+struct Comparison final {
+    std::vector<Round> host;
+    std::vector<Round> nginx;
+};
+
+/// The processor time of all threads that the process has or had.
+double processorMicroseconds(pid_t process) {
+    clockid_t clock = 0;
+    timespec time{};
+    const bool isRead =
+        ::clock_getcpuclockid(process, &clock) == 0 && ::clock_gettime(clock, &time) == 0;
+    viewerCheck(isRead, "the servers run until the benchmark ends");
+    constexpr double microsecondsASecond = 1e6;
+    constexpr double nanosecondsAMicrosecond = 1e3;
+    return static_cast<double>(time.tv_sec) * microsecondsASecond +
+           static_cast<double>(time.tv_nsec) / nanosecondsAMicrosecond;
+}
+
+double milliseconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+Round measure(const Server& server, const std::string& request, std::size_t concurrency) {
+    LoadPlan plan;
+    plan.port = server.port;
+    plan.request = request;
+    plan.concurrency = concurrency;
+    plan.requests = warmUpRequests;
+    Round round;
+    round.errors = runLoad(plan).errors;
+
+    plan.requests = requestsARound;
+    const double before = processorMicroseconds(server.process);
+    const LoadResult result = runLoad(plan);
+    const double after = processorMicroseconds(server.process);
+    round.microsecondsARequest = (after - before) / static_cast<double>(requestsARound);
+    round.p50Milliseconds = milliseconds(result.percentile(0.50));
+    round.p99Milliseconds = milliseconds(result.percentile(0.99));
+    round.longestMilliseconds = milliseconds(result.percentile(1));
+    round.errors += result.errors;
+    return round;
+}
+
+Comparison compare(const Server& host, const Server& nginx, const std::string& request,
+                   std::size_t concurrency, std::size_t rounds) {
+    Comparison comparison;
+    for (std::size_t i = 0; i < rounds; ++i) {
+        // Who is first changes, so that a load which rises or falls favours neither.
+        if (i % 2 == 0) {
+            comparison.host.push_back(measure(host, request, concurrency));
+        }
+        comparison.nginx.push_back(measure(nginx, request, concurrency));
+        if (i % 2 != 0) {
+            comparison.host.push_back(measure(host, request, concurrency));
+        }
+    }
+    return comparison;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+template <typename Value>
+std::vector<double> each(const std::vector<Round>& rounds, Value value) {
+    std::vector<double> values;
+    values.reserve(rounds.size());
+    for (const Round& round : rounds) {
+        values.push_back(value(round));
+    }
+    return values;
+}
+
+double cost(const Round& round) {
+    return round.microsecondsARequest;
+}
+
+double spread(const Round& round) {
+    return round.p99Milliseconds / round.p50Milliseconds;
+}
+
+double longest(const Round& round) {
+    return round.longestMilliseconds;
+}
+
+double errors(const Round& round) {
+    return static_cast<double>(round.errors);
+}
+
+double sum(const std::vector<double>& values) {
+    double total = 0;
+    for (const double value : values) {
+        total += value;
+    }
+    return total;
+}
+
+/// Prints a line; true when the host costs at most what it may.
+bool reportCost(const char* name, std::size_t concurrency, const Comparison& comparison) {
+    std::vector<double> ratios;
+    ratios.reserve(comparison.host.size());
+    for (std::size_t i = 0; i < comparison.host.size(); ++i) {
+        ratios.push_back(cost(comparison.host[i]) / cost(comparison.nginx[i]));
+    }
+    const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end());
+    std::printf("%-8s %11zu  %7.1f us %7.1f us   %.2f  (%.2f ... %.2f)  %.0f / %.0f\n", name,
+                concurrency, median(each(comparison.host, cost)),
+                median(each(comparison.nginx, cost)), median(ratios), *least, *most,
+                sum(each(comparison.host, errors)), sum(each(comparison.nginx, errors)));
+    (void)std::fflush(stdout);  // only so that a reader sees the lines as they come
+    return median(ratios) <= mostCostRatio && sum(each(comparison.host, errors)) == 0;
+}
+
+/// Prints a line; true when the answers came as evenly and as soon as they must from the host.
+bool reportCrowd(const char* server, const std::vector<Round>& rounds) {
+    const std::vector<double> longestOfRounds = each(rounds, longest);
+    const double longestOfAll = *std::max_element(longestOfRounds.begin(), longestOfRounds.end());
+    const double usualSpread = median(each(rounds, spread));
+    std::printf("  %-6s errors %.0f   p99/p50 %.2f   longest %.0f ms\n", server,
+                sum(each(rounds, errors)), usualSpread, longestOfAll);
+    return usualSpread <= mostSpread && longestOfAll <= mostMilliseconds;
+}
+
+void printLoadAverage() {
+    std::string line;
+    std::getline(std::ifstream("/proc/loadavg"), line);
+    std::printf("load average: %s\n", line.c_str());
+}
+
+/// True when the host reached everything that it must.
+bool compareAll(const Server& host, const Server& nginx, const std::string& display,
+                std::size_t rounds) {
+    struct Asked final {
+        const char* name;
+        std::string path;
+    };
+    const std::array<Asked, 2> all = {Asked{"frame", "/viewer/v1/frame?id=" + display},
+                                      Asked{"listing", "/viewer/v1/displays"}};
+    constexpr std::array<std::size_t, 3> concurrencies = {16, 64, 1000};
+
+    bool isReached = true;
+    printLoadAverage();
+    std::printf("server CPU per request, medians of %zu rounds, and errors\n", rounds);
+    std::printf("request  connections        host      nginx  ratio  (least ... most)  errors\n");
+    for (const Asked& asked : all) {
+        const std::string request = "GET " + asked.path + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
+        Comparison comparison;
+        for (const std::size_t concurrency : concurrencies) {
+            comparison = compare(host, nginx, request, concurrency, rounds);
+            isReached = reportCost(asked.name, concurrency, comparison) && isReached;
+        }
+        std::printf("%zu connections at once, %s:\n", concurrencies.back(), asked.name);
+        isReached = reportCrowd("host", comparison.host) && isReached;
+        (void)reportCrowd("nginx", comparison.nginx);  // nothing is required of it
+    }
+    printLoadAverage();
+    return isReached;
+}
+
+std::uint16_t port(const char* text) {
+    return static_cast<std::uint16_t>(std::atoi(text));
+}
+
+}  // namespace
+
+}  // namespace velmora
+
+int main(int argumentCount, char** arguments) {
+    constexpr int expectedArguments = 7;
+    const int rounds = argumentCount == expectedArguments ? std::atoi(arguments[6]) : 0;
+    if (rounds < 1) {
+        std::cerr << "http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT DISPLAY-ID ROUNDS\n";
+        return 2;
+    }
+    const velmora::Server host = {std::atoi(arguments[1]), velmora::port(arguments[2])};
+    const velmora::Server nginx = {std::atoi(arguments[3]), velmora::port(arguments[4])};
+    const bool isReached =
+        velmora::compareAll(host, nginx, arguments[5], static_cast<std::size_t>(rounds));
+    return isReached ? 0 : 1;
+}
