@@ -89,7 +89,14 @@ void XClient::setMonitor(const std::string& name, const ViewerRectangle& place,
         request.monitor.nOutput = 1;
         request.output = this->output(output);
     }
+    // The server refuses to replace a monitor. Nobody sees that it is away in between.
+    ::xcb_grab_server(connection_);
+    const xcb_void_cookie_t deletion =
+        ::xcb_randr_delete_monitor_checked(connection_, root(), request.monitor.name);
+    ::xcb_discard_reply(connection_, deletion.sequence);  // Mostly there is none to delete.
     check(request.send(connection_), "a monitor cannot be set");
+    ::xcb_ungrab_server(connection_);
+    finish();
 }
 
 void XClient::deleteMonitor(const std::string& name) const {
@@ -155,6 +162,12 @@ xcb_randr_output_t XClient::output(const std::string& name) const {
     }
     viewerCheck(false, "the test's X server has no output of this name");
     return XCB_NONE;
+}
+
+void XClient::finish() const {
+    const Reply<xcb_get_input_focus_reply_t> reply(
+        ::xcb_get_input_focus_reply(connection_, ::xcb_get_input_focus(connection_), nullptr));
+    viewerCheck(reply != nullptr, "the test's X server has lost a client");
 }
 
 void XClient::check(xcb_void_cookie_t request, const char* reason) const {

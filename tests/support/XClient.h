@@ -28,6 +28,8 @@ class XClient final {
     xcb_window_t root() const;
     /// Where on the screen something may be: all of the root window.
     ViewerRectangle screen() const;
+    /// Returns when the server has done everything that was asked for before.
+    void finish() const;
 
     /// Adds or replaces a monitor, of one output or, with an empty name, of none.
     void setMonitor(const std::string& name, const ViewerRectangle& place,

@@ -37,14 +37,14 @@ XPainter::XPainter(const XServer& server)
     const std::uint32_t values[] = {XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
     ::xcb_create_gc(connection_, context_, root_, XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES,
                     values);
-    finish();
+    client_->finish();
 }
 
 void XPainter::fill(const ViewerRectangle& area, std::uint32_t colour) {
     const xcb_rectangle_t place = rectangle(area);
     ::xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &colour);
     ::xcb_poly_fill_rectangle(connection_, root_, context_, 1, &place);
-    finish();
+    client_->finish();
 }
 
 void XPainter::put(const ViewerRectangle& area, const std::vector<std::uint32_t>& colours) {
@@ -62,7 +62,7 @@ void XPainter::put(const ViewerRectangle& area, const std::vector<std::uint32_t>
                         static_cast<std::uint32_t>(rows * rowBytes),
                         reinterpret_cast<const std::uint8_t*>(colours.data() + row * area.width));
     }
-    finish();
+    client_->finish();
 }
 
 void XPainter::copy(const ViewerRectangle& area, std::int64_t x, std::int64_t y) {
@@ -70,7 +70,7 @@ void XPainter::copy(const ViewerRectangle& area, std::int64_t x, std::int64_t y)
     ::xcb_copy_area(connection_, root_, root_, context_, from.x, from.y,
                     static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), from.width,
                     from.height);
-    finish();
+    client_->finish();
 }
 
 std::vector<std::uint32_t> XPainter::read(const ViewerRectangle& area) const {
@@ -87,12 +87,6 @@ std::vector<std::uint32_t> XPainter::read(const ViewerRectangle& area) const {
                 "a screen of the tests has 4 bytes a pixel");
     std::memcpy(result.data(), ::xcb_get_image_data(reply.get()), bytes);
     return result;
-}
-
-void XPainter::finish() const {
-    const std::unique_ptr<xcb_get_input_focus_reply_t, Freeing> reply(
-        ::xcb_get_input_focus_reply(connection_, ::xcb_get_input_focus(connection_), nullptr));
-    viewerCheck(reply != nullptr, "the test's X server has lost its painter");
 }
 
 std::vector<std::uint32_t> noise(std::uint32_t seed, std::size_t count) {

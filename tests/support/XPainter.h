@@ -33,8 +33,6 @@ class XPainter final {
     std::vector<std::uint32_t> read(const ViewerRectangle& area) const;
 
   private:
-    void finish() const;
-
     const std::unique_ptr<XClient> client_;
     xcb_connection_t* const connection_;
     xcb_window_t root_ = XCB_NONE;

@@ -61,8 +61,7 @@ class XServer final {
     /// The same at a place of the screen, which grows as needed (Xorg only).
     void showOutput(const std::string& output, const ViewerRectangle& place);
     void hideOutput(const std::string& output);
-    /// Adds a monitor, of one output or, with an empty name, of none; or replaces one of none.
-    /// (What has an output already is refused by the server.)
+    /// Adds or replaces a monitor, of one output or, with an empty name, of none.
     void setMonitor(const std::string& name, const ViewerRectangle& place,
                     const std::string& output = {});
     void deleteMonitor(const std::string& name);

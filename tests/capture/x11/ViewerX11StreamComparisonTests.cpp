@@ -46,14 +46,14 @@ TEST(ViewerX11StreamComparison, OneFindingRenewsTheWholePicture) {
 TEST(ViewerX11StreamComparison, EveryRowHasItsTurn) {
     XServer::Options options;
     options.width = 64;
-    options.height = 7;
+    options.height = 3;
     XFramebuffer framebuffer(options);
-    framebuffer.fill({0, 0, 64, 7}, red);
+    framebuffer.fill({0, 0, 64, 3}, red);
     CapturedMonitor monitor(framebuffer.server());
     ASSERT_TRUE(monitor.begin());
 
     for (std::size_t change = 1; change <= 2; ++change) {
-        framebuffer.fill({0, 6, 64, 1}, blue + static_cast<std::uint32_t>(change) * 0x3000);
+        framebuffer.fill({0, 2, 64, 1}, blue + static_cast<std::uint32_t>(change) * 0x3000);
         EXPECT_TRUE(monitor.recorder().waitForFrames(1 + change));
     }
 }
@@ -86,23 +86,6 @@ TEST(ViewerX11StreamComparison, IsAllThereIsOnAServerThatReportsNothing) {
 
     EXPECT_TRUE(monitor.recorder().waitForPicture(
         [](const StreamRecorder::Picture& picture) { return picture.isAll(blue); }));
-}
-
-TEST(ViewerX11StreamComparison, DoesNotMistakeReportedChangesForOthers) {
-    const XServer server;
-    XPainter painter(server);
-    painter.fill(screen, red);
-    CapturedMonitor monitor(server);
-    ASSERT_TRUE(monitor.begin());
-
-    // Each is delivered once, though comparisons come across some of them before their frame.
-    std::uint32_t colour = 1;
-    for (std::size_t change = 1; change <= 60; ++change) {
-        painter.fill(screen, ++colour);
-        ASSERT_TRUE(monitor.recorder().waitForPicture(
-            [&](const StreamRecorder::Picture& picture) { return picture.isAll(colour); }));
-    }
-    EXPECT_EQ(monitor.recorder().frames(), 61U);
 }
 
 }  // namespace
