@@ -14,7 +14,7 @@ namespace {
 std::size_t entriesOf(const std::string& folder) {
     std::size_t count = 0;
     for (const auto& each : std::filesystem::directory_iterator(folder)) {
-        count += each.path().empty() ? 0 : 1;
+        count += each.path().empty() ? 0U : 1U;
     }
     return count;
 }
@@ -23,7 +23,7 @@ std::size_t linesOf(const std::string& file, const std::string& text) {
     std::ifstream lines(file);
     std::size_t count = 0;
     for (std::string line; std::getline(lines, line);) {
-        count += line.find(text) != std::string::npos ? 1 : 0;
+        count += line.find(text) != std::string::npos ? 1U : 0U;
     }
     return count;
 }
