@@ -94,10 +94,6 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
         ::dup2(standardOutput, STDOUT_FILENO);
     }
     ::dup2(error, STDERR_FILENO);
-    if (launch.descriptorLimit) {
-        const rlimit limit{*launch.descriptorLimit, *launch.descriptorLimit};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
     std::vector<std::string> arguments{launch.name};
     arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
     // Built with ThreadSanitizer, a host would wait a second before it ends, and blame itself for
@@ -110,6 +106,12 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
     }
     ::execve(VIEWER_HOST_PATH, pointersTo(arguments).data(), pointersTo(environment).data());
     ::_exit(127);
+}
+
+void HostProcess::limitDescriptors(rlim_t count) const {
+    const rlimit limit{count, count};
+    const int result = ::prlimit(id_, RLIMIT_NOFILE, &limit, nullptr);
+    viewerCheck(result == 0, "the test may limit its host");
 }
 
 void HostProcess::signal(int number) const {

@@ -19,7 +19,6 @@ struct HostLaunch final {
     std::vector<std::string> arguments;
     std::map<std::string, std::string> environment;
     Output output = Output::captured;
-    std::optional<rlim_t> descriptorLimit;
     /// The program's own path as it is told to it.
     std::string name = "VelmoraViewerHost";
 };
@@ -47,6 +46,8 @@ class HostProcess final {
 
     pid_t id() const { return id_; }
     void signal(int number) const;
+    /// What is open already stays open.
+    void limitDescriptors(rlim_t count) const;
 
     /// The next line of standard output without its line feed; nothing at its end or when none
     /// comes in time.
