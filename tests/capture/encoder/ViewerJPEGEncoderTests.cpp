@@ -12,7 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include "tests/capture/encoder/AllocationCount.h"
 #include "tests/capture/encoder/DecodedJPEG.h"
 #include "tests/capture/encoder/InstructionSets.h"
 #include "tests/capture/encoder/TestPicture.h"
@@ -264,16 +263,6 @@ TEST(ViewerJPEGEncoder, ThreadsEncodeAtOnceWithoutDisturbingOneAnother) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-}
-
-TEST(ViewerJPEGEncoder, AFrameAllocatesItsBytesAndNothingElse) {
-    const auto picture = waves(1280, 720);
-    const auto first = ViewerJPEGEncoder::encode(picture.buffer(), 0.68);
-    const AllocationCount count;
-    const auto second = ViewerJPEGEncoder::encode(picture.buffer(), 0.68);
-    // The bytes, and the block that counts their owners.
-    EXPECT_EQ(count.sinceConstruction(), 2U);
-    EXPECT_EQ(first, second);
 }
 
 }  // namespace
