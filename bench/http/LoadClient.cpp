@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t receiveBytes = 128 * 1024;
+constexpr std::size_t receiveBytes = 128UL * 1024;
 constexpr int eventsAtOnce = 256;
 
 /// One connection after another; what it knows of the present one.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -23,6 +24,9 @@ inline constexpr const char* listeningLine =
     "Velmora Viewer Host protocol v1 listening on TCP 9090";
 /// The painted colours survive JPEG within this much a channel.
 inline constexpr int jpegTolerance = 6;
+
+inline constexpr std::array uselessOutputs{HostLaunch::Output::closed, HostLaunch::Output::full,
+                                           HostLaunch::Output::broken};
 
 /// The environment of a host on that display.
 HostLaunch launchOn(const XServer& server);

@@ -87,7 +87,7 @@ TEST(PermissionCheck, IsAnsweredWithin3SecondsWhileTheServerHangs) {
 
 TEST(PermissionCheck, KeepsItsStatusWhereNothingCanBePrinted) {
     const XServer server;
-    for (const auto output : {HostLaunch::Output::closed, HostLaunch::Output::full}) {
+    for (const auto output : uselessOutputs) {
         HostLaunch launch = launchOn(server);
         launch.output = output;
         expectAnswer(launch, "", 0);

@@ -124,8 +124,8 @@ TEST_F(StartUp, ASignalWhileTheServerHangsEndsTheHostAtOnce) {
     server_.thaw();
 }
 
-TEST_F(StartUp, AHostWhoseOutputIsClosedOrFullServesAllTheSame) {
-    for (const auto output : {HostLaunch::Output::closed, HostLaunch::Output::full}) {
+TEST_F(StartUp, AHostWhoseOutputIsClosedFullOrBrokenServesAllTheSame) {
+    for (const auto output : uselessOutputs) {
         HostLaunch launch = launchOn(server_);
         launch.output = output;
         host_ = std::make_unique<HostProcess>(launch);

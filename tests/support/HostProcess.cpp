@@ -40,7 +40,13 @@ int openOutput(HostLaunch::Output output, int pipeEnd) {
         case HostLaunch::Output::captured:
             return pipeEnd;
         case HostLaunch::Output::full:
-            return ::open("/dev/full", O_WRONLY);
+            return ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+        case HostLaunch::Output::broken: {
+            std::array<int, 2> ends{-1, -1};
+            (void)::pipe2(ends.data(), O_CLOEXEC);  // failed, it is closed
+            ::close(ends[0]);
+            return ends[1];
+        }
         case HostLaunch::Output::closed:
             return -1;
     }

@@ -14,7 +14,8 @@ namespace velmora {
 
 /// How a host is started. The environment is the whole one; nothing is inherited.
 struct HostLaunch final {
-    enum class Output { captured, closed, full };
+    /// Captured, not there at all, a disk without room, or a pipe whose reader is gone.
+    enum class Output { captured, closed, full, broken };
 
     std::vector<std::string> arguments;
     std::map<std::string, std::string> environment;

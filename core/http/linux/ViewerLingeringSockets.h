@@ -25,7 +25,7 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     using Socket = boost::asio::ip::tcp::socket;
 
     static constexpr std::size_t socketLimit = 64;
-    static constexpr std::uint64_t drainedBytesLimit = 16 * 1024 * 1024;
+    static constexpr std::uint64_t drainedBytesLimit = 16UL * 1024 * 1024;
     static constexpr std::chrono::seconds lingerTime{2};
 
     ViewerLingeringSockets(ViewerExecutor queue, std::shared_ptr<ViewerContinuousClock> clock);
@@ -69,7 +69,7 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     /// Whether a timer is set. It stays set when its socket goes early, and then finds out.
     bool isAwaitingOldest_ = false;
     /// Never written: it tells the kernel how much to throw away in one call.
-    std::array<std::uint8_t, 64 * 1024> thrownAway_;
+    std::array<std::uint8_t, 64UL * 1024> thrownAway_;
 };
 
 }  // namespace velmora

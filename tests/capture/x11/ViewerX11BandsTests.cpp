@@ -38,12 +38,12 @@ TEST(ViewerX11Bands, OfNothingThereAreNone) {
 TEST(ViewerX11Bands, ASmallPartIsOneBand) {
     const ViewerAreaAverage average = reduction(1920, 1080);
     const std::vector<ViewerRectangle> parts{{10, 20, 30, 10}, {100, 100, 2, 2}};
-    EXPECT_EQ(bandsOf(average, parts, 90 * 30), parts);
+    EXPECT_EQ(bandsOf(average, parts, std::size_t{90} * 30), parts);
 }
 
 TEST(ViewerX11Bands, ALargePartIsCutIntoRowsThatFillABand) {
     const ViewerAreaAverage average = reduction(1920, 1080);
-    const auto bands = bandsOf(average, {{0, 0, 640, 360}}, 1920 * 3 * 100);
+    const auto bands = bandsOf(average, {{0, 0, 640, 360}}, std::size_t{1920} * 3 * 100);
     ASSERT_EQ(bands.size(), 4U);
     EXPECT_EQ(bands.front(), (ViewerRectangle{0, 0, 640, 100}));
     EXPECT_EQ(bands.back(), (ViewerRectangle{0, 300, 640, 60}));

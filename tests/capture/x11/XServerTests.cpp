@@ -60,7 +60,7 @@ TEST(XServer, ShowsWhatIsPainted) {
 TEST(XServer, ShowsAPictureAsLargeAsTheScreen) {
     const XServer server;
     XPainter painter(server);
-    const auto picture = noise(7, 1280 * 720);
+    const auto picture = noise(7, std::size_t{1280} * 720);
 
     painter.put({0, 0, 1280, 720}, picture);
 

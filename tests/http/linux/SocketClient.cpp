@@ -66,7 +66,7 @@ void SocketClient::endSending() {
 
 ReceivedAnswer SocketClient::receiveAll() {
     ReceivedAnswer answer;
-    std::vector<char> buffer(64 * 1024);
+    std::vector<char> buffer(64UL * 1024);
     ssize_t count = 0;
     while ((count = ::recv(descriptor_, buffer.data(), buffer.size(), 0)) > 0) {
         answer.bytes.append(buffer.data(), static_cast<std::size_t>(count));

@@ -74,6 +74,7 @@ void serve(const ServerProcess::Parent& parent, boost::asio::io_context& loop,
 
 std::vector<SocketClient> connect(std::uint16_t port) {
     std::vector<SocketClient> clients;
+    clients.reserve(clientCount);
     for (std::size_t i = 0; i < clientCount; ++i) {
         clients.emplace_back(port);
     }

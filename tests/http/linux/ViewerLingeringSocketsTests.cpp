@@ -21,7 +21,7 @@ namespace {
 
 using boost::asio::ip::tcp;
 
-const std::string mebibyte(1024 * 1024, 'm');
+const std::string mebibyte(1024UL * 1024, 'm');
 
 /// Lingering sockets on a loop of their own, with real peers. "room" is in the log each time that
 /// one begins to linger, and each time that one has gone.
@@ -130,6 +130,7 @@ TEST(ViewerLingeringSockets, CloseASocketAfterSixteenMebibytes) {
 TEST(ViewerLingeringSockets, CloseTheOldestForThe65th) {
     LingeringWorld world;
     std::vector<SocketClient> clients;
+    clients.reserve(ViewerLingeringSockets::socketLimit + 1);
     for (std::size_t i = 0; i < ViewerLingeringSockets::socketLimit; ++i) {
         clients.push_back(world.linger());
     }

@@ -29,12 +29,12 @@ int wholeAnswers(const std::string& request) {
 }  // namespace
 
 TEST(ViewerSocketConnection, AnswersAnEightMebibyteUploadEveryTime) {
-    const std::string body(8 * 1024 * 1024, 'u');
+    const std::string body(8UL * 1024 * 1024, 'u');
     EXPECT_EQ(wholeAnswers("POST / HTTP/1.1\r\nContent-Length: 8388608\r\n\r\n" + body), tries);
 }
 
 TEST(ViewerSocketConnection, AnswersAnEndlessHeadEveryTime) {
-    EXPECT_EQ(wholeAnswers("GET /" + std::string(256 * 1024, 'a')), tries);
+    EXPECT_EQ(wholeAnswers("GET /" + std::string(256UL * 1024, 'a')), tries);
 }
 
 TEST(ViewerSocketConnection, AnswersAPeerThatHasEndedItsSideEveryTime) {

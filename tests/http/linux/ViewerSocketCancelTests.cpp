@@ -13,7 +13,7 @@ namespace velmora {
 
 namespace {
 
-const std::string bigText(8 * 1024 * 1024, 'b');
+const std::string bigText(8UL * 1024 * 1024, 'b');
 
 /// Starts each connection and logs its states.
 ListeningWorld::Serve starting(ListeningWorld& world) {

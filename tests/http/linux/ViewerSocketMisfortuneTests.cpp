@@ -10,7 +10,7 @@ namespace velmora {
 
 namespace {
 
-const ViewerHostResponseBytes bigAnswer("HEAD", ViewerBytes(std::string(8 * 1024 * 1024, 'b')));
+const ViewerHostResponseBytes bigAnswer("HEAD", ViewerBytes(std::string(8UL * 1024 * 1024, 'b')));
 
 /// Whether the server still answers.
 bool isServing(const AnsweringWorld& world) {

@@ -22,7 +22,7 @@ namespace velmora {
 class ViewerX11RootReader final {
   public:
     static constexpr std::size_t slotCount = 2;
-    static constexpr std::size_t slotBytes = 512 * 1024;
+    static constexpr std::size_t slotBytes = std::size_t{512} * 1024;
     static constexpr std::size_t bytesPerPixel = 4;
 
     /// Blocks for a few round trips.
