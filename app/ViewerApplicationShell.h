@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/ViewerAlert.h"
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/http/ViewerTransport.h"
 #include "core/runtime/ViewerContinuousClock.h"
@@ -43,6 +44,7 @@ class ViewerSignalSource {
 class ViewerApplicationShell {
   public:
     using AccessCompletion = std::function<void(bool isGranted)>;
+    using AlertCompletion = std::function<void(bool isFirstButton)>;
 
     virtual ~ViewerApplicationShell() = default;
 
@@ -56,7 +58,8 @@ class ViewerApplicationShell {
     /// Runs the application, without a place in the desktop's bars, until its delegate agrees to
     /// terminate. Yields the exit status; a platform may end the process with it itself.
     virtual int run(std::shared_ptr<ViewerApplicationDelegate> delegate) = 0;
-    /// Asks the running application's delegate, and ends the run loop if it agrees.
+    /// Asks the running application's delegate, and ends the run loop if it agrees. While an alert
+    /// shows, that is put off until it has closed.
     virtual void terminate() = 0;
     /// Ends the process as it stands: threads that hang in a platform call are not waited for, and
     /// nothing is destroyed.
@@ -65,6 +68,24 @@ class ViewerApplicationShell {
     /// Tells, without ever asking the user, whether this process may record the screen. The
     /// completion runs once, within 3 seconds, on any thread, possibly before the call returns.
     virtual void preflightAccess(AccessCompletion completion) = 0;
+    /// Makes the system's own request for the permission, which may ask the user. The completion
+    /// runs once, on any thread, possibly before the call returns.
+    virtual void requestAccess(AccessCompletion completion) = 0;
+
+    /// Brings the application before all others.
+    virtual void bringToFront() = 0;
+    /// Shows a modal alert; one at a time. The completion runs once, on the main thread, possibly
+    /// before the call returns. An alert that cannot be shown, or is closed without a button, is
+    /// answered as if by another button than the first.
+    virtual void showAlert(ViewerAlert alert, AlertCompletion completion) = 0;
+    /// Closes the alert that shows, if one does.
+    virtual void closeAlert() = 0;
+    /// Opens a page of the system's; nothing happens when `url` is no valid URL.
+    virtual void openURL(std::string_view url) = 0;
+    virtual ViewerAlertWording alertWording() = 0;
+    /// The language of the user's current locale, such as "ru"; nothing when it has none.
+    virtual std::optional<std::string> languageCode() = 0;
+
     /// The machine's name for people, or nothing when it has none.
     virtual std::optional<std::string> machineName() = 0;
     /// Puts one line on standard output at once. A standard output that is closed, full or broken

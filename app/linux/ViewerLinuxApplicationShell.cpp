@@ -12,6 +12,7 @@
 
 #include "app/linux/ViewerLineOutput.h"
 #include "app/linux/ViewerLinuxSignalSource.h"
+#include "app/linux/ViewerLocale.h"
 #include "app/linux/ViewerMachineName.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Permission.h"
@@ -89,6 +90,28 @@ void ViewerLinuxApplicationShell::preflightAccess(AccessCompletion completion) {
     if (!isStarted) {
         completion(false);
     }
+}
+
+void ViewerLinuxApplicationShell::requestAccess(AccessCompletion completion) {
+    preflightAccess(std::move(completion));
+}
+
+void ViewerLinuxApplicationShell::bringToFront() {}
+
+void ViewerLinuxApplicationShell::showAlert(ViewerAlert, AlertCompletion completion) {
+    boost::asio::post(loop_, [completion = std::move(completion)] { completion(false); });
+}
+
+void ViewerLinuxApplicationShell::closeAlert() {}
+
+void ViewerLinuxApplicationShell::openURL(std::string_view) {}
+
+ViewerAlertWording ViewerLinuxApplicationShell::alertWording() {
+    return ViewerAlertWording::linuxDesktop;
+}
+
+std::optional<std::string> ViewerLinuxApplicationShell::languageCode() {
+    return ViewerLocale::languageCode();
 }
 
 std::optional<std::string> ViewerLinuxApplicationShell::machineName() {

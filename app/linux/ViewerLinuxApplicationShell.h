@@ -21,6 +21,16 @@ class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
     void terminate() override;
     [[noreturn]] void exit(int status) override;
     void preflightAccess(AccessCompletion completion) override;
+    /// An X server asks nobody: it is looked at once more.
+    void requestAccess(AccessCompletion completion) override;
+    /// Nothing: the host has no window, and an alert comes to the front by itself.
+    void bringToFront() override;
+    void showAlert(ViewerAlert alert, AlertCompletion completion) override;
+    void closeAlert() override;
+    /// Nothing: there is no settings page to open.
+    void openURL(std::string_view url) override;
+    ViewerAlertWording alertWording() override;
+    std::optional<std::string> languageCode() override;
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
     ViewerExecutors& executors() override;

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "core/runtime/ViewerCheck.h"
+
 namespace velmora {
 
 namespace {
@@ -35,6 +37,18 @@ void ScriptedApplicationShell::launch(std::shared_ptr<ViewerApplicationDelegate>
 void ScriptedApplicationShell::answerPreflight(bool isGranted) {
     for (const auto& completion : std::exchange(pendingPreflights_, {})) {
         completion(isGranted);
+    }
+}
+
+void ScriptedApplicationShell::answerRequest(bool isGranted) {
+    for (const auto& completion : std::exchange(pendingRequests_, {})) {
+        completion(isGranted);
+    }
+}
+
+void ScriptedApplicationShell::press(std::size_t button) {
+    if (pendingAlert_) {
+        endAlert(button == 0);
     }
 }
 
@@ -76,6 +90,10 @@ int ScriptedApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> del
 }
 
 void ScriptedApplicationShell::terminate() {
+    if (pendingAlert_) {
+        isQuitPending_ = true;
+        return;
+    }
     ++terminationRequests_;
     // An application that has ended asks nobody any more.
     const auto delegate = ends_.empty() ? delegate_.lock() : nullptr;
@@ -95,6 +113,47 @@ void ScriptedApplicationShell::preflightAccess(AccessCompletion completion) {
     } else {
         pendingPreflights_.push_back(std::move(completion));
     }
+}
+
+void ScriptedApplicationShell::requestAccess(AccessCompletion completion) {
+    calls_.emplace_back("request");
+    if (requestedAccess) {
+        completion(*requestedAccess);
+    } else {
+        pendingRequests_.push_back(std::move(completion));
+    }
+}
+
+void ScriptedApplicationShell::bringToFront() {
+    calls_.emplace_back("front");
+}
+
+void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
+    viewerCheck(!pendingAlert_, "a modal alert is the only one");
+    calls_.push_back("alert " + alert.title);
+    alerts_.push_back(std::move(alert));
+    pendingAlert_ = std::move(completion);
+    if (alerts_.size() <= presses.size()) {
+        press(presses[alerts_.size() - 1]);
+    }
+}
+
+void ScriptedApplicationShell::closeAlert() {
+    if (pendingAlert_) {
+        calls_.emplace_back("close alert");
+        endAlert(false);
+    }
+}
+
+void ScriptedApplicationShell::endAlert(bool isFirstButton) {
+    std::exchange(pendingAlert_, nullptr)(isFirstButton);
+    if (std::exchange(isQuitPending_, false)) {
+        terminate();
+    }
+}
+
+void ScriptedApplicationShell::openURL(std::string_view url) {
+    calls_.push_back("open " + std::string(url));
 }
 
 std::optional<std::string> ScriptedApplicationShell::machineName() {

@@ -20,6 +20,14 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
 
     /// What the preflight answers; without it, the preflight waits for `answerPreflight`.
     std::optional<bool> access = true;
+    /// What the system's request for the permission answers; without it, it waits for
+    /// `answerRequest`.
+    std::optional<bool> requestedAccess = false;
+    /// Which button each alert in turn is closed with at once, the first being 0. One that comes
+    /// after the last of these waits for `press`.
+    std::vector<std::size_t> presses;
+    ViewerAlertWording wording = ViewerAlertWording::mac;
+    std::optional<std::string> language = "en";
     std::optional<std::string> name = "Studio";
     std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
     std::shared_ptr<ViewerScreenCapture> capture;
@@ -27,6 +35,9 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     /// Starts the application without running its loop: the test lets the world run.
     void launch(std::shared_ptr<ViewerApplicationDelegate> delegate);
     void answerPreflight(bool isGranted);
+    void answerRequest(bool isGranted);
+    /// The user closes the alert that shows.
+    void press(std::size_t button);
     /// A signal arrives for the process.
     void raise(int signal);
     /// The user quits the application.
@@ -37,6 +48,10 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     const std::vector<std::string>& lines() const { return lines_; }
     std::size_t liveSignalSources() const;
     std::size_t pendingPreflights() const { return pendingPreflights_.size(); }
+    std::size_t pendingRequests() const { return pendingRequests_.size(); }
+    /// Every alert that was shown, in order.
+    const std::vector<ViewerAlert>& alerts() const { return alerts_; }
+    bool showsAlert() const { return pendingAlert_ != nullptr; }
     /// How often the application was asked to terminate, and when its delegate agreed.
     std::size_t terminationRequests() const { return terminationRequests_; }
     const std::vector<SimulatedWorld::Instant>& ends() const { return ends_; }
@@ -49,6 +64,13 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     void terminate() override;
     [[noreturn]] void exit(int status) override;
     void preflightAccess(AccessCompletion completion) override;
+    void requestAccess(AccessCompletion completion) override;
+    void bringToFront() override;
+    void showAlert(ViewerAlert alert, AlertCompletion completion) override;
+    void closeAlert() override;
+    void openURL(std::string_view url) override;
+    ViewerAlertWording alertWording() override { return wording; }
+    std::optional<std::string> languageCode() override { return language; }
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
     ViewerExecutors& executors() override { return world_; }
@@ -59,12 +81,19 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
   private:
     struct Source;
 
+    void endAlert(bool isFirstButton);
+
     SimulatedWorld& world_;
     /// Held as a platform holds it: the process's entry is the owner.
     std::weak_ptr<ViewerApplicationDelegate> delegate_;
     /// Kept until they are cancelled, whoever drops them.
     std::vector<std::shared_ptr<Source>> sources_;
     std::vector<AccessCompletion> pendingPreflights_;
+    std::vector<AccessCompletion> pendingRequests_;
+    std::vector<ViewerAlert> alerts_;
+    AlertCompletion pendingAlert_;
+    /// Whether the user wants to quit once the alert has closed.
+    bool isQuitPending_ = false;
     std::vector<std::string> calls_;
     std::vector<std::string> lines_;
     std::size_t terminationRequests_ = 0;
