@@ -100,12 +100,11 @@ TEST(ViewerX11Connector, AFrozenServerHoldsOneThreadAndTheLineGoesOnAfterwards) 
     XServer server;
     server.freeze();
     ViewerX11Connector connector(server.displayName());
-    const int threadsBefore = X11Waiting::threadCount();
     std::vector<std::unique_ptr<Asked>> line(5);
     for (auto& each : line) {
         each = std::make_unique<Asked>(connector);
     }
-    EXPECT_EQ(X11Waiting::threadCount(), threadsBefore + 1);
+    EXPECT_EQ(X11Waiting::threadsNamed("x11-connect"), 1);
     for (const auto& each : line) {
         EXPECT_FALSE(each->isAnswered());
     }

@@ -27,14 +27,6 @@ bool X11Waiting::until(const std::function<bool()>& holds) {
     return true;
 }
 
-int X11Waiting::threadCount() {
-    int count = 0;
-    for (const auto& thread : std::filesystem::directory_iterator(threadFolder)) {
-        count += thread.is_directory() ? 1 : 0;
-    }
-    return count;
-}
-
 int X11Waiting::threadsNamed(const std::string& name) {
     int count = 0;
     for (const auto& thread : std::filesystem::directory_iterator(threadFolder)) {

@@ -21,8 +21,7 @@ void untilNoticesAreSent(const XServer& server);
 /// Looks again and again until `holds` does. False when it does not in time.
 bool until(const std::function<bool()>& holds);
 
-/// How many threads this process has, in all or of this name.
-int threadCount();
+/// How many threads of this name this process has.
 int threadsNamed(const std::string& name);
 
 }  // namespace X11Waiting
