@@ -9,6 +9,8 @@ namespace velmora {
 
 namespace {
 
+using testing::ElementsAre;
+using testing::Field;
 using testing::MatchesRegex;
 
 std::string head(const std::string& status, const std::string& type, std::size_t size,
@@ -124,22 +126,34 @@ TEST_F(Protocol, WhatFollowsTheFirstRequestIsNeverAnswered) {
 }
 
 TEST_F(Protocol, EachMonitorIsListedAndShowsItsOwnPart) {
-    server_.setMonitor("Display 10", {0, 0, 320, 720}, "screen");
-    server_.setMonitor("Display 2", {320, 0, 960, 720});
-    painter_.fill({0, 0, 320, 720}, 0xc02020);
-    painter_.fill({320, 0, 960, 720}, 0x20c020);
+    const ViewerRectangle left{0, 0, 320, 720};
+    const ViewerRectangle right{320, 0, 960, 720};
+    server_.setMonitor("Left", left, "screen");
+    server_.setMonitor("Right", right);
+    painter_.fill(left, 0xc02020);
+    painter_.fill(right, 0x20c020);
+    serve();
+    const auto red = frameOf(idOf("Left"));
+    const auto green = frameOf(idOf("Right"));
+
+    ASSERT_TRUE(red && green);
+    EXPECT_TRUE(red->isAll(0xc02020, jpegTolerance));
+    EXPECT_EQ(red->width, 160);
+    EXPECT_TRUE(green->isAll(0x20c020, jpegTolerance));
+    EXPECT_EQ(green->width, 480);
+}
+
+TEST_F(Protocol, TheMainDisplayIsListedFirstAndTheOthersByNameAndNumber) {
+    server_.setMonitor("Main", {0, 0, 400, 720}, "screen");
+    server_.setMonitor("display 10", {400, 0, 400, 720});
+    server_.setMonitor("Display 2", {800, 0, 480, 720});
     serve();
     const auto displays = listDisplays();
 
     ASSERT_TRUE(displays.has_value());
-    ASSERT_EQ(displays->size(), 2U);
-    const auto left = frameOf(idOf("Display 10"));
-    const auto right = frameOf(idOf("Display 2"));
-    ASSERT_TRUE(left && right);
-    EXPECT_TRUE(left->isAll(0xc02020, jpegTolerance));
-    EXPECT_TRUE(right->isAll(0x20c020, jpegTolerance));
-    EXPECT_EQ(left->width, 160);
-    EXPECT_EQ(right->width, 480);
+    EXPECT_THAT(*displays, ElementsAre(Field(&ViewerHostDisplay::name, "Main"),
+                                       Field(&ViewerHostDisplay::name, "Display 2"),
+                                       Field(&ViewerHostDisplay::name, "display 10")));
 }
 
 }  // namespace

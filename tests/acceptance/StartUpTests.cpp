@@ -138,6 +138,15 @@ TEST_F(StartUp, AHostWhoseOutputIsClosedFullOrBrokenServesAllTheSame) {
     }
 }
 
+TEST_F(StartUp, WithoutAStandardOutputNothingOfTheHostsTakesItsPlace) {
+    HostLaunch launch = launchOn(server_);
+    launch.output = HostLaunch::Output::closed;
+    host_ = std::make_unique<HostProcess>(launch);
+    ASSERT_TRUE(eventually([] { return HTTPClient().isConnected(); }));
+
+    EXPECT_EQ(host_->descriptorTarget(STDOUT_FILENO), "/dev/null");
+}
+
 TEST_F(StartUp, TheListingNamesTheMachine) {
     std::ostringstream machineInfo;
     machineInfo << std::ifstream("/etc/machine-info").rdbuf();

@@ -190,6 +190,11 @@ std::size_t HostProcess::descriptors() const {
     return entriesOf("/proc/" + std::to_string(id_) + "/fd");
 }
 
+std::string HostProcess::descriptorTarget(int descriptor) const {
+    return std::filesystem::read_symlink("/proc/" + std::to_string(id_) + "/fd/" +
+                                         std::to_string(descriptor));
+}
+
 std::size_t HostProcess::threads() const {
     return entriesOf("/proc/" + std::to_string(id_) + "/task");
 }

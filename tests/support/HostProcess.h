@@ -61,6 +61,8 @@ class HostProcess final {
     /// Whether SIGTERM has lost its own effect on the process.
     bool ignoresSignals() const;
     std::size_t descriptors() const;
+    /// What an open descriptor stands for.
+    std::string descriptorTarget(int descriptor) const;
     std::size_t threads() const;
     /// Those whose name begins so.
     std::size_t threadsNamed(std::string_view beginning) const;
