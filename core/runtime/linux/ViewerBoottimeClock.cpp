@@ -8,7 +8,6 @@
 #include <boost/asio/post.hpp>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 #include "core/runtime/ViewerCheck.h"
 
@@ -45,9 +44,7 @@ ViewerContinuousClock::Instant ViewerBoottimeClock::now() const {
 ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
                                                              std::function<void()> action) {
-    const TimerId id = ++lastId_;
-    byId_.emplace(
-        id, deadlines_.emplace(deadline, Pending{id, std::move(executor), std::move(action)}));
+    const TimerId id = deadlines_.add(deadline, std::move(executor), std::move(action));
     if (deadline < armed_) {
         armFor(deadline);
     }
@@ -55,13 +52,8 @@ ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
 }
 
 void ViewerBoottimeClock::withdraw(TimerId timer) {
-    const auto found = byId_.find(timer);
-    if (found == byId_.end()) {
-        return;
-    }
     // The timerfd stays as it is: at worst it fires once for nothing.
-    deadlines_.erase(found->second);
-    byId_.erase(found);
+    (void)deadlines_.withdraw(timer);  // the action goes at once
 }
 
 void ViewerBoottimeClock::armFor(Instant deadline) {
@@ -99,14 +91,11 @@ void ViewerBoottimeClock::expired(const boost::system::error_code& error) {
     (void)::read(timer_.native_handle(), &expirations, sizeof expirations);
     armed_ = Instant::max();
     const Instant current = now();
-    while (!deadlines_.empty() && deadlines_.begin()->first <= current) {
-        Pending due = std::move(deadlines_.begin()->second);
-        byId_.erase(due.id);
-        deadlines_.erase(deadlines_.begin());
-        boost::asio::post(due.executor, std::move(due.action));
+    while (auto due = deadlines_.takeDue(current)) {
+        boost::asio::post(due->executor, std::move(due->action));
     }
-    if (!deadlines_.empty()) {
-        armFor(deadlines_.begin()->first);
+    if (deadlines_.next() < Instant::max()) {
+        armFor(deadlines_.next());
     }
 }
 

@@ -3,11 +3,10 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/system/error_code.hpp>
-#include <map>
 #include <memory>
-#include <unordered_map>
 
 #include "core/runtime/ViewerContinuousClock.h"
+#include "core/runtime/ViewerDeadlineQueue.h"
 
 namespace velmora {
 
@@ -26,13 +25,6 @@ class ViewerBoottimeClock final : public ViewerContinuousClock,
     void withdraw(TimerId timer) override;
 
   private:
-    struct Pending final {
-        TimerId id;
-        ViewerExecutor executor;
-        std::function<void()> action;
-    };
-    using Deadlines = std::multimap<Instant, Pending>;
-
     void armFor(Instant deadline);
     void awaitExpiry();
     void expired(const boost::system::error_code& error);
@@ -41,9 +33,7 @@ class ViewerBoottimeClock final : public ViewerContinuousClock,
     bool isAwaiting_ = false;
     /// When the timerfd fires next; the latest instant there is while it is not set.
     Instant armed_ = Instant::max();
-    TimerId lastId_ = 0;
-    Deadlines deadlines_;
-    std::unordered_map<TimerId, Deadlines::iterator> byId_;
+    ViewerDeadlineQueue deadlines_;
 };
 
 }  // namespace velmora
