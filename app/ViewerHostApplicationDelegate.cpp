@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "app/ViewerAlertCatalogue.h"
 #include "app/ViewerPermissionGate.h"
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
@@ -53,7 +54,8 @@ const std::shared_ptr<ViewerHTTPServer>& ViewerHostApplicationDelegate::server()
 
 void ViewerHostApplicationDelegate::applicationDidFinishLaunching() {
     installSignalHandlers();
-    startupTask_ = startTask(shell_->executors().mainExecutor(), startUp(shared_from_this()));
+    startupTask_ = std::make_shared<ViewerTaskHandle>(shell_->executors().mainExecutor());
+    startupTask_->start(startUp(shared_from_this()));
 }
 
 ViewerTerminateReply ViewerHostApplicationDelegate::applicationShouldTerminate() {
@@ -75,8 +77,9 @@ void ViewerHostApplicationDelegate::installSignalHandlers() {
 }
 
 ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
-    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(self->shell_);
-    if (self->terminationStarted_) {
+    const bool isAllowed =
+        co_await ViewerPermissionGate::isAllowed(self->shell_, self->startupTask_);
+    if (self->startupTask_->isCancelled()) {
         co_return;
     }
     if (!isAllowed) {
@@ -86,12 +89,16 @@ ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
     const auto outcome = co_await self->server()->start();
     if (const auto* const port = std::get_if<std::uint16_t>(&outcome)) {
         self->shell_->printLine(listeningLine(*port));
-        co_return;
+    } else if (!self->startupTask_->isCancelled()) {
+        self->tellFailure(std::get<ViewerHTTPStartFailure>(outcome).errorDescription());
     }
-    const bool isCancelled = co_await isTaskCancelled();
-    if (!isCancelled) {
-        self->shell_->terminate();
-    }
+}
+
+void ViewerHostApplicationDelegate::tellFailure(std::string errorDescription) {
+    shell_->bringToFront();
+    const ViewerAlertCatalogue alerts(shell_->languageCode(), shell_->alertWording());
+    shell_->showAlert(alerts.didNotStart(std::move(errorDescription)),
+                      [shell = shell_](bool) { shell->terminate(); });
 }
 
 void ViewerHostApplicationDelegate::beginTermination() {
@@ -106,6 +113,7 @@ void ViewerHostApplicationDelegate::beginTermination() {
         source->cancel();
     }
     signalSources_.clear();
+    shell_->closeAlert();
     ViewerExecutors& executors = shell_->executors();
     // Both run by themselves: whichever ends first ends the process.
     (void)startTask(executors.taskExecutor(),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/ViewerApplicationShell.h"
@@ -35,6 +36,8 @@ class ViewerHostApplicationDelegate final
 
     void installSignalHandlers();
     static ViewerTask<void> startUp(Self self);
+    /// Shows why the server did not start, then ends the application.
+    void tellFailure(std::string errorDescription);
     void beginTermination();
     static ViewerTask<void> finishAfterStop(std::shared_ptr<ViewerHTTPServer> server,
                                             ViewerExecutor main, WeakSelf weak);

@@ -1,25 +1,62 @@
 #include "app/ViewerPermissionGate.h"
 
+#include <string_view>
 #include <utility>
 
+#include "app/ViewerAlertCatalogue.h"
 #include "core/runtime/ViewerOneShot.h"
 
 namespace velmora {
 
 namespace {
 
-ViewerTask<bool> preflight(std::shared_ptr<ViewerApplicationShell> shell) {
+constexpr std::string_view settingsPage =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
+
+/// What `call` tells the completion that it is given.
+template <typename Call>
+ViewerTask<bool> answerOf(Call call) {
     co_return co_await ViewerOneShot<bool>::wait([&](ViewerOneShot<bool> continuation) {
         // A std::function is copied, a continuation is not.
         const auto shared = std::make_shared<ViewerOneShot<bool>>(std::move(continuation));
-        shell->preflightAccess([shared](bool isGranted) { shared->complete(isGranted); });
+        call([shared](bool answer) { shared->complete(answer); });
     });
 }
 
 }  // namespace
 
-ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerApplicationShell> shell) {
-    return preflight(std::move(shell));
+ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerApplicationShell> shell,
+                                                 std::shared_ptr<const ViewerTaskHandle> task) {
+    const auto preflight = [&](auto completion) { shell->preflightAccess(completion); };
+    bool isGranted = co_await answerOf(preflight);
+    if (isGranted || task->isCancelled()) {
+        co_return isGranted;
+    }
+    shell->bringToFront();
+    const ViewerAlertCatalogue alerts(shell->languageCode(), shell->alertWording());
+    const auto askForConsent = [&](auto completion) {
+        shell->showAlert(alerts.consent(), completion);
+    };
+    const bool hasConsent = co_await answerOf(askForConsent);
+    if (!hasConsent || task->isCancelled()) {
+        co_return false;
+    }
+    const auto request = [&](auto completion) { shell->requestAccess(completion); };
+    isGranted = co_await answerOf(request);
+    if (!isGranted) {
+        isGranted = co_await answerOf(preflight);
+    }
+    if (isGranted || task->isCancelled()) {
+        co_return isGranted;
+    }
+    const ViewerAlert missing = alerts.permissionMissing();
+    const auto tell = [&](auto completion) { shell->showAlert(missing, completion); };
+    const bool isFirstButton = co_await answerOf(tell);
+    // A button that is alone is the second one: there is no settings page.
+    if (isFirstButton && missing.buttons.size() > 1) {
+        shell->openURL(settingsPage);
+    }
+    co_return false;
 }
 
 }  // namespace velmora

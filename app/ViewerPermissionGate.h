@@ -4,15 +4,19 @@
 
 #include "app/ViewerApplicationShell.h"
 #include "core/runtime/ViewerTask.h"
+#include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
 
-/// Stands between the program's start and its server: nothing is served before the user's
-/// permission to record the screen is there. Runs on the main thread's executor.
+/// Stands between the program's start and its server: tells the user what the program will do, lets
+/// the system ask for the permission to record the screen, and lets the host on once it is there.
+/// Runs on the main thread's executor.
 namespace ViewerPermissionGate {
 
-/// Whether the host may go on. Asks nobody when the permission is granted already.
-ViewerTask<bool> isAllowed(std::shared_ptr<ViewerApplicationShell> shell);
+/// Whether the host may go on. Shows nothing when the permission is granted already. Asks for
+/// nothing more once `task`, whose part this is, is cancelled.
+ViewerTask<bool> isAllowed(std::shared_ptr<ViewerApplicationShell> shell,
+                           std::shared_ptr<const ViewerTaskHandle> task);
 
 }  // namespace ViewerPermissionGate
 

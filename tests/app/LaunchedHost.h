@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,10 +40,14 @@ struct LaunchedHost final {
     }
     ~LaunchedHost() {
         // A task that still waits holds the application, which holds what the task waits for.
-        shell->answerPreflight(false);
         if (delegate) {
             (void)delegate->applicationShouldTerminate();
         }
+        shell->access = false;
+        shell->answerPreflight(false);
+        shell->answerRequest(false);
+        world.settle();
+        shell->closeAlert();
         world.runToEnd();
     }
 
@@ -54,6 +60,19 @@ struct LaunchedHost final {
         launch();
         listener().becomeReady(port);
         world.settle();
+    }
+    /// Launches without the permission, up to the consent alert.
+    void ask() {
+        shell->access = false;
+        launch();
+        EXPECT_TRUE(shell->showsAlert());
+    }
+    /// Launches with the permission granted, up to the alert that tells why the server failed.
+    void fail() {
+        launch();
+        listener().change(ViewerListenerState::failed, "TCP port 9090: Address already in use");
+        world.settle();
+        EXPECT_TRUE(shell->showsAlert());
     }
     /// A client asks for the list of displays, whose answer hangs.
     void requestThatHangs() {

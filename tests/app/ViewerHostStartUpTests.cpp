@@ -61,35 +61,6 @@ TEST(ViewerHostStartUp, TheLineNamesThePortThatWasBound) {
                 ElementsAre("Velmora Viewer Host protocol v1 listening on TCP 65535"));
 }
 
-TEST(ViewerHostStartUp, WithoutThePermissionNothingIsServedAndTheApplicationEnds) {
-    LaunchedHost host;
-    host.shell->access = false;
-    host.launch();
-
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
-    EXPECT_THAT(host.shell->lines(), IsEmpty());
-    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-}
-
-TEST(ViewerHostStartUp, AListenerThatFailsEndsTheApplicationInSilence) {
-    LaunchedHost host;
-    host.launch();
-    host.listener().change(ViewerListenerState::failed, "Address already in use");
-    host.world.settle();
-
-    EXPECT_THAT(host.shell->lines(), IsEmpty());
-    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-}
-
-TEST(ViewerHostStartUp, AListenerThatCannotBeMadeEndsTheApplicationInSilence) {
-    LaunchedHost host;
-    host.shell->transport->creationError = "no sockets";
-    host.launch();
-
-    EXPECT_THAT(host.shell->lines(), IsEmpty());
-    EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-}
-
 TEST(ViewerHostStartUp, TheListingCarriesTheMachinesName) {
     LaunchedHost host;
     host.capture->isGranted = false;

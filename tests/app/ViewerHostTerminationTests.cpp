@@ -214,6 +214,7 @@ class ByChance final {
 
     void live() {
         host_.shell->access = one(3) ? std::nullopt : std::optional(!one(4));
+        host_.shell->requestedAccess = one(3) ? std::nullopt : std::optional(one(2));
         host_.shell->launch(host_.delegate);
         for (int step = 0; step < 12; ++step) {
             act();
@@ -229,7 +230,7 @@ class ByChance final {
     bool one(std::size_t count) { return host_.world.choose(count) == 0; }
 
     void act() {
-        switch (host_.world.choose(6)) {
+        switch (host_.world.choose(8)) {
             case 0:
                 host_.shell->answerPreflight(!one(4));
                 break;
@@ -247,6 +248,12 @@ class ByChance final {
                 });
                 break;
             case 4:
+                host_.shell->press(host_.world.choose(2));
+                break;
+            case 5:
+                host_.shell->answerRequest(one(2));
+                break;
+            case 6:
                 if (one(4)) {
                     host_.shell->raise(one(2) ? SIGINT : SIGTERM);
                 }
@@ -276,6 +283,8 @@ TEST(ViewerHostTermination, WhateverHappensTheApplicationEndsExactlyOnceWithinTh
 
         ASSERT_EQ(host.shell->ends().size(), 1U);
         ASSERT_LE(host.shell->lines().size(), 1U);
+        ASSERT_FALSE(host.shell->showsAlert());
+        ASSERT_EQ(host.shell->askedAfterClosing(), 0U);
         ASSERT_EQ(host.shell->liveSignalSources(), 0U);
         ASSERT_LE(host.shell->transport->listeners.size(), 1U);
         for (const auto& listener : host.shell->transport->listeners) {

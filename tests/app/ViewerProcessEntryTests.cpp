@@ -59,9 +59,11 @@ class ViewerProcessEntryWith : public ViewerProcessEntryTest,
 
 TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirst) {
     shell_->access = false;
+    shell_->presses = {1};
     EXPECT_EQ(run(GetParam()), 0);
     EXPECT_THAT(shell_->calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "screen capture",
                                              "run", "watch SIGINT", "watch SIGTERM", "preflight",
+                                             "front", "alert Allow Viewer Host to Share Displays?",
                                              "machine name", "transport"));
     EXPECT_THAT(shell_->lines(), IsEmpty());
 }

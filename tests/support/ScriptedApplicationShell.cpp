@@ -117,6 +117,7 @@ void ScriptedApplicationShell::preflightAccess(AccessCompletion completion) {
 
 void ScriptedApplicationShell::requestAccess(AccessCompletion completion) {
     calls_.emplace_back("request");
+    askedAfterClosing_ += isClosing_ ? 1 : 0;
     if (requestedAccess) {
         completion(*requestedAccess);
     } else {
@@ -131,6 +132,7 @@ void ScriptedApplicationShell::bringToFront() {
 void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
     viewerCheck(!pendingAlert_, "a modal alert is the only one");
     calls_.push_back("alert " + alert.title);
+    askedAfterClosing_ += isClosing_ ? 1 : 0;
     alerts_.push_back(std::move(alert));
     pendingAlert_ = std::move(completion);
     if (alerts_.size() <= presses.size()) {
@@ -139,6 +141,7 @@ void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion comp
 }
 
 void ScriptedApplicationShell::closeAlert() {
+    isClosing_ = true;
     if (pendingAlert_) {
         calls_.emplace_back("close alert");
         endAlert(false);

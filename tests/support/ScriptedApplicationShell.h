@@ -52,6 +52,8 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     /// Every alert that was shown, in order.
     const std::vector<ViewerAlert>& alerts() const { return alerts_; }
     bool showsAlert() const { return pendingAlert_ != nullptr; }
+    /// Alerts and requests that came after the application had alerts closed, for its end.
+    std::size_t askedAfterClosing() const { return askedAfterClosing_; }
     /// How often the application was asked to terminate, and when its delegate agreed.
     std::size_t terminationRequests() const { return terminationRequests_; }
     const std::vector<SimulatedWorld::Instant>& ends() const { return ends_; }
@@ -92,6 +94,8 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     std::vector<AccessCompletion> pendingRequests_;
     std::vector<ViewerAlert> alerts_;
     AlertCompletion pendingAlert_;
+    bool isClosing_ = false;
+    std::size_t askedAfterClosing_ = 0;
     /// Whether the user wants to quit once the alert has closed.
     bool isQuitPending_ = false;
     std::vector<std::string> calls_;
