@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "tests/acceptance/HostTest.h"
@@ -122,6 +123,26 @@ TEST_F(BadInput, ResetsAtEveryStageLeaveNothingBehind) {
         client.send(frame);
         EXPECT_EQ(client.receiveSome(1), "H");
         client.reset();
+    }
+
+    expectServing();
+    EXPECT_TRUE(eventually([&] { return host_->descriptors() <= descriptors; }));
+}
+
+TEST_F(BadInput, ResetsOfConnectionsThatWaitForTheirTurnLeaveNothingBehind) {
+    serve();
+    expectServing();
+    const std::size_t descriptors = host_->descriptors();
+    {
+        const std::vector<HTTPClient> silent(ViewerHostProtocolV1::maxConcurrentConnections);
+        std::vector<HTTPClient> waiting(100);
+        for (HTTPClient& client : waiting) {
+            client.send(listingRequest);
+        }
+        ASSERT_TRUE(eventually([&] { return host_->descriptors() >= descriptors + 116; }));
+        for (HTTPClient& client : waiting) {
+            client.reset();
+        }
     }
 
     expectServing();

@@ -101,6 +101,37 @@ TEST_F(Overload, ClientsThatNeverReadKeepNobodyElseWaiting) {
     EXPECT_TRUE(eventually([&] { return host_->descriptors() < lingering; }));
 }
 
+TEST_F(Overload, AnAnswerThatIsNotReadHoldsItsPlaceNoLongerThan5Seconds) {
+    painter_.put({0, 0, 1280, 720}, noise(1, 1280UL * 720));
+    serve();
+    const std::string target = frameTarget(idOf("screen"));
+    std::vector<HTTPClient> deaf;
+    for (std::size_t i = 0; i < ViewerHostProtocolV1::maxConcurrentConnections; ++i) {
+        deaf.push_back(HTTPClient::takingIn(1));
+        deaf.back().send("GET " + target + " HTTP/1.1\r\n\r\n");
+        ASSERT_TRUE(deaf.back().awaitBytes(HostProcess::generousLimit));
+    }
+    HTTPClient waiting;
+    waiting.send(request);
+
+    EXPECT_FALSE(waiting.awaitBytes(300ms));
+    EXPECT_EQ(waiting.receive().status(), 404);
+    EXPECT_FALSE(deaf.front().receive().isWhole);
+}
+
+TEST_F(Overload, AnsweredConnectionsThatTheirPeersKeepOpenHoldNoPlace) {
+    serve();
+    const auto begin = std::chrono::steady_clock::now();
+    std::vector<HTTPClient> kept(30 * ViewerHostProtocolV1::maxConcurrentConnections);
+    for (HTTPClient& client : kept) {
+        client.send(request);
+        ASSERT_EQ(client.receive().status(), 404);
+    }
+
+    // Each sixteen of them would keep the next waiting for the two seconds that they linger.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
+}
+
 TEST_F(Overload, TwoThousandRequestsLeaveTheHostAsItWas) {
     HostLaunch launch = launchOn(server_);
     // Built with AddressSanitizer, a host keeps what it has freed for a while: this little of it.

@@ -1,13 +1,18 @@
 #include "core/runtime/ViewerContinuousClock.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "core/runtime/ViewerTaskHandle.h"
@@ -169,6 +174,36 @@ TEST(ViewerContinuousClock, ATaskThatStillSleepsGoesWithItsClock) {
     world.reset();
     EXPECT_EQ(held.use_count(), 1);
     EXPECT_EQ(*held, 0);
+}
+
+Instant timeSinceBoot() {
+    timespec time{};
+    ::clock_gettime(CLOCK_BOOTTIME, &time);
+    return Instant(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+}
+
+/// The clocks that this process's timers run on, as the kernel numbers them.
+std::vector<int> clocksOfTimers() {
+    constexpr const char* key = "clockid:";
+    std::vector<int> clocks;
+    for (const auto& file : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
+        std::ifstream info(file.path());
+        for (std::string line; std::getline(info, line);) {
+            if (line.starts_with(key)) {
+                clocks.push_back(std::stoi(line.substr(std::string(key).size())));
+            }
+        }
+    }
+    return clocks;
+}
+
+TEST(ViewerBoottimeClock, GoesOnWhileTheMachineSleeps) {
+    BoottimeClockUnderTest under;
+    const Instant before = timeSinceBoot();
+    const Instant now = under.clock().now();
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, timeSinceBoot());
+    EXPECT_THAT(clocksOfTimers(), testing::Contains(CLOCK_BOOTTIME));
 }
 
 INSTANTIATE_TEST_SUITE_P(Simulated, ViewerContinuousClockConformance, testing::Values([] {

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -52,11 +53,17 @@ std::optional<std::string> HTTPAnswer::header(std::string_view name) const {
     return text.substr(value, text.find("\r\n", value) - value);
 }
 
-HTTPClient::HTTPClient(std::uint16_t port)
+HTTPClient::HTTPClient(std::uint16_t port, std::optional<int> receiveBuffer)
     : descriptor_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     viewerCheck(descriptor_ >= 0, "the test has sockets");
     ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &generousLimit, sizeof generousLimit);
     ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &generousLimit, sizeof generousLimit);
+    if (receiveBuffer) {
+        // Small segments make the peer's kernel, too, take in little at once.
+        constexpr int segment = 536;
+        ::setsockopt(descriptor_, IPPROTO_TCP, TCP_MAXSEG, &segment, sizeof segment);
+        ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &*receiveBuffer, sizeof *receiveBuffer);
+    }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);

@@ -28,7 +28,9 @@ class HTTPClient final {
     static constexpr std::uint16_t hostPort = 9090;
 
     HTTPClient() : HTTPClient(hostPort) {}
-    explicit HTTPClient(std::uint16_t port);
+    explicit HTTPClient(std::uint16_t port) : HTTPClient(port, std::nullopt) {}
+    /// One for which the kernel takes in only about so many bytes before they are read.
+    static HTTPClient takingIn(int bytes) { return {hostPort, bytes}; }
     ~HTTPClient();
     HTTPClient(HTTPClient&& other) noexcept;
     HTTPClient(const HTTPClient&) = delete;
@@ -51,6 +53,8 @@ class HTTPClient final {
     static HTTPAnswer get(std::string_view target);
 
   private:
+    HTTPClient(std::uint16_t port, std::optional<int> receiveBuffer);
+
     int descriptor_ = -1;
     bool isConnected_ = false;
 };
