@@ -1,4 +1,0 @@
-#pragma once
-
-// Where GNUstep's headers look for the block runtime.
-#include <Block.h>
