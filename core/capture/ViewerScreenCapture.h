@@ -25,6 +25,8 @@ struct ViewerNativeDisplay final {
     std::int64_t width = 0;
     std::int64_t height = 0;
     bool isMain = false;
+    /// The platform's own object for the display, where it takes that to capture it.
+    std::shared_ptr<const void> native = nullptr;
 };
 
 /// A screen of the desktop: the source of a display's name. A plain value.
