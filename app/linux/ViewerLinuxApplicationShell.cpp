@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "app/linux/ViewerLineOutput.h"
+#include "app/ViewerLineOutput.h"
 #include "app/linux/ViewerLinuxSignalSource.h"
 #include "app/linux/ViewerLocale.h"
 #include "app/linux/ViewerMachineName.h"

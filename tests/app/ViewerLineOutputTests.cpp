@@ -1,4 +1,4 @@
-#include "app/linux/ViewerLineOutput.h"
+#include "app/ViewerLineOutput.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "app/linux/ViewerLineOutput.h"
+#include "app/ViewerLineOutput.h"
 
 #include <poll.h>
 #include <unistd.h>
