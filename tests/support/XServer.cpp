@@ -25,6 +25,14 @@ namespace {
 constexpr std::chrono::seconds patience{30};
 constexpr const char* authorityCookie = "0123456789abcdef";
 
+/// The user's own authority is of no use with our servers. The library that looks for it writes
+/// the place it guesses into a buffer that all threads share; told where to look, it does not.
+void leaveAuthorityOut() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the first server is started before any thread is.
+    static const int result = ::setenv("XAUTHORITY", "/dev/null", 0);
+    viewerCheck(result == 0, "the environment takes no variable");
+}
+
 /// A number that no other test's server has: ours are apart from those that servers choose for
 /// themselves, and start at another place in each process.
 int nextNumber() {
@@ -57,6 +65,7 @@ std::string position(const ViewerRectangle& place) {
 }  // namespace
 
 XServer::XServer(Options options) : options_(std::move(options)) {
+    leaveAuthorityOut();
     std::string pattern = std::filesystem::temp_directory_path() / "viewer-x-XXXXXX";
     viewerCheck(::mkdtemp(pattern.data()) != nullptr, "a folder for an X server cannot be made");
     folder_ = pattern;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11Reply.h"
+#include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "tests/capture/x11/X11Waiting.h"
 #include "tests/support/XServer.h"
 
@@ -104,7 +104,7 @@ TEST(ViewerX11Connector, AFrozenServerHoldsOneThreadAndTheLineGoesOnAfterwards) 
     for (auto& each : line) {
         each = std::make_unique<Asked>(connector);
     }
-    EXPECT_EQ(X11Waiting::threadsNamed("x11-connect"), 1);
+    EXPECT_EQ(X11Waiting::threadsNamed(threadName), 1);
     for (const auto& each : line) {
         EXPECT_FALSE(each->isAnswered());
     }
@@ -170,16 +170,15 @@ TEST(ViewerX11Connection, AbortingFreesAThreadThatWaitsForAReply) {
     const Connection connection = ViewerX11Connection::connect(server.displayName());
     ASSERT_NE(connection, nullptr);
     server.freeze();
-    std::atomic<bool> isDone = false;
-    std::thread waiting([&] {
+    const auto done = std::make_shared<std::promise<void>>();
+    ASSERT_TRUE(startX11Thread("waiting", [connection, done] {
         const ViewerX11Reply<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
             connection->xcb(), xcb_get_input_focus(connection->xcb()), nullptr));
-        isDone = true;
-    });
-    EXPECT_FALSE(isDone);
+        done->set_value();
+    }));
     connection->abort();
     connection->abort();
-    waiting.join();
+    done->get_future().wait();
     EXPECT_TRUE(connection->isDead());
 }
 
