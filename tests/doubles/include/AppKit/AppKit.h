@@ -3,6 +3,7 @@
 // The part of AppKit that the adapters use, declared by this project: they are checked against it
 // where there is no macOS.
 
+#include <CoreGraphics/CoreGraphics.h>
 #include <Foundation/Foundation.h>
 
 #pragma clang assume_nonnull begin
@@ -14,7 +15,30 @@ enum NSApplicationTerminateReply : NSUInteger {
     NSTerminateNow = 1,
 };
 
+typedef NSInteger NSModalResponse;
+constexpr NSModalResponse NSModalResponseStop = -1000;
+constexpr NSModalResponse NSAlertFirstButtonReturn = 1000;
+
+using NSPoint = CGPoint;
+using NSTimeInterval = double;
+
+enum NSEventType : NSUInteger { NSEventTypeApplicationDefined = 15 };
+enum NSEventModifierFlags : NSUInteger {};
+
 @class NSApplication;
+@class NSGraphicsContext;
+
+@interface NSEvent : NSObject
++ (nullable NSEvent*)otherEventWithType:(NSEventType)type
+                               location:(NSPoint)location
+                          modifierFlags:(NSEventModifierFlags)flags
+                              timestamp:(NSTimeInterval)time
+                           windowNumber:(NSInteger)windowNumber
+                                context:(nullable NSGraphicsContext*)context
+                                subtype:(short)subtype
+                                  data1:(NSInteger)data1
+                                  data2:(NSInteger)data2;
+@end
 
 @protocol NSApplicationDelegate <NSObject>
 @optional
@@ -29,6 +53,8 @@ enum NSApplicationTerminateReply : NSUInteger {
 - (void)activateIgnoringOtherApps:(BOOL)flag;
 - (void)run;
 - (void)terminate:(nullable id)sender;
+- (void)stopModalWithCode:(NSModalResponse)code;
+- (void)postEvent:(NSEvent*)event atStart:(BOOL)atStart;
 @end
 
 enum NSAlertStyle : NSUInteger {
@@ -36,9 +62,6 @@ enum NSAlertStyle : NSUInteger {
     NSAlertStyleInformational = 1,
     NSAlertStyleCritical = 2,
 };
-
-typedef NSInteger NSModalResponse;
-constexpr NSModalResponse NSAlertFirstButtonReturn = 1000;
 
 @interface NSButton : NSObject
 @end
