@@ -1,3 +1,5 @@
+#include "tests/doubles/bridge/ClassRecords.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -5,7 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/doubles/bridge/RuntimeRecords.h"
 #include "tests/doubles/bridge/WeakReferences.h"
 
 // Registers compiled classes: the linker sends each module's call of the GNU runtime here
@@ -27,6 +28,11 @@ constexpr std::uintptr_t protocolVersion = 2;
 /// The compiler's mark for a class of its own layout. The GNU runtime would take it for a class
 /// that is still being made.
 constexpr unsigned long ownLayoutFlag = 0x10;
+
+std::vector<const Class*>& registered() {
+    static std::vector<const Class*> classes;
+    return classes;
+}
 
 std::span<Class*> classes(const Module& module) {
     return {reinterpret_cast<Class**>(&module.symbols->first), module.symbols->classCount};
@@ -106,6 +112,7 @@ void registerModule(Module& module) {
     module.size = moduleSize;
     for (Class* const type : classes(module)) {
         adapt(module, *type);
+        registered().push_back(type);
     }
     for (Category* const category : categories(module)) {
         adapt(category->protocols);
@@ -114,6 +121,10 @@ void registerModule(Module& module) {
 }
 
 }  // namespace
+
+const std::vector<const Class*>& compiledClasses() {
+    return registered();
+}
 
 }  // namespace velmora::bridge
 

@@ -29,6 +29,19 @@ bool isBlock(void* value) {
            type == _NSConcreteGlobalBlock;
 }
 
+/// The beginning of every block.
+struct Block {
+    void* type;
+    int flags;
+};
+
+/// Whether it is a copy. A block that still is where it was written lives as long as its scope and
+/// is not counted: whoever keeps it asks for a copy.
+bool isCounted(void* block) {
+    constexpr int isOnHeap = 1 << 24;
+    return (static_cast<const Block*>(block)->flags & isOnHeap) != 0;
+}
+
 }  // namespace
 
 void* sendMessage(void* receiver, const Selector* selector) {
@@ -54,8 +67,11 @@ void* objc_retainBlock(void* block) {
 }
 
 void* objc_retain(void* value) {
-    if (value == nullptr || isBlock(value)) {
-        return objc_retainBlock(value);
+    if (value == nullptr) {
+        return nullptr;
+    }
+    if (isBlock(value)) {
+        return isCounted(value) ? _Block_copy(value) : value;
     }
     static const Selector* const retain = sel_registerName("retain");
     return sendMessage(value, retain);
@@ -66,7 +82,9 @@ void objc_release(void* value) {
         return;
     }
     if (isBlock(value)) {
-        _Block_release(value);
+        if (isCounted(value)) {
+            _Block_release(value);
+        }
         return;
     }
     static const Selector* const release = sel_registerName("release");

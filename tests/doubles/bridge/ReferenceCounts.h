@@ -18,5 +18,8 @@ extern "C" {
 void* objc_retain(void* value);
 void objc_release(void* value);
 void* objc_autorelease(void* value);
+
+void* objc_autoreleasePoolPush();
+void objc_autoreleasePoolPop(void* pool);
 }
 // NOLINTEND(readability-identifier-naming)

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "tests/doubles/bridge/AutoreleasePool.h"
+#include "tests/doubles/dispatch/DispatchWorld.h"
+
+namespace velmora {
+
+/// A test on the doubles: each begins with all of them as they are at first, and must leave no
+/// object behind. What a test makes, it drops before its end.
+class MacTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    DispatchWorld& world_ = DispatchWorld::shared();
+
+  private:
+    std::unique_ptr<bridge::AutoreleasePool> pool_;
+    std::map<std::string, int> before_;
+};
+
+}  // namespace velmora
