@@ -15,4 +15,10 @@
 + (NSNumber*)numberWithInt:(int)value;
 @end
 
+@interface NSError (MoreFoundation)
+- (instancetype)initWithDomain:(NSString*)domain
+                          code:(NSInteger)code
+                      userInfo:(nullable NSDictionary*)userInfo;
+@end
+
 #pragma clang assume_nonnull end
