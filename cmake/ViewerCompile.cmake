@@ -4,6 +4,9 @@ target_include_directories(ViewerCompile INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(ViewerCompile INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
     -Wold-style-cast -Wcast-align -Woverloaded-virtual -Wnull-dereference -Werror)
+if(APPLE)
+    target_compile_options(ViewerCompile INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(ViewerCompile INTERFACE -Wthread-safety)
 else()

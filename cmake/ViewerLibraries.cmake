@@ -1,7 +1,6 @@
 # The libraries that the product stands on.
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED)
-find_package(PkgConfig REQUIRED)
 
 # Asio and Boost.JSON, compiled once in a source of ours instead of in every user.
 add_library(ViewerBoost INTERFACE)
@@ -10,7 +9,14 @@ target_compile_definitions(ViewerBoost INTERFACE
     BOOST_ASIO_SEPARATE_COMPILATION BOOST_ASIO_NO_DEPRECATED)
 target_link_libraries(ViewerBoost INTERFACE Threads::Threads)
 
-if(NOT APPLE)
+if(APPLE)
+    add_library(ViewerFrameworks INTERFACE)
+    foreach(framework AppKit ColorSync CoreGraphics CoreImage CoreMedia CoreVideo Foundation ImageIO
+            Network ScreenCaptureKit UniformTypeIdentifiers)
+        target_link_libraries(ViewerFrameworks INTERFACE "-framework ${framework}")
+    endforeach()
+else()
+    find_package(PkgConfig REQUIRED)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-shm xcb-damage xcb-xfixes)
     pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
     pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)
