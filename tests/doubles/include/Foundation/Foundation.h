@@ -48,8 +48,6 @@ struct NSFastEnumerationState {
 
 enum NSComparisonResult : NSInteger {
     NSOrderedAscending = -1,
-    NSOrderedSame,
-    NSOrderedDescending,
 };
 
 enum : NSUInteger { NSUTF8StringEncoding = 4 };
