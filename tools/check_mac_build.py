@@ -139,8 +139,7 @@ def problems(root):
         yield from source_problems(root, compiled)
         yield from compiler_findings(root, [entry["command"] for entry in entries])
         yield from layout_problems(installed_files(build, pathlib.Path(workspace, "installed")))
-        description = plistlib.loads(
-            pathlib.Path(workspace, "installed", BUNDLE, "Contents/Info.plist").read_bytes())
+        description = plistlib.loads((build / "bin" / BUNDLE / "Contents/Info.plist").read_bytes())
         yield from description_problems(description)
         agent = root / "packaging/macos/com.quilmer.velmora.viewer-host.plist"
         yield from launch_agent_problems(plistlib.loads(agent.read_bytes()), description)
