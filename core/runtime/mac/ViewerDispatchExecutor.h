@@ -35,9 +35,7 @@ class ViewerDispatchExecutor final {
     }
 
     boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
-        // Asio's services live in it, and queues may run until the process ends.
-        static auto& context = *new boost::asio::execution_context;
-        return context;
+        return services();
     }
     static constexpr boost::asio::execution::blocking_t query(
         boost::asio::execution::blocking_t) noexcept {
@@ -48,6 +46,12 @@ class ViewerDispatchExecutor final {
     }
 
   private:
+    /// What Asio keeps for executors. Never destroyed: queues may run until the process ends.
+    static boost::asio::execution_context& services() {
+        static auto& context = *new boost::asio::execution_context;
+        return context;
+    }
+
     dispatch_queue_t queue_;
 };
 
