@@ -3,19 +3,17 @@
 // Fails when the host does not reach what it must. Both answer the same paths with the same bytes;
 // bench/http/run brings everything that it needs.
 
-#include <time.h>
-
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "bench/Measuring.h"
 #include "bench/http/LoadClient.h"
-#include "core/runtime/ViewerCheck.h"
 
 namespace velmora {
 
@@ -51,19 +49,6 @@ struct Comparison final {
     std::vector<Round> nginx;
 };
 
-/// The processor time of all threads that the process has or had.
-double processorMicroseconds(pid_t process) {
-    clockid_t clock = 0;
-    timespec time{};
-    const bool isRead =
-        ::clock_getcpuclockid(process, &clock) == 0 && ::clock_gettime(clock, &time) == 0;
-    viewerCheck(isRead, "the servers run until the benchmark ends");
-    constexpr double microsecondsASecond = 1e6;
-    constexpr double nanosecondsAMicrosecond = 1e3;
-    return static_cast<double>(time.tv_sec) * microsecondsASecond +
-           static_cast<double>(time.tv_nsec) / nanosecondsAMicrosecond;
-}
-
 double milliseconds(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
@@ -78,10 +63,11 @@ Round measure(const Server& server, const std::string& request, std::size_t conc
     round.errors = runLoad(plan).errors;
 
     plan.requests = requestsARound;
-    const double before = processorMicroseconds(server.process);
+    const auto before = bench::processorTime(server.process);
     const LoadResult result = runLoad(plan);
-    const double after = processorMicroseconds(server.process);
-    round.microsecondsARequest = (after - before) / static_cast<double>(requestsARound);
+    const std::chrono::duration<double, std::micro> spent =
+        bench::processorTime(server.process) - before;
+    round.microsecondsARequest = spent.count() / static_cast<double>(requestsARound);
     round.p50Milliseconds = milliseconds(result.percentile(0.50));
     round.p99Milliseconds = milliseconds(result.percentile(0.99));
     round.longestMilliseconds = milliseconds(result.percentile(1));
@@ -103,12 +89,6 @@ Comparison compare(const Server& host, const Server& nginx, const std::string& r
         }
     }
     return comparison;
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const std::size_t middle = values.size() / 2;
-    return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 template <typename Value>
@@ -154,27 +134,21 @@ bool reportCost(const char* name, std::size_t concurrency, const Comparison& com
     }
     const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end());
     std::printf("%-8s %11zu  %7.1f us %7.1f us   %.2f  (%.2f ... %.2f)  %.0f / %.0f\n", name,
-                concurrency, median(each(comparison.host, cost)),
-                median(each(comparison.nginx, cost)), median(ratios), *least, *most,
+                concurrency, bench::median(each(comparison.host, cost)),
+                bench::median(each(comparison.nginx, cost)), bench::median(ratios), *least, *most,
                 sum(each(comparison.host, errors)), sum(each(comparison.nginx, errors)));
     (void)std::fflush(stdout);  // only so that a reader sees the lines as they come
-    return median(ratios) <= mostCostRatio && sum(each(comparison.host, errors)) == 0;
+    return bench::median(ratios) <= mostCostRatio && sum(each(comparison.host, errors)) == 0;
 }
 
 /// Prints a line; true when the answers came as evenly and as soon as they must from the host.
 bool reportCrowd(const char* server, const std::vector<Round>& rounds) {
     const std::vector<double> longestOfRounds = each(rounds, longest);
     const double longestOfAll = *std::max_element(longestOfRounds.begin(), longestOfRounds.end());
-    const double usualSpread = median(each(rounds, spread));
+    const double usualSpread = bench::median(each(rounds, spread));
     std::printf("  %-6s errors %.0f   p99/p50 %.2f   longest %.0f ms\n", server,
                 sum(each(rounds, errors)), usualSpread, longestOfAll);
     return usualSpread <= mostSpread && longestOfAll <= mostMilliseconds;
-}
-
-void printLoadAverage() {
-    std::string line;
-    std::getline(std::ifstream("/proc/loadavg"), line);
-    std::printf("load average: %s\n", line.c_str());
 }
 
 /// True when the host reached everything that it must.
@@ -189,7 +163,7 @@ bool compareAll(const Server& host, const Server& nginx, const std::string& disp
     constexpr std::array<std::size_t, 3> concurrencies = {16, 64, 1000};
 
     bool isReached = true;
-    printLoadAverage();
+    bench::printLoadAverage();
     std::printf("server CPU per request, medians of %zu rounds, and errors\n", rounds);
     std::printf("request  connections        host      nginx  ratio  (least ... most)  errors\n");
     for (const Asked& asked : all) {
@@ -203,7 +177,7 @@ bool compareAll(const Server& host, const Server& nginx, const std::string& disp
         isReached = reportCrowd("host", comparison.host) && isReached;
         (void)reportCrowd("nginx", comparison.nginx);  // nothing is required of it
     }
-    printLoadAverage();
+    bench::printLoadAverage();
     return isReached;
 }
 
