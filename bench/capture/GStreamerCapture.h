@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include "bench/capture/ChildProcess.h"
+
+namespace velmora::bench {
+
+/// GStreamer, doing the same with its own elements: 25 times a second the screen is captured,
+/// reduced to 640 × 360 without aliasing and encoded at the same quality. One thread.
+class GStreamerCapture final {
+  public:
+    /// Of its scalers that alias nothing a thorough and a cheap one; its default one aliases.
+    enum class Scaler { lanczos, bilinear };
+
+    explicit GStreamerCapture(Scaler scaler);
+
+    /// Waits for the first frame, which takes as long as GStreamer needs to start.
+    void awaitFrame();
+    /// Takes what is encoded in this time; how many frames that were.
+    std::uint64_t framesWithin(std::chrono::nanoseconds duration);
+
+    const ChildProcess& process() const { return process_; }
+
+  private:
+    /// How many frames end in the next bytes, which come by the deadline.
+    std::uint64_t readFrames(std::chrono::steady_clock::time_point deadline);
+
+    ChildProcess process_;
+    bool isInsideMarker_ = false;
+};
+
+}  // namespace velmora::bench

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "bench/capture/ChildProcess.h"
+
+namespace velmora::bench {
+
+/// The host, asked for frames over HTTP like everybody does. It captures from the first frame that
+/// is asked for until 5 seconds after the last one. One thread.
+class HostCapture final {
+  public:
+    /// Returns when the host listens and has listed its displays.
+    explicit HostCapture(const std::string& program);
+
+    /// Asks for the newest frame and returns how many the host has encoded since it captures.
+    std::uint64_t frames() const;
+
+    const ChildProcess& process() const { return process_; }
+
+  private:
+    ChildProcess process_;
+    std::string displayId_;
+};
+
+}  // namespace velmora::bench
