@@ -13,6 +13,30 @@
 
 @interface NSNumber (MoreFoundation)
 + (NSNumber*)numberWithInt:(int)value;
+@property(readonly) double doubleValue;
+@end
+
+enum NSStringCompareOptions : NSUInteger { NSNumericSearch = 64 };
+
+@interface NSString (MoreFoundation)
+@property(readonly) NSString* lowercaseString;
+- (NSComparisonResult)compare:(NSString*)string options:(NSUInteger)options;
+@end
+
+@interface NSArray (MoreFoundation)
+@property(readonly) NSUInteger count;
+@end
+
+@interface NSMutableArray : NSArray
+- (void)addObject:(id)object;
+@end
+
+@interface NSDictionary (MoreFoundation)
+@property(readonly) NSUInteger count;
+@end
+
+@interface NSMutableData (MoreFoundation)
+- (void)appendBytes:(const void*)bytes length:(NSUInteger)length;
 @end
 
 @interface NSError (MoreFoundation)
@@ -20,5 +44,8 @@
                           code:(NSInteger)code
                       userInfo:(nullable NSDictionary*)userInfo;
 @end
+
+// NOLINTNEXTLINE(readability-identifier-naming): the runtime's name
+extern "C" const char* object_getClassName(id object);
 
 #pragma clang assume_nonnull end

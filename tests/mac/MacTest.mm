@@ -17,9 +17,9 @@ constexpr std::uint64_t seed = 1;
 
 void MacTest::SetUp() {
     world_.restart(seed);
+    pool_ = std::make_unique<bridge::AutoreleasePool>();
     (void)dispatch_get_main_queue();  // made once, and kept for ever
     before_ = LiveObjects::counts();
-    pool_ = std::make_unique<bridge::AutoreleasePool>();
 }
 
 void MacTest::TearDown() {

@@ -27,6 +27,10 @@ DispatchWorld::QueuePointer DispatchWorld::makeQueue(QueueFacts facts) {
     return std::make_shared<Queue>();
 }
 
+DispatchWorld::QueuePointer DispatchWorld::makeSystemQueue() {
+    return std::make_shared<Queue>();
+}
+
 void DispatchWorld::append(const QueuePointer& queue, Work work) {
     if (queue->work.empty() && !queue->isRunning) {
         ready_.push_back(queue);

@@ -44,6 +44,8 @@ class DispatchWorld final {
 
     QueuePointer makeQueue(QueueFacts facts);
     const QueuePointer& mainQueue() const { return mainQueue_; }
+    /// A queue that the program did not make.
+    QueuePointer makeSystemQueue();
     void post(const QueuePointer& queue, Work work);
 
     Duration now(Clock clock);
