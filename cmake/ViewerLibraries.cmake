@@ -11,6 +11,9 @@ target_link_libraries(ViewerBoost INTERFACE Threads::Threads)
 
 if(APPLE)
     add_library(ViewerFrameworks INTERFACE)
+    # One of their headers can define macros named check, verify and require, as Asio's members are.
+    target_compile_definitions(ViewerFrameworks INTERFACE
+        __ASSERT_MACROS_DEFINE_VERSIONS_WITHOUT_UNDERSCORES=0)
     foreach(framework AppKit ColorSync CoreGraphics CoreImage CoreMedia CoreVideo Foundation ImageIO
             Network ScreenCaptureKit UniformTypeIdentifiers)
         target_link_libraries(ViewerFrameworks INTERFACE "-framework ${framework}")
