@@ -39,6 +39,14 @@ enum NSStringCompareOptions : NSUInteger { NSNumericSearch = 64 };
 - (void)appendBytes:(const void*)bytes length:(NSUInteger)length;
 @end
 
+@interface NSURL (MoreFoundation)
+@property(readonly) NSString* absoluteString;
+@end
+
+@interface NSNotification (MoreFoundation)
++ (instancetype)notificationWithName:(NSString*)name object:(nullable id)object;
+@end
+
 @interface NSError (MoreFoundation)
 - (instancetype)initWithDomain:(NSString*)domain
                           code:(NSInteger)code
