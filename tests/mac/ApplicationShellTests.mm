@@ -110,7 +110,8 @@ TEST_F(ViewerMacApplicationShell, ItRunsAsAnAccessoryAndTellsItsDelegateOnce) {
     EXPECT_EQ(shell_->run(delegate), 0);
     EXPECT_EQ(delegate->launches, 1);
     EXPECT_EQ(delegate->questions, 1);
-    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("setActivationPolicy 1", "run", "terminate"));
+    EXPECT_THAT(FrameworkCalls::take(),
+                ElementsAre("setActivationPolicy 1", "run", "terminate now"));
 }
 
 TEST_F(ViewerMacApplicationShell, ItRunsOnUntilItsDelegateAgreesToTerminate) {

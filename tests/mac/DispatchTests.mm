@@ -135,7 +135,7 @@ TEST_F(ViewerDispatch, ADestroyedClockRunsNothing) {
 TEST_F(ViewerDispatch, RandomSchedulesRunEachKeptActionOnceInOrder) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         SCOPED_TRACE(seed);
-        world_.restart(seed);
+        world_.seed(seed);
         noted_.clear();
         const auto clock = ViewerDispatchClock::make();
         std::mt19937 random(seed);

@@ -16,7 +16,8 @@ constexpr std::uint64_t seed = 1;
 }  // namespace
 
 void MacTest::SetUp() {
-    world_.restart(seed);
+    world_.seed(seed);
+    world_.restart();
     pool_ = std::make_unique<bridge::AutoreleasePool>();
     (void)dispatch_get_main_queue();  // made once, and kept for ever
     before_ = LiveObjects::counts();

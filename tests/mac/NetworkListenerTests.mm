@@ -88,7 +88,7 @@ TEST_F(ViewerNetworkListener, EventsRunOnTheQueueThatItWasStartedOn) {
         SCOPED_TRACE(seed);
         TearDown();
         SetUp();
-        world_.restart(seed);
+        world_.seed(seed);
         std::vector<std::size_t> statesSeen;
         listener_->start(queue_);
         boost::asio::post(queue_, [&] { statesSeen.push_back(states_.size()); });

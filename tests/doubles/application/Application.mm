@@ -51,8 +51,9 @@ using velmora::FrameworkCalls::note;
 
 /// AppKit ends the process where this ends the run loop.
 - (void)terminate:(id)sender {
-    note("terminate");
-    if ([self.delegate applicationShouldTerminate:self] == NSTerminateNow) {
+    const NSApplicationTerminateReply reply = [self.delegate applicationShouldTerminate:self];
+    note("terminate", reply == NSTerminateNow ? "now" : "cancelled");
+    if (reply == NSTerminateNow) {
         ApplicationScript::shared().isTerminated = true;
     }
 }
@@ -66,6 +67,10 @@ using velmora::FrameworkCalls::note;
 }
 
 @end
+
+void ApplicationScript::quit() {
+    [NSApplication.sharedApplication terminate:nil];
+}
 
 @implementation NSWorkspace
 

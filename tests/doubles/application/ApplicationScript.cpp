@@ -45,7 +45,13 @@ void ApplicationScript::runApplication() {
         if (isTerminated) {
             return;
         }
-        if (!runFirst(whenIdle)) {
+        if (runFirst(whenIdle)) {
+            continue;
+        }
+        if (waitForMore) {
+            const bridge::AutoreleasePool pool;
+            waitForMore();
+        } else {
             ADD_FAILURE() << "the application would run for ever";
             return;
         }

@@ -31,14 +31,18 @@ struct ApplicationScript final {
     /// Runs what the run loop has been given since. What is run may be modal itself.
     void runPerformed();
     /// Runs everything until nothing is left, then the next of `whenIdle`, and so on until the
-    /// application terminates. Fails the test when there is nothing left to do.
+    /// application terminates. Fails the test when there is nothing left and nobody waits for more.
     void runApplication();
+    /// Quits the application as the user or the system does.
+    static void quit();
     /// Runs the modal loop of an alert; yields how it was answered.
     long runModal(const Alert& alert);
     void stopModal(long code);
 
     /// One after the other, each when nothing else is left to do.
     std::deque<std::function<void()>> whenIdle;
+    /// Called when nothing at all is left to do: waits for more and does it.
+    std::function<void()> waitForMore;
     /// One for each alert.
     std::deque<WhileAlertShows> answers;
     std::vector<Alert> alerts;

@@ -183,10 +183,14 @@ bool DispatchWorld::settleUntil(const std::function<bool()>& isDone) {
     return true;
 }
 
-void DispatchWorld::restart(std::uint64_t seed) {
-    std::vector<Timer> forgotten;  // what they hold goes when the lock is released
+void DispatchWorld::seed(std::uint64_t seed) {
     const Guard guard(lock_);
     chance_.seed(seed);
+}
+
+void DispatchWorld::restart() {
+    std::vector<Timer> forgotten;  // what they hold goes when the lock is released
+    const Guard guard(lock_);
     made_.clear();
     timers_.swap(forgotten);
 }

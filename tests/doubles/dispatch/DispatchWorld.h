@@ -67,8 +67,10 @@ class DispatchWorld final {
     /// Settles until `isDone`, which is looked at after each change; false when it takes too long.
     bool settleUntil(const std::function<bool()>& isDone);
 
-    /// Chooses the next interleavings; forgets the timers and which queues were made.
-    void restart(std::uint64_t seed);
+    /// Chooses the next interleavings.
+    void seed(std::uint64_t seed);
+    /// Forgets the timers, and which queues were made.
+    void restart();
     /// In the order in which they were made.
     std::vector<QueueFacts> queuesMade();
     std::size_t pendingTimers();

@@ -57,6 +57,9 @@ void FakeStream::start(Completion completion) {
         isCapturing_ = starting != ScreenScript::Answer::error;
     }
     answer(starting, std::move(completion), openStart_);
+    if (isCapturing() && ScreenScript::shared().onStart) {
+        ScreenScript::shared().onStart(*this);
+    }
 }
 
 void FakeStream::stop(Completion completion) {

@@ -46,6 +46,8 @@ struct ScreenScript final {
     bool answersAtOnce = false;
     bool refusesOutputs = false;
     Answer starting = Answer::success;
+    /// Called for each stream that was told to start.
+    std::function<void(FakeStream& stream)> onStart;
     Answer stopping = Answer::success;
 
     /// The streams made so far that somebody still holds.
