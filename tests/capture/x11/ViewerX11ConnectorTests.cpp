@@ -104,7 +104,7 @@ TEST(ViewerX11Connector, AFrozenServerHoldsOneThreadAndTheLineGoesOnAfterwards) 
     for (auto& each : line) {
         each = std::make_unique<Asked>(connector);
     }
-    EXPECT_EQ(X11Waiting::threadsNamed(threadName), 1);
+    EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed(threadName) == 1; }));
     for (const auto& each : line) {
         EXPECT_FALSE(each->isAnswered());
     }

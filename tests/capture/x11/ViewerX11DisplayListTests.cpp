@@ -179,7 +179,7 @@ TEST(ViewerX11DisplayList, SeveralCallersShareOneRefresh) {
     for (auto& each : answers) {
         each = on.ask();
     }
-    EXPECT_EQ(refreshingThreads(), 1);
+    EXPECT_TRUE(X11Waiting::until([] { return refreshingThreads() == 1; }));
     server.thaw();
     for (const auto& each : answers) {
         ASSERT_TRUE(on.wait(*each));

@@ -17,10 +17,10 @@ bool startX11Thread(const char* name, std::function<void()> body) {
     ::pthread_sigmask(SIG_SETMASK, &all, &previous);
     bool isStarted = true;
     try {
-        std::thread thread(std::move(body));
-        // Fails only for a thread that has already ended.
-        (void)::pthread_setname_np(thread.native_handle(), name);
-        thread.detach();
+        std::thread([name, work = std::move(body)] {
+            ::pthread_setname_np(::pthread_self(), name);
+            work();
+        }).detach();
     } catch (const std::system_error&) {
         isStarted = false;
     }
