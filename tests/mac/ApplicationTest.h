@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-/// A test of the application: its script begins anew, and the signals are afterwards as before.
+/// A test of the application. The signals are afterwards as before.
 class ApplicationTest : public MacTest {
   protected:
     void SetUp() override;

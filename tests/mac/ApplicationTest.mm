@@ -1,23 +1,11 @@
 #include "tests/mac/ApplicationTest.h"
 
-#include <AppKit/AppKit.h>
-
 #include <csignal>
-
-#include "tests/doubles/FrameworkCalls.h"
 
 namespace velmora {
 
 void ApplicationTest::SetUp() {
-    // Made once, and kept for ever.
-    @autoreleasepool {
-        (void)NSApplication.sharedApplication;
-        (void)NSWorkspace.sharedWorkspace;
-    }
     MacTest::SetUp();
-    script_ = ApplicationScript();
-    screen_ = ScreenScript();
-    (void)FrameworkCalls::take();  // whatever was left
     shell_ = makeApplicationShell();
 }
 

@@ -130,7 +130,6 @@ TEST_F(MacHostLifecycle, AListenerThatCannotBeCreatedIsToldInThePlatformsWords) 
     FakeListener::setRefused(true);
     application().answers.emplace_back([] { return ApplicationScript::firstButton; });
     host_ = std::make_unique<MacHost>();
-    FakeListener::setRefused(false);
     EXPECT_EQ(host_->status(), 0);
     ASSERT_THAT(application().alerts, SizeIs(1));
     EXPECT_EQ(application().alerts[0].informativeText, "Invalid argument");

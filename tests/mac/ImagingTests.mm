@@ -31,12 +31,6 @@ constexpr std::uint32_t orange = 0xE08020;
 
 class ViewerMacImaging : public MacTest {
   protected:
-    void SetUp() override {
-        MacTest::SetUp();
-        ImagingScript::shared() = ImagingScript();
-        (void)FrameworkCalls::take();  // whatever was left
-    }
-
     /// Encodes a captured picture of one colour.
     static std::optional<ViewerBytes> encode(std::size_t width, std::size_t height,
                                              double quality = 0.68) {

@@ -13,7 +13,6 @@ constexpr std::size_t desktopHeight = 720;
 }  // namespace
 
 MacDesktop::MacDesktop() : picture_(Raster::filled(desktopWidth, desktopHeight, 0)) {
-    ScreenScript::shared() = ScreenScript();
     ScreenScript::shared().onStart = [this](FakeStream& stream) { deliverTo(stream); };
     setDisplay("screen", {0, 0, desktopWidth, desktopHeight}, true);
 }

@@ -2,23 +2,14 @@
 
 #include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/doubles/FrameworkCalls.h"
-#include "tests/doubles/application/ApplicationScript.h"
 #include "tests/doubles/network/FakeListener.h"
 #include "tests/support/JPEGPicture.h"
 
 namespace velmora {
 
-void MacHostTest::SetUp() {
-    MacTest::SetUp();
-    ApplicationScript::shared() = ApplicationScript();
-    (void)FrameworkCalls::take();  // whatever was left
-}
-
 void MacHostTest::TearDown() {
     host_ = nullptr;
     MacTest::TearDown();
-    EXPECT_EQ(script().abandonedStreams, 0);
 }
 
 std::string MacHostTest::serve() {

@@ -16,7 +16,6 @@ namespace velmora {
 /// A test of the whole host on the doubles. The desktop shows what the test fills it with.
 class MacHostTest : public MacTest {
   protected:
-    void SetUp() override;
     void TearDown() override;
 
     /// Starts the host and lets its listener become ready; what it wrote until then.

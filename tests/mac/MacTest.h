@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -17,6 +15,7 @@ namespace velmora {
 /// object behind. What a test makes, it drops before its end.
 class MacTest : public testing::Test {
   protected:
+    MacTest();
     void SetUp() override;
     void TearDown() override;
 

@@ -1,25 +1,37 @@
 #include "tests/mac/MacTest.h"
 
+#include <AppKit/AppKit.h>
 #include <dispatch/dispatch.h>
 #include <gmock/gmock.h>
 
 #include <cstdint>
 
+#include "tests/doubles/FrameworkCalls.h"
 #include "tests/doubles/LiveObjects.h"
+#include "tests/doubles/application/ApplicationScript.h"
+#include "tests/doubles/imaging/ImagingScript.h"
+#include "tests/doubles/network/FakeListener.h"
+#include "tests/doubles/screen/ScreenScript.h"
 
 namespace velmora {
 
-namespace {
-
-constexpr std::uint64_t seed = 1;
-
-}  // namespace
-
-void MacTest::SetUp() {
+MacTest::MacTest() {
+    constexpr std::uint64_t seed = 1;
     world_.seed(seed);
     world_.restart();
+    ApplicationScript::shared() = ApplicationScript();
+    ImagingScript::shared() = ImagingScript();
+    ScreenScript::shared() = ScreenScript();
+    FakeListener::setRefused(false);
+    (void)FrameworkCalls::take();  // whatever was left
+}
+
+void MacTest::SetUp() {
     pool_ = std::make_unique<bridge::AutoreleasePool>();
-    (void)dispatch_get_main_queue();  // made once, and kept for ever
+    // Made once, and kept for ever.
+    (void)dispatch_get_main_queue();
+    (void)NSApplication.sharedApplication;
+    (void)NSWorkspace.sharedWorkspace;
     before_ = LiveObjects::counts();
 }
 
@@ -27,6 +39,7 @@ void MacTest::TearDown() {
     world_.settle();
     pool_ = nullptr;
     EXPECT_EQ(LiveObjects::counts(), before_);
+    EXPECT_EQ(ScreenScript::shared().abandonedStreams, 0);
 }
 
 }  // namespace velmora

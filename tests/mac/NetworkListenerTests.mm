@@ -43,7 +43,6 @@ TEST_F(ViewerNetworkTransport, AsksForThePortInDecimalAndForPlainTCP) {
 TEST_F(ViewerNetworkTransport, AListenerThatIsRefusedIsAnErrorOfThePlatforms) {
     FakeListener::setRefused(true);
     const ViewerListenerCreation creation = makeTransport(nullptr)->makeListener(9090);
-    FakeListener::setRefused(false);
     const auto* const error = std::get_if<ViewerPlatformError>(&creation);
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(error->description, "Invalid argument");

@@ -11,7 +11,7 @@
 
 namespace velmora {
 
-/// A test of screen capture: the script of displays and screens begins anew.
+/// A test of screen capture.
 class ScreenTest : public MacTest {
   protected:
     /// What a listing answered: nothing yet, null, or the displays.

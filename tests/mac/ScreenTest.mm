@@ -1,21 +1,17 @@
 #include "tests/mac/ScreenTest.h"
 
 #include "core/runtime/ViewerExecutor.h"
-#include "tests/doubles/FrameworkCalls.h"
 
 namespace velmora {
 
 void ScreenTest::SetUp() {
     MacTest::SetUp();
-    script_ = ScreenScript();
-    (void)FrameworkCalls::take();  // whatever was left
     capture_ = makeScreenCapture(ViewerExecutor());
 }
 
 void ScreenTest::TearDown() {
     capture_ = nullptr;
     MacTest::TearDown();
-    EXPECT_EQ(script_.abandonedStreams, 0);
 }
 
 ScreenTest::Listing ScreenTest::list() {

@@ -29,7 +29,7 @@ constexpr const char* notFound =
 class ServingMacHost : public MacHostTest {
   protected:
     void SetUp() override {
-        MacHostTest::SetUp();
+        MacTest::SetUp();
         desktop_.fill({0, 0, 1280, 720}, blue);
         serve();
     }
