@@ -189,8 +189,13 @@ TEST(ViewerX11StreamMisfortune, AStartOnAFrozenServerIsOverBeforeItsFirstFrame) 
     XServer server;
     CapturedMonitor monitor(server);
     server.freeze();
+    const auto begin = std::chrono::steady_clock::now();
 
     EXPECT_TRUE(monitor.start());
+
+    const auto duration = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(duration, std::chrono::milliseconds(100));
+    EXPECT_LT(duration, std::chrono::seconds(2)) << "a request waits so long for its frame";
     EXPECT_EQ(monitor.recorder().frames(), 0U);
 
     server.thaw();
