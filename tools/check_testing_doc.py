@@ -14,7 +14,9 @@ TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+)\s*,\s*(\w+)\s*\)", re.MULTILINE)
 
 
 def tests(root):
-    return {f"{suite}.{name}" for file in pathlib.Path(root, "tests").rglob("*.cpp")
+    files = [file for pattern in ("*.cpp", "*.mm")
+             for file in pathlib.Path(root, "tests").rglob(pattern)]
+    return {f"{suite}.{name}" for file in files
             for suite, name in TEST.findall(file.read_text(encoding="utf-8"))}
 
 

@@ -86,14 +86,17 @@ class IncludeEdges(unittest.TestCase):
 class NamesInTheTestingDocument(unittest.TestCase):
     TESTS = ("TEST(Suite, One) {\n}\nTEST_F(Fixture, Two) {\n}\n"
              "TEST_P(Parameters,\n       Three) {\n}\n// TEST(Suite, Gone)\n")
+    MAC_TESTS = "TEST_F(Mac, Four) {\n}\n"
 
     def check(self, document):
         return findings_in(check_testing_doc, {"docs/testing.md": document,
-                                               "tests/a/SuiteTests.cpp": self.TESTS})
+                                               "tests/a/SuiteTests.cpp": self.TESTS,
+                                               "tests/mac/MacTests.mm": self.MAC_TESTS})
 
     def test_names_of_every_kind_of_test_are_found(self):
         self.assertEqual(
             self.check("| what | `Suite.One`, `Fixture.Two`; `Parameters.Three` |\n"), [])
+        self.assertEqual(self.check("`Mac.Four`\n"), [])
 
     def test_a_name_without_its_test(self):
         self.assertEqual(self.check("`Suite.One`\n`Suite.Two` and `Fixture.One`\n"),
