@@ -17,6 +17,7 @@
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/ViewerCheck.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 
 namespace velmora {
@@ -25,7 +26,8 @@ namespace {
 
 /// Tells the loop that one thread runs it, which saves it the wake-ups of others.
 constexpr int oneThread = 1;
-constexpr std::chrono::seconds preflightLimit{3};
+/// Of the 3 seconds that an answer may take, some are the process's own.
+constexpr std::chrono::milliseconds preflightLimit{2500};
 /// How long a full standard output may hold the line, and with it the loop, up.
 constexpr std::chrono::seconds outputPatience{1};
 
@@ -41,8 +43,9 @@ void occupyStandardDescriptors() {
 
 }  // namespace
 
-ViewerLinuxApplicationShell::ViewerLinuxApplicationShell()
-    : loop_(oneThread),
+ViewerLinuxApplicationShell::ViewerLinuxApplicationShell(std::filesystem::path alertProgram)
+    : alertProgram_(std::move(alertProgram)),
+      loop_(oneThread),
       executors_(loop_.get_executor()),
       clock_(std::make_shared<ViewerBoottimeClock>(loop_)) {
     // A reader that is gone is an error of the write, not the end of the process.
@@ -71,6 +74,10 @@ int ViewerLinuxApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> 
 }
 
 void ViewerLinuxApplicationShell::terminate() {
+    if (alert_) {
+        isTerminationPending_ = true;
+        return;
+    }
     if (delegate_->applicationShouldTerminate() == ViewerTerminateReply::now) {
         loop_.stop();
     }
@@ -98,11 +105,35 @@ void ViewerLinuxApplicationShell::requestAccess(AccessCompletion completion) {
 
 void ViewerLinuxApplicationShell::bringToFront() {}
 
-void ViewerLinuxApplicationShell::showAlert(ViewerAlert, AlertCompletion completion) {
-    boost::asio::post(loop_, [completion = std::move(completion)] { completion(false); });
+void ViewerLinuxApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
+    viewerCheck(!alert_, "a modal alert is the only one");
+    if (ViewerAlertEnvironment::hasGraphicalSession()) {
+        alert_ = ViewerAlertProcess::start(loop_, alertProgram_, alert);
+    } else if (::isatty(STDERR_FILENO) != 0) {
+        writeLine(STDERR_FILENO, alert.title, outputPatience);
+        writeLine(STDERR_FILENO, alert.informativeText, outputPatience);
+    }
+    if (!alert_) {
+        completion(false);
+        return;
+    }
+    alertCompletion_ = std::move(completion);
+    alert_->awaitEnd([this](bool isFirstButton) { endAlert(isFirstButton); });
 }
 
-void ViewerLinuxApplicationShell::closeAlert() {}
+void ViewerLinuxApplicationShell::closeAlert() {
+    if (alert_) {
+        endAlert(false);
+    }
+}
+
+void ViewerLinuxApplicationShell::endAlert(bool isFirstButton) {
+    alert_.reset();
+    std::exchange(alertCompletion_, nullptr)(isFirstButton);
+    if (std::exchange(isTerminationPending_, false)) {
+        terminate();
+    }
+}
 
 void ViewerLinuxApplicationShell::openURL(std::string_view) {}
 

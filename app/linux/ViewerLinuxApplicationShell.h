@@ -1,9 +1,11 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <filesystem>
 #include <memory>
 
 #include "app/ViewerApplicationShell.h"
+#include "app/linux/ViewerAlertProcess.h"
 #include "core/runtime/linux/ViewerLoopExecutors.h"
 
 namespace velmora {
@@ -12,7 +14,9 @@ namespace velmora {
 /// its executors are all one. Main thread only.
 class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
   public:
-    ViewerLinuxApplicationShell();
+    /// `alertProgram` shows the alerts.
+    explicit ViewerLinuxApplicationShell(
+        std::filesystem::path alertProgram = ViewerAlertProcess::program());
 
     void ignoreSignal(int signal) override;
     std::shared_ptr<ViewerSignalSource> makeSignalSource(int signal,
@@ -25,6 +29,8 @@ class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
     void requestAccess(AccessCompletion completion) override;
     /// Nothing: the host has no window, and an alert comes to the front by itself.
     void bringToFront() override;
+    /// Without a graphical session the texts go to standard error if that is a terminal, and nobody
+    /// is asked.
     void showAlert(ViewerAlert alert, AlertCompletion completion) override;
     void closeAlert() override;
     /// Nothing: there is no settings page to open.
@@ -39,10 +45,18 @@ class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
     std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
 
   private:
+    void endAlert(bool isFirstButton);
+
+    const std::filesystem::path alertProgram_;
     boost::asio::io_context loop_;
     ViewerLoopExecutors executors_;
     const std::shared_ptr<ViewerContinuousClock> clock_;
     std::shared_ptr<ViewerApplicationDelegate> delegate_;
+    /// Both are there while an alert shows.
+    std::shared_ptr<ViewerAlertProcess> alert_;
+    AlertCompletion alertCompletion_;
+    /// Whether the application is to be terminated once the alert has closed.
+    bool isTerminationPending_ = false;
 };
 
 }  // namespace velmora

@@ -81,7 +81,7 @@ TEST(PermissionCheck, IsAnsweredWithin3SecondsWhileTheServerHangs) {
     const auto begin = std::chrono::steady_clock::now();
     expectAnswer(launchOn(server), notGranted, 2);
 
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3500ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
     server.thaw();
 }
 

@@ -1,46 +1,29 @@
 #include "app/linux/ViewerLocale.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <map>
 #include <optional>
 #include <string>
+
+#include "tests/support/BorrowedEnvironment.h"
 
 namespace velmora {
 
 namespace {
 
-/// The variables that tell the locale, as the process had them before.
+/// An environment that tells no locale.
 class ViewerLocaleTest : public testing::Test {
-  public:
+  protected:
     ViewerLocaleTest() {
         for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
-            const char* const value = ::getenv(name);  // NOLINT(concurrency-mt-unsafe)
-            before_[name] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-            set(name, std::nullopt);
+            environment_.set(name, std::nullopt);
         }
     }
-    ~ViewerLocaleTest() override {
-        for (const auto& [name, value] : before_) {
-            set(name, value);
-        }
-    }
-    ViewerLocaleTest(const ViewerLocaleTest&) = delete;
-    ViewerLocaleTest& operator=(const ViewerLocaleTest&) = delete;
 
-  protected:
-    /// This test is the only thread.
-    static void set(const std::string& name, const std::optional<std::string>& value) {
-        if (value) {
-            ::setenv(name.c_str(), value->c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
-        } else {
-            ::unsetenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
-        }
-    }
+    void set(const std::string& name, const std::string& value) { environment_.set(name, value); }
 
   private:
-    std::map<std::string, std::optional<std::string>> before_;
+    BorrowedEnvironment environment_;
 };
 
 TEST_F(ViewerLocaleTest, TheLanguageStandsBeforeTerritoryCharacterSetAndModifier) {

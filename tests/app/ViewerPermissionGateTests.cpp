@@ -28,7 +28,7 @@ ViewerTask<void> ask(std::shared_ptr<ScriptedApplicationShell> shell,
 }
 
 class ViewerPermissionGateTest : public testing::Test {
-  protected:
+  public:
     ~ViewerPermissionGateTest() override {
         // A gate that still waits holds the shell.
         task_->cancel();
@@ -39,6 +39,7 @@ class ViewerPermissionGateTest : public testing::Test {
         world_.runToEnd();
     }
 
+  protected:
     Answer askGate() {
         auto answer = std::make_shared<std::optional<bool>>();
         task_->start(ask(shell_, task_, answer));

@@ -14,6 +14,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "core/runtime/ViewerCheck.h"
@@ -110,7 +111,8 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
         environment.push_back(name);
         environment.back().append("=").append(value);
     }
-    ::execve(VIEWER_HOST_PATH, pointersTo(arguments).data(), pointersTo(environment).data());
+    ::execve(launch.program.value_or(VIEWER_HOST_PATH).c_str(), pointersTo(arguments).data(),
+             pointersTo(environment).data());
     ::_exit(127);
 }
 
@@ -193,6 +195,12 @@ std::size_t HostProcess::descriptors() const {
 std::string HostProcess::descriptorTarget(int descriptor) const {
     return std::filesystem::read_symlink("/proc/" + std::to_string(id_) + "/fd/" +
                                          std::to_string(descriptor));
+}
+
+std::vector<pid_t> HostProcess::children() const {
+    const std::string id = std::to_string(id_);
+    std::ifstream file("/proc/" + id + "/task/" + id + "/children");
+    return {std::istream_iterator<pid_t>(file), {}};
 }
 
 std::size_t HostProcess::threads() const {

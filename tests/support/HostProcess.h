@@ -22,6 +22,8 @@ struct HostLaunch final {
     Output output = Output::captured;
     /// The program's own path as it is told to it.
     std::string name = "VelmoraViewerHost";
+    /// Another program than the one that was built.
+    std::optional<std::string> program;
 };
 
 /// How a process ended.
@@ -63,6 +65,8 @@ class HostProcess final {
     std::size_t descriptors() const;
     /// What an open descriptor stands for.
     std::string descriptorTarget(int descriptor) const;
+    /// The processes that it has started and not yet forgotten.
+    std::vector<pid_t> children() const;
     std::size_t threads() const;
     /// Those whose name begins so.
     std::size_t threadsNamed(std::string_view beginning) const;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QBoxLayout>
+#include <QDialog>
+#include <QLabel>
+#include <string>
+#include <vector>
+
+#include "app/ViewerAlert.h"
+
+namespace velmora {
+
+/// The window of one alert: the style's icon, the texts and the buttons in order. Accepted by the
+/// first button, which Return presses too; rejected by the other one, by Escape and by closing the
+/// window. Made and used on the thread of the user interface.
+class ViewerAlertDialog final : public QDialog {
+  public:
+    explicit ViewerAlertDialog(const ViewerAlert& alert);
+
+  private:
+    class Texts;
+
+    QLabel* makeIcon(ViewerAlertStyle alertStyle);
+    QBoxLayout* makeButtons(const std::vector<std::string>& texts);
+    void fitToScreen(Texts& texts, QBoxLayout& buttons);
+};
+
+}  // namespace velmora

@@ -1,0 +1,103 @@
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/linux/ViewerAlertMessage.h"
+#include "app/linux/alert/ViewerAlertDialog.h"
+
+namespace velmora {
+
+namespace {
+
+/// Where the host's message comes from; its end is the host's end.
+constexpr int host = STDIN_FILENO;
+constexpr int notShownStatus = 1;
+
+/// Made by the host, which removes it too unless it is gone first; empty for none.
+std::string& privateFolder() {
+    static std::string folder;
+    return folder;
+}
+
+/// Any thread, any number of times.
+void removePrivateFolder() {
+    if (!privateFolder().empty()) {
+        std::error_code ignored;  // removed by the host already, or there is nobody to be told
+        std::filesystem::remove_all(privateFolder(), ignored);
+    }
+}
+
+/// Leaves with `status` as things stand: the toolkit's threads and the display server, which may
+/// hang, are not waited for.
+[[noreturn]] void leave(int status) {
+    removePrivateFolder();
+    ::_exit(status);
+}
+
+std::optional<ViewerAlertMessage> receiveMessage() {
+    const ssize_t size = ::recv(host, nullptr, 0, MSG_PEEK | MSG_TRUNC);
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    if (::recv(host, bytes.data(), bytes.size(), 0) <= 0) {
+        return std::nullopt;
+    }
+    return ViewerAlertMessage::decoded(bytes);
+}
+
+/// Ends the program with the host, also while the display server hangs.
+void endWithHost() {
+    std::array<char, 1> nothing;
+    while (::recv(host, nothing.data(), nothing.size(), 0) > 0) {
+    }
+    leave(notShownStatus);
+}
+
+/// The toolkit's words are for nobody. Without a display server it would end the program by a
+/// signal, which counts as a crash.
+void dropToolkitMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
+    if (type == QtFatalMsg) {
+        leave(notShownStatus);
+    }
+}
+
+int showAlert(int argumentCount, char** arguments, const ViewerAlert& alert) {
+    qInstallMessageHandler(dropToolkitMessage);
+    // Not what the session's type says: it is often missing. What cannot be had is passed over.
+    qputenv("QT_QPA_PLATFORM",
+            qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? "xcb" : "wayland;xcb");
+    const QApplication application(argumentCount, arguments);
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.quilmer.velmora.viewer-host"));
+    ViewerAlertDialog dialog(alert);
+    dialog.open();
+    dialog.raise();
+    dialog.activateWindow();
+    (void)QApplication::exec();  // always 0: what counts is the dialog's result
+    return dialog.result() == QDialog::Accepted ? ViewerAlertMessage::firstButtonStatus
+                                                : notShownStatus;
+}
+
+}  // namespace
+
+}  // namespace velmora
+
+/// Shows the alert that the host sends over standard input, and tells by its exit status how it was
+/// closed.
+int main(int argumentCount, char** arguments) {
+    const auto message = velmora::receiveMessage();
+    if (!message) {
+        return velmora::notShownStatus;
+    }
+    velmora::privateFolder() = message->privateFolder;
+    // Without its display server the toolkit ends the program by itself, in the ordinary way.
+    (void)std::atexit(velmora::removePrivateFolder);  // else the host removes it
+    std::thread(velmora::endWithHost).detach();
+    velmora::leave(velmora::showAlert(argumentCount, arguments, message->alert));
+}
