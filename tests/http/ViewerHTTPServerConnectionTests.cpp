@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -74,6 +75,26 @@ TEST(ViewerHTTPServer, WaitingConnectionsAreTakenUpInTheOrderOfTheirArrival) {
     }
     host.world.settle();
     EXPECT_EQ(droppedCount(peers), peers.size());
+}
+
+TEST(ViewerHTTPServer, AHandlerThatEndsInSeveralWaysAtOnceMovesTheWaitingOnByOne) {
+    for (std::uint64_t seed = 1; seed <= 50; ++seed) {
+        SCOPED_TRACE(seed);
+        ServedWorld host(seed);
+        host.listen();
+        const auto peers = host.connect(20);
+        host.world.settle();
+        peers.front()->send("POST / HTTP/1.1\r\n\r\n");
+        peers.front()->end();
+        peers.front()->change(ViewerConnectionState::failed);
+        peers.front()->change(ViewerConnectionState::cancelled);
+        for (std::size_t ended = 1; ended <= 4; ++ended) {
+            host.world.settle();
+            EXPECT_EQ(startedCount(peers), 16 + ended);
+            EXPECT_TRUE(peers[15 + ended]->isStarted()) << "the next of those that wait";
+            peers[ended]->end();
+        }
+    }
 }
 
 TEST(ViewerHTTPServer, WaitingDoesNotCountTowardsTheDeadline) {

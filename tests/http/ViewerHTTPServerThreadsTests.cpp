@@ -1,116 +1,24 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <boost/asio/execution.hpp>
-#include <boost/asio/execution_context.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/strand.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <future>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "core/http/ViewerHTTPServer.h"
-#include "core/runtime/ViewerExecutors.h"
-#include "core/runtime/ViewerLock.h"
 #include "core/runtime/ViewerTaskHandle.h"
+#include "tests/support/PooledExecutors.h"
+#include "tests/support/RungClock.h"
 #include "tests/support/ScriptedPeer.h"
 #include "tests/support/ScriptedTransport.h"
 
 namespace velmora {
 namespace {
-
-using Strand = boost::asio::strand<boost::asio::thread_pool::executor_type>;
-
-/// A queue of the pool. Small enough for an executor to hold it without counting references, whose
-/// fences ThreadSanitizer does not understand.
-struct PooledQueue final {
-    boost::asio::thread_pool* pool;
-    Strand* strand;
-
-    friend bool operator==(const PooledQueue&, const PooledQueue&) noexcept = default;
-
-    template <typename Function>
-    void execute(Function&& function) const {
-        boost::asio::post(*strand, std::forward<Function>(function));
-    }
-    boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
-        return *pool;
-    }
-    static constexpr boost::asio::execution::blocking_t query(
-        boost::asio::execution::blocking_t) noexcept {
-        return boost::asio::execution::blocking.never;
-    }
-    PooledQueue require(boost::asio::execution::blocking_t::never_t) const noexcept {
-        return *this;
-    }
-};
-
-/// Every queue and every task on whichever of four threads is free.
-class PooledExecutors final : public ViewerExecutors {
-  public:
-    ViewerExecutor mainExecutor() override { return makeQueue(); }
-    ViewerExecutor taskExecutor() override { return makeQueue(); }
-    ViewerExecutor makeSerialExecutor(std::string_view) override { return makeQueue(); }
-
-    void join() { pool_.join(); }
-
-  private:
-    ViewerExecutor makeQueue() {
-        const ViewerLockGuard guard(lock_);
-        return PooledQueue{&pool_, &strands_.emplace_back(pool_.get_executor())};
-    }
-
-    ViewerLock lock_;
-    boost::asio::thread_pool pool_{4};
-    std::deque<Strand> strands_ VIEWER_GUARDED_BY(lock_);
-};
-
-/// A clock whose timers go off when the test says so. Any thread.
-class RungClock final : public ViewerContinuousClock {
-  public:
-    Instant now() const override { return Instant(); }
-    TimerId schedule(Instant, ViewerExecutor executor, std::function<void()> action) override {
-        const ViewerLockGuard guard(lock_);
-        timers_.emplace(++lastTimer_, std::pair(std::move(executor), std::move(action)));
-        return lastTimer_;
-    }
-    void withdraw(TimerId timer) override {
-        const ViewerLockGuard guard(lock_);
-        timers_.erase(timer);
-    }
-
-    void ring() {
-        std::map<TimerId, Timer> due;
-        {
-            const ViewerLockGuard guard(lock_);
-            std::swap(due, timers_);
-        }
-        for (auto& [id, timer] : due) {
-            boost::asio::post(timer.first, std::move(timer.second));
-        }
-    }
-    std::size_t timers() {
-        const ViewerLockGuard guard(lock_);
-        return timers_.size();
-    }
-
-  private:
-    using Timer = std::pair<ViewerExecutor, std::function<void()>>;
-
-    ViewerLock lock_;
-    TimerId lastTimer_ VIEWER_GUARDED_BY(lock_) = 0;
-    std::map<TimerId, Timer> timers_ VIEWER_GUARDED_BY(lock_);
-};
 
 /// Has no displays and counts its shutdowns. Any thread.
 class EmptyProvider final : public ViewerHostFrameProviding {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -49,6 +50,19 @@ class Counter final : public std::enable_shared_from_this<Counter> {
     int value_ = 0;
 };
 
+/// An actor that has nothing to wait for.
+class Bystander final {
+  public:
+    explicit Bystander(ViewerExecutor executor) : isolation_(std::move(executor)) {}
+
+    ViewerTask<void> enter() const { return isolation_.run(enterIsolated()); }
+
+  private:
+    static ViewerTask<void> enterIsolated() { co_return; }
+
+    ViewerIsolation isolation_;
+};
+
 ViewerTask<void> incrementAndNote(std::shared_ptr<Counter> counter, std::vector<int>* values) {
     const ViewerExecutor before = co_await boost::asio::this_coro::executor;
     const int value = co_await counter->increment();
@@ -64,6 +78,20 @@ TEST(ViewerIsolation, OperationsRunInsideAndTheCallerGoesOnWhereItWas) {
     world.spawn(incrementAndNote(counter, &values));
     world.runToEnd();
     EXPECT_EQ(values, std::vector<int>({1}));
+}
+
+ViewerTask<void> enterAndNote(std::shared_ptr<Bystander> bystander, int* entries) {
+    co_await bystander->enter();
+    ++*entries;
+}
+
+TEST(ViewerIsolation, ACallerThatIsAlreadyInsideGoesOnWithoutAPause) {
+    boost::asio::io_context loop;
+    const auto bystander = std::make_shared<Bystander>(loop.get_executor());
+    int entries = 0;
+    (void)startTask(loop.get_executor(), enterAndNote(bystander, &entries));
+    EXPECT_EQ(loop.poll_one(), 1U);
+    EXPECT_EQ(entries, 1);
 }
 
 TEST(ViewerIsolation, OthersEnterWhileAnOperationWaits) {

@@ -4,14 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/capture/x11/DisplayListOnLoop.h"
 #include "tests/capture/x11/EDIDBlock.h"
 #include "tests/capture/x11/X11Waiting.h"
+#include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
 namespace velmora {
@@ -208,6 +211,30 @@ TEST(ViewerX11DisplayList, ACallerSeesEveryChangeThatWasToldBeforeItCame) {
         EXPECT_TRUE(hasWidth(late->displays, 300 + round));
         server.deleteMonitor("early");
         server.deleteMonitor("late");
+    }
+}
+
+TEST(ViewerX11DisplayList, AChangeDuringAReadingIsNotMissed) {
+    const XServer server;
+    DisplayListOnLoop on(server.displayName());
+    for (int round = 0; round < 50; ++round) {
+        SCOPED_TRACE(round);
+        // The last change comes at any moment of a reading that the one before made necessary.
+        const int lastWidth = 100 + 10 * (round + 1);
+        std::atomic<bool> isOver = false;
+        std::thread changing([&] {
+            const auto client = server.connect();
+            for (int width = lastWidth - 9; width <= lastWidth; ++width) {
+                client->setMonitor("changing", {0, 0, width, 10}, "");
+            }
+            isOver = true;
+        });
+        while (!isOver) {
+            EXPECT_NE(on.get(), nullptr);
+        }
+        changing.join();
+        X11Waiting::untilNoticesAreSent(server);
+        EXPECT_TRUE(hasWidth(on.get(), lastWidth));
     }
 }
 

@@ -50,11 +50,14 @@ TEST(ViewerX11StreamComparison, EveryRowHasItsTurn) {
     XFramebuffer framebuffer(options);
     framebuffer.fill({0, 0, 64, 3}, red);
     CapturedMonitor monitor(framebuffer.server());
+    const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(monitor.begin());
 
     for (std::size_t change = 1; change <= 2; ++change) {
         framebuffer.fill({0, 2, 64, 1}, blue + static_cast<std::uint32_t>(change) * 0x3000);
         EXPECT_TRUE(monitor.recorder().waitForFrames(1 + change));
+        // Every third second is the third row's.
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3 * change));
     }
 }
 

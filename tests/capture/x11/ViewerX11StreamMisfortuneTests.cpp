@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -227,6 +228,29 @@ TEST(ViewerX11StreamMisfortune, AStopDuringAStartFailsTheStartAtOnce) {
     EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-connect") == 0; }));
     EXPECT_EQ(monitor.recorder().frames(), 0U);
     EXPECT_EQ(monitor.recorder().stops(), 0U);
+}
+
+TEST(ViewerX11StreamMisfortune, StreamsThatAreStoppedWhileTheServerHangsLeaveRoomForOthers) {
+    XServer server;
+    const auto connector = std::make_shared<ViewerX11Connector>(server.displayName());
+    ViewerStreamSettings settings;
+    settings.frameIntervalTimescale = 25;
+    server.freeze();
+    const auto start = [&](ViewerX11Stream& stream) {
+        const auto completed = std::make_shared<std::promise<bool>>();
+        EXPECT_TRUE(stream.addOutput(std::make_shared<StreamRecorder>(), "display"));
+        stream.start([completed](bool succeeded) { completed->set_value(succeeded); });
+        return completed->get_future();
+    };
+    constexpr int manyMoreThanTheLineHolds = 200;
+    for (int i = 0; i < manyMoreThanTheLineHolds; ++i) {
+        ViewerX11Stream stopped(connector, {}, settings);
+        (void)start(stopped);  // Fails with the stop.
+        stopped.stop([](bool) {});
+    }
+
+    ViewerX11Stream last(connector, {}, settings);
+    EXPECT_TRUE(start(last).get()) << "it waits in the line for its connection";
 }
 
 TEST(ViewerX11StreamMisfortune, AMonitorThatIsNotThereFailsTheStart) {

@@ -4,6 +4,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -27,11 +28,11 @@ constexpr std::size_t clientCount = 200;
 
 const ViewerHostResponseBytes answer("HEAD", ViewerBytes(std::string(30'000, 'x')));
 
-/// The system's clock, which reports each timer that is set.
+/// Another clock, each timer of which is reported when it is set.
 class ReportingClock final : public ViewerContinuousClock {
   public:
-    ReportingClock(boost::asio::io_context& loop, std::function<void()> report)
-        : clock_(std::make_shared<ViewerBoottimeClock>(loop)), report_(std::move(report)) {}
+    ReportingClock(std::shared_ptr<ViewerContinuousClock> clock, std::function<void()> report)
+        : clock_(std::move(clock)), report_(std::move(report)) {}
 
     Instant now() const override { return clock_->now(); }
     TimerId schedule(Instant deadline, ViewerExecutor executor,
@@ -42,7 +43,7 @@ class ReportingClock final : public ViewerContinuousClock {
     void withdraw(TimerId timer) override { clock_->withdraw(timer); }
 
   private:
-    const std::shared_ptr<ViewerBoottimeClock> clock_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
     const std::function<void()> report_;
 };
 
@@ -70,6 +71,23 @@ void serve(const ServerProcess::Parent& parent, boost::asio::io_context& loop,
         prepare();
         parent.tellPort(server.port());
     });
+}
+
+/// Serves on a clock that stands still, and tells of each timer that is set: the first is that of a
+/// pause, as long as no client has asked for anything.
+void serveWhileTheClockStandsStill(const ServerProcess::Parent& parent) {
+    boost::asio::io_context loop;
+    const auto clock = std::make_shared<ReportingClock>(std::make_shared<ManualClock>(),
+                                                        [&] { parent.tellEvent(); });
+    serve(parent, loop, clock, limitOwnDescriptors);
+}
+
+std::vector<int> takeEveryDescriptor() {
+    std::vector<int> taken;
+    for (int descriptor = 0; (descriptor = ::dup(STDIN_FILENO)) >= 0;) {
+        taken.push_back(descriptor);
+    }
+    return taken;
 }
 
 std::vector<SocketClient> connect(std::uint16_t port) {
@@ -100,8 +118,9 @@ TEST(ViewerSocketListener, WaitsWithoutSpinningForDescriptorsAndLosesNobody) {
     meetEveryType();
     const ServerProcess server([](const ServerProcess::Parent& parent) {
         boost::asio::io_context loop;
-        serve(parent, loop, std::make_shared<ReportingClock>(loop, [&] { parent.tellEvent(); }),
-              limitOwnDescriptors);
+        const auto clock = std::make_shared<ReportingClock>(
+            std::make_shared<ViewerBoottimeClock>(loop), [&] { parent.tellEvent(); });
+        serve(parent, loop, clock, limitOwnDescriptors);
     });
     std::vector<SocketClient> clients = connect(server.readPort());
     const auto before = server.processorTime();
@@ -115,14 +134,23 @@ TEST(ViewerSocketListener, WaitsWithoutSpinningForDescriptorsAndLosesNobody) {
 
 TEST(ViewerSocketListener, GoesOnWhenAConnectionOfItsOwnHasGone) {
     meetEveryType();
-    const ServerProcess server([](const ServerProcess::Parent& parent) {
-        boost::asio::io_context loop;
-        serve(parent, loop, std::make_shared<ManualClock>(), limitOwnDescriptors);
-    });
-    // The clock stands still, so that no pause ends by itself; and no client closes its side, so
-    // that lingering sockets have to make room.
+    const ServerProcess server(serveWhileTheClockStandsStill);
+    // No pause ends by itself, and no client closes its side, so that lingering sockets have to
+    // make room.
     std::vector<SocketClient> clients = connect(server.readPort());
+    ASSERT_TRUE(server.readEvents(1)) << "the descriptors have run out";
     EXPECT_EQ(wholeAnswers(clients), clientCount);
+}
+
+TEST(ViewerSocketListener, GoesOnWhenAConnectionThatAskedForNothingHasGone) {
+    meetEveryType();
+    const ServerProcess server(serveWhileTheClockStandsStill);
+    const std::uint16_t port = server.readPort();
+    std::vector<SocketClient> silent = connect(port);
+    ASSERT_TRUE(server.readEvents(1)) << "the descriptors have run out";
+    std::vector<SocketClient> asking = connect(port);
+    silent.clear();
+    EXPECT_EQ(wholeAnswers(asking), clientCount);
 }
 
 TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
@@ -131,25 +159,52 @@ TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
         boost::asio::io_context loop;
         std::vector<int> taken;
         std::size_t pauses = 0;
-        const auto clock = std::make_shared<ReportingClock>(loop, [&] {
-            // Freed behind the listener's back in its third pause.
-            if (++pauses == 3) {
-                for (const int descriptor : taken) {
-                    ::close(descriptor);
+        const auto clock =
+            std::make_shared<ReportingClock>(std::make_shared<ViewerBoottimeClock>(loop), [&] {
+                // Freed behind the listener's back in its third pause.
+                if (++pauses == 3) {
+                    for (const int descriptor : taken) {
+                        ::close(descriptor);
+                    }
                 }
-            }
-        });
+            });
         serve(parent, loop, clock, [&] {
             limitOwnDescriptors();
-            int descriptor = 0;
-            while ((descriptor = ::dup(STDIN_FILENO)) >= 0) {
-                taken.push_back(descriptor);
-            }
+            taken = takeEveryDescriptor();
         });
     });
     SocketClient client(server.readPort());
     client.send("GET / HTTP/1.1\r\n\r\n");
     EXPECT_TRUE(client.receiveAll().bytes == answer.joined());
+}
+
+TEST(ViewerSocketListener, OneCancelledInItsPauseLeavesNoTimer) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        const auto clock = std::make_shared<ManualClock>();
+        (void)clock->now();  // meets its type
+        const auto listener = std::make_shared<ViewerSocketListener>(0, clock);
+        std::vector<ViewerListenerState> states;
+        listener->setStateHandler(
+            [&](ViewerListenerState state, const std::string&) { states.push_back(state); });
+        listener->start(loop.get_executor());
+        (void)loop.poll();
+        limitOwnDescriptors();
+        const std::vector<int> taken = takeEveryDescriptor();
+        ::close(taken.back());
+        const SocketClient client(listener->port().value_or(0));
+        while (clock->pendingTimers() == 0) {
+            (void)loop.run_one();
+        }
+        listener->cancel();
+        loop.restart();  // in its pause the listener waits for nothing on the loop
+        (void)loop.poll();
+        if (states.back() == ViewerListenerState::cancelled && clock->pendingTimers() == 0) {
+            parent.tellEvent();
+        }
+    });
+    EXPECT_TRUE(server.readEvents(1));
 }
 
 }  // namespace velmora
