@@ -124,13 +124,11 @@ QBoxLayout* ViewerAlertDialog::makeButtons(const std::vector<std::string>& texts
     for (const std::string& text : texts) {
         // An ampersand would mark a key.
         auto* const button = new QPushButton(textOf(text).replace(u'&', QStringLiteral("&&")));
+        // The row begins with what keeps the buttons to its end. A dialog's first button is its
+        // default one.
         const bool isFirst = row->count() == 1;
         connect(button, &QPushButton::clicked, this, isFirst ? &QDialog::accept : &QDialog::reject);
         row->addWidget(button);
-        if (isFirst) {
-            button->setDefault(true);
-            button->setFocus();
-        }
     }
     return row;
 }
