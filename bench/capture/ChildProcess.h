@@ -21,6 +21,8 @@ class ChildProcess final {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    pid_t id() const { return id_; }
+
     /// What of its output comes by the deadline, at most as much as a read brings: empty when
     /// nothing came.
     std::string read(std::chrono::steady_clock::time_point deadline);
