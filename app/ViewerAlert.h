@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora {
@@ -13,7 +14,11 @@ enum class ViewerAlertWording { mac, linuxDesktop };
 /// What a modal alert shows. A plain value; any thread.
 struct ViewerAlert final {
     ViewerAlert(ViewerAlertStyle alertStyle, std::string alertTitle, std::string alertText,
-                std::vector<std::string> alertButtons);
+                std::vector<std::string> alertButtons)
+        : style(alertStyle),
+          title(std::move(alertTitle)),
+          informativeText(std::move(alertText)),
+          buttons(std::move(alertButtons)) {}
 
     friend bool operator==(const ViewerAlert&, const ViewerAlert&) = default;
 

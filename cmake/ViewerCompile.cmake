@@ -23,3 +23,15 @@ if(VIEWER_SANITIZE)
         -fno-sanitize-recover=all)
     target_link_options(ViewerCompile INTERFACE -fsanitize=${VIEWER_SANITIZE})
 endif()
+
+set(platform linux)
+if(APPLE)
+    set(platform mac)
+endif()
+
+# Says which headers a library has; patterns are relative to the folder of the CMakeLists.txt.
+function(viewer_headers target)
+    file(GLOB headers CONFIGURE_DEPENDS ${ARGN})
+    target_sources(${target} PUBLIC
+        FILE_SET HEADERS BASE_DIRS ${CMAKE_SOURCE_DIR} FILES ${headers})
+endfunction()

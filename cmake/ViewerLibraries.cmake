@@ -2,12 +2,13 @@
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED)
 
-# Asio and Boost.JSON, compiled once in a source of ours instead of in every user.
-add_library(ViewerBoost INTERFACE)
-target_include_directories(ViewerBoost SYSTEM INTERFACE ${Boost_INCLUDE_DIRS})
-target_compile_definitions(ViewerBoost INTERFACE
+# Boost.JSON and Asio are compiled once, in sources of ours, instead of in every user.
+add_library(ViewerBoostHeaders INTERFACE)
+target_include_directories(ViewerBoostHeaders SYSTEM INTERFACE ${Boost_INCLUDE_DIRS})
+add_library(ViewerAsio INTERFACE)
+target_compile_definitions(ViewerAsio INTERFACE
     BOOST_ASIO_SEPARATE_COMPILATION BOOST_ASIO_NO_DEPRECATED)
-target_link_libraries(ViewerBoost INTERFACE Threads::Threads)
+target_link_libraries(ViewerAsio INTERFACE ViewerBoostHeaders Threads::Threads)
 
 if(APPLE)
     add_library(ViewerFrameworks INTERFACE)

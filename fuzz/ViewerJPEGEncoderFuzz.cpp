@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "core/capture/ViewerJPEGEncoder.h"
-#include "core/capture/linux/ViewerAreaAverage.h"
+#include "core/capture/ViewerTargetSize.h"
+#include "core/capture/linux/imaging/ViewerAreaAverage.h"
 #include "core/runtime/ViewerCheck.h"
 
 namespace {

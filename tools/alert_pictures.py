@@ -54,7 +54,7 @@ def write_png(path, rows):
 
 def use(action, button, environment):
     output = subprocess.run(
-        ["/usr/bin/python3", "-W", "ignore", ROOT / "tests/support/accessible_alert.py", action,
+        ["/usr/bin/python3", "-W", "ignore", ROOT / "tests/support/desktop/accessible_alert.py", action,
          button, "20"], env=environment, check=True, stdout=subprocess.PIPE, text=True).stdout
     return json.loads(output[output.index('{"role"'):])
 

@@ -4,7 +4,7 @@
 Usage: check_mac_build.py [ROOT]. Configures the build for macOS and looks at all that it would do:
   * every source that belongs to it is in it, and nothing of Linux's;
   * every source passes the compiler with the build's own warnings: portable ones against libc++
-    without what macOS 13 lacks, Objective-C++ with ARC against the declarations in tests/doubles;
+    without what macOS 13 lacks, Objective-C++ with ARC against the declarations in tests/mac/frameworks;
   * the bundle is laid out, described and installed as it has to be.
 Prints what is wrong and exits with 1. Needs clang 19 and its libc++.
 """
@@ -68,7 +68,7 @@ def check_command(root, command):
             kept.append(argument)
     own = ["-fsyntax-only", "-stdlib=libc++"]
     if "objective-c++" in kept:
-        own += ["-isystem", str(root / "tests/doubles/include"), "-fobjc-runtime=macosx-13.0",
+        own += ["-isystem", str(root / "tests/mac/frameworks/include"), "-fobjc-runtime=macosx-13.0",
                 "-fblocks"]
     else:
         own += ["-include", str(root / "tests/tools/MacOS13.h")]

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Compares the macOS interfaces that docs/macos.md lists with those that the adapters are checked
-against (tests/doubles/include) and with the adapters themselves.
+against (tests/mac/frameworks/include) and with the adapters themselves.
 
 Usage: check_mac_table.py [ROOT]. Prints each difference and exits with 1. The rules: what is
 declared is listed and the other way round, under the same framework, with a version that the
@@ -12,7 +12,7 @@ import re
 import sys
 
 DOCUMENT = "docs/macos.md"
-DECLARATIONS = "tests/doubles/include"
+DECLARATIONS = "tests/mac/frameworks/include"
 OLDEST_SYSTEM = (13, 0)
 # Part of the language's spelling, no interface; and the GNU runtime's own headers.
 SPELLING = {"nil", "YES", "NO", "NS_UNAVAILABLE"}

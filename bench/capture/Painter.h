@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 
 namespace velmora::bench {

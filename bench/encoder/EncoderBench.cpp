@@ -13,9 +13,9 @@
 #include "bench/encoder/DesktopPicture.h"
 #include "bench/encoder/ExactAverage.h"
 #include "core/capture/ViewerJPEGEncoder.h"
-#include "core/capture/linux/ViewerAreaAverage.h"
-#include "core/capture/linux/ViewerJPEGCompressor.h"
-#include "core/capture/linux/ViewerYUVPlanes.h"
+#include "core/capture/linux/imaging/ViewerAreaAverage.h"
+#include "core/capture/linux/imaging/ViewerJPEGCompressor.h"
+#include "core/capture/linux/imaging/ViewerYUVPlanes.h"
 #include "core/runtime/ViewerCheck.h"
 
 namespace velmora::bench {

@@ -7,6 +7,7 @@
 
 #include "core/capture/ViewerJPEGEncoder.h"
 #include "core/capture/ViewerPlatformCall.h"
+#include "core/capture/ViewerTargetSize.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerLock.h"

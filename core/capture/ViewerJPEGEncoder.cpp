@@ -1,25 +1,13 @@
 #include "core/capture/ViewerJPEGEncoder.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "core/capture/ViewerImaging.h"
+#include "core/capture/ViewerTargetSize.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
 
 namespace velmora {
-
-ViewerTargetSize ViewerJPEGEncoder::targetSize(std::int64_t width, std::int64_t height) {
-    if (width < 1 || height < 1) {
-        return {1, 1};
-    }
-    const auto sourceWidth = static_cast<double>(width);
-    const auto sourceHeight = static_cast<double>(height);
-    const double scale = std::min({static_cast<double>(maxPreviewWidth) / sourceWidth,
-                                   static_cast<double>(maxPreviewHeight) / sourceHeight, 1.0});
-    return {std::max(std::floor(scale * sourceWidth), 1.0),
-            std::max(std::floor(scale * sourceHeight), 1.0)};
-}
 
 std::optional<ViewerBytes> ViewerJPEGEncoder::encode(const ViewerPixelBuffer& buffer,
                                                      double quality) {

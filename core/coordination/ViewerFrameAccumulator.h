@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "core/protocol/ViewerBytes.h"
 #include "core/protocol/ViewerHostFrame.h"
-#include "core/runtime/ViewerBytes.h"
 #include "core/runtime/ViewerLock.h"
 
 namespace velmora {

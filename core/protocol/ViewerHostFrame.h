@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "core/runtime/ViewerBytes.h"
+#include "core/protocol/ViewerBytes.h"
 
 namespace velmora {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/runtime/ViewerBytes.h"
+#include "core/protocol/ViewerBytes.h"
 
 namespace velmora {
 

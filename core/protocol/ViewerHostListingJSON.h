@@ -3,9 +3,9 @@
 #include <optional>
 #include <string_view>
 
+#include "core/protocol/ViewerBytes.h"
 #include "core/protocol/ViewerHostDisplay.h"
 #include "core/protocol/ViewerHostDisplayListing.h"
-#include "core/runtime/ViewerBytes.h"
 
 namespace velmora {
 

@@ -6,7 +6,7 @@
 
 #include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/support/PrivateNetwork.h"
+#include "tests/support/system/PrivateNetwork.h"
 
 namespace velmora {
 

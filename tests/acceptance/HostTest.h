@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "core/protocol/ViewerHostDisplay.h"
-#include "tests/support/HTTPClient.h"
-#include "tests/support/HostProcess.h"
-#include "tests/support/JPEGPicture.h"
-#include "tests/support/XPainter.h"
-#include "tests/support/XServer.h"
+#include "tests/support/system/HTTPClient.h"
+#include "tests/support/system/HostProcess.h"
+#include "tests/support/system/JPEGPicture.h"
+#include "tests/support/x11/XPainter.h"
+#include "tests/support/x11/XServer.h"
 
 namespace velmora {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/acceptance/HostTest.h"
-#include "tests/capture/x11/XAuthority.h"
+#include "tests/support/x11/XAuthority.h"
 
 namespace velmora {
 

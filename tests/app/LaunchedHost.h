@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "app/ViewerHostApplicationDelegate.h"
-#include "tests/support/ScriptedApplicationShell.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/app/ScriptedApplicationShell.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 
 #include "app/ViewerAlertCatalogue.h"
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/ScriptedApplicationShell.h"
+#include "tests/support/app/ScriptedApplicationShell.h"
 
 namespace velmora {
 

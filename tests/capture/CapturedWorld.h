@@ -10,11 +10,11 @@
 #include "core/capture/MacDisplayCaptureSession.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerTask.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/FakeScreenCapture.h"
-#include "tests/support/PaintedPicture.h"
-#include "tests/support/SimulatedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/capture/PaintedPicture.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 

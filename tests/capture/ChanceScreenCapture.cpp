@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "tests/support/PaintedPicture.h"
+#include "tests/support/capture/PaintedPicture.h"
 
 namespace velmora {
 

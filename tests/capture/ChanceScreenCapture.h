@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
-#include "core/runtime/ViewerBytes.h"
+#include "core/protocol/ViewerBytes.h"
 #include "core/runtime/ViewerContinuousClock.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "core/capture/MacDisplayCaptureSource.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/FakeScreenCapture.h"
-#include "tests/support/SimulatedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 

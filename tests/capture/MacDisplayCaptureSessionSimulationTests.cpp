@@ -12,8 +12,8 @@
 #include "core/capture/MacDisplayCaptureSession.h"
 #include "core/runtime/ViewerTaskHandle.h"
 #include "tests/capture/ChanceScreenCapture.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

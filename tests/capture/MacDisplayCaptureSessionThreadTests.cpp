@@ -12,7 +12,7 @@
 #include "core/runtime/ViewerTaskHandle.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 #include "core/runtime/linux/ViewerLoopExecutors.h"
-#include "tests/support/PaintedPicture.h"
+#include "tests/support/capture/PaintedPicture.h"
 
 namespace velmora {
 namespace {

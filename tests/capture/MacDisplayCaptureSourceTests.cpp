@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/capture/ListedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 namespace {

@@ -8,9 +8,9 @@
 
 #include "core/capture/MacDisplayCaptureSource.h"
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/FakeScreenCapture.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

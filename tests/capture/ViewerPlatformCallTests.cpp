@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

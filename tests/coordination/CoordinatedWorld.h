@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "core/coordination/ViewerCaptureCoordinator.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/ScriptedCaptureSource.h"
-#include "tests/support/SimulatedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/capture/ScriptedCaptureSource.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 

@@ -17,8 +17,8 @@
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "core/runtime/ViewerIsolation.h"
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/PooledExecutors.h"
-#include "tests/support/RungClock.h"
+#include "tests/support/runtime/PooledExecutors.h"
+#include "tests/support/runtime/RungClock.h"
 
 namespace velmora {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "tests/coordination/CoordinatedWorld.h"
-#include "tests/support/ScriptedClock.h"
+#include "tests/support/runtime/ScriptedClock.h"
 
 namespace velmora {
 namespace {

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "core/http/ViewerConnectionHandler.h"
-#include "tests/support/BorrowedClock.h"
-#include "tests/support/FakeFrameProvider.h"
-#include "tests/support/PausingFrameProvider.h"
-#include "tests/support/ScriptedGate.h"
-#include "tests/support/ScriptedPeer.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/http/FakeFrameProvider.h"
+#include "tests/support/http/PausingFrameProvider.h"
+#include "tests/support/http/ScriptedPeer.h"
+#include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/ScriptedGate.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 

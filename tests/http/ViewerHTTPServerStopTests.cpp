@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/http/ViewerHTTPServer.h"
-#include "tests/support/ServedWorld.h"
+#include "tests/support/http/ServedWorld.h"
 
 namespace velmora {
 namespace {

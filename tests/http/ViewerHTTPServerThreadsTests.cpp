@@ -12,10 +12,10 @@
 
 #include "core/http/ViewerHTTPServer.h"
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/PooledExecutors.h"
-#include "tests/support/RungClock.h"
-#include "tests/support/ScriptedPeer.h"
-#include "tests/support/ScriptedTransport.h"
+#include "tests/support/http/ScriptedPeer.h"
+#include "tests/support/http/ScriptedTransport.h"
+#include "tests/support/runtime/PooledExecutors.h"
+#include "tests/support/runtime/RungClock.h"
 
 namespace velmora {
 namespace {

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "tests/doubles/bridge/AutoreleasePool.h"
-#include "tests/doubles/dispatch/DispatchWorld.h"
+#include "tests/mac/frameworks/dispatch/DispatchWorld.h"
+#include "tests/mac/objc/AutoreleasePool.h"
 
 namespace velmora {
 

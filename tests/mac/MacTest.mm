@@ -6,12 +6,12 @@
 
 #include <cstdint>
 
-#include "tests/doubles/FrameworkCalls.h"
-#include "tests/doubles/LiveObjects.h"
-#include "tests/doubles/application/ApplicationScript.h"
-#include "tests/doubles/imaging/ImagingScript.h"
-#include "tests/doubles/network/FakeListener.h"
-#include "tests/doubles/screen/ScreenScript.h"
+#include "tests/mac/frameworks/FrameworkCalls.h"
+#include "tests/mac/frameworks/LiveObjects.h"
+#include "tests/mac/frameworks/application/ApplicationScript.h"
+#include "tests/mac/frameworks/imaging/ImagingScript.h"
+#include "tests/mac/frameworks/network/FakeListener.h"
+#include "tests/mac/frameworks/screen/ScreenScript.h"
 
 namespace velmora {
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/FakeFrameProvider.h"
-#include "tests/support/SimulatedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/http/FakeFrameProvider.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 namespace {

@@ -17,7 +17,7 @@
 
 #include "core/runtime/ViewerTaskHandle.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

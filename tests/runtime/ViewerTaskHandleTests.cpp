@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerOneShot.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <variant>
 
-#include "tests/support/BorrowedClock.h"
+#include "tests/support/runtime/BorrowedClock.h"
 
 namespace velmora {
 

@@ -10,9 +10,9 @@
 #include "core/http/ViewerHTTPServer.h"
 #include "tests/simulation/SimulatedClient.h"
 #include "tests/simulation/SimulatedProvider.h"
-#include "tests/support/ScriptedTransport.h"
-#include "tests/support/SimulatedWorld.h"
-#include "tests/support/SpawnedAnswer.h"
+#include "tests/support/http/ScriptedTransport.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/runtime/SpawnedAnswer.h"
 
 namespace velmora {
 

@@ -8,9 +8,9 @@
 
 #include "core/runtime/ViewerTask.h"
 #include "tests/simulation/SimulatedExchange.h"
-#include "tests/support/ScriptedListener.h"
-#include "tests/support/ScriptedPeer.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/http/ScriptedListener.h"
+#include "tests/support/http/ScriptedPeer.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 

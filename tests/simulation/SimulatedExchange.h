@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/FakeFrameProvider.h"
+#include "tests/support/http/FakeFrameProvider.h"
 
 namespace velmora {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "core/coordination/ViewerHostFrameProviding.h"
-#include "tests/support/FakeFrameProvider.h"
-#include "tests/support/SimulatedWorld.h"
+#include "tests/support/http/FakeFrameProvider.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 

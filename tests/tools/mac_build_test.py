@@ -22,7 +22,7 @@ class Build(unittest.TestCase):
 
     def findings(self, name, text, kind=""):
         with SourceTree({name: text}) as root:
-            for folder in ("tests/doubles/include", "tests/tools"):
+            for folder in ("tests/mac/frameworks/include", "tests/tools"):
                 (root / folder).parent.mkdir(parents=True, exist_ok=True)
                 (root / folder).symlink_to(ROOT / folder)
             command = (f"clang++-19 -isystem /usr/include -mmacosx-version-min=13.0 {kind} "

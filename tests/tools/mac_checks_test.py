@@ -76,7 +76,7 @@ KitCreate(a); KitLimit;
 
     def problems(self, rows, header=HEADER, code=CODE):
         document = "\n".join(f"| Kit | `{name}` | {since} | words |" for name, since in rows)
-        with SourceTree({"docs/macos.md": document, "tests/doubles/include/Kit/Kit.h": header,
+        with SourceTree({"docs/macos.md": document, "tests/mac/frameworks/include/Kit/Kit.h": header,
                    "core/x/mac/A.mm": code, "core/x/A.mm": "neverUsed"}) as root:
             return list(check_mac_table.problems(root))
 
@@ -111,7 +111,7 @@ KitCreate(a); KitLimit;
                               ("KitCreate()", "KitCreate(a)"),
                               ("-[KitDelegate kit:didStop:]", "didStop:")):
             self.assertEqual(self.problems(self.rows(), code=self.CODE.replace(without, "")),
-                             [f"tests/doubles/include: Kit `{name}` is used nowhere"])
+                             [f"tests/mac/frameworks/include: Kit `{name}` is used nowhere"])
 
     def test_what_the_compiler_calls_for_literals_is_used_by_them(self):
         header = "@interface NSNumber : NSObject\n+ (NSNumber*)numberWithBool:(bool)value;\n@end\n"

@@ -16,7 +16,7 @@
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 #include "core/runtime/linux/ViewerLoopExecutors.h"
 #include "tests/http/linux/RefusedCall.h"
-#include "tests/support/FakeFrameProvider.h"
+#include "tests/support/http/FakeFrameProvider.h"
 
 namespace velmora {
 

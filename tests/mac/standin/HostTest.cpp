@@ -4,7 +4,7 @@
 
 #include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/doubles/network/FakeListener.h"
+#include "tests/mac/frameworks/network/FakeListener.h"
 
 namespace velmora {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
-#include "core/capture/linux/ViewerAreaAverage.h"
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerAreaAverage.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 
 namespace velmora {
 

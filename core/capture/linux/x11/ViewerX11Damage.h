@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 
 namespace velmora {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 
 namespace velmora {

@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "core/capture/ViewerJPEGEncoder.h"
+#include "core/capture/ViewerTargetSize.h"
 #include "core/capture/linux/x11/ViewerX11Bands.h"
 
 namespace velmora {

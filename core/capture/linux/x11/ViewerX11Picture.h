@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/capture/ViewerPixelBuffer.h"
-#include "core/capture/linux/ViewerAreaAverage.h"
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerAreaAverage.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11RootReader.h"
 

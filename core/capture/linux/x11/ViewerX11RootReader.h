@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/capture/linux/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 #include "core/capture/linux/x11/ViewerX11SharedMemory.h"

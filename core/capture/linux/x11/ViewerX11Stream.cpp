@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/capture/linux/x11/ViewerX11Capture.h"
+#include "core/capture/linux/x11/ViewerX11MonitorCapture.h"
 #include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerLock.h"
@@ -161,7 +161,7 @@ void ViewerX11Stream::Run::connected(const std::shared_ptr<ViewerX11Connection>&
 
 void ViewerX11Stream::Run::capture(const std::shared_ptr<ViewerX11Connection>& connection) {
     (void)::pthread_setname_np(::pthread_self(), threadName(queueLabel_).c_str());
-    ViewerX11Capture(connection, uuidText_, frameInterval_)
+    ViewerX11MonitorCapture(connection, uuidText_, frameInterval_)
         .run([this](const ViewerPixelBuffer& pixels) { deliver(pixels); });
     end();
 }

@@ -17,11 +17,11 @@
 #include <vector>
 
 #include "core/protocol/ViewerHostDisplay.h"
-#include "tests/mac/MacClient.h"
-#include "tests/mac/MacDesktop.h"
-#include "tests/mac/MacHost.h"
+#include "tests/acceptance/mac/MacClient.h"
+#include "tests/acceptance/mac/MacDesktop.h"
+#include "tests/acceptance/mac/MacHost.h"
 #include "tests/mac/MacTest.h"
-#include "tests/support/JPEGPicture.h"
+#include "tests/support/system/JPEGPicture.h"
 
 namespace velmora {
 

@@ -1,0 +1,86 @@
+#include "app/mac/ViewerAppKitAlertPanel.h"
+
+#import <AppKit/AppKit.h>
+#import <Foundation/Foundation.h>
+
+#include <string>
+#include <utility>
+
+#include "core/runtime/mac/ViewerFoundationText.h"
+
+namespace velmora {
+
+namespace {
+
+NSAlertStyle styleOf(ViewerAlertStyle style) {
+    switch (style) {
+        case ViewerAlertStyle::warning:
+            return NSAlertStyleWarning;
+        case ViewerAlertStyle::informational:
+            return NSAlertStyleInformational;
+        case ViewerAlertStyle::critical:
+            return NSAlertStyleCritical;
+    }
+}
+
+NSString* shownText(const std::string& text) {
+    NSString* const shown = ViewerFoundationText::stringOf(text);
+    return shown != nil ? shown : @"";
+}
+
+NSAlert* panelOf(const ViewerAlert& alert) {
+    NSAlert* const panel = [[NSAlert alloc] init];
+    panel.alertStyle = styleOf(alert.style);
+    panel.messageText = shownText(alert.title);
+    panel.informativeText = shownText(alert.informativeText);
+    for (const std::string& button : alert.buttons) {
+        (void)[panel addButtonWithTitle:shownText(button)];  // in order; nothing else to set
+    }
+    return panel;
+}
+
+/// A modal loop looks whether it was stopped only when an event has come.
+void wakeModalLoop() {
+    NSEvent* const event = [NSEvent otherEventWithType:NSEventTypeApplicationDefined
+                                              location:CGPoint()
+                                         modifierFlags:NSEventModifierFlags()
+                                             timestamp:0
+                                          windowNumber:0
+                                               context:nil
+                                               subtype:0
+                                                 data1:0
+                                                 data2:0];
+    if (event != nil) {
+        [NSApplication.sharedApplication postEvent:event atStart:YES];
+    }
+}
+
+}  // namespace
+
+void ViewerAppKitAlertPanel::show(ViewerAlert alert, Completion completion) {
+    isClosed_ = false;
+    const std::shared_ptr<ViewerAppKitAlertPanel> self = shared_from_this();
+    [NSRunLoop.mainRunLoop performBlock:^{
+      completion(self->run(alert));
+    }];
+}
+
+void ViewerAppKitAlertPanel::close() {
+    isClosed_ = true;
+    if (isModal_) {
+        [NSApplication.sharedApplication stopModalWithCode:NSModalResponseStop];
+        wakeModalLoop();
+    }
+}
+
+bool ViewerAppKitAlertPanel::run(const ViewerAlert& alert) {
+    if (isClosed_) {
+        return false;
+    }
+    isModal_ = true;
+    const NSModalResponse response = [panelOf(alert) runModal];
+    isModal_ = false;
+    return response == NSAlertFirstButtonReturn;
+}
+
+}  // namespace velmora

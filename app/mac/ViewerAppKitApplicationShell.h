@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+
+#include "app/ViewerApplicationShell.h"
+#include "app/mac/ViewerAppKitAlertPanel.h"
+#include "app/mac/ViewerAppKitApplicationDelegate.h"
+#include "core/runtime/mac/ViewerDispatchExecutors.h"
+
+namespace velmora {
+
+/// The shell on macOS: an AppKit application without a Dock icon or a menu bar. Main thread only.
+class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
+  public:
+    ViewerAppKitApplicationShell();
+
+    void ignoreSignal(int signal) override;
+    std::shared_ptr<ViewerSignalSource> makeSignalSource(int signal,
+                                                         std::function<void()> handler) override;
+    /// AppKit ends the process itself, with status 0.
+    int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
+    void terminate() override;
+    [[noreturn]] void exit(int status) override;
+    void preflightAccess(AccessCompletion completion) override;
+    void requestAccess(AccessCompletion completion) override;
+    void bringToFront() override;
+    void showAlert(ViewerAlert alert, AlertCompletion completion) override;
+    void closeAlert() override;
+    void openURL(std::string_view url) override;
+    ViewerAlertWording alertWording() override;
+    std::optional<std::string> languageCode() override;
+    std::optional<std::string> machineName() override;
+    void printLine(std::string_view line) override;
+    ViewerExecutors& executors() override;
+    std::shared_ptr<ViewerContinuousClock> clock() override;
+    std::shared_ptr<ViewerTransport> makeTransport() override;
+    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
+
+  private:
+    ViewerDispatchExecutors executors_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
+    const std::shared_ptr<ViewerAppKitAlertPanel> alertPanel_;
+    /// The application itself holds it weakly.
+    ViewerAppKitApplicationDelegate* delegate_ = nil;
+};
+
+}  // namespace velmora

@@ -1,0 +1,130 @@
+#include "app/mac/ViewerAppKitApplicationShell.h"
+
+#import <AppKit/AppKit.h>
+#import <CoreGraphics/CoreGraphics.h>
+#import <Foundation/Foundation.h>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "app/ViewerLineOutput.h"
+#include "app/mac/ViewerDispatchSignalSource.h"
+#include "core/runtime/ViewerCheck.h"
+#include "core/runtime/mac/ViewerDispatchClock.h"
+#include "core/runtime/mac/ViewerFoundationText.h"
+
+namespace velmora {
+
+namespace {
+
+/// How long a full standard output may hold the line, and with it the main thread, up.
+constexpr std::chrono::seconds outputPatience{1};
+
+}  // namespace
+
+ViewerAppKitApplicationShell::ViewerAppKitApplicationShell()
+    : clock_(ViewerDispatchClock::make()), alertPanel_(std::make_shared<ViewerAppKitAlertPanel>()) {
+    // A reader that is gone is an error of the write, not the end of the process.
+    (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
+}
+
+void ViewerAppKitApplicationShell::ignoreSignal(int signal) {
+    const bool isIgnored = std::signal(signal, SIG_IGN) != SIG_ERR;
+    viewerCheck(isIgnored, "the signal can be ignored");
+}
+
+std::shared_ptr<ViewerSignalSource> ViewerAppKitApplicationShell::makeSignalSource(
+    int signal, std::function<void()> handler) {
+    return std::make_shared<ViewerDispatchSignalSource>(signal, std::move(handler));
+}
+
+int ViewerAppKitApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
+    NSApplication* const application = NSApplication.sharedApplication;
+    // The bundle says the same; where it is refused, a Dock icon is all that differs.
+    (void)[application setActivationPolicy:NSApplicationActivationPolicyAccessory];
+    delegate_ = [[ViewerAppKitApplicationDelegate alloc] initWithDelegate:std::move(delegate)];
+    application.delegate = delegate_;
+    [application run];
+    return EXIT_SUCCESS;
+}
+
+void ViewerAppKitApplicationShell::terminate() {
+    [NSApplication.sharedApplication terminate:nil];
+}
+
+void ViewerAppKitApplicationShell::exit(int status) {
+    // Standard output is written without a buffer: there is nothing to flush.
+    ::_exit(status);
+}
+
+void ViewerAppKitApplicationShell::preflightAccess(AccessCompletion completion) {
+    completion(CGPreflightScreenCaptureAccess());
+}
+
+void ViewerAppKitApplicationShell::requestAccess(AccessCompletion completion) {
+    completion(CGRequestScreenCaptureAccess());
+}
+
+void ViewerAppKitApplicationShell::bringToFront() {
+    [NSApplication.sharedApplication activateIgnoringOtherApps:YES];
+}
+
+void ViewerAppKitApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
+    alertPanel_->show(std::move(alert), std::move(completion));
+}
+
+void ViewerAppKitApplicationShell::closeAlert() {
+    alertPanel_->close();
+}
+
+void ViewerAppKitApplicationShell::openURL(std::string_view url) {
+    NSString* const text = ViewerFoundationText::stringOf(url);
+    NSURL* const page = text != nil ? [NSURL URLWithString:text] : nil;
+    if (page != nil) {
+        (void)[NSWorkspace.sharedWorkspace openURL:page];  // the user sees whether it opened
+    }
+}
+
+ViewerAlertWording ViewerAppKitApplicationShell::alertWording() {
+    return ViewerAlertWording::mac;
+}
+
+std::optional<std::string> ViewerAppKitApplicationShell::languageCode() {
+    const id code = [NSLocale.currentLocale objectForKey:NSLocaleLanguageCode];
+    return [code isKindOfClass:[NSString class]] ? ViewerFoundationText::textOf(code)
+                                                 : std::nullopt;
+}
+
+std::optional<std::string> ViewerAppKitApplicationShell::machineName() {
+    return ViewerFoundationText::textOf(NSHost.currentHost.localizedName);
+}
+
+void ViewerAppKitApplicationShell::printLine(std::string_view line) {
+    writeLine(STDOUT_FILENO, line, outputPatience);
+}
+
+ViewerExecutors& ViewerAppKitApplicationShell::executors() {
+    return executors_;
+}
+
+std::shared_ptr<ViewerContinuousClock> ViewerAppKitApplicationShell::clock() {
+    return clock_;
+}
+
+std::shared_ptr<ViewerTransport> ViewerAppKitApplicationShell::makeTransport() {
+    return velmora::makeTransport(clock_);
+}
+
+std::shared_ptr<ViewerScreenCapture> ViewerAppKitApplicationShell::makeScreenCapture() {
+    return velmora::makeScreenCapture(executors_.mainExecutor());
+}
+
+std::shared_ptr<ViewerApplicationShell> makeApplicationShell() {
+    return std::make_shared<ViewerAppKitApplicationShell>();
+}
+
+}  // namespace velmora

@@ -1,0 +1,225 @@
+#include "core/capture/linux/imaging/ViewerAreaKernels.h"
+
+#include <cstring>
+
+// Highway compiles the rest of this file once for each set of instructions.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "core/capture/linux/imaging/ViewerAreaKernels.cpp"
+#include <hwy/foreach_target.h>
+
+#include <hwy/cache_control.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace velmora {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr std::size_t channels = 4;
+constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
+
+/// Asks for the part of a row that will be needed soon, since the processor does not foresee the
+/// way through several rows at once. 16 cache lines ahead were best at every size that was
+/// measured. Past the picture's end there may be no memory; asking for it does no harm.
+HWY_INLINE void askAhead(const std::uint8_t* bytes, std::size_t count) {
+    constexpr std::size_t cacheLine = 64;
+    constexpr std::size_t distance = 16 * cacheLine;
+    for (std::size_t offset = 0; offset < count; offset += cacheLine) {
+        hwy::Prefetch(bytes + distance + offset);
+    }
+}
+
+/// The bytes at `bytes` as one vector of 16-bit lanes.
+template <class D16>
+HWY_INLINE hn::Vec<D16> widened(D16 d16, const std::uint8_t* bytes) {
+    return hn::PromoteTo(d16, hn::LoadU(hn::Rebind<std::uint8_t, D16>(), bytes));
+}
+
+/// Sums from lane `lane` on while whole vectors fit; returns the first lane that is left.
+template <class D16>
+HWY_INLINE std::size_t sumRowsFrom(D16 d16, std::size_t lane, const std::uint8_t* firstRow,
+                                   std::size_t bytesPerRow, std::size_t rows, int shift,
+                                   std::span<std::int16_t> sums) {
+    const std::size_t lanes = hn::Lanes(d16);
+    for (; lane + lanes <= sums.size(); lane += lanes) {
+        auto sum = hn::Zero(d16);
+        for (std::size_t row = 0; row < rows; ++row) {
+            sum = hn::Add(sum, widened(d16, firstRow + row * bytesPerRow + lane));
+        }
+        hn::StoreU(hn::ShiftLeftSame(sum, shift), d16, &sums[lane]);
+    }
+    return lane;
+}
+
+/// The same, four vectors at a time: whole cache lines of each row, and additions that do not wait
+/// for one another.
+template <class D16>
+HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
+                                       std::size_t bytesPerRow, std::size_t rows, int shift,
+                                       std::span<std::int16_t> sums) {
+    const std::size_t lanes = hn::Lanes(d16);
+    std::size_t lane = 0;
+    for (; lane + 4 * lanes <= sums.size(); lane += 4 * lanes) {
+        auto sum0 = hn::Zero(d16);
+        auto sum1 = hn::Zero(d16);
+        auto sum2 = hn::Zero(d16);
+        auto sum3 = hn::Zero(d16);
+        const std::uint8_t* bytes = firstRow + lane;
+        for (std::size_t row = 0; row < rows; ++row, bytes += bytesPerRow) {
+            askAhead(bytes, 4 * lanes);
+            sum0 = hn::Add(sum0, widened(d16, bytes));
+            sum1 = hn::Add(sum1, widened(d16, bytes + lanes));
+            sum2 = hn::Add(sum2, widened(d16, bytes + 2 * lanes));
+            sum3 = hn::Add(sum3, widened(d16, bytes + 3 * lanes));
+        }
+        hn::StoreU(hn::ShiftLeftSame(sum0, shift), d16, &sums[lane]);
+        hn::StoreU(hn::ShiftLeftSame(sum1, shift), d16, &sums[lane + lanes]);
+        hn::StoreU(hn::ShiftLeftSame(sum2, shift), d16, &sums[lane + 2 * lanes]);
+        hn::StoreU(hn::ShiftLeftSame(sum3, shift), d16, &sums[lane + 3 * lanes]);
+    }
+    return lane;
+}
+
+void sumRowsKernel(const std::uint8_t* firstRow, std::size_t bytesPerRow, std::size_t rows,
+                   int shift, std::span<std::int16_t> sums) {
+    const hn::ScalableTag<std::int16_t> whole;
+    const hn::CappedTag<std::int16_t, channels> pixel;
+    std::size_t lane = sumRowsFourfold(whole, firstRow, bytesPerRow, rows, shift, sums);
+    lane = sumRowsFrom(whole, lane, firstRow, bytesPerRow, rows, shift, sums);
+    (void)sumRowsFrom(pixel, lane, firstRow, bytesPerRow, rows, shift, sums);  // none is left
+}
+
+template <class D16>
+HWY_INLINE std::size_t addRowFrom(D16 d16, std::size_t lane, const std::uint8_t* row,
+                                  std::int16_t weight, std::span<std::int16_t> sums) {
+    const std::size_t lanes = hn::Lanes(d16);
+    const auto weights = hn::Set(d16, weight);
+    for (; lane + lanes <= sums.size(); lane += lanes) {
+        // The product loses 15 bits: the 8 of the weight and the 7 by which the byte is shifted.
+        const auto bytes = hn::ShiftLeft<7>(widened(d16, row + lane));
+        const auto part = hn::MulFixedPoint15(bytes, weights);
+        hn::StoreU(hn::Add(hn::LoadU(d16, &sums[lane]), part), d16, &sums[lane]);
+    }
+    return lane;
+}
+
+void addRowKernel(const std::uint8_t* row, std::int16_t weight, std::span<std::int16_t> sums) {
+    const hn::ScalableTag<std::int16_t> whole;
+    const hn::CappedTag<std::int16_t, channels> pixel;
+    const std::size_t lane = addRowFrom(whole, 0, row, weight, sums);
+    (void)addRowFrom(pixel, lane, row, weight, sums);  // none is left
+}
+
+#if HWY_TARGET == HWY_SCALAR
+
+/// One target pixel: (bias + Σ weight × sum) >> shift in each channel.
+HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* weights,
+                             std::size_t pairs, const std::int16_t* sums, std::uint8_t* pixel) {
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+        std::int32_t total = bias;
+        for (std::size_t source = 0; source < pairs * pixelsPerPair; ++source) {
+            total += std::int32_t{weights[source]} * sums[source * channels + channel];
+        }
+        pixel[channel] = static_cast<std::uint8_t>(total >> shift);
+    }
+}
+
+#else
+
+/// One target pixel: (bias + Σ weight × sum) >> shift in each channel.
+HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* weights,
+                             std::size_t pairs, const std::int16_t* sums, std::uint8_t* pixel) {
+    const hn::FixedTag<std::uint8_t, 16> d8;
+    const hn::FixedTag<std::int16_t, 8> d16;
+    const hn::FixedTag<std::int32_t, channels> d32;
+    const hn::Rebind<std::uint8_t, decltype(d32)> dPixel;
+    // Brings the two pixels of a pair together, channel by channel.
+    alignas(16) static constexpr std::uint8_t zip[] = {0, 1, 8,  9,  2, 3, 10, 11,
+                                                       4, 5, 12, 13, 6, 7, 14, 15};
+    auto even = hn::Set(d32, bias);
+    auto odd = hn::Zero(d32);
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        std::int32_t bothWeights;
+        std::memcpy(&bothWeights, weights + pair * pixelsPerPair, sizeof bothWeights);
+        const auto both = hn::LoadU(d16, sums + pair * pixelsPerPair * channels);
+        const auto zipped = hn::TableLookupBytes(hn::BitCast(d8, both), hn::Load(d8, zip));
+        even = hn::ReorderWidenMulAccumulate(
+            d32, hn::BitCast(d16, zipped), hn::BitCast(d16, hn::Set(d32, bothWeights)), even, odd);
+    }
+    const auto total = hn::RearrangeToOddPlusEven(even, odd);
+    hn::StoreU(hn::DemoteTo(dPixel, hn::ShiftRightSame(total, shift)), dPixel, pixel);
+}
+
+#endif
+
+/// `fixedPairs` is the number of pairs where the compiler may unroll for it, or 0.
+template <std::size_t fixedPairs>
+HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t target,
+                                   std::size_t count, const std::int16_t* sums,
+                                   std::uint8_t* pixels) {
+    // Copies, because the pixels written could be the original for all the compiler knows.
+    const std::int32_t bias = columns.bias;
+    const int shift = columns.shift;
+    const std::size_t pairs = fixedPairs == 0 ? columns.pairs : fixedPairs;
+    const std::int64_t* firstSource = columns.firstSource.data() + target;
+    const std::int16_t* weights = columns.weights.data() + target * pairs * pixelsPerPair;
+    const std::int64_t origin = *firstSource;
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto offset = static_cast<std::size_t>(firstSource[index] - origin) * channels;
+        averagePixel(bias, shift, weights + index * pairs * pixelsPerPair, pairs, sums + offset,
+                     pixels + index * channels);
+    }
+}
+
+void averageColumnsKernel(const ViewerAreaColumns& columns, std::size_t target, std::size_t count,
+                          const std::int16_t* sums, std::uint8_t* pixels) {
+    switch (columns.pairs) {
+        case 1:
+            return averageColumnsWith<1>(columns, target, count, sums, pixels);
+        case 2:
+            return averageColumnsWith<2>(columns, target, count, sums, pixels);
+        case 3:
+            return averageColumnsWith<3>(columns, target, count, sums, pixels);
+        case 4:
+            return averageColumnsWith<4>(columns, target, count, sums, pixels);
+        default:
+            return averageColumnsWith<0>(columns, target, count, sums, pixels);
+    }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace velmora
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace velmora {
+
+namespace {
+HWY_EXPORT(sumRowsKernel);
+HWY_EXPORT(addRowKernel);
+HWY_EXPORT(averageColumnsKernel);
+}  // namespace
+
+void ViewerAreaKernels::sumRows(const std::uint8_t* firstRow, std::size_t bytesPerRow,
+                                std::size_t rows, int shift, std::span<std::int16_t> sums) {
+    HWY_DYNAMIC_DISPATCH(sumRowsKernel)(firstRow, bytesPerRow, rows, shift, sums);
+}
+
+void ViewerAreaKernels::addRow(const std::uint8_t* row, std::int16_t weight,
+                               std::span<std::int16_t> sums) {
+    HWY_DYNAMIC_DISPATCH(addRowKernel)(row, weight, sums);
+}
+
+void ViewerAreaKernels::averageColumns(const ViewerAreaColumns& columns, std::size_t target,
+                                       std::size_t count, const std::int16_t* sums,
+                                       std::uint8_t* pixels) {
+    HWY_DYNAMIC_DISPATCH(averageColumnsKernel)(columns, target, count, sums, pixels);
+}
+
+}  // namespace velmora
+
+#endif

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/capture/ViewerPixelBuffer.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangleSet.h"
+#include "core/capture/linux/x11/ViewerX11Connection.h"
+#include "core/capture/linux/x11/ViewerX11Damage.h"
+#include "core/capture/linux/x11/ViewerX11Notices.h"
+#include "core/capture/linux/x11/ViewerX11Picture.h"
+
+namespace velmora {
+
+/// The capture of one monitor from its beginning to its end, on a connection of its own. It sleeps
+/// until the server says that something changed, fetches that, and delivers the reduced picture if
+/// it is a different one. Once a second it also looks at a tenth of the rows, in turn, whatever the
+/// server said. Made and used on the stream's thread; aborting the connection ends it.
+class ViewerX11MonitorCapture final {
+  public:
+    /// Receives the first picture and then every different one.
+    using Delivery = std::function<void(const ViewerPixelBuffer&)>;
+
+    /// `frameInterval` is the least time between two pictures.
+    ViewerX11MonitorCapture(std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
+                            std::chrono::nanoseconds frameInterval);
+    ViewerX11MonitorCapture(const ViewerX11MonitorCapture&) = delete;
+    ViewerX11MonitorCapture& operator=(const ViewerX11MonitorCapture&) = delete;
+
+    /// Blocks until the connection has ended, the server refused something, or the monitor is no
+    /// longer there: gone, moved, of another size. Returns at once when it is not there at first,
+    /// or when the screen's pixels are not 4 bytes of blue, green, red and one unused.
+    void run(const Delivery& deliver);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    bool begin();
+    /// The monitor's place, or nothing when there is none with the capture's UUID.
+    std::optional<ViewerRectangle> findMonitor();
+    /// Each of these is false when the capture is over.
+    bool takeNotices();
+    bool takeDamage();
+    bool captureFrame(const Delivery& deliver);
+    bool compareRows();
+    bool sleep();
+
+    bool isFrameWanted() const { return isDamaged_ || !outdated_.isEmpty(); }
+    void markWhole() { outdated_.add(picture_->whole()); }
+
+    const std::shared_ptr<ViewerX11Connection> connection_;
+    const std::string uuidText_;
+    const Clock::duration frameInterval_;
+    std::optional<ViewerX11Notices> notices_;
+    std::optional<ViewerX11Damage> damage_;
+    ViewerRectangle monitor_;
+    std::optional<ViewerX11Picture> picture_;
+
+    /// Whether the server has a notice out about changes that were not taken yet.
+    bool isDamaged_ = false;
+    bool hasDelivered_ = false;
+    /// The parts of the picture that are known to be out of date.
+    ViewerRectangleSet outdated_;
+    Clock::time_point nextFrame_;
+    Clock::time_point nextComparison_;
+    /// The first row of the picture that is compared next.
+    std::int64_t comparedRow_ = 0;
+};
+
+}  // namespace velmora

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/capture/ViewerScreenCapture.h"
+
+namespace velmora {
+
+/// Screen capture on macOS: ScreenCaptureKit's displays and AppKit's screens. Holds nothing; any
+/// thread unless the interface says otherwise.
+class ViewerScreenCaptureKitCapture final : public ViewerScreenCapture {
+  public:
+    bool preflightAccess() override;
+    void shareableDisplays(DisplaysCompletion completion) override;
+    std::vector<ViewerNativeScreen> screens() override;
+    bool comesBefore(const std::string& a, const std::string& b) override;
+    std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
+                                                    const ViewerStreamSettings& settings) override;
+};
+
+}  // namespace velmora

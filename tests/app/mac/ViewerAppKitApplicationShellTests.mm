@@ -1,0 +1,208 @@
+#include <gmock/gmock.h>
+
+#include <boost/asio/post.hpp>
+#include <csignal>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/app/mac/ApplicationTest.h"
+#include "tests/mac/frameworks/FrameworkCalls.h"
+#include "tests/mac/frameworks/dispatch/DispatchSources.h"
+
+// The application on AppKit: run loop, signals, and what is asked of the system.
+
+namespace velmora {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using ViewerAppKitApplicationShell = ApplicationTest;
+
+/// How a signal is dealt with now.
+void (*disposition(int signal))(int) {
+    struct sigaction action{};
+    EXPECT_EQ(sigaction(signal, nullptr, &action), 0);
+    return action.sa_handler;
+}
+
+/// Answers as the test says, and notes what it was asked.
+class AnsweringDelegate final : public ViewerApplicationDelegate {
+  public:
+    void applicationDidFinishLaunching() override {
+        ++launches;
+        if (onLaunch) {
+            onLaunch();
+        }
+    }
+    ViewerTerminateReply applicationShouldTerminate() override {
+        ++questions;
+        return reply;
+    }
+
+    int launches = 0;
+    int questions = 0;
+    ViewerTerminateReply reply = ViewerTerminateReply::now;
+    std::function<void()> onLaunch;
+};
+
+TEST_F(ViewerAppKitApplicationShell, ASignalIsIgnoredOnRequestAndABrokenPipeAlways) {
+    EXPECT_EQ(disposition(SIGPIPE), SIG_IGN);
+    EXPECT_EQ(disposition(SIGTERM), SIG_DFL);
+    shell_->ignoreSignal(SIGTERM);
+    EXPECT_EQ(disposition(SIGTERM), SIG_IGN);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ASignalSourceTellsEachArrivalOfItsSignal) {
+    int arrivals = 0;
+    const auto source = shell_->makeSignalSource(SIGTERM, [&] { ++arrivals; });
+    FakeDispatchSources::raise(SIGTERM);
+    EXPECT_EQ(arrivals, 0);
+    world_.settle();
+    EXPECT_EQ(arrivals, 1);
+    FakeDispatchSources::raise(SIGINT);
+    FakeDispatchSources::raise(SIGTERM);
+    world_.settle();
+    EXPECT_EQ(arrivals, 2);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ACancelledSignalSourceIsSilentAlsoForWhatHasArrived) {
+    int arrivals = 0;
+    const auto source = shell_->makeSignalSource(SIGTERM, [&] { ++arrivals; });
+    FakeDispatchSources::raise(SIGTERM);
+    source->cancel();
+    source->cancel();
+    world_.settle();
+    EXPECT_EQ(arrivals, 0);
+    EXPECT_EQ(FakeDispatchSources::watching(SIGTERM), 0U);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ASignalSourceMayBeCancelledAndDroppedByItsHandler) {
+    int arrivals = 0;
+    std::shared_ptr<ViewerSignalSource> source;
+    source = shell_->makeSignalSource(SIGTERM, [&] {
+        source->cancel();
+        source = nullptr;
+        ++arrivals;
+    });
+    FakeDispatchSources::raise(SIGTERM);
+    FakeDispatchSources::raise(SIGTERM);
+    world_.settle();
+    EXPECT_EQ(arrivals, 1);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ADroppedSignalSourceWatchesNoMore) {
+    const std::size_t before = FakeDispatchSources::droppedWhileSuspended();
+    (void)shell_->makeSignalSource(SIGTERM, [] {});
+    world_.settle();
+    EXPECT_EQ(FakeDispatchSources::watching(SIGTERM), 0U);
+    EXPECT_EQ(FakeDispatchSources::droppedWhileSuspended(), before);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ItRunsAsAnAccessoryAndTellsItsDelegateOnce) {
+    const auto delegate = std::make_shared<AnsweringDelegate>();
+    delegate->onLaunch = [this] { shell_->terminate(); };
+    EXPECT_EQ(shell_->run(delegate), 0);
+    EXPECT_EQ(delegate->launches, 1);
+    EXPECT_EQ(delegate->questions, 1);
+    EXPECT_THAT(FrameworkCalls::take(),
+                ElementsAre("setActivationPolicy 1", "run", "terminate now"));
+}
+
+TEST_F(ViewerAppKitApplicationShell, ItRunsOnUntilItsDelegateAgreesToTerminate) {
+    const auto delegate = std::make_shared<AnsweringDelegate>();
+    delegate->reply = ViewerTerminateReply::cancel;
+    bool goesOn = false;
+    script_.whenIdle = {[&] { shell_->terminate(); },
+                        [&] {
+                            goesOn = true;
+                            delegate->reply = ViewerTerminateReply::now;
+                            shell_->terminate();
+                        }};
+    EXPECT_EQ(shell_->run(delegate), 0);
+    EXPECT_TRUE(goesOn);
+    EXPECT_EQ(delegate->questions, 2);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ItKeepsItsDelegateWhichAppKitDoesNot) {
+    auto delegate = std::make_shared<AnsweringDelegate>();
+    const std::weak_ptr<AnsweringDelegate> weak = delegate;
+    script_.whenIdle = {[&] {
+        EXPECT_FALSE(weak.expired());
+        shell_->terminate();
+    }};
+    shell_->run(std::move(delegate));
+    EXPECT_FALSE(weak.expired());
+    shell_ = nullptr;
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(ViewerAppKitApplicationShell, TheMainExecutorRunsInTheRunLoop) {
+    const auto delegate = std::make_shared<AnsweringDelegate>();
+    delegate->onLaunch = [this] {
+        boost::asio::post(shell_->executors().mainExecutor(), [this] { shell_->terminate(); });
+    };
+    EXPECT_EQ(shell_->run(delegate), 0);
+}
+
+TEST_F(ViewerAppKitApplicationShell, ThePermissionIsAskedOfTheSystemAndOnlyThenTheUser) {
+    std::vector<bool> answers;
+    const auto note = [&](bool isGranted) { answers.push_back(isGranted); };
+    screen_.isGranted = false;
+    shell_->preflightAccess(note);
+    EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
+    shell_->requestAccess(note);
+    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("CGRequestScreenCaptureAccess"));
+    screen_.grantsOnRequest = true;
+    shell_->requestAccess(note);
+    shell_->preflightAccess(note);
+    EXPECT_THAT(answers, ElementsAre(false, false, true, true));
+}
+
+TEST_F(ViewerAppKitApplicationShell, ItComesBeforeAllOthers) {
+    shell_->bringToFront();
+    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("activateIgnoringOtherApps 1"));
+}
+
+TEST_F(ViewerAppKitApplicationShell, APageIsOpenedWhereItsAddressIsOne) {
+    shell_->openURL(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture");
+    EXPECT_THAT(FrameworkCalls::take(),
+                ElementsAre("openURL x-apple.systempreferences:com.apple.preference.security?"
+                            "Privacy_ScreenCapture"));
+    shell_->openURL("\xff");
+    EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
+}
+
+TEST_F(ViewerAppKitApplicationShell, TheLanguageIsTheLocalesWhereItHasOne) {
+    EXPECT_EQ(shell_->languageCode(), std::nullopt);
+    script_.languageCode = "ru";
+    EXPECT_EQ(shell_->languageCode(), "ru");
+    script_.hasNumberAsLanguage = true;
+    EXPECT_EQ(shell_->languageCode(), std::nullopt);
+    EXPECT_EQ(shell_->alertWording(), ViewerAlertWording::mac);
+}
+
+TEST_F(ViewerAppKitApplicationShell, TheMachinesNameIsTheOneForPeople) {
+    EXPECT_EQ(shell_->machineName(), std::nullopt);
+    script_.hostName = "Студия";
+    EXPECT_EQ(shell_->machineName(), "Студия");
+}
+
+TEST_F(ViewerAppKitApplicationShell, ALineIsWrittenAtOnce) {
+    testing::internal::CaptureStdout();
+    shell_->printLine("one line");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "one line\n");
+}
+
+TEST_F(ViewerAppKitApplicationShell, ItEndsTheProcessAsItStands) {
+    EXPECT_EXIT(shell_->exit(2), testing::ExitedWithCode(2), "");
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,186 @@
+#include "tests/support/app/ScriptedApplicationShell.h"
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+namespace {
+
+std::string nameOf(int signal) {
+    return signal == SIGINT ? "SIGINT" : "SIGTERM";
+}
+
+}  // namespace
+
+struct ScriptedApplicationShell::Source final : ViewerSignalSource {
+    Source(int watchedSignal, std::function<void()> signalHandler)
+        : signal(watchedSignal), handler(std::move(signalHandler)) {}
+    void cancel() override { isCancelled = true; }
+
+    const int signal;
+    const std::function<void()> handler;
+    bool isCancelled = false;
+};
+
+void ScriptedApplicationShell::launch(std::shared_ptr<ViewerApplicationDelegate> delegate) {
+    delegate_ = delegate;
+    boost::asio::post(world_.mainExecutor(),
+                      [delegate] { delegate->applicationDidFinishLaunching(); });
+}
+
+void ScriptedApplicationShell::answerPreflight(bool isGranted) {
+    for (const auto& completion : std::exchange(pendingPreflights_, {})) {
+        completion(isGranted);
+    }
+}
+
+void ScriptedApplicationShell::answerRequest(bool isGranted) {
+    for (const auto& completion : std::exchange(pendingRequests_, {})) {
+        completion(isGranted);
+    }
+}
+
+void ScriptedApplicationShell::press(std::size_t button) {
+    if (pendingAlert_) {
+        endAlert(button == 0);
+    }
+}
+
+void ScriptedApplicationShell::raise(int signal) {
+    for (const auto& source : sources_) {
+        boost::asio::post(world_.mainExecutor(), [source, signal] {
+            if (!source->isCancelled && source->signal == signal) {
+                source->handler();
+            }
+        });
+    }
+}
+
+void ScriptedApplicationShell::quit() {
+    boost::asio::post(world_.mainExecutor(), [this] { terminate(); });
+}
+
+std::size_t ScriptedApplicationShell::liveSignalSources() const {
+    return static_cast<std::size_t>(std::ranges::count(sources_, false, &Source::isCancelled));
+}
+
+void ScriptedApplicationShell::ignoreSignal(int signal) {
+    calls_.push_back("ignore " + nameOf(signal));
+}
+
+std::shared_ptr<ViewerSignalSource> ScriptedApplicationShell::makeSignalSource(
+    int signal, std::function<void()> handler) {
+    calls_.push_back("watch " + nameOf(signal));
+    const auto source = std::make_shared<Source>(signal, std::move(handler));
+    sources_.push_back(source);
+    return source;
+}
+
+int ScriptedApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
+    calls_.emplace_back("run");
+    launch(std::move(delegate));
+    world_.runToEnd();
+    return EXIT_SUCCESS;
+}
+
+void ScriptedApplicationShell::terminate() {
+    if (pendingAlert_) {
+        isQuitPending_ = true;
+        return;
+    }
+    ++terminationRequests_;
+    // An application that has ended asks nobody any more.
+    const auto delegate = ends_.empty() ? delegate_.lock() : nullptr;
+    if (delegate && delegate->applicationShouldTerminate() == ViewerTerminateReply::now) {
+        ends_.push_back(world_.now());
+    }
+}
+
+void ScriptedApplicationShell::exit(int) {
+    std::abort();
+}
+
+void ScriptedApplicationShell::preflightAccess(AccessCompletion completion) {
+    calls_.emplace_back("preflight");
+    if (access) {
+        completion(*access);
+    } else {
+        pendingPreflights_.push_back(std::move(completion));
+    }
+}
+
+void ScriptedApplicationShell::requestAccess(AccessCompletion completion) {
+    calls_.emplace_back("request");
+    askedAfterClosing_ += isClosing_ ? 1 : 0;
+    if (requestedAccess) {
+        completion(*requestedAccess);
+    } else {
+        pendingRequests_.push_back(std::move(completion));
+    }
+}
+
+void ScriptedApplicationShell::bringToFront() {
+    calls_.emplace_back("front");
+}
+
+void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
+    viewerCheck(!pendingAlert_, "a modal alert is the only one");
+    calls_.push_back("alert " + alert.title);
+    askedAfterClosing_ += isClosing_ ? 1 : 0;
+    alerts_.push_back(std::move(alert));
+    pendingAlert_ = std::move(completion);
+    if (alerts_.size() <= presses.size()) {
+        press(presses[alerts_.size() - 1]);
+    }
+}
+
+void ScriptedApplicationShell::closeAlert() {
+    isClosing_ = true;
+    if (pendingAlert_) {
+        calls_.emplace_back("close alert");
+        endAlert(false);
+    }
+}
+
+void ScriptedApplicationShell::endAlert(bool isFirstButton) {
+    std::exchange(pendingAlert_, nullptr)(isFirstButton);
+    if (std::exchange(isQuitPending_, false)) {
+        terminate();
+    }
+}
+
+void ScriptedApplicationShell::openURL(std::string_view url) {
+    calls_.push_back("open " + std::string(url));
+}
+
+std::optional<std::string> ScriptedApplicationShell::machineName() {
+    calls_.emplace_back("machine name");
+    return name;
+}
+
+void ScriptedApplicationShell::printLine(std::string_view line) {
+    lines_.emplace_back(line);
+}
+
+std::shared_ptr<ViewerContinuousClock> ScriptedApplicationShell::clock() {
+    // The world is the test's own.
+    return {std::shared_ptr<void>(), &world_};
+}
+
+std::shared_ptr<ViewerTransport> ScriptedApplicationShell::makeTransport() {
+    calls_.emplace_back("transport");
+    return transport;
+}
+
+std::shared_ptr<ViewerScreenCapture> ScriptedApplicationShell::makeScreenCapture() {
+    calls_.emplace_back("screen capture");
+    return capture;
+}
+
+}  // namespace velmora

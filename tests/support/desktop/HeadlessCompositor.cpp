@@ -1,0 +1,73 @@
+#include "tests/support/desktop/HeadlessCompositor.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "core/runtime/ViewerCheck.h"
+#include "tests/support/x11/XChildProcess.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::chrono::seconds patience{30};
+/// The user "nobody" and the group "nogroup", by number.
+constexpr unsigned nobody = 65'534;
+
+}  // namespace
+
+HeadlessCompositor::HeadlessCompositor() {
+    const auto configuration = folder_.path() / "sway";
+    std::ofstream(configuration) << "xwayland disable\n";
+    XChildProcess::Start what;
+    if (::geteuid() == 0) {
+        viewerCheck(::chown(folder_.path().c_str(), nobody, nobody) == 0,
+                    "a folder cannot be given to another user");
+        what.arguments = {"setpriv",        "--reuid=nobody",  "--regid=nogroup",
+                          "--clear-groups", "--inh-caps=-all", "--no-new-privs"};
+    }
+    what.arguments.insert(what.arguments.end(), {"sway", "-c", configuration});
+    what.environment = {"XDG_RUNTIME_DIR=" + folder_.path().string(), "WLR_BACKENDS=headless",
+                        "WLR_RENDERER=pixman", "WLR_LIBINPUT_NO_DEVICES=1"};
+    what.logFile = folder_.path() / "log";
+    process_ = XChildProcess::start(what);
+    displayName_ = awaitSocket();
+}
+
+HeadlessCompositor::~HeadlessCompositor() {
+    if (process_ != 0) {
+        kill();
+    }
+}
+
+void HeadlessCompositor::kill() {
+    (void)::kill(process_, SIGKILL);
+    int status = 0;
+    viewerCheck(XChildProcess::waitForEnd(process_, patience, status),
+                "a compositor that was killed does not end");
+    process_ = 0;
+}
+
+std::string HeadlessCompositor::awaitSocket() const {
+    constexpr int betweenLooks = 10;
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (std::chrono::steady_clock::now() < end) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
+            if (entry.is_socket() && entry.path().filename().string().starts_with("wayland-")) {
+                return entry.path();
+            }
+        }
+        ::poll(nullptr, 0, betweenLooks);
+    }
+    std::cerr << std::ifstream(folder_.path() / "log").rdbuf();
+    viewerCheck(false, "the test's compositor does not become ready");
+    return {};
+}
+
+}  // namespace velmora

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "tests/support/system/TemporaryFolder.h"
+
+namespace velmora {
+
+/// A real Wayland compositor without a screen that belongs to a test: sway, without X11. It runs as
+/// an ordinary user, which it insists on, and ends with this object or the thread that made it.
+/// What cannot be done stops the test's process with the reason. One thread.
+class HeadlessCompositor final {
+  public:
+    HeadlessCompositor();
+    ~HeadlessCompositor();
+    HeadlessCompositor(const HeadlessCompositor&) = delete;
+    HeadlessCompositor& operator=(const HeadlessCompositor&) = delete;
+
+    /// For WAYLAND_DISPLAY: the path of its socket.
+    const std::string& displayName() const { return displayName_; }
+    /// Ends it at once and without its help (SIGKILL); returns when it is gone.
+    void kill();
+
+  private:
+    /// The socket's path once it is there.
+    std::string awaitSocket() const;
+
+    const TemporaryFolder folder_;
+    std::string displayName_;
+    pid_t process_ = 0;
+};
+
+}  // namespace velmora

@@ -1,0 +1,252 @@
+#include "tests/support/http/ScriptedPeer.h"
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+/// The near end: passes everything on to the peer.
+class ScriptedPeer::Connection final : public ViewerConnection {
+  public:
+    explicit Connection(std::shared_ptr<ScriptedPeer> peer) : peer_(std::move(peer)) {}
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() override { peer_->drop(); }
+
+    void setStateHandler(StateHandler handler) override {
+        const ViewerLockGuard guard(peer_->lock_);
+        peer_->stateHandler_ = std::move(handler);
+    }
+    void start(ViewerExecutor queue) override { peer_->start(std::move(queue)); }
+    void receive(std::size_t minimum, std::size_t maximum, ReceiveHandler handler) override {
+        viewerCheck(minimum == 1, "a scripted connection delivers single bytes too");
+        peer_->receive(maximum, std::move(handler));
+    }
+    void send(ViewerHostResponseBytes message, SendHandler handler) override {
+        peer_->take(message, std::move(handler));
+    }
+    void cancel() override { peer_->cancel(); }
+
+  private:
+    const std::shared_ptr<ScriptedPeer> peer_;
+};
+
+std::shared_ptr<ViewerConnection> ScriptedPeer::makeConnection() {
+    return std::make_shared<Connection>(shared_from_this());
+}
+
+void ScriptedPeer::send(std::string_view bytes) {
+    {
+        const ViewerLockGuard guard(lock_);
+        arrived_.append(bytes);
+    }
+    wake();
+}
+
+void ScriptedPeer::end() {
+    {
+        const ViewerLockGuard guard(lock_);
+        hasEnded_ = true;
+    }
+    wake();
+}
+
+void ScriptedPeer::breakOff() {
+    {
+        const ViewerLockGuard guard(lock_);
+        isBroken_ = true;
+    }
+    wake();
+}
+
+void ScriptedPeer::change(ViewerConnectionState state) {
+    boost::asio::post(queue(), [self = shared_from_this(), state] {
+        ViewerConnection::StateHandler handler;
+        {
+            const ViewerLockGuard guard(self->lock_);
+            handler = self->stateHandler_;
+        }
+        if (handler) {
+            handler(state);
+        }
+    });
+}
+
+void ScriptedPeer::completeSend() {
+    boost::asio::post(queue(), [self = shared_from_this()] {
+        ViewerConnection::SendHandler handler;
+        {
+            const ViewerLockGuard guard(self->lock_);
+            if (!self->sendHandlers_.empty()) {
+                handler = std::move(self->sendHandlers_.front());
+                self->sendHandlers_.pop_front();
+            }
+        }
+        if (handler) {
+            handler();
+        }
+    });
+}
+
+void ScriptedPeer::start(ViewerExecutor queue) {
+    bool isCancelled = false;
+    {
+        const ViewerLockGuard guard(lock_);
+        viewerCheck(!queue_.has_value(), "a connection is started once");
+        queue_ = std::move(queue);
+        isCancelled = cancellations_ > 0;
+    }
+    if (onStart) {
+        onStart();
+    }
+    change(ViewerConnectionState::preparing);
+    if (isCancelled) {
+        change(ViewerConnectionState::cancelled);
+    } else if (network_.becomesReady) {
+        change(ViewerConnectionState::ready);
+    }
+}
+
+void ScriptedPeer::receive(std::size_t maximum, ViewerConnection::ReceiveHandler handler) {
+    {
+        const ViewerLockGuard guard(lock_);
+        viewerCheck(!receiveHandler_, "a connection receives one delivery at a time");
+        receiveLimits_.push_back(maximum);
+        receiveHandler_ = std::move(handler);
+    }
+    wake();
+}
+
+void ScriptedPeer::take(const ViewerHostResponseBytes& message,
+                        ViewerConnection::SendHandler handler) {
+    bool isCompleted = network_.completesSends;
+    {
+        const ViewerLockGuard guard(lock_);
+        sendHandlers_.push_back(std::move(handler));
+        if (cancellations_ > 0) {
+            ++sendsAfterCancel_;
+            isCompleted = true;
+        } else {
+            messages_.push_back(message.joined());
+        }
+    }
+    if (onMessage) {
+        onMessage();
+    }
+    if (isCompleted) {
+        completeSend();
+    }
+}
+
+void ScriptedPeer::cancel() {
+    std::size_t unfinishedSends = 0;
+    {
+        const ViewerLockGuard guard(lock_);
+        if (++cancellations_ > 1 || !queue_) {
+            return;
+        }
+        unfinishedSends = sendHandlers_.size();
+    }
+    change(ViewerConnectionState::cancelled);
+    for (std::size_t i = 0; i < unfinishedSends; ++i) {
+        completeSend();
+    }
+    wake();
+}
+
+void ScriptedPeer::drop() {
+    // Released after the lock: a handler may own anything.
+    ViewerConnection::StateHandler stateHandler;
+    ViewerConnection::ReceiveHandler receiveHandler;
+    std::deque<ViewerConnection::SendHandler> sendHandlers;
+    {
+        const ViewerLockGuard guard(lock_);
+        isDropped_ = true;
+        std::swap(stateHandler, stateHandler_);
+        std::swap(receiveHandler, receiveHandler_);
+        std::swap(sendHandlers, sendHandlers_);
+    }
+    if (onDrop) {
+        onDrop();
+    }
+}
+
+void ScriptedPeer::wake() {
+    {
+        const ViewerLockGuard guard(lock_);
+        if (!queue_) {
+            return;
+        }
+    }
+    boost::asio::post(queue(), [self = shared_from_this()] { self->deliver(); });
+}
+
+void ScriptedPeer::deliver() {
+    ViewerConnection::ReceiveHandler handler;
+    std::string content;
+    ViewerDelivery delivery;
+    {
+        const ViewerLockGuard guard(lock_);
+        const bool isCancelled = cancellations_ > 0;
+        if (!receiveHandler_ || (arrived_.empty() && !hasEnded_ && !isBroken_ && !isCancelled)) {
+            return;
+        }
+        // A cancelled connection may still bring what was on its way.
+        content = arrived_.substr(0, receiveLimits_.back());
+        arrived_.erase(0, content.size());
+        delivery.isComplete = hasEnded_ && arrived_.empty();
+        delivery.hasError = isCancelled || (isBroken_ && arrived_.empty());
+        std::swap(handler, receiveHandler_);
+    }
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
+    delivery.content = std::span(bytes, content.size());
+    handler(delivery);
+}
+
+std::vector<std::string> ScriptedPeer::messages() const {
+    const ViewerLockGuard guard(lock_);
+    return messages_;
+}
+
+std::size_t ScriptedPeer::sendsAfterCancel() const {
+    const ViewerLockGuard guard(lock_);
+    return sendsAfterCancel_;
+}
+
+std::size_t ScriptedPeer::cancellations() const {
+    const ViewerLockGuard guard(lock_);
+    return cancellations_;
+}
+
+std::vector<std::size_t> ScriptedPeer::receiveLimits() const {
+    const ViewerLockGuard guard(lock_);
+    return receiveLimits_;
+}
+
+bool ScriptedPeer::isStarted() const {
+    const ViewerLockGuard guard(lock_);
+    return queue_.has_value();
+}
+
+bool ScriptedPeer::isReceiving() const {
+    const ViewerLockGuard guard(lock_);
+    return static_cast<bool>(receiveHandler_);
+}
+
+bool ScriptedPeer::isDropped() const {
+    const ViewerLockGuard guard(lock_);
+    return isDropped_;
+}
+
+ViewerExecutor ScriptedPeer::queue() const {
+    const ViewerLockGuard guard(lock_);
+    viewerCheck(queue_.has_value(), "the connection was started");
+    return queue_.value_or(ViewerExecutor());
+}
+
+}  // namespace velmora
