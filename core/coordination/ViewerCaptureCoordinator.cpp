@@ -40,6 +40,7 @@ ViewerTask<void> ViewerCaptureCoordinator::shutdown() {
 }
 
 ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displaysIsolated(Self self) {
+    self->isolation_.assertInside();
     if (self->isShuttingDown_) {
         co_return std::vector<ViewerHostDisplay>();
     }
@@ -48,6 +49,7 @@ ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displaysIso
 
 ViewerTask<std::optional<ViewerHostFrame>> ViewerCaptureCoordinator::frameIsolated(
     Self self, std::string displayID) {
+    self->isolation_.assertInside();
     const Session session = self->beginUse(displayID);
     if (!session) {
         co_return std::nullopt;
@@ -58,6 +60,7 @@ ViewerTask<std::optional<ViewerHostFrame>> ViewerCaptureCoordinator::frameIsolat
 }
 
 ViewerTask<void> ViewerCaptureCoordinator::shutdownIsolated(Self self) {
+    self->isolation_.assertInside();
     if (self->isShuttingDown_) {
         co_return;
     }
@@ -73,6 +76,7 @@ ViewerTask<void> ViewerCaptureCoordinator::shutdownIsolated(Self self) {
 
 ViewerTask<void> ViewerCaptureCoordinator::expireIfIdle(Self self, std::string displayID,
                                                         ViewerUUID generation) {
+    self->isolation_.assertInside();
     const auto found = self->entries_.find(displayID);
     if (self->isShuttingDown_ || found == self->entries_.end() ||
         !self->hasExpired(found->second, generation)) {

@@ -63,11 +63,10 @@ class ViewerCaptureCoordinator final
     static ViewerTask<void> shutdownIsolated(Self self);
     static ViewerTask<void> expireIfIdle(Self self, std::string displayID, ViewerUUID generation);
 
-    // Called inside the isolation.
-    Entry* findOrMakeEntry(const std::string& displayID);
-    Session beginUse(const std::string& displayID);
-    void endUse(const std::string& displayID);
-    void scheduleCleanup(const std::string& displayID, Entry& entry);
+    Entry* findOrMakeEntry(const std::string& displayID) VIEWER_REQUIRES(isolation_);
+    Session beginUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
+    void endUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
+    void scheduleCleanup(const std::string& displayID, Entry& entry) VIEWER_REQUIRES(isolation_);
     void cancelCleanup(Entry& entry);
     bool hasExpired(const Entry& entry, const ViewerUUID& generation) const;
 
@@ -77,10 +76,9 @@ class ViewerCaptureCoordinator final
     const std::shared_ptr<ViewerContinuousClock> clock_;
     const ViewerIsolation isolation_;
 
-    // Touched inside the isolation only.
     /// By display id.
-    std::map<std::string, Entry> entries_;
-    bool isShuttingDown_ = false;
+    std::map<std::string, Entry> entries_ VIEWER_GUARDED_BY(isolation_);
+    bool isShuttingDown_ VIEWER_GUARDED_BY(isolation_) = false;
 };
 
 }  // namespace velmora

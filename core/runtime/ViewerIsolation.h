@@ -8,12 +8,14 @@
 
 #include "core/runtime/ViewerOneShot.h"
 #include "core/runtime/ViewerTaskHandle.h"
+#include "core/runtime/ViewerThreadSafety.h"
 
 namespace velmora {
 
 /// An actor's executor: every public operation of the actor runs inside it, one at a time, and
-/// lets others in at each wait. Owned by the actor; any thread.
-class ViewerIsolation final {
+/// lets others in at each wait. Owned by the actor; any thread. The actor's fields are guarded by
+/// it, so that clang finds an operation that touches them without having entered.
+class VIEWER_CAPABILITY("isolation") ViewerIsolation final {
   public:
     explicit ViewerIsolation(ViewerExecutor executor) : executor_(std::move(executor)) {}
 
@@ -26,6 +28,11 @@ class ViewerIsolation final {
     ViewerTask<T> run(ViewerTask<T> operation) const {
         return enter(executor_, std::move(operation));
     }
+
+    /// Stands at the head of each operation that was entered through `run`. What follows may touch
+    /// what the isolation guards, after each wait too: whoever resumes the operation does so
+    /// inside.
+    void assertInside() const VIEWER_ASSERTS_ITSELF {}
 
   private:
     template <typename T>

@@ -2,24 +2,13 @@
 
 #include <mutex>
 
-#if defined(__clang__)
-#define VIEWER_THREAD_ANNOTATION(x) __attribute__((x))
-#else
-#define VIEWER_THREAD_ANNOTATION(x)
-#endif
-
-/// The field may be touched only while the named lock is held.
-#define VIEWER_GUARDED_BY(lock) VIEWER_THREAD_ANNOTATION(guarded_by(lock))
-/// The operation may be called only while the named lock is held.
-#define VIEWER_REQUIRES(lock) VIEWER_THREAD_ANNOTATION(requires_capability(lock))
-/// The operation may be called only while the named lock is not held.
-#define VIEWER_EXCLUDES(lock) VIEWER_THREAD_ANNOTATION(locks_excluded(lock))
+#include "core/runtime/ViewerThreadSafety.h"
 
 namespace velmora {
 
 /// A mutual-exclusion lock that clang's thread-safety analysis knows. It is held for reads and
 /// swaps only: never across a wait, a platform call or a callback.
-class VIEWER_THREAD_ANNOTATION(capability("mutex")) ViewerLock final {
+class VIEWER_CAPABILITY("mutex") ViewerLock final {
   public:
     ViewerLock() = default;
     ViewerLock(const ViewerLock&) = delete;
