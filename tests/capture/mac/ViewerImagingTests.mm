@@ -201,7 +201,7 @@ struct Refusal final {
     std::vector<std::string> releases;
 };
 
-class ViewerImagingOnMacRefusal : public ViewerMacImaging,
+class ViewerImagingOnMacRefusal : public ViewerImagingOnMac,
                                   public testing::WithParamInterface<Refusal> {};
 
 TEST_P(ViewerImagingOnMacRefusal, YieldsNothingAndReleasesWhatWasMade) {
