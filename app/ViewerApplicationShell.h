@@ -7,10 +7,6 @@
 #include <string_view>
 
 #include "app/ViewerAlert.h"
-#include "core/capture/ViewerScreenCapture.h"
-#include "core/http/ViewerTransport.h"
-#include "core/runtime/ViewerContinuousClock.h"
-#include "core/runtime/ViewerExecutors.h"
 
 namespace velmora {
 
@@ -38,9 +34,8 @@ class ViewerSignalSource {
     virtual void cancel() = 0;
 };
 
-/// The platform around the application: its run loop, its signals, its standard output, what it
-/// knows of the machine, and what the host's objects are made of. One for the process; main thread
-/// only. Each platform defines one.
+/// The platform around the application: its run loop, its signals, its standard output and what it
+/// knows of the machine. One for the process; main thread only.
 class ViewerApplicationShell {
   public:
     using AccessCompletion = std::function<void(bool isGranted)>;
@@ -91,14 +86,6 @@ class ViewerApplicationShell {
     /// Puts one line on standard output at once. A standard output that is closed, full or broken
     /// loses the line and does nothing else.
     virtual void printLine(std::string_view line) = 0;
-
-    virtual ViewerExecutors& executors() = 0;
-    virtual std::shared_ptr<ViewerContinuousClock> clock() = 0;
-    virtual std::shared_ptr<ViewerTransport> makeTransport() = 0;
-    virtual std::shared_ptr<ViewerScreenCapture> makeScreenCapture() = 0;
 };
-
-/// The platform's shell, defined once for each platform.
-std::shared_ptr<ViewerApplicationShell> makeApplicationShell();
 
 }  // namespace velmora

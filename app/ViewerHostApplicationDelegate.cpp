@@ -26,35 +26,34 @@ std::string listeningLine(std::uint16_t port) {
 
 }  // namespace
 
-ViewerHostApplicationDelegate::ViewerHostApplicationDelegate(
-    std::shared_ptr<ViewerApplicationShell> shell)
-    : shell_(std::move(shell)),
-      source_(std::make_shared<MacDisplayCaptureSource>(shell_->makeScreenCapture(),
-                                                        shell_->executors(), shell_->clock())) {}
+ViewerHostApplicationDelegate::ViewerHostApplicationDelegate(ViewerPlatformServices services)
+    : services_(std::move(services)),
+      source_(std::make_shared<MacDisplayCaptureSource>(services_.capture, *services_.executors,
+                                                        services_.clock)) {}
 
 const std::shared_ptr<ViewerHostFrameProviding>& ViewerHostApplicationDelegate::provider() {
     if (!provider_) {
         provider_ = std::make_shared<ViewerCaptureCoordinator>(
             source_, ViewerHostProtocolV1::sessionLimit, ViewerHostProtocolV1::idleTimeout,
-            shell_->executors().makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator"),
-            shell_->clock());
+            services_.executors->makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator"),
+            services_.clock);
     }
     return provider_;
 }
 
 const std::shared_ptr<ViewerHTTPServer>& ViewerHostApplicationDelegate::server() {
     if (!server_) {
-        std::string machineName = shell_->machineName().value_or("Mac");
-        server_ = std::make_shared<ViewerHTTPServer>(
-            provider(), ViewerHostProtocolV1::defaultPort, std::move(machineName),
-            shell_->makeTransport(), shell_->executors(), shell_->clock());
+        std::string machineName = services_.shell->machineName().value_or("Mac");
+        server_ = std::make_shared<ViewerHTTPServer>(provider(), ViewerHostProtocolV1::defaultPort,
+                                                     std::move(machineName), services_.transport,
+                                                     *services_.executors, services_.clock);
     }
     return server_;
 }
 
 void ViewerHostApplicationDelegate::applicationDidFinishLaunching() {
     installSignalHandlers();
-    startupTask_ = std::make_shared<ViewerTaskHandle>(shell_->executors().mainExecutor());
+    startupTask_ = std::make_shared<ViewerTaskHandle>(services_.executors->mainExecutor());
     startupTask_->start(startUp(shared_from_this()));
 }
 
@@ -68,37 +67,39 @@ ViewerTerminateReply ViewerHostApplicationDelegate::applicationShouldTerminate()
 
 void ViewerHostApplicationDelegate::installSignalHandlers() {
     for (const int signal : {SIGINT, SIGTERM}) {
-        signalSources_.push_back(shell_->makeSignalSource(signal, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) {
-                self->beginTermination();
-            }
-        }));
+        signalSources_.push_back(
+            services_.shell->makeSignalSource(signal, [weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->beginTermination();
+                }
+            }));
     }
 }
 
 ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
     const bool isAllowed =
-        co_await ViewerPermissionGate::isAllowed(self->shell_, self->startupTask_);
+        co_await ViewerPermissionGate::isAllowed(self->services_.shell, self->startupTask_);
     if (self->startupTask_->isCancelled()) {
         co_return;
     }
     if (!isAllowed) {
-        self->shell_->terminate();
+        self->services_.shell->terminate();
         co_return;
     }
     const auto outcome = co_await self->server()->start();
     if (const auto* const port = std::get_if<std::uint16_t>(&outcome)) {
-        self->shell_->printLine(listeningLine(*port));
+        self->services_.shell->printLine(listeningLine(*port));
     } else if (!self->startupTask_->isCancelled()) {
         self->tellFailure(std::get<ViewerHTTPStartFailure>(outcome).errorDescription());
     }
 }
 
 void ViewerHostApplicationDelegate::tellFailure(std::string errorDescription) {
-    shell_->bringToFront();
-    const ViewerAlertCatalogue alerts(shell_->languageCode(), shell_->alertWording());
-    shell_->showAlert(alerts.didNotStart(std::move(errorDescription)),
-                      [shell = shell_](bool) { shell->terminate(); });
+    services_.shell->bringToFront();
+    const ViewerAlertCatalogue alerts(services_.shell->languageCode(),
+                                      services_.shell->alertWording());
+    services_.shell->showAlert(alerts.didNotStart(std::move(errorDescription)),
+                               [shell = services_.shell](bool) { shell->terminate(); });
 }
 
 void ViewerHostApplicationDelegate::beginTermination() {
@@ -113,13 +114,13 @@ void ViewerHostApplicationDelegate::beginTermination() {
         source->cancel();
     }
     signalSources_.clear();
-    shell_->closeAlert();
-    ViewerExecutors& executors = shell_->executors();
+    services_.shell->closeAlert();
+    ViewerExecutors& executors = *services_.executors;
     // Both run by themselves: whichever ends first ends the process.
     (void)startTask(executors.taskExecutor(),
                     finishAfterStop(server(), executors.mainExecutor(), weak_from_this()));
     (void)startTask(executors.taskExecutor(),
-                    finishAfterGrace(shell_->clock(), executors.mainExecutor(), weak_from_this()));
+                    finishAfterGrace(services_.clock, executors.mainExecutor(), weak_from_this()));
 }
 
 ViewerTask<void> ViewerHostApplicationDelegate::finishAfterStop(
@@ -148,7 +149,7 @@ void ViewerHostApplicationDelegate::finishTermination() {
         return;
     }
     readyToTerminate_ = true;
-    shell_->terminate();
+    services_.shell->terminate();
 }
 
 }  // namespace velmora

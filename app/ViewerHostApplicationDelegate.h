@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerPlatformServices.h"
 #include "core/capture/MacDisplayCaptureSource.h"
 #include "core/coordination/ViewerHostFrameProviding.h"
 #include "core/http/ViewerHTTPServer.h"
@@ -20,7 +20,7 @@ class ViewerHostApplicationDelegate final
     : public ViewerApplicationDelegate,
       public std::enable_shared_from_this<ViewerHostApplicationDelegate> {
   public:
-    explicit ViewerHostApplicationDelegate(std::shared_ptr<ViewerApplicationShell> shell);
+    explicit ViewerHostApplicationDelegate(ViewerPlatformServices services);
     ViewerHostApplicationDelegate(const ViewerHostApplicationDelegate&) = delete;
     ViewerHostApplicationDelegate& operator=(const ViewerHostApplicationDelegate&) = delete;
 
@@ -46,7 +46,7 @@ class ViewerHostApplicationDelegate final
     static void finishOn(const ViewerExecutor& main, WeakSelf weak);
     void finishTermination();
 
-    const std::shared_ptr<ViewerApplicationShell> shell_;
+    const ViewerPlatformServices services_;
     const std::shared_ptr<MacDisplayCaptureSource> source_;
     /// Made on first use, then kept.
     std::shared_ptr<ViewerHostFrameProviding> provider_;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <future>
+#include <memory>
 #include <string_view>
-#include <utility>
 
 #include "app/ViewerHostApplicationDelegate.h"
 
@@ -25,15 +25,14 @@ int checkPermission(ViewerApplicationShell& shell) {
 
 }  // namespace
 
-int ViewerProcessEntry::run(std::shared_ptr<ViewerApplicationShell> shell,
+int ViewerProcessEntry::run(const ViewerPlatformServices& services,
                             std::span<const char* const> arguments) {
     if (std::ranges::find(arguments, checkPermissionArgument) != arguments.end()) {
-        return checkPermission(*shell);
+        return checkPermission(*services.shell);
     }
-    shell->ignoreSignal(SIGINT);
-    shell->ignoreSignal(SIGTERM);
-    const auto delegate = std::make_shared<ViewerHostApplicationDelegate>(shell);
-    return shell->run(delegate);
+    services.shell->ignoreSignal(SIGINT);
+    services.shell->ignoreSignal(SIGTERM);
+    return services.shell->run(std::make_shared<ViewerHostApplicationDelegate>(services));
 }
 
 }  // namespace velmora

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <span>
 
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerPlatformServices.h"
 
 namespace velmora {
 
@@ -16,7 +15,7 @@ inline constexpr int permissionMissingStatus = 2;
 
 /// Runs the permission check when `--check-permission` stands anywhere among `arguments`, the
 /// program's path included; else the host. Yields the exit status.
-int run(std::shared_ptr<ViewerApplicationShell> shell, std::span<const char* const> arguments);
+int run(const ViewerPlatformServices& services, std::span<const char* const> arguments);
 
 }  // namespace ViewerProcessEntry
 

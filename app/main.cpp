@@ -2,15 +2,15 @@
 #include <exception>
 #include <span>
 
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerPlatformServices.h"
 #include "app/ViewerProcessEntry.h"
 #include "core/runtime/ViewerCheck.h"
 
 int main(int argumentCount, char** arguments) {
     try {
-        const auto shell = velmora::makeApplicationShell();
-        shell->exit(velmora::ViewerProcessEntry::run(
-            shell, std::span(arguments, static_cast<std::size_t>(argumentCount))));
+        const auto services = velmora::makePlatformServices();
+        services.shell->exit(velmora::ViewerProcessEntry::run(
+            services, std::span(arguments, static_cast<std::size_t>(argumentCount))));
     } catch (const std::exception& exception) {
         velmora::viewerCheck(false, exception.what());
     }

@@ -1,6 +1,5 @@
 #include "app/linux/ViewerLinuxApplicationShell.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -18,36 +17,21 @@
 #include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "core/runtime/ViewerCheck.h"
-#include "core/runtime/linux/ViewerBoottimeClock.h"
 
 namespace velmora {
 
 namespace {
 
-/// Tells the loop that one thread runs it, which saves it the wake-ups of others.
-constexpr int oneThread = 1;
 /// Of the 3 seconds that an answer may take, some are the process's own.
 constexpr std::chrono::milliseconds preflightLimit{2500};
 /// How long a full standard output may hold the line, and with it the loop, up.
 constexpr std::chrono::seconds outputPatience{1};
 
-/// A descriptor of ours in the place of a standard one that the process was started without would
-/// be written to as that one.
-void occupyStandardDescriptors() {
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    (void)::close(descriptor);  // -1 where the system has no such device
-}
-
 }  // namespace
 
-ViewerLinuxApplicationShell::ViewerLinuxApplicationShell(std::filesystem::path alertProgram)
-    : alertProgram_(std::move(alertProgram)),
-      loop_(oneThread),
-      executors_(loop_.get_executor()),
-      clock_(std::make_shared<ViewerBoottimeClock>(loop_)) {
+ViewerLinuxApplicationShell::ViewerLinuxApplicationShell(
+    std::shared_ptr<boost::asio::io_context> loop, std::filesystem::path alertProgram)
+    : loop_(std::move(loop)), alertProgram_(std::move(alertProgram)) {
     // A reader that is gone is an error of the write, not the end of the process.
     (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
 }
@@ -59,16 +43,16 @@ void ViewerLinuxApplicationShell::ignoreSignal(int signal) {
 std::shared_ptr<ViewerSignalSource> ViewerLinuxApplicationShell::makeSignalSource(
     int signal, std::function<void()> handler) {
     const auto source =
-        std::make_shared<ViewerLinuxSignalSource>(loop_, signal, std::move(handler));
+        std::make_shared<ViewerLinuxSignalSource>(*loop_, signal, std::move(handler));
     source->resume();
     return source;
 }
 
 int ViewerLinuxApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
     delegate_ = std::move(delegate);
-    const auto work = boost::asio::make_work_guard(loop_);
-    boost::asio::post(loop_, [this] { delegate_->applicationDidFinishLaunching(); });
-    loop_.run();
+    const auto work = boost::asio::make_work_guard(*loop_);
+    boost::asio::post(*loop_, [this] { delegate_->applicationDidFinishLaunching(); });
+    loop_->run();
     delegate_.reset();
     return EXIT_SUCCESS;
 }
@@ -79,7 +63,7 @@ void ViewerLinuxApplicationShell::terminate() {
         return;
     }
     if (delegate_->applicationShouldTerminate() == ViewerTerminateReply::now) {
-        loop_.stop();
+        loop_->stop();
     }
 }
 
@@ -108,7 +92,7 @@ void ViewerLinuxApplicationShell::bringToFront() {}
 void ViewerLinuxApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
     viewerCheck(!alert_, "a modal alert is the only one");
     if (ViewerAlertEnvironment::hasGraphicalSession()) {
-        alert_ = ViewerAlertProcess::start(loop_, alertProgram_, alert);
+        alert_ = ViewerAlertProcess::start(*loop_, alertProgram_, alert);
     } else if (::isatty(STDERR_FILENO) != 0) {
         writeLine(STDERR_FILENO, alert.title, outputPatience);
         writeLine(STDERR_FILENO, alert.informativeText, outputPatience);
@@ -151,27 +135,6 @@ std::optional<std::string> ViewerLinuxApplicationShell::machineName() {
 
 void ViewerLinuxApplicationShell::printLine(std::string_view line) {
     writeLine(STDOUT_FILENO, line, outputPatience);
-}
-
-ViewerExecutors& ViewerLinuxApplicationShell::executors() {
-    return executors_;
-}
-
-std::shared_ptr<ViewerContinuousClock> ViewerLinuxApplicationShell::clock() {
-    return clock_;
-}
-
-std::shared_ptr<ViewerTransport> ViewerLinuxApplicationShell::makeTransport() {
-    return velmora::makeTransport(clock_);
-}
-
-std::shared_ptr<ViewerScreenCapture> ViewerLinuxApplicationShell::makeScreenCapture() {
-    return velmora::makeScreenCapture(executors_.mainExecutor());
-}
-
-std::shared_ptr<ViewerApplicationShell> makeApplicationShell() {
-    occupyStandardDescriptors();
-    return std::make_shared<ViewerLinuxApplicationShell>();
 }
 
 }  // namespace velmora

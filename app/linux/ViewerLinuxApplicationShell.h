@@ -6,16 +6,15 @@
 
 #include "app/ViewerApplicationShell.h"
 #include "app/linux/ViewerAlertProcess.h"
-#include "core/runtime/linux/ViewerLoopExecutors.h"
 
 namespace velmora {
 
-/// The shell on Linux: one loop on the main thread carries everything that does not block, so that
-/// its executors are all one. Main thread only.
+/// The shell on Linux: runs the main thread's loop. Main thread only.
 class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
   public:
     /// `alertProgram` shows the alerts.
     explicit ViewerLinuxApplicationShell(
+        std::shared_ptr<boost::asio::io_context> loop,
         std::filesystem::path alertProgram = ViewerAlertProcess::program());
 
     void ignoreSignal(int signal) override;
@@ -39,18 +38,12 @@ class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
     std::optional<std::string> languageCode() override;
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
-    ViewerExecutors& executors() override;
-    std::shared_ptr<ViewerContinuousClock> clock() override;
-    std::shared_ptr<ViewerTransport> makeTransport() override;
-    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
 
   private:
     void endAlert(bool isFirstButton);
 
+    const std::shared_ptr<boost::asio::io_context> loop_;
     const std::filesystem::path alertProgram_;
-    boost::asio::io_context loop_;
-    ViewerLoopExecutors executors_;
-    const std::shared_ptr<ViewerContinuousClock> clock_;
     std::shared_ptr<ViewerApplicationDelegate> delegate_;
     /// Both are there while an alert shows.
     std::shared_ptr<ViewerAlertProcess> alert_;

@@ -5,7 +5,6 @@
 #include "app/ViewerApplicationShell.h"
 #include "app/mac/ViewerAppKitAlertPanel.h"
 #include "app/mac/ViewerAppKitApplicationDelegate.h"
-#include "core/runtime/mac/ViewerDispatchExecutors.h"
 
 namespace velmora {
 
@@ -31,14 +30,8 @@ class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
     std::optional<std::string> languageCode() override;
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
-    ViewerExecutors& executors() override;
-    std::shared_ptr<ViewerContinuousClock> clock() override;
-    std::shared_ptr<ViewerTransport> makeTransport() override;
-    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
 
   private:
-    ViewerDispatchExecutors executors_;
-    const std::shared_ptr<ViewerContinuousClock> clock_;
     const std::shared_ptr<ViewerAppKitAlertPanel> alertPanel_;
     /// The application itself holds it weakly.
     ViewerAppKitApplicationDelegate* delegate_ = nil;

@@ -14,7 +14,6 @@
 #include "app/ViewerLineOutput.h"
 #include "app/mac/ViewerDispatchSignalSource.h"
 #include "core/runtime/ViewerCheck.h"
-#include "core/runtime/mac/ViewerDispatchClock.h"
 #include "core/runtime/mac/ViewerFoundationText.h"
 
 namespace velmora {
@@ -27,7 +26,7 @@ constexpr std::chrono::seconds outputPatience{1};
 }  // namespace
 
 ViewerAppKitApplicationShell::ViewerAppKitApplicationShell()
-    : clock_(ViewerDispatchClock::make()), alertPanel_(std::make_shared<ViewerAppKitAlertPanel>()) {
+    : alertPanel_(std::make_shared<ViewerAppKitAlertPanel>()) {
     // A reader that is gone is an error of the write, not the end of the process.
     (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
 }
@@ -105,26 +104,6 @@ std::optional<std::string> ViewerAppKitApplicationShell::machineName() {
 
 void ViewerAppKitApplicationShell::printLine(std::string_view line) {
     writeLine(STDOUT_FILENO, line, outputPatience);
-}
-
-ViewerExecutors& ViewerAppKitApplicationShell::executors() {
-    return executors_;
-}
-
-std::shared_ptr<ViewerContinuousClock> ViewerAppKitApplicationShell::clock() {
-    return clock_;
-}
-
-std::shared_ptr<ViewerTransport> ViewerAppKitApplicationShell::makeTransport() {
-    return velmora::makeTransport(clock_);
-}
-
-std::shared_ptr<ViewerScreenCapture> ViewerAppKitApplicationShell::makeScreenCapture() {
-    return velmora::makeScreenCapture(executors_.mainExecutor());
-}
-
-std::shared_ptr<ViewerApplicationShell> makeApplicationShell() {
-    return std::make_shared<ViewerAppKitApplicationShell>();
 }
 
 }  // namespace velmora

@@ -2,42 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "app/ViewerHostApplicationDelegate.h"
-#include "tests/support/app/ScriptedApplicationShell.h"
-#include "tests/support/runtime/SimulatedWorld.h"
+#include "tests/support/app/ScriptedPlatform.h"
 
 namespace velmora {
 
-/// A screen capture whose list of displays never comes.
-class SilentScreenCapture final : public ViewerScreenCapture {
-  public:
-    bool preflightAccess() override { return isGranted; }
-    void shareableDisplays(DisplaysCompletion completion) override {
-        waiting_.push_back(std::move(completion));
-    }
-    std::vector<ViewerNativeScreen> screens() override { return {}; }
-    bool comesBefore(const std::string&, const std::string&) override { return false; }
-    std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay&,
-                                                    const ViewerStreamSettings&) override {
-        return nullptr;
-    }
-
-    bool isGranted = true;
-
-  private:
-    std::vector<DisplaysCompletion> waiting_;
-};
-
 /// The application in a simulated world, launched by the test. One thread.
-struct LaunchedHost final {
-    explicit LaunchedHost(std::uint64_t seed = 1) : world(seed), shell(makeShell()) {
-        shell->capture = capture;
-        delegate = std::make_shared<ViewerHostApplicationDelegate>(shell);
-    }
+struct LaunchedHost final : ScriptedPlatform {
+    explicit LaunchedHost(std::uint64_t seed = 1)
+        : ScriptedPlatform(seed),
+          delegate(std::make_shared<ViewerHostApplicationDelegate>(services())) {}
     ~LaunchedHost() {
         // A task that still waits holds the application, which holds what the task waits for.
         if (delegate) {
@@ -79,17 +56,9 @@ struct LaunchedHost final {
         listener().connect()->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
         world.settle();
     }
-    ScriptedListener& listener() { return *shell->transport->listeners.at(0); }
+    ScriptedListener& listener() { return *transport->listeners.at(0); }
 
-    SimulatedWorld world;
-    std::shared_ptr<SilentScreenCapture> capture = std::make_shared<SilentScreenCapture>();
-    std::shared_ptr<ScriptedApplicationShell> shell;
     std::shared_ptr<ViewerHostApplicationDelegate> delegate;
-
-  private:
-    std::shared_ptr<ScriptedApplicationShell> makeShell() {
-        return std::make_shared<ScriptedApplicationShell>(world);
-    }
 };
 
 }  // namespace velmora

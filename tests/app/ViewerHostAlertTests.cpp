@@ -25,7 +25,7 @@ TEST(ViewerHostAlerts, CancelEndsTheApplicationWithoutAServer) {
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
     EXPECT_EQ(host.shell->alerts().size(), 1U);
 }
 
@@ -52,7 +52,7 @@ TEST(ViewerHostAlerts, CloseEndsTheApplicationWithoutAServer) {
     EXPECT_THAT(host.shell->alerts(),
                 ElementsAre(catalogue.consent(), catalogue.permissionMissing()));
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
 }
 
 TEST(ViewerHostAlerts, AServerThatDidNotStartIsToldOfInTheErrorsOwnWords) {
@@ -68,7 +68,7 @@ TEST(ViewerHostAlerts, AServerThatDidNotStartIsToldOfInTheErrorsOwnWords) {
 
 TEST(ViewerHostAlerts, AListenerThatCannotBeMadeIsToldOfAsThePlatformSaysIt) {
     LaunchedHost host;
-    host.shell->transport->creationError = "no sockets";
+    host.transport->creationError = "no sockets";
     host.shell->language = "ru";
     host.launch();
 

@@ -124,7 +124,7 @@ TEST(ViewerHostTermination, ASignalWhileThePermissionIsUnknownEndsTheApplication
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(begin));
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
 }
 
 TEST(ViewerHostTermination, APermissionThatComesAfterTheSignalStartsNothing) {
@@ -135,7 +135,7 @@ TEST(ViewerHostTermination, APermissionThatComesAfterTheSignalStartsNothing) {
     host.shell->answerPreflight(true);
     host.world.runToEnd();
 
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
     EXPECT_THAT(host.shell->lines(), IsEmpty());
     EXPECT_EQ(host.shell->terminationRequests(), 1U);
 }
@@ -179,11 +179,11 @@ TEST(ViewerHostTermination, AStartThatFailsAfterTheSignalAsksForNothingMore) {
 TEST(ViewerHostTermination, AnApplicationThatNeverServedStillStopsItsServer) {
     LaunchedHost host;
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
-    EXPECT_THAT(host.shell->calls(), ElementsAre("screen capture", "machine name", "transport"));
+    EXPECT_THAT(host.shell->calls(), ElementsAre("machine name"));
     host.shell->launch(host.delegate);
     host.world.runToEnd();
 
-    EXPECT_THAT(host.shell->transport->requestedPorts, IsEmpty());
+    EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
 }
 
 TEST(ViewerHostTermination, AnApplicationThatIsGoneIsNotAskedAnyMore) {
@@ -267,7 +267,7 @@ class ByChance final {
 
     template <typename Action>
     void onListener(Action action) {
-        if (!host_.shell->transport->listeners.empty()) {
+        if (!host_.transport->listeners.empty()) {
             action(host_.listener());
         }
     }
@@ -286,8 +286,8 @@ TEST(ViewerHostTermination, WhateverHappensTheApplicationEndsExactlyOnceWithinTh
         ASSERT_FALSE(host.shell->showsAlert());
         ASSERT_EQ(host.shell->askedAfterClosing(), 0U);
         ASSERT_EQ(host.shell->liveSignalSources(), 0U);
-        ASSERT_LE(host.shell->transport->listeners.size(), 1U);
-        for (const auto& listener : host.shell->transport->listeners) {
+        ASSERT_LE(host.transport->listeners.size(), 1U);
+        for (const auto& listener : host.transport->listeners) {
             ASSERT_EQ(listener->cancellations(), 1U);
         }
         host.world.runToEnd();

@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-#include "tests/app/LaunchedHost.h"
+#include "tests/support/app/ScriptedPlatform.h"
 
 namespace velmora {
 
@@ -16,32 +16,28 @@ using testing::IsEmpty;
 
 class ViewerProcessEntryTest : public testing::Test {
   protected:
-    ViewerProcessEntryTest() { shell_->capture = std::make_shared<SilentScreenCapture>(); }
-
     int run(const std::vector<const char*>& arguments) {
-        return ViewerProcessEntry::run(shell_, arguments);
+        return ViewerProcessEntry::run(platform_.services(), arguments);
     }
 
-    SimulatedWorld world_;
-    std::shared_ptr<ScriptedApplicationShell> shell_ =
-        std::make_shared<ScriptedApplicationShell>(world_);
+    ScriptedPlatform platform_;
 };
 
 TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith0WhenGranted) {
     EXPECT_EQ(run({"host", "--check-permission"}), 0);
-    EXPECT_THAT(shell_->lines(), ElementsAre("Screen Recording: granted"));
+    EXPECT_THAT(platform_.shell->lines(), ElementsAre("Screen Recording: granted"));
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith2WhenNotGranted) {
-    shell_->access = false;
+    platform_.shell->access = false;
     EXPECT_EQ(run({"host", "--check-permission"}), 2);
-    EXPECT_THAT(shell_->lines(), ElementsAre("Screen Recording: not granted"));
+    EXPECT_THAT(platform_.shell->lines(), ElementsAre("Screen Recording: not granted"));
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckDoesNothingBesidesTheCheck) {
     run({"host", "--check-permission"});
 
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight"));
+    EXPECT_THAT(platform_.shell->calls(), ElementsAre("preflight"));
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckIsSelectedAnywhereAmongTheArguments) {
@@ -50,22 +46,23 @@ TEST_F(ViewerProcessEntryTest, TheCheckIsSelectedAnywhereAmongTheArguments) {
     run({"--check-permission"});
     run({"--check-permission", "--check-permission"});
 
-    EXPECT_EQ(shell_->lines().size(), 4U);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "preflight", "preflight", "preflight"));
+    EXPECT_EQ(platform_.shell->lines().size(), 4U);
+    EXPECT_THAT(platform_.shell->calls(),
+                ElementsAre("preflight", "preflight", "preflight", "preflight"));
 }
 
 class ViewerProcessEntryWith : public ViewerProcessEntryTest,
                                public testing::WithParamInterface<std::vector<const char*>> {};
 
 TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirst) {
-    shell_->access = false;
-    shell_->presses = {1};
+    platform_.shell->access = false;
+    platform_.shell->presses = {1};
     EXPECT_EQ(run(GetParam()), 0);
-    EXPECT_THAT(shell_->calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "screen capture",
-                                             "run", "watch SIGINT", "watch SIGTERM", "preflight",
-                                             "front", "alert Allow Viewer Host to Share Displays?",
-                                             "machine name", "transport"));
-    EXPECT_THAT(shell_->lines(), IsEmpty());
+    EXPECT_THAT(platform_.shell->calls(),
+                ElementsAre("ignore SIGINT", "ignore SIGTERM", "run", "watch SIGINT",
+                            "watch SIGTERM", "preflight", "front",
+                            "alert Allow Viewer Host to Share Displays?", "machine name"));
+    EXPECT_THAT(platform_.shell->lines(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -52,14 +52,14 @@ void MacHost::run(std::vector<const char*> arguments) {
     {
         const bridge::AutoreleasePool pool;
         ApplicationScript::shared().waitForMore = [this] { waitForAction(); };
-        const auto shell = makeApplicationShell();
-        const int status = ViewerProcessEntry::run(shell, arguments);
+        const auto services = makePlatformServices();
+        const int status = ViewerProcessEntry::run(services, arguments);
         ApplicationScript::shared().waitForMore = nullptr;
         // The real process ends here, with all that it holds. Here everything ends by itself, once
         // the waits are over and the shell lets go of the delegate, which holds the shell.
         constexpr std::chrono::minutes longerThanAnyWait{1};
         DispatchWorld::shared().advance(longerThanAnyWait);
-        shell->run(std::make_shared<LastDelegate>(*shell));
+        services.shell->run(std::make_shared<LastDelegate>(*services.shell));
         const std::lock_guard guard(lock_);
         status_ = status;
     }

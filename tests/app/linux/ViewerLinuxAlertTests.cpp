@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <functional>
 #include <memory>
@@ -97,14 +98,14 @@ class ViewerLinuxAlert : public testing::Test {
         EXPECT_EQ(shell_.run(delegate_), 0);
     }
     /// Behind what is ready in the loop now.
-    void later(std::function<void()> action) {
-        boost::asio::post(shell_.executors().mainExecutor(), std::move(action));
-    }
+    void later(std::function<void()> action) { boost::asio::post(*loop_, std::move(action)); }
     void log(const std::string& event) { delegate_->events.push_back(event); }
     void logAnswer(bool isFirstButton) { log(isFirstButton ? "first" : "not first"); }
 
     BorrowedEnvironment environment_;
-    ViewerLinuxApplicationShell shell_{SCRIPTED_ALERT_PATH};
+    const std::shared_ptr<boost::asio::io_context> loop_ =
+        std::make_shared<boost::asio::io_context>();
+    ViewerLinuxApplicationShell shell_{loop_, SCRIPTED_ALERT_PATH};
     std::shared_ptr<AgreeingDelegate> delegate_ = std::make_shared<AgreeingDelegate>();
 };
 
@@ -150,7 +151,7 @@ TEST_F(ViewerLinuxAlert, IsClosedAtOnce) {
 }
 
 TEST_F(ViewerLinuxAlert, WhoseProgramIsMissingIsNotTheFirstButton) {
-    ViewerLinuxApplicationShell shell("/nonexistent/program");
+    ViewerLinuxApplicationShell shell(loop_, "/nonexistent/program");
     std::optional<bool> answer;
     shell.showAlert(alert("exit", "10"), [&](bool isFirstButton) { answer = isFirstButton; });
 

@@ -4,10 +4,12 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <csignal>
 #include <functional>
 #include <future>
+#include <memory>
 #include <thread>
 
 namespace velmora {
@@ -29,12 +31,13 @@ class ScriptedDelegate final : public ViewerApplicationDelegate {
 };
 
 TEST(ViewerLinuxApplicationShell, TheLoopRunsUntilTheDelegateAgreesToTerminate) {
-    ViewerLinuxApplicationShell shell;
+    const auto loop = std::make_shared<boost::asio::io_context>();
+    ViewerLinuxApplicationShell shell(loop);
     const auto delegate = std::make_shared<ScriptedDelegate>();
     delegate->agreesAt = 2;
     delegate->onLaunch = [&] {
         shell.terminate();
-        boost::asio::post(shell.executors().mainExecutor(), [&] { shell.terminate(); });
+        boost::asio::post(*loop, [&] { shell.terminate(); });
     };
 
     EXPECT_EQ(shell.run(delegate), 0);
@@ -42,13 +45,14 @@ TEST(ViewerLinuxApplicationShell, TheLoopRunsUntilTheDelegateAgreesToTerminate) 
 }
 
 TEST(ViewerLinuxApplicationShell, TheLoopGoesOnWhenNothingIsLeftToDo) {
-    ViewerLinuxApplicationShell shell;
+    const auto loop = std::make_shared<boost::asio::io_context>();
+    ViewerLinuxApplicationShell shell(loop);
     const auto delegate = std::make_shared<ScriptedDelegate>();
     std::promise<void> isLaunched;
     delegate->onLaunch = [&] { isLaunched.set_value(); };
     std::thread other([&] {
         isLaunched.get_future().wait();
-        boost::asio::post(shell.executors().mainExecutor(), [&] { shell.terminate(); });
+        boost::asio::post(*loop, [&] { shell.terminate(); });
     });
 
     EXPECT_EQ(shell.run(delegate), 0);
@@ -57,7 +61,8 @@ TEST(ViewerLinuxApplicationShell, TheLoopGoesOnWhenNothingIsLeftToDo) {
 }
 
 TEST(ViewerLinuxApplicationShell, ASignalReachesItsSourceInTheLoop) {
-    ViewerLinuxApplicationShell shell;
+    const auto loop = std::make_shared<boost::asio::io_context>();
+    ViewerLinuxApplicationShell shell(loop);
     const auto delegate = std::make_shared<ScriptedDelegate>();
     std::shared_ptr<ViewerSignalSource> source;
     delegate->onLaunch = [&] {
@@ -70,17 +75,12 @@ TEST(ViewerLinuxApplicationShell, ASignalReachesItsSourceInTheLoop) {
     EXPECT_EQ(delegate->requests, 1);
 }
 
-TEST(ViewerLinuxApplicationShell, EveryExecutorIsTheMainThreads) {
-    ViewerLinuxApplicationShell shell;
-
-    EXPECT_EQ(shell.executors().mainExecutor(), shell.executors().taskExecutor());
-}
-
 TEST(ViewerLinuxApplicationShell, TheProcessLeavesWithItsStatusWhileAThreadHangs) {
     testing::GTEST_FLAG(death_test_style) = "threadsafe";
     EXPECT_EXIT(
         {
-            ViewerLinuxApplicationShell shell;
+            const auto loop = std::make_shared<boost::asio::io_context>();
+            ViewerLinuxApplicationShell shell(loop);
             std::thread([] { ::pause(); }).detach();
             shell.exit(7);
         },
@@ -90,7 +90,8 @@ TEST(ViewerLinuxApplicationShell, TheProcessLeavesWithItsStatusWhileAThreadHangs
 TEST(ViewerLinuxApplicationShell, WithoutADisplayThePermissionIsMissing) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
     ::unsetenv("DISPLAY");
-    ViewerLinuxApplicationShell shell;
+    const auto loop = std::make_shared<boost::asio::io_context>();
+    ViewerLinuxApplicationShell shell(loop);
     std::promise<bool> answer;
     shell.preflightAccess([&](bool isGranted) { answer.set_value(isGranted); });
 

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <memory>
-
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerPlatformServices.h"
 #include "tests/mac/MacTest.h"
 #include "tests/mac/frameworks/application/ApplicationScript.h"
 #include "tests/mac/frameworks/screen/ScreenScript.h"
@@ -17,7 +15,7 @@ class ApplicationTest : public MacTest {
 
     ApplicationScript& script_ = ApplicationScript::shared();
     ScreenScript& screen_ = ScreenScript::shared();
-    std::shared_ptr<ViewerApplicationShell> shell_;
+    ViewerPlatformServices services_;
 };
 
 }  // namespace velmora

@@ -6,11 +6,11 @@ namespace velmora {
 
 void ApplicationTest::SetUp() {
     MacTest::SetUp();
-    shell_ = makeApplicationShell();
+    services_ = makePlatformServices();
 }
 
 void ApplicationTest::TearDown() {
-    shell_ = nullptr;
+    services_ = ViewerPlatformServices();
     for (const int signal : {SIGINT, SIGTERM, SIGPIPE}) {
         (void)std::signal(signal, SIG_DFL);  // fails for no signal that there is
     }

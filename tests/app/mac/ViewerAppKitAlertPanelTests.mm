@@ -23,8 +23,8 @@ class ViewerAppKitAlertPanel : public ApplicationTest {
         return {ViewerAlertStyle::informational, "title", "text", {"Continue", "Cancel"}};
     }
     void show(ViewerAlert shown) {
-        shell_->showAlert(std::move(shown),
-                          [this](bool isFirstButton) { answers_.push_back(isFirstButton); });
+        services_.shell->showAlert(
+            std::move(shown), [this](bool isFirstButton) { answers_.push_back(isFirstButton); });
     }
     /// Shows an alert that is answered by that button.
     void show(ViewerAlert shown, long button) {
@@ -73,20 +73,21 @@ TEST_F(ViewerAppKitAlertPanel, ItIsShownByTheRunLoopAndNotWithinTheCall) {
 TEST_F(ViewerAppKitAlertPanel, TheMainQueueGoesOnWhileItShows) {
     bool hasRun = false;
     script_.answers.emplace_back([&] {
-        boost::asio::post(shell_->executors().mainExecutor(), [&] { hasRun = true; });
+        boost::asio::post(services_.executors->mainExecutor(), [&] { hasRun = true; });
         world_.settleInside();
         EXPECT_TRUE(hasRun);
         return ApplicationScript::secondButton;
     });
     // The gate asks within a function of the main queue.
-    boost::asio::post(shell_->executors().mainExecutor(), [this] { show(alert()); });
+    boost::asio::post(services_.executors->mainExecutor(), [this] { show(alert()); });
     script_.runPerformed();
     EXPECT_TRUE(hasRun);
     EXPECT_THAT(answers_, ElementsAre(false));
 }
 
 TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
-    const auto source = shell_->makeSignalSource(SIGTERM, [this] { shell_->closeAlert(); });
+    const auto source =
+        services_.shell->makeSignalSource(SIGTERM, [this] { services_.shell->closeAlert(); });
     script_.answers.emplace_back([] {
         FakeDispatchSources::raise(SIGTERM);
         return ApplicationScript::noButton;
@@ -98,14 +99,14 @@ TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
 
 TEST_F(ViewerAppKitAlertPanel, OneThatIsClosedBeforeItShowsIsNotShown) {
     show(alert());
-    shell_->closeAlert();
+    services_.shell->closeAlert();
     script_.runPerformed();
     EXPECT_THAT(script_.alerts, IsEmpty());
     EXPECT_THAT(answers_, ElementsAre(false));
 }
 
 TEST_F(ViewerAppKitAlertPanel, ClosingNoneDoesNotCloseTheNext) {
-    shell_->closeAlert();
+    services_.shell->closeAlert();
     show(alert(), ApplicationScript::firstButton);
     EXPECT_THAT(answers_, ElementsAre(true));
 }
@@ -113,7 +114,7 @@ TEST_F(ViewerAppKitAlertPanel, ClosingNoneDoesNotCloseTheNext) {
 TEST_F(ViewerAppKitAlertPanel, AnAnswerMayShowTheNext) {
     script_.answers = {[] { return ApplicationScript::firstButton; },
                        [] { return ApplicationScript::secondButton; }};
-    shell_->showAlert(alert(), [this](bool isFirstButton) {
+    services_.shell->showAlert(alert(), [this](bool isFirstButton) {
         answers_.push_back(isFirstButton);
         show(alert());
     });

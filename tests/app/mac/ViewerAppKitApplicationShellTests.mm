@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <boost/asio/post.hpp>
 #include <csignal>
 #include <cstddef>
 #include <functional>
@@ -54,13 +53,13 @@ class AnsweringDelegate final : public ViewerApplicationDelegate {
 TEST_F(ViewerAppKitApplicationShell, ASignalIsIgnoredOnRequestAndABrokenPipeAlways) {
     EXPECT_EQ(disposition(SIGPIPE), SIG_IGN);
     EXPECT_EQ(disposition(SIGTERM), SIG_DFL);
-    shell_->ignoreSignal(SIGTERM);
+    services_.shell->ignoreSignal(SIGTERM);
     EXPECT_EQ(disposition(SIGTERM), SIG_IGN);
 }
 
 TEST_F(ViewerAppKitApplicationShell, ASignalSourceTellsEachArrivalOfItsSignal) {
     int arrivals = 0;
-    const auto source = shell_->makeSignalSource(SIGTERM, [&] { ++arrivals; });
+    const auto source = services_.shell->makeSignalSource(SIGTERM, [&] { ++arrivals; });
     FakeDispatchSources::raise(SIGTERM);
     EXPECT_EQ(arrivals, 0);
     world_.settle();
@@ -73,7 +72,7 @@ TEST_F(ViewerAppKitApplicationShell, ASignalSourceTellsEachArrivalOfItsSignal) {
 
 TEST_F(ViewerAppKitApplicationShell, ACancelledSignalSourceIsSilentAlsoForWhatHasArrived) {
     int arrivals = 0;
-    const auto source = shell_->makeSignalSource(SIGTERM, [&] { ++arrivals; });
+    const auto source = services_.shell->makeSignalSource(SIGTERM, [&] { ++arrivals; });
     FakeDispatchSources::raise(SIGTERM);
     source->cancel();
     source->cancel();
@@ -85,7 +84,7 @@ TEST_F(ViewerAppKitApplicationShell, ACancelledSignalSourceIsSilentAlsoForWhatHa
 TEST_F(ViewerAppKitApplicationShell, ASignalSourceMayBeCancelledAndDroppedByItsHandler) {
     int arrivals = 0;
     std::shared_ptr<ViewerSignalSource> source;
-    source = shell_->makeSignalSource(SIGTERM, [&] {
+    source = services_.shell->makeSignalSource(SIGTERM, [&] {
         source->cancel();
         source = nullptr;
         ++arrivals;
@@ -98,7 +97,7 @@ TEST_F(ViewerAppKitApplicationShell, ASignalSourceMayBeCancelledAndDroppedByItsH
 
 TEST_F(ViewerAppKitApplicationShell, ADroppedSignalSourceWatchesNoMore) {
     const std::size_t before = FakeDispatchSources::droppedWhileSuspended();
-    (void)shell_->makeSignalSource(SIGTERM, [] {});
+    (void)services_.shell->makeSignalSource(SIGTERM, [] {});
     world_.settle();
     EXPECT_EQ(FakeDispatchSources::watching(SIGTERM), 0U);
     EXPECT_EQ(FakeDispatchSources::droppedWhileSuspended(), before);
@@ -106,8 +105,8 @@ TEST_F(ViewerAppKitApplicationShell, ADroppedSignalSourceWatchesNoMore) {
 
 TEST_F(ViewerAppKitApplicationShell, ItRunsAsAnAccessoryAndTellsItsDelegateOnce) {
     const auto delegate = std::make_shared<AnsweringDelegate>();
-    delegate->onLaunch = [this] { shell_->terminate(); };
-    EXPECT_EQ(shell_->run(delegate), 0);
+    delegate->onLaunch = [this] { services_.shell->terminate(); };
+    EXPECT_EQ(services_.shell->run(delegate), 0);
     EXPECT_EQ(delegate->launches, 1);
     EXPECT_EQ(delegate->questions, 1);
     EXPECT_THAT(FrameworkCalls::take(),
@@ -118,13 +117,13 @@ TEST_F(ViewerAppKitApplicationShell, ItRunsOnUntilItsDelegateAgreesToTerminate) 
     const auto delegate = std::make_shared<AnsweringDelegate>();
     delegate->reply = ViewerTerminateReply::cancel;
     bool goesOn = false;
-    script_.whenIdle = {[&] { shell_->terminate(); },
+    script_.whenIdle = {[&] { services_.shell->terminate(); },
                         [&] {
                             goesOn = true;
                             delegate->reply = ViewerTerminateReply::now;
-                            shell_->terminate();
+                            services_.shell->terminate();
                         }};
-    EXPECT_EQ(shell_->run(delegate), 0);
+    EXPECT_EQ(services_.shell->run(delegate), 0);
     EXPECT_TRUE(goesOn);
     EXPECT_EQ(delegate->questions, 2);
 }
@@ -134,74 +133,66 @@ TEST_F(ViewerAppKitApplicationShell, ItKeepsItsDelegateWhichAppKitDoesNot) {
     const std::weak_ptr<AnsweringDelegate> weak = delegate;
     script_.whenIdle = {[&] {
         EXPECT_FALSE(weak.expired());
-        shell_->terminate();
+        services_.shell->terminate();
     }};
-    shell_->run(std::move(delegate));
+    services_.shell->run(std::move(delegate));
     EXPECT_FALSE(weak.expired());
-    shell_ = nullptr;
+    services_.shell = nullptr;
     EXPECT_TRUE(weak.expired());
-}
-
-TEST_F(ViewerAppKitApplicationShell, TheMainExecutorRunsInTheRunLoop) {
-    const auto delegate = std::make_shared<AnsweringDelegate>();
-    delegate->onLaunch = [this] {
-        boost::asio::post(shell_->executors().mainExecutor(), [this] { shell_->terminate(); });
-    };
-    EXPECT_EQ(shell_->run(delegate), 0);
 }
 
 TEST_F(ViewerAppKitApplicationShell, ThePermissionIsAskedOfTheSystemAndOnlyThenTheUser) {
     std::vector<bool> answers;
     const auto note = [&](bool isGranted) { answers.push_back(isGranted); };
     screen_.isGranted = false;
-    shell_->preflightAccess(note);
+    services_.shell->preflightAccess(note);
     EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
-    shell_->requestAccess(note);
+    services_.shell->requestAccess(note);
     EXPECT_THAT(FrameworkCalls::take(), ElementsAre("CGRequestScreenCaptureAccess"));
     screen_.grantsOnRequest = true;
-    shell_->requestAccess(note);
-    shell_->preflightAccess(note);
+    services_.shell->requestAccess(note);
+    services_.shell->preflightAccess(note);
     EXPECT_THAT(answers, ElementsAre(false, false, true, true));
 }
 
 TEST_F(ViewerAppKitApplicationShell, ItComesBeforeAllOthers) {
-    shell_->bringToFront();
+    services_.shell->bringToFront();
     EXPECT_THAT(FrameworkCalls::take(), ElementsAre("activateIgnoringOtherApps 1"));
 }
 
 TEST_F(ViewerAppKitApplicationShell, APageIsOpenedWhereItsAddressIsOne) {
-    shell_->openURL(
+    services_.shell->openURL(
         "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture");
     EXPECT_THAT(FrameworkCalls::take(),
                 ElementsAre("openURL x-apple.systempreferences:com.apple.preference.security?"
                             "Privacy_ScreenCapture"));
-    shell_->openURL("\xff");
+    services_.shell->openURL("\xff");
     EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
 }
 
 TEST_F(ViewerAppKitApplicationShell, TheLanguageIsTheLocalesWhereItHasOne) {
-    EXPECT_EQ(shell_->languageCode(), std::nullopt);
+    EXPECT_EQ(services_.shell->languageCode(), std::nullopt);
     script_.languageCode = "ru";
-    EXPECT_EQ(shell_->languageCode(), "ru");
+    EXPECT_EQ(services_.shell->languageCode(), "ru");
     script_.hasNumberAsLanguage = true;
-    EXPECT_EQ(shell_->languageCode(), std::nullopt);
-    EXPECT_EQ(shell_->alertWording(), ViewerAlertWording::mac);
+    EXPECT_EQ(services_.shell->languageCode(), std::nullopt);
+    EXPECT_EQ(services_.shell->alertWording(), ViewerAlertWording::mac);
 }
 
 TEST_F(ViewerAppKitApplicationShell, TheMachinesNameIsTheOneForPeople) {
-    EXPECT_EQ(shell_->machineName(), std::nullopt);
+    EXPECT_EQ(services_.shell->machineName(), std::nullopt);
     script_.hostName = "Студия";
-    EXPECT_EQ(shell_->machineName(), "Студия");
+    EXPECT_EQ(services_.shell->machineName(), "Студия");
 }
 
 TEST_F(ViewerAppKitApplicationShell, ALineIsWrittenAtOnce) {
     testing::internal::CaptureStdout();
-    shell_->printLine("one line");
+    services_.shell->printLine("one line");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "one line\n");
 }
 
 TEST_F(ViewerAppKitApplicationShell, ItEndsTheProcessAsItStands) {
-    EXPECT_EXIT(shell_->exit(2), testing::ExitedWithCode(2), "");
+    EXPECT_EXIT(services_.shell->exit(2), testing::ExitedWithCode(2), "");
 }
 
 }  // namespace

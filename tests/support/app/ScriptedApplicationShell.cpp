@@ -168,19 +168,4 @@ void ScriptedApplicationShell::printLine(std::string_view line) {
     lines_.emplace_back(line);
 }
 
-std::shared_ptr<ViewerContinuousClock> ScriptedApplicationShell::clock() {
-    // The world is the test's own.
-    return {std::shared_ptr<void>(), &world_};
-}
-
-std::shared_ptr<ViewerTransport> ScriptedApplicationShell::makeTransport() {
-    calls_.emplace_back("transport");
-    return transport;
-}
-
-std::shared_ptr<ViewerScreenCapture> ScriptedApplicationShell::makeScreenCapture() {
-    calls_.emplace_back("screen capture");
-    return capture;
-}
-
 }  // namespace velmora

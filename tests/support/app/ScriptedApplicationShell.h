@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "app/ViewerApplicationShell.h"
-#include "tests/support/http/ScriptedTransport.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
@@ -29,8 +28,6 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     ViewerAlertWording wording = ViewerAlertWording::mac;
     std::optional<std::string> language = "en";
     std::optional<std::string> name = "Studio";
-    std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
-    std::shared_ptr<ViewerScreenCapture> capture;
 
     /// Starts the application without running its loop: the test lets the world run.
     void launch(std::shared_ptr<ViewerApplicationDelegate> delegate);
@@ -75,10 +72,6 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     std::optional<std::string> languageCode() override { return language; }
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
-    ViewerExecutors& executors() override { return world_; }
-    std::shared_ptr<ViewerContinuousClock> clock() override;
-    std::shared_ptr<ViewerTransport> makeTransport() override;
-    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override;
 
   private:
     struct Source;

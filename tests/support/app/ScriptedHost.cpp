@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerPlatformServices.h"
 #include "app/ViewerProcessEntry.h"
 
 namespace velmora {
@@ -66,12 +66,6 @@ class ScriptedPermissionShell final : public ViewerApplicationShell {
     std::optional<std::string> languageCode() override { return shell_->languageCode(); }
     std::optional<std::string> machineName() override { return shell_->machineName(); }
     void printLine(std::string_view line) override { shell_->printLine(line); }
-    ViewerExecutors& executors() override { return shell_->executors(); }
-    std::shared_ptr<ViewerContinuousClock> clock() override { return shell_->clock(); }
-    std::shared_ptr<ViewerTransport> makeTransport() override { return shell_->makeTransport(); }
-    std::shared_ptr<ViewerScreenCapture> makeScreenCapture() override {
-        return shell_->makeScreenCapture();
-    }
 
   private:
     const std::shared_ptr<ViewerApplicationShell> shell_;
@@ -91,8 +85,9 @@ int main(int argumentCount, char** arguments) {
     if (argumentCount != expected) {
         return 1;
     }
-    const auto shell = std::make_shared<velmora::ScriptedPermissionShell>(
-        velmora::makeApplicationShell(), arguments[1], arguments[2], arguments[3]);
+    auto services = velmora::makePlatformServices();
+    services.shell = std::make_shared<velmora::ScriptedPermissionShell>(
+        services.shell, arguments[1], arguments[2], arguments[3]);
     const std::span all(arguments, static_cast<std::size_t>(argumentCount));
-    shell->exit(velmora::ViewerProcessEntry::run(shell, all.first(1)));
+    services.shell->exit(velmora::ViewerProcessEntry::run(services, all.first(1)));
 }

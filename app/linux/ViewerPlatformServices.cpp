@@ -1,0 +1,45 @@
+#include "app/ViewerPlatformServices.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+
+#include "app/linux/ViewerLinuxApplicationShell.h"
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "core/runtime/linux/ViewerLoopExecutors.h"
+
+namespace velmora {
+
+namespace {
+
+/// Tells the loop that one thread runs it, which saves it the wake-ups of others.
+constexpr int oneThread = 1;
+
+/// A descriptor of ours in the place of a standard one that the process was started without would
+/// be written to as that one.
+void occupyStandardDescriptors() {
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    (void)::close(descriptor);  // -1 where the system has no such device
+}
+
+}  // namespace
+
+/// One loop on the main thread carries everything that does not block, so that the executors are
+/// all one. No thread is started yet: the signals are still to be blocked.
+ViewerPlatformServices makePlatformServices() {
+    occupyStandardDescriptors();
+    const auto loop = std::make_shared<boost::asio::io_context>(oneThread);
+    ViewerPlatformServices services;
+    services.shell = std::make_shared<ViewerLinuxApplicationShell>(loop);
+    services.executors = std::make_shared<ViewerLoopExecutors>(loop->get_executor());
+    services.clock = std::make_shared<ViewerBoottimeClock>(*loop);
+    services.transport = makeTransport(services.clock);
+    services.capture = makeScreenCapture(services.executors->mainExecutor());
+    return services;
+}
+
+}  // namespace velmora

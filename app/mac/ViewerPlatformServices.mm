@@ -1,0 +1,19 @@
+#include "app/ViewerPlatformServices.h"
+
+#include "app/mac/ViewerAppKitApplicationShell.h"
+#include "core/runtime/mac/ViewerDispatchClock.h"
+#include "core/runtime/mac/ViewerDispatchExecutors.h"
+
+namespace velmora {
+
+ViewerPlatformServices makePlatformServices() {
+    ViewerPlatformServices services;
+    services.shell = std::make_shared<ViewerAppKitApplicationShell>();
+    services.executors = std::make_shared<ViewerDispatchExecutors>();
+    services.clock = ViewerDispatchClock::make();
+    services.transport = makeTransport(services.clock);
+    services.capture = makeScreenCapture(services.executors->mainExecutor());
+    return services;
+}
+
+}  // namespace velmora

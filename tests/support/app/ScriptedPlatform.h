@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "app/ViewerPlatformServices.h"
+#include "tests/support/app/ScriptedApplicationShell.h"
+#include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/http/ScriptedTransport.h"
+#include "tests/support/runtime/SimulatedWorld.h"
+
+namespace velmora {
+
+/// Everything that the application is given, in a simulated world. The list of displays never
+/// comes. One thread.
+struct ScriptedPlatform {
+    explicit ScriptedPlatform(std::uint64_t seed = 1) : world(seed) {
+        capture->holdsListings = true;
+    }
+
+    /// The world is the test's own.
+    ViewerPlatformServices services() {
+        const std::shared_ptr<SimulatedWorld> borrowed(std::shared_ptr<void>(), &world);
+        return {shell, borrowed, borrowed, transport, capture};
+    }
+
+    SimulatedWorld world;
+    std::shared_ptr<ScriptedApplicationShell> shell =
+        std::make_shared<ScriptedApplicationShell>(world);
+    std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
+    std::shared_ptr<FakeScreenCapture> capture = std::make_shared<FakeScreenCapture>();
+};
+
+}  // namespace velmora
