@@ -38,7 +38,6 @@ class ViewerSignalSource {
 /// knows of the machine. One for the process; main thread only.
 class ViewerApplicationShell {
   public:
-    using AccessCompletion = std::function<void(bool isGranted)>;
     using AlertCompletion = std::function<void(bool isFirstButton)>;
 
     virtual ~ViewerApplicationShell() = default;
@@ -59,13 +58,6 @@ class ViewerApplicationShell {
     /// Ends the process as it stands: threads that hang in a platform call are not waited for, and
     /// nothing is destroyed.
     [[noreturn]] virtual void exit(int status) = 0;
-
-    /// Tells, without ever asking the user, whether this process may record the screen. The
-    /// completion runs once, within 3 seconds, on any thread, possibly before the call returns.
-    virtual void preflightAccess(AccessCompletion completion) = 0;
-    /// Makes the system's own request for the permission, which may ask the user. The completion
-    /// runs once, on any thread, possibly before the call returns.
-    virtual void requestAccess(AccessCompletion completion) = 0;
 
     /// Brings the application before all others.
     virtual void bringToFront() = 0;

@@ -77,8 +77,8 @@ void ViewerHostApplicationDelegate::installSignalHandlers() {
 }
 
 ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
-    const bool isAllowed =
-        co_await ViewerPermissionGate::isAllowed(self->services_.shell, self->startupTask_);
+    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(
+        self->services_.capture, self->services_.shell, self->startupTask_);
     if (self->startupTask_->isCancelled()) {
         co_return;
     }

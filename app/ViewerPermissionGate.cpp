@@ -25,10 +25,11 @@ ViewerTask<bool> answerOf(Call call) {
 
 }  // namespace
 
-ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerApplicationShell> shell,
+ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCapture> capture,
+                                                 std::shared_ptr<ViewerApplicationShell> shell,
                                                  std::shared_ptr<const ViewerTaskHandle> task) {
-    const auto preflight = [&](auto completion) { shell->preflightAccess(completion); };
-    bool isGranted = co_await answerOf(preflight);
+    const auto look = [&](auto completion) { capture->lookAtAccess(completion); };
+    bool isGranted = co_await answerOf(look);
     if (isGranted || task->isCancelled()) {
         co_return isGranted;
     }
@@ -41,10 +42,10 @@ ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerApplicati
     if (!hasConsent || task->isCancelled()) {
         co_return false;
     }
-    const auto request = [&](auto completion) { shell->requestAccess(completion); };
+    const auto request = [&](auto completion) { capture->requestAccess(completion); };
     isGranted = co_await answerOf(request);
     if (!isGranted) {
-        isGranted = co_await answerOf(preflight);
+        isGranted = co_await answerOf(look);
     }
     if (isGranted || task->isCancelled()) {
         co_return isGranted;

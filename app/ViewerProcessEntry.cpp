@@ -14,11 +14,12 @@ namespace {
 
 constexpr std::string_view checkPermissionArgument = "--check-permission";
 
-int checkPermission(ViewerApplicationShell& shell) {
+int checkPermission(const ViewerPlatformServices& services) {
     const auto answer = std::make_shared<std::promise<bool>>();
-    shell.preflightAccess([answer](bool isGranted) { answer->set_value(isGranted); });
+    services.capture->lookAtAccess([answer](bool isGranted) { answer->set_value(isGranted); });
     const bool isGranted = answer->get_future().get();
-    shell.printLine(isGranted ? "Screen Recording: granted" : "Screen Recording: not granted");
+    services.shell->printLine(isGranted ? "Screen Recording: granted"
+                                        : "Screen Recording: not granted");
     return isGranted ? ViewerProcessEntry::permissionGrantedStatus
                      : ViewerProcessEntry::permissionMissingStatus;
 }
@@ -28,7 +29,7 @@ int checkPermission(ViewerApplicationShell& shell) {
 int ViewerProcessEntry::run(const ViewerPlatformServices& services,
                             std::span<const char* const> arguments) {
     if (std::ranges::find(arguments, checkPermissionArgument) != arguments.end()) {
-        return checkPermission(*services.shell);
+        return checkPermission(services);
     }
     services.shell->ignoreSignal(SIGINT);
     services.shell->ignoreSignal(SIGTERM);

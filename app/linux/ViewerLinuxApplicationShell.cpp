@@ -13,17 +13,12 @@
 #include "app/linux/ViewerLinuxSignalSource.h"
 #include "app/linux/ViewerLocale.h"
 #include "app/linux/ViewerMachineName.h"
-#include "core/capture/linux/x11/ViewerX11Connection.h"
-#include "core/capture/linux/x11/ViewerX11Permission.h"
-#include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "core/runtime/ViewerCheck.h"
 
 namespace velmora {
 
 namespace {
 
-/// Of the 3 seconds that an answer may take, some are the process's own.
-constexpr std::chrono::milliseconds preflightLimit{2500};
 /// How long a full standard output may hold the line, and with it the loop, up.
 constexpr std::chrono::seconds outputPatience{1};
 
@@ -70,21 +65,6 @@ void ViewerLinuxApplicationShell::terminate() {
 void ViewerLinuxApplicationShell::exit(int status) {
     // Standard output is written without a buffer: there is nothing to flush.
     ::_exit(status);
-}
-
-void ViewerLinuxApplicationShell::preflightAccess(AccessCompletion completion) {
-    // A display server that hangs must not hold the loop, which has signals to answer.
-    const bool isStarted = startX11Thread(
-        "permission", [completion, display = ViewerX11Connection::displayNameFromEnvironment()] {
-            completion(ViewerX11Permission::canReadScreen(display, preflightLimit));
-        });
-    if (!isStarted) {
-        completion(false);
-    }
-}
-
-void ViewerLinuxApplicationShell::requestAccess(AccessCompletion completion) {
-    preflightAccess(std::move(completion));
 }
 
 void ViewerLinuxApplicationShell::bringToFront() {}

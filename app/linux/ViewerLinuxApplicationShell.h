@@ -23,9 +23,6 @@ class ViewerLinuxApplicationShell final : public ViewerApplicationShell {
     int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
     void terminate() override;
     [[noreturn]] void exit(int status) override;
-    void preflightAccess(AccessCompletion completion) override;
-    /// An X server asks nobody: it is looked at once more.
-    void requestAccess(AccessCompletion completion) override;
     /// Nothing: the host has no window, and an alert comes to the front by itself.
     void bringToFront() override;
     /// Without a graphical session the texts go to standard error if that is a terminal, and nobody

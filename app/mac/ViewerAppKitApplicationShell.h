@@ -20,8 +20,6 @@ class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
     int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
     void terminate() override;
     [[noreturn]] void exit(int status) override;
-    void preflightAccess(AccessCompletion completion) override;
-    void requestAccess(AccessCompletion completion) override;
     void bringToFront() override;
     void showAlert(ViewerAlert alert, AlertCompletion completion) override;
     void closeAlert() override;

@@ -1,7 +1,6 @@
 #include "app/mac/ViewerAppKitApplicationShell.h"
 
 #import <AppKit/AppKit.h>
-#import <CoreGraphics/CoreGraphics.h>
 #import <Foundation/Foundation.h>
 
 #include <unistd.h>
@@ -58,14 +57,6 @@ void ViewerAppKitApplicationShell::terminate() {
 void ViewerAppKitApplicationShell::exit(int status) {
     // Standard output is written without a buffer: there is nothing to flush.
     ::_exit(status);
-}
-
-void ViewerAppKitApplicationShell::preflightAccess(AccessCompletion completion) {
-    completion(CGPreflightScreenCaptureAccess());
-}
-
-void ViewerAppKitApplicationShell::requestAccess(AccessCompletion completion) {
-    completion(CGRequestScreenCaptureAccess());
 }
 
 void ViewerAppKitApplicationShell::bringToFront() {

@@ -110,11 +110,22 @@ class ViewerScreenCapture {
     /// as the same object.
     using DisplaysCompletion = std::function<void(std::shared_ptr<const Displays>)>;
 
+    /// Receives whether this process may record the screen.
+    using AccessCompletion = std::function<void(bool isGranted)>;
+
     virtual ~ViewerScreenCapture() = default;
 
-    /// Whether this process may record the screen, as far as is known; never asks the user and
-    /// never blocks.
+    /// Whether this process may record the screen, as far as is known: for a listing. Never asks
+    /// the user, makes no round trip and never blocks.
     virtual bool preflightAccess() = 0;
+    /// Looks whether this process may record the screen, without ever asking the user. The
+    /// completion runs once, within 2.5 seconds, on any thread, possibly before the call returns,
+    /// and also where no loop runs.
+    virtual void lookAtAccess(AccessCompletion completion) = 0;
+    /// Makes the system's own request for the permission, which may ask the user, and waits for the
+    /// answer without a limit. The completion runs once, on any thread, possibly before the call
+    /// returns; never, where the process ends before the user has answered.
+    virtual void requestAccess(AccessCompletion completion) = 0;
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Main thread only.
     virtual std::vector<ViewerNativeScreen> screens() = 0;

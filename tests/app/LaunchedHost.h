@@ -20,9 +20,9 @@ struct LaunchedHost final : ScriptedPlatform {
         if (delegate) {
             (void)delegate->applicationShouldTerminate();
         }
-        shell->access = false;
-        shell->answerPreflight(false);
-        shell->answerRequest(false);
+        capture->seenAccess = false;
+        capture->answerLooks(false);
+        capture->answerRequests(false);
         world.settle();
         shell->closeAlert();
         world.runToEnd();
@@ -40,7 +40,7 @@ struct LaunchedHost final : ScriptedPlatform {
     }
     /// Launches without the permission, up to the consent alert.
     void ask() {
-        shell->access = false;
+        capture->seenAccess = false;
         launch();
         EXPECT_TRUE(shell->showsAlert());
     }

@@ -31,9 +31,9 @@ TEST(ViewerHostAlerts, CancelEndsTheApplicationWithoutAServer) {
 
 TEST(ViewerHostAlerts, ContinueAndAGrantBringTheServerUp) {
     LaunchedHost host;
-    host.shell->access = false;
+    host.capture->seenAccess = false;
     host.shell->presses = {0};
-    host.shell->requestedAccess = true;
+    host.capture->requestedAccess = true;
     host.serve();
 
     EXPECT_EQ(host.shell->lines().size(), 1U);
@@ -62,7 +62,7 @@ TEST(ViewerHostAlerts, AServerThatDidNotStartIsToldOfInTheErrorsOwnWords) {
     EXPECT_THAT(host.shell->alerts(),
                 ElementsAre(catalogue.didNotStart("Viewer Host could not start: TCP port 9090: "
                                                   "Address already in use")));
-    EXPECT_EQ(host.shell->calls().at(host.shell->calls().size() - 2), "front");
+    EXPECT_EQ(host.calls().at(host.calls().size() - 2), "front");
     EXPECT_THAT(host.shell->ends(), IsEmpty());
 }
 
@@ -131,7 +131,7 @@ TEST(ViewerHostAlerts, ASignalRightBehindContinueMakesNoRequest) {
     host.shell->press(0);
     host.world.runToEnd();
 
-    EXPECT_THAT(host.shell->calls(), testing::Not(testing::Contains("request")));
+    EXPECT_THAT(host.calls(), testing::Not(testing::Contains("request")));
     EXPECT_EQ(host.shell->ends().size(), 1U);
 }
 
@@ -146,7 +146,7 @@ TEST(ViewerHostAlerts, AQuitDuringAnAlertIsHandledWhenItHasClosed) {
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
-    EXPECT_THAT(host.shell->calls(), testing::Not(testing::Contains("request")));
+    EXPECT_THAT(host.calls(), testing::Not(testing::Contains("request")));
     EXPECT_EQ(host.shell->alerts().size(), 1U);
 }
 
@@ -176,9 +176,9 @@ TEST(ViewerHostAlerts, AStartThatFailsAfterTheSignalShowsNoAlert) {
 
 TEST(ViewerHostAlerts, APermissionThatIsRefusedAfterTheSignalShowsNoAlert) {
     LaunchedHost host;
-    host.shell->access.reset();
+    host.capture->seenAccess.reset();
     host.launch();
-    host.shell->answerPreflight(false);
+    host.capture->answerLooks(false);
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
     host.world.runToEnd();
 

@@ -15,21 +15,20 @@ using testing::IsEmpty;
 
 TEST(ViewerHostStartUp, SignalsAreWatchedBeforeThePermissionIsLookedAtAndTheServerIsMadeLast) {
     LaunchedHost host;
-    EXPECT_THAT(host.shell->calls(), IsEmpty());
+    EXPECT_THAT(host.calls(), IsEmpty());
     host.launch();
 
-    EXPECT_THAT(host.shell->calls(),
-                ElementsAre("watch SIGINT", "watch SIGTERM", "preflight", "machine name"));
+    EXPECT_THAT(host.calls(), ElementsAre("watch SIGINT", "watch SIGTERM", "look", "machine name"));
 }
 
 TEST(ViewerHostStartUp, NothingIsOpenedBeforeThePermissionIsKnown) {
     LaunchedHost host;
-    host.shell->access.reset();
+    host.capture->seenAccess.reset();
     host.launch();
-    EXPECT_EQ(host.shell->pendingPreflights(), 1U);
+    EXPECT_EQ(host.capture->heldLooks.size(), 1U);
     EXPECT_THAT(host.transport->listeners, IsEmpty());
 
-    host.shell->answerPreflight(true);
+    host.capture->answerLooks(true);
     host.world.settle();
     EXPECT_TRUE(host.listener().isStarted());
 }

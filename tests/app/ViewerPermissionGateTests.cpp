@@ -6,6 +6,7 @@
 #include "app/ViewerAlertCatalogue.h"
 #include "core/runtime/ViewerTaskHandle.h"
 #include "tests/support/app/ScriptedApplicationShell.h"
+#include "tests/support/capture/FakeScreenCapture.h"
 
 namespace velmora {
 
@@ -21,120 +22,120 @@ constexpr const char* missing = "alert Viewer Host Does Not Have Screen Recordin
 constexpr const char* settings =
     "open x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
 
-ViewerTask<void> ask(std::shared_ptr<ScriptedApplicationShell> shell,
+ViewerTask<void> ask(std::shared_ptr<FakeScreenCapture> capture,
+                     std::shared_ptr<ScriptedApplicationShell> shell,
                      std::shared_ptr<const ViewerTaskHandle> task, Answer answer) {
-    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(shell, task);
+    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(capture, shell, task);
     *answer = isAllowed;
 }
 
 class ViewerPermissionGateTest : public testing::Test {
   public:
     ~ViewerPermissionGateTest() override {
-        // A gate that still waits holds the shell.
+        // A gate that still waits holds what it waits for.
         task_->cancel();
-        shell_->access = false;
-        shell_->answerPreflight(false);
+        capture_->seenAccess = false;
+        capture_->answerLooks(false);
         shell_->closeAlert();
-        shell_->answerRequest(false);
+        capture_->answerRequests(false);
         world_.runToEnd();
     }
 
   protected:
     Answer askGate() {
         auto answer = std::make_shared<std::optional<bool>>();
-        task_->start(ask(shell_, task_, answer));
+        task_->start(ask(capture_, shell_, task_, answer));
         world_.settle();
         return answer;
     }
     /// A user without the permission, who closes each alert by the given button.
     void withoutPermission(std::vector<std::size_t> presses) {
-        shell_->access = false;
+        capture_->seenAccess = false;
         shell_->presses = std::move(presses);
     }
 
     SimulatedWorld world_;
+    const CallLog calls_ = makeCallLog();
     std::shared_ptr<ScriptedApplicationShell> shell_ =
-        std::make_shared<ScriptedApplicationShell>(world_);
+        std::make_shared<ScriptedApplicationShell>(world_, calls_);
+    std::shared_ptr<FakeScreenCapture> capture_ = std::make_shared<FakeScreenCapture>(calls_);
     std::shared_ptr<ViewerTaskHandle> task_ =
         std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
 };
 
 TEST_F(ViewerPermissionGateTest, APermissionThatIsGrantedAlreadyShowsNoAlert) {
     EXPECT_EQ(*askGate(), true);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight"));
+    EXPECT_THAT(*calls_, ElementsAre("look"));
 }
 
 TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {
     withoutPermission({1});
     EXPECT_EQ(*askGate(), false);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
 }
 
 TEST_F(ViewerPermissionGateTest, AConsentAlertThatCannotBeShownEndsItToo) {
-    shell_->access = false;
+    capture_->seenAccess = false;
     const Answer answer = askGate();
     shell_->closeAlert();
     world_.settle();
 
     EXPECT_EQ(*answer, false);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent, "close alert"));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "close alert"));
 }
 
 TEST_F(ViewerPermissionGateTest, ContinueLetsTheSystemAskAndAGrantLetsTheHostOn) {
     withoutPermission({0});
-    shell_->requestedAccess = true;
+    capture_->requestedAccess = true;
     EXPECT_EQ(*askGate(), true);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent, "request"));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request"));
 }
 
-TEST_F(ViewerPermissionGateTest, AGrantThatOnlyASecondPreflightSeesLetsTheHostOn) {
-    shell_->access.reset();
+TEST_F(ViewerPermissionGateTest, AGrantThatOnlyASecondLookSeesLetsTheHostOn) {
+    capture_->seenAccess.reset();
     shell_->presses = {0};
     const Answer answer = askGate();
-    shell_->answerPreflight(false);
+    capture_->answerLooks(false);
     world_.settle();
     EXPECT_EQ(*answer, std::nullopt);
-    shell_->answerPreflight(true);
+    capture_->answerLooks(true);
     world_.settle();
 
     EXPECT_EQ(*answer, true);
-    EXPECT_THAT(shell_->calls(),
-                ElementsAre("preflight", "front", consent, "request", "preflight"));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request", "look"));
 }
 
 TEST_F(ViewerPermissionGateTest, WithoutAGrantTheSettingsPageIsOpenedForWhoWantsIt) {
     withoutPermission({0, 0});
     EXPECT_EQ(*askGate(), false);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent, "request", "preflight",
-                                             missing, settings));
+    EXPECT_THAT(*calls_,
+                ElementsAre("look", "front", consent, "request", "look", missing, settings));
 }
 
 TEST_F(ViewerPermissionGateTest, CloseOpensNothing) {
     withoutPermission({0, 1});
     EXPECT_EQ(*askGate(), false);
-    EXPECT_THAT(shell_->calls(),
-                ElementsAre("preflight", "front", consent, "request", "preflight", missing));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request", "look", missing));
 }
 
 TEST_F(ViewerPermissionGateTest, WhereThereIsNoSettingsPageTheOnlyButtonOpensNothing) {
     withoutPermission({0, 0});
     shell_->wording = ViewerAlertWording::linuxDesktop;
     EXPECT_EQ(*askGate(), false);
-    EXPECT_THAT(shell_->calls(),
-                ElementsAre("preflight", "front", consent, "request", "preflight", missing));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request", "look", missing));
 }
 
 TEST_F(ViewerPermissionGateTest, TheAlertsAreThoseOfTheUsersLanguageAndMachine) {
     for (const auto wording : {ViewerAlertWording::mac, ViewerAlertWording::linuxDesktop}) {
         const ViewerAlertCatalogue catalogue("ru", wording);
-        const auto shell = std::make_shared<ScriptedApplicationShell>(world_);
-        shell->access = false;
+        const auto shell = std::make_shared<ScriptedApplicationShell>(world_, calls_);
+        capture_->seenAccess = false;
         shell->presses = {0, 1};
         shell->language = "ru";
         shell->wording = wording;
         const auto answer = std::make_shared<std::optional<bool>>();
         const auto task = std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
-        task->start(ask(shell, task, answer));
+        task->start(ask(capture_, shell, task, answer));
         world_.settle();
 
         EXPECT_THAT(shell->alerts(),
@@ -152,27 +153,27 @@ TEST_F(ViewerPermissionGateTest, ALocaleWithoutALanguageGetsEnglish) {
 }
 
 TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
-    shell_->access.reset();
-    shell_->requestedAccess.reset();
+    capture_->seenAccess.reset();
+    capture_->requestedAccess.reset();
     const Answer answer = askGate();
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight"));
-    shell_->answerPreflight(false);
+    EXPECT_THAT(*calls_, ElementsAre("look"));
+    capture_->answerLooks(false);
     world_.settle();
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
     shell_->press(0);
     world_.settle();
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent, "request"));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request"));
     EXPECT_EQ(*answer, std::nullopt);
-    shell_->answerRequest(true);
+    capture_->answerRequests(true);
     world_.settle();
 
     EXPECT_EQ(*answer, true);
 }
 
-TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringThePreflightShowsNothing) {
-    shell_->access.reset();
+TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheLookShowsNothing) {
+    capture_->seenAccess.reset();
     const Answer answer = askGate();
-    shell_->answerPreflight(false);
+    capture_->answerLooks(false);
     task_->cancel();
     world_.settle();
 
@@ -181,21 +182,21 @@ TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringThePreflightShowsNothin
 }
 
 TEST_F(ViewerPermissionGateTest, OneThatIsCancelledAfterContinueMakesNoRequest) {
-    shell_->access = false;
+    capture_->seenAccess = false;
     const Answer answer = askGate();
     shell_->press(0);
     task_->cancel();
     world_.settle();
 
     EXPECT_EQ(*answer, false);
-    EXPECT_THAT(shell_->calls(), ElementsAre("preflight", "front", consent));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
 }
 
 TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheRequestShowsNoSecondAlert) {
     withoutPermission({0});
-    shell_->requestedAccess.reset();
+    capture_->requestedAccess.reset();
     const Answer answer = askGate();
-    shell_->answerRequest(false);
+    capture_->answerRequests(false);
     task_->cancel();
     world_.settle();
 

@@ -29,7 +29,7 @@ TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith0WhenGranted) {
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith2WhenNotGranted) {
-    platform_.shell->access = false;
+    platform_.capture->seenAccess = false;
     EXPECT_EQ(run({"host", "--check-permission"}), 2);
     EXPECT_THAT(platform_.shell->lines(), ElementsAre("Screen Recording: not granted"));
 }
@@ -37,7 +37,7 @@ TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith2WhenNotGranted) 
 TEST_F(ViewerProcessEntryTest, TheCheckDoesNothingBesidesTheCheck) {
     run({"host", "--check-permission"});
 
-    EXPECT_THAT(platform_.shell->calls(), ElementsAre("preflight"));
+    EXPECT_THAT(platform_.calls(), ElementsAre("look"));
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckIsSelectedAnywhereAmongTheArguments) {
@@ -47,21 +47,20 @@ TEST_F(ViewerProcessEntryTest, TheCheckIsSelectedAnywhereAmongTheArguments) {
     run({"--check-permission", "--check-permission"});
 
     EXPECT_EQ(platform_.shell->lines().size(), 4U);
-    EXPECT_THAT(platform_.shell->calls(),
-                ElementsAre("preflight", "preflight", "preflight", "preflight"));
+    EXPECT_THAT(platform_.calls(), ElementsAre("look", "look", "look", "look"));
 }
 
 class ViewerProcessEntryWith : public ViewerProcessEntryTest,
                                public testing::WithParamInterface<std::vector<const char*>> {};
 
 TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirst) {
-    platform_.shell->access = false;
+    platform_.capture->seenAccess = false;
     platform_.shell->presses = {1};
     EXPECT_EQ(run(GetParam()), 0);
-    EXPECT_THAT(platform_.shell->calls(),
-                ElementsAre("ignore SIGINT", "ignore SIGTERM", "run", "watch SIGINT",
-                            "watch SIGTERM", "preflight", "front",
-                            "alert Allow Viewer Host to Share Displays?", "machine name"));
+    EXPECT_THAT(platform_.calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "run",
+                                               "watch SIGINT", "watch SIGTERM", "look", "front",
+                                               "alert Allow Viewer Host to Share Displays?",
+                                               "close alert", "machine name"));
     EXPECT_THAT(platform_.shell->lines(), IsEmpty());
 }
 

@@ -47,6 +47,8 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
     explicit ChanceScreenCapture(SimulatedWorld& world) : world_(world) {}
 
     bool preflightAccess() override { return true; }
+    void lookAtAccess(AccessCompletion completion) override { completion(true); }
+    void requestAccess(AccessCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
     std::vector<ViewerNativeScreen> screens() override { return {}; }
     bool comesBefore(const std::string& a, const std::string& b) override { return a < b; }

@@ -55,6 +55,8 @@ class ShortLivedStream final : public ViewerDisplayStream {
 class ShortLivedCapture final : public ViewerScreenCapture {
   public:
     bool preflightAccess() override { return true; }
+    void lookAtAccess(AccessCompletion completion) override { completion(true); }
+    void requestAccess(AccessCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
     std::vector<ViewerNativeScreen> screens() override { return {}; }
     bool comesBefore(const std::string& a, const std::string& b) override { return a < b; }

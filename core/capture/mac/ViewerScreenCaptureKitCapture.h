@@ -13,6 +13,8 @@ namespace velmora {
 class ViewerScreenCaptureKitCapture final : public ViewerScreenCapture {
   public:
     bool preflightAccess() override;
+    void lookAtAccess(AccessCompletion completion) override;
+    void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     bool comesBefore(const std::string& a, const std::string& b) override;

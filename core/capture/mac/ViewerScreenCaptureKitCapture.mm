@@ -52,6 +52,14 @@ bool ViewerScreenCaptureKitCapture::preflightAccess() {
     return CGPreflightScreenCaptureAccess();
 }
 
+void ViewerScreenCaptureKitCapture::lookAtAccess(AccessCompletion completion) {
+    completion(CGPreflightScreenCaptureAccess());
+}
+
+void ViewerScreenCaptureKitCapture::requestAccess(AccessCompletion completion) {
+    completion(CGRequestScreenCaptureAccess());
+}
+
 void ViewerScreenCaptureKitCapture::shareableDisplays(DisplaysCompletion completion) {
     const auto handler = ^(SCShareableContent* _Nullable content, NSError* _Nullable error) {
       if (error != nil) {

@@ -64,7 +64,7 @@ TEST_P(AlertButtonsOnAMac, AGrantAfterContinueBringsTheServerUp) {
     expectEnd();
 }
 
-TEST_P(AlertButtonsOnAMac, AGrantThatOnlyTheSecondPreflightSeesBringsTheServerUp) {
+TEST_P(AlertButtonsOnAMac, AGrantThatOnlyTheSecondLookSeesBringsTheServerUp) {
     launch(scripted("ny", "n"));
     press(macCatalogue_.consent(), 0);
     EXPECT_EQ(host_->readLine(), "request");

@@ -1,7 +1,6 @@
 #include "app/linux/ViewerLinuxApplicationShell.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
@@ -85,17 +84,6 @@ TEST(ViewerLinuxApplicationShell, TheProcessLeavesWithItsStatusWhileAThreadHangs
             shell.exit(7);
         },
         testing::ExitedWithCode(7), "");
-}
-
-TEST(ViewerLinuxApplicationShell, WithoutADisplayThePermissionIsMissing) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
-    ::unsetenv("DISPLAY");
-    const auto loop = std::make_shared<boost::asio::io_context>();
-    ViewerLinuxApplicationShell shell(loop);
-    std::promise<bool> answer;
-    shell.preflightAccess([&](bool isGranted) { answer.set_value(isGranted); });
-
-    EXPECT_FALSE(answer.get_future().get());
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include "app/ViewerPlatformServices.h"
 #include "tests/mac/MacTest.h"
 #include "tests/mac/frameworks/application/ApplicationScript.h"
-#include "tests/mac/frameworks/screen/ScreenScript.h"
 
 namespace velmora {
 
@@ -14,7 +13,6 @@ class ApplicationTest : public MacTest {
     void TearDown() override;
 
     ApplicationScript& script_ = ApplicationScript::shared();
-    ScreenScript& screen_ = ScreenScript::shared();
     ViewerPlatformServices services_;
 };
 

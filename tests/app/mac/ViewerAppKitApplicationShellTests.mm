@@ -141,20 +141,6 @@ TEST_F(ViewerAppKitApplicationShell, ItKeepsItsDelegateWhichAppKitDoesNot) {
     EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(ViewerAppKitApplicationShell, ThePermissionIsAskedOfTheSystemAndOnlyThenTheUser) {
-    std::vector<bool> answers;
-    const auto note = [&](bool isGranted) { answers.push_back(isGranted); };
-    screen_.isGranted = false;
-    services_.shell->preflightAccess(note);
-    EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
-    services_.shell->requestAccess(note);
-    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("CGRequestScreenCaptureAccess"));
-    screen_.grantsOnRequest = true;
-    services_.shell->requestAccess(note);
-    services_.shell->preflightAccess(note);
-    EXPECT_THAT(answers, ElementsAre(false, false, true, true));
-}
-
 TEST_F(ViewerAppKitApplicationShell, ItComesBeforeAllOthers) {
     services_.shell->bringToFront();
     EXPECT_THAT(FrameworkCalls::take(), ElementsAre("activateIgnoringOtherApps 1"));

@@ -38,6 +38,20 @@ TEST_F(ViewerScreenCaptureKitCapture, ThePermissionIsTheSystems) {
     EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
 }
 
+TEST_F(ViewerScreenCaptureKitCapture, ThePermissionIsAskedOfTheSystemAndOnlyThenTheUser) {
+    std::vector<bool> answers;
+    const auto note = [&](bool isGranted) { answers.push_back(isGranted); };
+    script_.isGranted = false;
+    capture_->lookAtAccess(note);
+    EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
+    capture_->requestAccess(note);
+    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("CGRequestScreenCaptureAccess"));
+    script_.grantsOnRequest = true;
+    capture_->requestAccess(note);
+    capture_->lookAtAccess(note);
+    EXPECT_THAT(answers, ElementsAre(false, false, true, true));
+}
+
 TEST_F(ViewerScreenCaptureKitCapture, AListingAsksForEverythingAndGivesEachDisplaysFacts) {
     script_.displays = {display(1), display(4'000'000'000)};
     script_.displays[1].width = 3456;

@@ -34,18 +34,6 @@ void ScriptedApplicationShell::launch(std::shared_ptr<ViewerApplicationDelegate>
                       [delegate] { delegate->applicationDidFinishLaunching(); });
 }
 
-void ScriptedApplicationShell::answerPreflight(bool isGranted) {
-    for (const auto& completion : std::exchange(pendingPreflights_, {})) {
-        completion(isGranted);
-    }
-}
-
-void ScriptedApplicationShell::answerRequest(bool isGranted) {
-    for (const auto& completion : std::exchange(pendingRequests_, {})) {
-        completion(isGranted);
-    }
-}
-
 void ScriptedApplicationShell::press(std::size_t button) {
     if (pendingAlert_) {
         endAlert(button == 0);
@@ -71,19 +59,19 @@ std::size_t ScriptedApplicationShell::liveSignalSources() const {
 }
 
 void ScriptedApplicationShell::ignoreSignal(int signal) {
-    calls_.push_back("ignore " + nameOf(signal));
+    calls_->push_back("ignore " + nameOf(signal));
 }
 
 std::shared_ptr<ViewerSignalSource> ScriptedApplicationShell::makeSignalSource(
     int signal, std::function<void()> handler) {
-    calls_.push_back("watch " + nameOf(signal));
+    calls_->push_back("watch " + nameOf(signal));
     const auto source = std::make_shared<Source>(signal, std::move(handler));
     sources_.push_back(source);
     return source;
 }
 
 int ScriptedApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
-    calls_.emplace_back("run");
+    calls_->emplace_back("run");
     launch(std::move(delegate));
     world_.runToEnd();
     return EXIT_SUCCESS;
@@ -106,33 +94,13 @@ void ScriptedApplicationShell::exit(int) {
     std::abort();
 }
 
-void ScriptedApplicationShell::preflightAccess(AccessCompletion completion) {
-    calls_.emplace_back("preflight");
-    if (access) {
-        completion(*access);
-    } else {
-        pendingPreflights_.push_back(std::move(completion));
-    }
-}
-
-void ScriptedApplicationShell::requestAccess(AccessCompletion completion) {
-    calls_.emplace_back("request");
-    askedAfterClosing_ += isClosing_ ? 1 : 0;
-    if (requestedAccess) {
-        completion(*requestedAccess);
-    } else {
-        pendingRequests_.push_back(std::move(completion));
-    }
-}
-
 void ScriptedApplicationShell::bringToFront() {
-    calls_.emplace_back("front");
+    calls_->emplace_back("front");
 }
 
 void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
     viewerCheck(!pendingAlert_, "a modal alert is the only one");
-    calls_.push_back("alert " + alert.title);
-    askedAfterClosing_ += isClosing_ ? 1 : 0;
+    calls_->push_back("alert " + alert.title);
     alerts_.push_back(std::move(alert));
     pendingAlert_ = std::move(completion);
     if (alerts_.size() <= presses.size()) {
@@ -141,9 +109,8 @@ void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion comp
 }
 
 void ScriptedApplicationShell::closeAlert() {
-    isClosing_ = true;
+    calls_->emplace_back("close alert");
     if (pendingAlert_) {
-        calls_.emplace_back("close alert");
         endAlert(false);
     }
 }
@@ -156,11 +123,11 @@ void ScriptedApplicationShell::endAlert(bool isFirstButton) {
 }
 
 void ScriptedApplicationShell::openURL(std::string_view url) {
-    calls_.push_back("open " + std::string(url));
+    calls_->push_back("open " + std::string(url));
 }
 
 std::optional<std::string> ScriptedApplicationShell::machineName() {
-    calls_.emplace_back("machine name");
+    calls_->emplace_back("machine name");
     return name;
 }
 

@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/ViewerApplicationShell.h"
+#include "tests/support/runtime/CallLog.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
@@ -15,13 +17,9 @@ namespace velmora {
 /// what the application did with it. One thread.
 class ScriptedApplicationShell final : public ViewerApplicationShell {
   public:
-    explicit ScriptedApplicationShell(SimulatedWorld& world) : world_(world) {}
+    ScriptedApplicationShell(SimulatedWorld& world, CallLog calls)
+        : world_(world), calls_(std::move(calls)) {}
 
-    /// What the preflight answers; without it, the preflight waits for `answerPreflight`.
-    std::optional<bool> access = true;
-    /// What the system's request for the permission answers; without it, it waits for
-    /// `answerRequest`.
-    std::optional<bool> requestedAccess = false;
     /// Which button each alert in turn is closed with at once, the first being 0. One that comes
     /// after the last of these waits for `press`.
     std::vector<std::size_t> presses;
@@ -31,8 +29,6 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
 
     /// Starts the application without running its loop: the test lets the world run.
     void launch(std::shared_ptr<ViewerApplicationDelegate> delegate);
-    void answerPreflight(bool isGranted);
-    void answerRequest(bool isGranted);
     /// The user closes the alert that shows.
     void press(std::size_t button);
     /// A signal arrives for the process.
@@ -40,17 +36,11 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     /// The user quits the application.
     void quit();
 
-    /// What was asked of the platform, in order.
-    const std::vector<std::string>& calls() const { return calls_; }
     const std::vector<std::string>& lines() const { return lines_; }
     std::size_t liveSignalSources() const;
-    std::size_t pendingPreflights() const { return pendingPreflights_.size(); }
-    std::size_t pendingRequests() const { return pendingRequests_.size(); }
     /// Every alert that was shown, in order.
     const std::vector<ViewerAlert>& alerts() const { return alerts_; }
     bool showsAlert() const { return pendingAlert_ != nullptr; }
-    /// Alerts and requests that came after the application had alerts closed, for its end.
-    std::size_t askedAfterClosing() const { return askedAfterClosing_; }
     /// How often the application was asked to terminate, and when its delegate agreed.
     std::size_t terminationRequests() const { return terminationRequests_; }
     const std::vector<SimulatedWorld::Instant>& ends() const { return ends_; }
@@ -62,8 +52,6 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
     void terminate() override;
     [[noreturn]] void exit(int status) override;
-    void preflightAccess(AccessCompletion completion) override;
-    void requestAccess(AccessCompletion completion) override;
     void bringToFront() override;
     void showAlert(ViewerAlert alert, AlertCompletion completion) override;
     void closeAlert() override;
@@ -79,19 +67,15 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     void endAlert(bool isFirstButton);
 
     SimulatedWorld& world_;
+    const CallLog calls_;
     /// Held as a platform holds it: the process's entry is the owner.
     std::weak_ptr<ViewerApplicationDelegate> delegate_;
     /// Kept until they are cancelled, whoever drops them.
     std::vector<std::shared_ptr<Source>> sources_;
-    std::vector<AccessCompletion> pendingPreflights_;
-    std::vector<AccessCompletion> pendingRequests_;
     std::vector<ViewerAlert> alerts_;
     AlertCompletion pendingAlert_;
-    bool isClosing_ = false;
-    std::size_t askedAfterClosing_ = 0;
     /// Whether the user wants to quit once the alert has closed.
     bool isQuitPending_ = false;
-    std::vector<std::string> calls_;
     std::vector<std::string> lines_;
     std::size_t terminationRequests_ = 0;
     std::vector<SimulatedWorld::Instant> ends_;

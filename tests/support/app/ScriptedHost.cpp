@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "app/ViewerPlatformServices.h"
 #include "app/ViewerProcessEntry.h"
@@ -13,29 +14,56 @@ namespace velmora {
 
 namespace {
 
-/// The platform as it is, but for the permission, whose answers are given: one letter each, "y" or
-/// "n", the last one for every further question. What is asked of the system is told on standard
-/// output, and SIGUSR1 is the user's wish to quit.
-class ScriptedPermissionShell final : public ViewerApplicationShell {
+/// The capture service as it is, but for the permission, whose answers are given: one letter each,
+/// "y" or "n", the last one for every further look. A request is told on standard output.
+class ScriptedPermission final : public ViewerScreenCapture {
   public:
-    ScriptedPermissionShell(std::shared_ptr<ViewerApplicationShell> shell, std::string preflights,
-                            std::string request, std::string wording)
-        : shell_(std::move(shell)),
-          preflights_(std::move(preflights)),
-          request_(std::move(request)),
-          wording_(std::move(wording)) {}
+    ScriptedPermission(const ViewerPlatformServices& services, std::string looks,
+                       std::string request)
+        : capture_(services.capture),
+          shell_(services.shell),
+          looks_(std::move(looks)),
+          request_(std::move(request)) {}
 
-    void preflightAccess(AccessCompletion completion) override {
-        const bool isGranted = preflights_.front() == 'y';
-        if (preflights_.size() > 1) {
-            preflights_.erase(0, 1);
+    void lookAtAccess(AccessCompletion completion) override {
+        const bool isGranted = looks_.front() == 'y';
+        if (looks_.size() > 1) {
+            looks_.erase(0, 1);
         }
         completion(isGranted);
     }
     void requestAccess(AccessCompletion completion) override {
-        printLine("request");
+        shell_->printLine("request");
         completion(request_ == "y");
     }
+
+    bool preflightAccess() override { return capture_->preflightAccess(); }
+    void shareableDisplays(DisplaysCompletion completion) override {
+        capture_->shareableDisplays(std::move(completion));
+    }
+    std::vector<ViewerNativeScreen> screens() override { return capture_->screens(); }
+    bool comesBefore(const std::string& a, const std::string& b) override {
+        return capture_->comesBefore(a, b);
+    }
+    std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
+                                                    const ViewerStreamSettings& settings) override {
+        return capture_->makeStream(display, settings);
+    }
+
+  private:
+    const std::shared_ptr<ViewerScreenCapture> capture_;
+    const std::shared_ptr<ViewerApplicationShell> shell_;
+    std::string looks_;
+    const std::string request_;
+};
+
+/// The shell as it is, but for the wording, which is given, and the system's pages, which are told
+/// on standard output. SIGUSR1 is the user's wish to quit.
+class ScriptedShell final : public ViewerApplicationShell {
+  public:
+    ScriptedShell(std::shared_ptr<ViewerApplicationShell> shell, std::string wording)
+        : shell_(std::move(shell)), wording_(std::move(wording)) {}
+
     void openURL(std::string_view url) override { printLine("open " + std::string(url)); }
     ViewerAlertWording alertWording() override {
         return wording_ == "mac" ? ViewerAlertWording::mac : ViewerAlertWording::linuxDesktop;
@@ -69,8 +97,6 @@ class ScriptedPermissionShell final : public ViewerApplicationShell {
 
   private:
     const std::shared_ptr<ViewerApplicationShell> shell_;
-    std::string preflights_;
-    const std::string request_;
     const std::string wording_;
     std::shared_ptr<ViewerSignalSource> quit_;
 };
@@ -79,15 +105,16 @@ class ScriptedPermissionShell final : public ViewerApplicationShell {
 
 }  // namespace velmora
 
-/// The application with a scripted permission: PREFLIGHTS REQUEST mac|linux
+/// The application with a scripted permission: LOOKS REQUEST mac|linux
 int main(int argumentCount, char** arguments) {
     constexpr int expected = 4;
     if (argumentCount != expected) {
         return 1;
     }
     auto services = velmora::makePlatformServices();
-    services.shell = std::make_shared<velmora::ScriptedPermissionShell>(
-        services.shell, arguments[1], arguments[2], arguments[3]);
+    services.capture =
+        std::make_shared<velmora::ScriptedPermission>(services, arguments[1], arguments[2]);
+    services.shell = std::make_shared<velmora::ScriptedShell>(services.shell, arguments[3]);
     const std::span all(arguments, static_cast<std::size_t>(argumentCount));
     services.shell->exit(velmora::ViewerProcessEntry::run(services, all.first(1)));
 }

@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "app/ViewerPlatformServices.h"
 #include "tests/support/app/ScriptedApplicationShell.h"
 #include "tests/support/capture/FakeScreenCapture.h"
 #include "tests/support/http/ScriptedTransport.h"
+#include "tests/support/runtime/CallLog.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
@@ -24,11 +27,15 @@ struct ScriptedPlatform {
         return {shell, borrowed, borrowed, transport, capture};
     }
 
+    /// What was asked of the platform, in order.
+    const std::vector<std::string>& calls() const { return *log; }
+
     SimulatedWorld world;
+    CallLog log = makeCallLog();
     std::shared_ptr<ScriptedApplicationShell> shell =
-        std::make_shared<ScriptedApplicationShell>(world);
+        std::make_shared<ScriptedApplicationShell>(world, log);
     std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
-    std::shared_ptr<FakeScreenCapture> capture = std::make_shared<FakeScreenCapture>();
+    std::shared_ptr<FakeScreenCapture> capture = std::make_shared<FakeScreenCapture>(log);
 };
 
 }  // namespace velmora

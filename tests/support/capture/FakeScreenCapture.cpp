@@ -32,6 +32,12 @@ std::uint64_t takeNext(std::string_view& text) {
     return number;
 }
 
+void answerAll(std::vector<ViewerScreenCapture::AccessCompletion>& held, bool access) {
+    for (const auto& completion : std::exchange(held, {})) {
+        completion(access);
+    }
+}
+
 }  // namespace
 
 FakeScreenCapture::~FakeScreenCapture() {
@@ -40,6 +46,30 @@ FakeScreenCapture::~FakeScreenCapture() {
         course->heldStarts.clear();
         course->heldStops.clear();
     }
+}
+
+void FakeScreenCapture::lookAtAccess(AccessCompletion completion) {
+    calls_->emplace_back("look");
+    heldLooks.push_back(std::move(completion));
+    if (seenAccess) {
+        answerLooks(*seenAccess);
+    }
+}
+
+void FakeScreenCapture::requestAccess(AccessCompletion completion) {
+    calls_->emplace_back("request");
+    heldRequests.push_back(std::move(completion));
+    if (requestedAccess) {
+        answerRequests(*requestedAccess);
+    }
+}
+
+void FakeScreenCapture::answerLooks(bool access) {
+    answerAll(heldLooks, access);
+}
+
+void FakeScreenCapture::answerRequests(bool access) {
+    answerAll(heldRequests, access);
 }
 
 void FakeScreenCapture::shareableDisplays(DisplaysCompletion completion) {

@@ -2,24 +2,29 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "tests/support/capture/ScriptedDisplayStream.h"
+#include "tests/support/runtime/CallLog.h"
 
 namespace velmora {
 
 /// A platform with the displays, screens and streams that the test puts in. One thread.
 class FakeScreenCapture final : public ViewerScreenCapture {
   public:
-    FakeScreenCapture() = default;
+    explicit FakeScreenCapture(CallLog calls = makeCallLog()) : calls_(std::move(calls)) {}
     FakeScreenCapture(const FakeScreenCapture&) = delete;
     FakeScreenCapture& operator=(const FakeScreenCapture&) = delete;
     /// Drops every completion that is still held.
     ~FakeScreenCapture() override;
 
     bool preflightAccess() override { return isGranted; }
+    void lookAtAccess(AccessCompletion completion) override;
+    void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     /// Letter case counts for nothing, digits count by their value.
@@ -32,7 +37,20 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     /// Answers the listing that has been held longest with what is reported now.
     void completeListing();
 
+    /// Answers the looks at the permission that wait.
+    void answerLooks(bool access);
+    /// Answers the requests that wait.
+    void answerRequests(bool access);
+
+    /// What is known of the permission.
     bool isGranted = true;
+    /// What a look at the permission finds; without it, the look waits for `answerLooks`.
+    std::optional<bool> seenAccess = true;
+    /// What the system's request for the permission answers; without it, it waits for
+    /// `answerRequests`.
+    std::optional<bool> requestedAccess = false;
+    std::vector<AccessCompletion> heldLooks;
+    std::vector<AccessCompletion> heldRequests;
     /// Null makes a listing fail.
     std::shared_ptr<const Displays> reported;
     std::vector<ViewerNativeScreen> attached;
@@ -46,6 +64,10 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     /// Every stream ever made. A new one's course is changed by `direct` first, where it is set.
     std::vector<std::shared_ptr<ScriptedStreamCourse>> streams;
     std::function<void(ScriptedStreamCourse&)> direct;
+
+  private:
+    /// Looks and requests.
+    const CallLog calls_;
 };
 
 }  // namespace velmora

@@ -17,6 +17,9 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     ViewerX11ScreenCapture(ViewerExecutor mainExecutor, std::string displayName);
 
     bool preflightAccess() override;
+    void lookAtAccess(AccessCompletion completion) override;
+    /// An X server asks nobody: it is looked at once more.
+    void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     bool comesBefore(const std::string& a, const std::string& b) override;
@@ -24,6 +27,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
                                                     const ViewerStreamSettings& settings) override;
 
   private:
+    const std::string displayName_;
     const std::shared_ptr<ViewerX11Connector> connector_;
     const std::shared_ptr<ViewerX11DisplayList> list_;
 };

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <chrono>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,19 @@ std::shared_ptr<const ViewerScreenCapture::Displays> listed(ViewerScreenCapture&
     return answer->value_or(nullptr);
 }
 
+/// Waits without running any loop.
+bool seenAccess(ViewerScreenCapture& capture) {
+    std::promise<bool> answer;
+    capture.lookAtAccess([&](bool isGranted) { answer.set_value(isGranted); });
+    return answer.get_future().get();
+}
+
+bool requestedAccess(ViewerScreenCapture& capture) {
+    std::promise<bool> answer;
+    capture.requestAccess([&](bool isGranted) { answer.set_value(isGranted); });
+    return answer.get_future().get();
+}
+
 TEST(ViewerX11ScreenCapture, ListsTheDisplaysAndTheirScreens) {
     const XServer server;
     ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
@@ -43,6 +57,34 @@ TEST(ViewerX11ScreenCapture, ListsTheDisplaysAndTheirScreens) {
     ASSERT_EQ(displays->size(), 1U);
     const ViewerNativeScreen screen{displays->front().number, "screen"};
     EXPECT_THAT(capture.screens(), ElementsAre(screen));
+}
+
+TEST(ViewerX11ScreenCapture, ALookIsAnsweredWhereNoLoopRuns) {
+    const XServer server;
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    EXPECT_TRUE(seenAccess(capture));
+}
+
+TEST(ViewerX11ScreenCapture, WithoutADisplayThePermissionIsMissing) {
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), "");
+    EXPECT_FALSE(seenAccess(capture));
+}
+
+TEST(ViewerX11ScreenCapture, ALookAtAServerThatHangsIsOverWithin3Seconds) {
+    XServer server;
+    server.freeze();
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(seenAccess(capture));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
+
+TEST(ViewerX11ScreenCapture, ARequestLooksOnceMore) {
+    XServer server;
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    EXPECT_TRUE(requestedAccess(capture));
+    server.kill();
+    EXPECT_FALSE(requestedAccess(capture));
 }
 
 TEST(ViewerX11ScreenCapture, NamesAreComparedByTheValueOfTheirDigits) {
