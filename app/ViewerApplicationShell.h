@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "app/ViewerAlert.h"
-
 namespace velmora {
 
 /// A delegate's answer to the request to terminate.
@@ -38,8 +36,6 @@ class ViewerSignalSource {
 /// knows of the machine. One for the process; main thread only.
 class ViewerApplicationShell {
   public:
-    using AlertCompletion = std::function<void(bool isFirstButton)>;
-
     virtual ~ViewerApplicationShell() = default;
 
     /// Switches off what the signal does by itself. Called before the process has a second thread.
@@ -58,20 +54,6 @@ class ViewerApplicationShell {
     /// Ends the process as it stands: threads that hang in a platform call are not waited for, and
     /// nothing is destroyed.
     [[noreturn]] virtual void exit(int status) = 0;
-
-    /// Brings the application before all others.
-    virtual void bringToFront() = 0;
-    /// Shows a modal alert; one at a time. The completion runs once, on the main thread, possibly
-    /// before the call returns. An alert that cannot be shown, or is closed without a button, is
-    /// answered as if by another button than the first.
-    virtual void showAlert(ViewerAlert alert, AlertCompletion completion) = 0;
-    /// Closes the alert that shows, if one does.
-    virtual void closeAlert() = 0;
-    /// Opens a page of the system's; nothing happens when `url` is no valid URL.
-    virtual void openURL(std::string_view url) = 0;
-    virtual ViewerAlertWording alertWording() = 0;
-    /// The language of the user's current locale, such as "ru"; nothing when it has none.
-    virtual std::optional<std::string> languageCode() = 0;
 
     /// The machine's name for people, or nothing when it has none.
     virtual std::optional<std::string> machineName() = 0;

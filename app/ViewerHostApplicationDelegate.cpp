@@ -78,7 +78,7 @@ void ViewerHostApplicationDelegate::installSignalHandlers() {
 
 ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
     const bool isAllowed = co_await ViewerPermissionGate::isAllowed(
-        self->services_.capture, self->services_.shell, self->startupTask_);
+        self->services_.capture, self->services_.alerts, self->startupTask_);
     if (self->startupTask_->isCancelled()) {
         co_return;
     }
@@ -95,11 +95,11 @@ ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
 }
 
 void ViewerHostApplicationDelegate::tellFailure(std::string errorDescription) {
-    services_.shell->bringToFront();
-    const ViewerAlertCatalogue alerts(services_.shell->languageCode(),
-                                      services_.shell->alertWording());
-    services_.shell->showAlert(alerts.didNotStart(std::move(errorDescription)),
-                               [shell = services_.shell](bool) { shell->terminate(); });
+    ViewerAlertPresenter& alerts = *services_.alerts;
+    alerts.bringToFront();
+    const ViewerAlertCatalogue catalogue(alerts.languageCode(), alerts.wording());
+    alerts.show(catalogue.didNotStart(std::move(errorDescription)),
+                [shell = services_.shell](bool) { shell->terminate(); });
 }
 
 void ViewerHostApplicationDelegate::beginTermination() {
@@ -114,7 +114,7 @@ void ViewerHostApplicationDelegate::beginTermination() {
         source->cancel();
     }
     signalSources_.clear();
-    services_.shell->closeAlert();
+    services_.alerts->close();
     ViewerExecutors& executors = *services_.executors;
     // Both run by themselves: whichever ends first ends the process.
     (void)startTask(executors.taskExecutor(),

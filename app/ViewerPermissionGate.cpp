@@ -26,17 +26,17 @@ ViewerTask<bool> answerOf(Call call) {
 }  // namespace
 
 ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCapture> capture,
-                                                 std::shared_ptr<ViewerApplicationShell> shell,
+                                                 std::shared_ptr<ViewerAlertPresenter> alerts,
                                                  std::shared_ptr<const ViewerTaskHandle> task) {
     const auto look = [&](auto completion) { capture->lookAtAccess(completion); };
     bool isGranted = co_await answerOf(look);
     if (isGranted || task->isCancelled()) {
         co_return isGranted;
     }
-    shell->bringToFront();
-    const ViewerAlertCatalogue alerts(shell->languageCode(), shell->alertWording());
+    alerts->bringToFront();
+    const ViewerAlertCatalogue catalogue(alerts->languageCode(), alerts->wording());
     const auto askForConsent = [&](auto completion) {
-        shell->showAlert(alerts.consent(), completion);
+        alerts->show(catalogue.consent(), completion);
     };
     const bool hasConsent = co_await answerOf(askForConsent);
     if (!hasConsent || task->isCancelled()) {
@@ -50,12 +50,12 @@ ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCap
     if (isGranted || task->isCancelled()) {
         co_return isGranted;
     }
-    const ViewerAlert missing = alerts.permissionMissing();
-    const auto tell = [&](auto completion) { shell->showAlert(missing, completion); };
+    const ViewerAlert missing = catalogue.permissionMissing();
+    const auto tell = [&](auto completion) { alerts->show(missing, completion); };
     const bool isFirstButton = co_await answerOf(tell);
     // A button that is alone is the second one: there is no settings page.
     if (isFirstButton && missing.buttons.size() > 1) {
-        shell->openURL(settingsPage);
+        alerts->openPage(settingsPage);
     }
     co_return false;
 }

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerAlertPresenter.h"
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/runtime/ViewerTask.h"
 #include "core/runtime/ViewerTaskHandle.h"
@@ -17,7 +17,7 @@ namespace ViewerPermissionGate {
 /// Whether the host may go on. Shows nothing when the permission is granted already. Asks for
 /// nothing more once `task`, whose part this is, is cancelled.
 ViewerTask<bool> isAllowed(std::shared_ptr<ViewerScreenCapture> capture,
-                           std::shared_ptr<ViewerApplicationShell> shell,
+                           std::shared_ptr<ViewerAlertPresenter> alerts,
                            std::shared_ptr<const ViewerTaskHandle> task);
 
 }  // namespace ViewerPermissionGate

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "app/ViewerAlertPresenter.h"
 #include "app/ViewerApplicationShell.h"
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/http/ViewerTransport.h"
@@ -10,11 +11,13 @@
 
 namespace velmora {
 
-/// What the platform gives to the application: the shell around it, and what the host's objects are
-/// made of. A plain value, made and used on the main thread; each service says who else may use it.
+/// What the platform gives to the application: the shell around it, what shows its alerts, and what
+/// the host's objects are made of. A plain value, made and used on the main thread; each service
+/// says who else may use it.
 struct ViewerPlatformServices final {
     /// Goes last: the executors may be its run loop.
     std::shared_ptr<ViewerApplicationShell> shell;
+    std::shared_ptr<ViewerAlertPresenter> alerts;
     std::shared_ptr<ViewerExecutors> executors;
     std::shared_ptr<ViewerContinuousClock> clock;
     std::shared_ptr<ViewerTransport> transport;

@@ -15,7 +15,7 @@ namespace velmora {
 
 /// The program that shows one alert, in a process of its own: a toolkit ends its process when the
 /// display server dies, and the host has no use for one. It ends with this object, and with the
-/// host. Made by the shell, main thread only.
+/// host. Made by the presenter, main thread only.
 class ViewerAlertProcess final : public std::enable_shared_from_this<ViewerAlertProcess> {
   public:
     using Completion = std::function<void(bool isFirstButton)>;

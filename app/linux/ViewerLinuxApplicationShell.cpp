@@ -4,29 +4,20 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <utility>
 
 #include "app/ViewerLineOutput.h"
 #include "app/linux/ViewerLinuxSignalSource.h"
-#include "app/linux/ViewerLocale.h"
 #include "app/linux/ViewerMachineName.h"
-#include "core/runtime/ViewerCheck.h"
 
 namespace velmora {
 
-namespace {
-
-/// How long a full standard output may hold the line, and with it the loop, up.
-constexpr std::chrono::seconds outputPatience{1};
-
-}  // namespace
-
 ViewerLinuxApplicationShell::ViewerLinuxApplicationShell(
-    std::shared_ptr<boost::asio::io_context> loop, std::filesystem::path alertProgram)
-    : loop_(std::move(loop)), alertProgram_(std::move(alertProgram)) {
+    std::shared_ptr<boost::asio::io_context> loop,
+    std::shared_ptr<ViewerProcessAlertPresenter> alerts)
+    : loop_(std::move(loop)), alerts_(std::move(alerts)) {
     // A reader that is gone is an error of the write, not the end of the process.
     (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
 }
@@ -53,10 +44,14 @@ int ViewerLinuxApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> 
 }
 
 void ViewerLinuxApplicationShell::terminate() {
-    if (alert_) {
-        isTerminationPending_ = true;
-        return;
-    }
+    alerts_->whenClosed([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->askDelegate();
+        }
+    });
+}
+
+void ViewerLinuxApplicationShell::askDelegate() {
     if (delegate_->applicationShouldTerminate() == ViewerTerminateReply::now) {
         loop_->stop();
     }
@@ -65,48 +60,6 @@ void ViewerLinuxApplicationShell::terminate() {
 void ViewerLinuxApplicationShell::exit(int status) {
     // Standard output is written without a buffer: there is nothing to flush.
     ::_exit(status);
-}
-
-void ViewerLinuxApplicationShell::bringToFront() {}
-
-void ViewerLinuxApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
-    viewerCheck(!alert_, "a modal alert is the only one");
-    if (ViewerAlertEnvironment::hasGraphicalSession()) {
-        alert_ = ViewerAlertProcess::start(*loop_, alertProgram_, alert);
-    } else if (::isatty(STDERR_FILENO) != 0) {
-        writeLine(STDERR_FILENO, alert.title, outputPatience);
-        writeLine(STDERR_FILENO, alert.informativeText, outputPatience);
-    }
-    if (!alert_) {
-        completion(false);
-        return;
-    }
-    alertCompletion_ = std::move(completion);
-    alert_->awaitEnd([this](bool isFirstButton) { endAlert(isFirstButton); });
-}
-
-void ViewerLinuxApplicationShell::closeAlert() {
-    if (alert_) {
-        endAlert(false);
-    }
-}
-
-void ViewerLinuxApplicationShell::endAlert(bool isFirstButton) {
-    alert_.reset();
-    std::exchange(alertCompletion_, nullptr)(isFirstButton);
-    if (std::exchange(isTerminationPending_, false)) {
-        terminate();
-    }
-}
-
-void ViewerLinuxApplicationShell::openURL(std::string_view) {}
-
-ViewerAlertWording ViewerLinuxApplicationShell::alertWording() {
-    return ViewerAlertWording::linuxDesktop;
-}
-
-std::optional<std::string> ViewerLinuxApplicationShell::languageCode() {
-    return ViewerLocale::languageCode();
 }
 
 std::optional<std::string> ViewerLinuxApplicationShell::machineName() {

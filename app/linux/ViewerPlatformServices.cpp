@@ -34,7 +34,9 @@ ViewerPlatformServices makePlatformServices() {
     occupyStandardDescriptors();
     const auto loop = std::make_shared<boost::asio::io_context>(oneThread);
     ViewerPlatformServices services;
-    services.shell = std::make_shared<ViewerLinuxApplicationShell>(loop);
+    const auto alerts = std::make_shared<ViewerProcessAlertPresenter>(loop);
+    services.shell = std::make_shared<ViewerLinuxApplicationShell>(loop, alerts);
+    services.alerts = alerts;
     services.executors = std::make_shared<ViewerLoopExecutors>(loop->get_executor());
     services.clock = std::make_shared<ViewerBoottimeClock>(*loop);
     services.transport = makeTransport(services.clock);

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "app/ViewerAlert.h"
-#include "app/ViewerApplicationShell.h"
+#include "app/ViewerAlertPresenter.h"
 
 namespace velmora {
 
@@ -12,7 +12,7 @@ namespace velmora {
 /// with it the signals that may close it. Main thread only.
 class ViewerAppKitAlertPanel final : public std::enable_shared_from_this<ViewerAppKitAlertPanel> {
   public:
-    using Completion = ViewerApplicationShell::AlertCompletion;
+    using Completion = ViewerAlertPresenter::Completion;
 
     void show(ViewerAlert alert, Completion completion);
     void close();

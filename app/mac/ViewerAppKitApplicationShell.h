@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "app/ViewerApplicationShell.h"
-#include "app/mac/ViewerAppKitAlertPanel.h"
 #include "app/mac/ViewerAppKitApplicationDelegate.h"
 
 namespace velmora {
@@ -20,17 +19,10 @@ class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
     int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
     void terminate() override;
     [[noreturn]] void exit(int status) override;
-    void bringToFront() override;
-    void showAlert(ViewerAlert alert, AlertCompletion completion) override;
-    void closeAlert() override;
-    void openURL(std::string_view url) override;
-    ViewerAlertWording alertWording() override;
-    std::optional<std::string> languageCode() override;
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
 
   private:
-    const std::shared_ptr<ViewerAppKitAlertPanel> alertPanel_;
     /// The application itself holds it weakly.
     ViewerAppKitApplicationDelegate* delegate_ = nil;
 };

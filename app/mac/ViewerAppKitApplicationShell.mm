@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <utility>
@@ -17,15 +16,7 @@
 
 namespace velmora {
 
-namespace {
-
-/// How long a full standard output may hold the line, and with it the main thread, up.
-constexpr std::chrono::seconds outputPatience{1};
-
-}  // namespace
-
-ViewerAppKitApplicationShell::ViewerAppKitApplicationShell()
-    : alertPanel_(std::make_shared<ViewerAppKitAlertPanel>()) {
+ViewerAppKitApplicationShell::ViewerAppKitApplicationShell() {
     // A reader that is gone is an error of the write, not the end of the process.
     (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
 }
@@ -57,36 +48,6 @@ void ViewerAppKitApplicationShell::terminate() {
 void ViewerAppKitApplicationShell::exit(int status) {
     // Standard output is written without a buffer: there is nothing to flush.
     ::_exit(status);
-}
-
-void ViewerAppKitApplicationShell::bringToFront() {
-    [NSApplication.sharedApplication activateIgnoringOtherApps:YES];
-}
-
-void ViewerAppKitApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
-    alertPanel_->show(std::move(alert), std::move(completion));
-}
-
-void ViewerAppKitApplicationShell::closeAlert() {
-    alertPanel_->close();
-}
-
-void ViewerAppKitApplicationShell::openURL(std::string_view url) {
-    NSString* const text = ViewerFoundationText::stringOf(url);
-    NSURL* const page = text != nil ? [NSURL URLWithString:text] : nil;
-    if (page != nil) {
-        (void)[NSWorkspace.sharedWorkspace openURL:page];  // the user sees whether it opened
-    }
-}
-
-ViewerAlertWording ViewerAppKitApplicationShell::alertWording() {
-    return ViewerAlertWording::mac;
-}
-
-std::optional<std::string> ViewerAppKitApplicationShell::languageCode() {
-    const id code = [NSLocale.currentLocale objectForKey:NSLocaleLanguageCode];
-    return [code isKindOfClass:[NSString class]] ? ViewerFoundationText::textOf(code)
-                                                 : std::nullopt;
 }
 
 std::optional<std::string> ViewerAppKitApplicationShell::machineName() {

@@ -1,5 +1,6 @@
 #include "app/ViewerPlatformServices.h"
 
+#include "app/mac/ViewerAppKitAlertPresenter.h"
 #include "app/mac/ViewerAppKitApplicationShell.h"
 #include "core/runtime/mac/ViewerDispatchClock.h"
 #include "core/runtime/mac/ViewerDispatchExecutors.h"
@@ -9,6 +10,7 @@ namespace velmora {
 ViewerPlatformServices makePlatformServices() {
     ViewerPlatformServices services;
     services.shell = std::make_shared<ViewerAppKitApplicationShell>();
+    services.alerts = std::make_shared<ViewerAppKitAlertPresenter>();
     services.executors = std::make_shared<ViewerDispatchExecutors>();
     services.clock = ViewerDispatchClock::make();
     services.transport = makeTransport(services.clock);

@@ -24,7 +24,7 @@ struct LaunchedHost final : ScriptedPlatform {
         capture->answerLooks(false);
         capture->answerRequests(false);
         world.settle();
-        shell->closeAlert();
+        alerts->close();
         world.runToEnd();
     }
 
@@ -42,14 +42,14 @@ struct LaunchedHost final : ScriptedPlatform {
     void ask() {
         capture->seenAccess = false;
         launch();
-        EXPECT_TRUE(shell->showsAlert());
+        EXPECT_TRUE(alerts->isShowing());
     }
     /// Launches with the permission granted, up to the alert that tells why the server failed.
     void fail() {
         launch();
         listener().change(ViewerListenerState::failed, "TCP port 9090: Address already in use");
         world.settle();
-        EXPECT_TRUE(shell->showsAlert());
+        EXPECT_TRUE(alerts->isShowing());
     }
     /// A client asks for the list of displays, whose answer hangs.
     void requestThatHangs() {

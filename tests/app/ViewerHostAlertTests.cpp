@@ -21,35 +21,35 @@ TEST(ViewerHostAlerts, CancelEndsTheApplicationWithoutAServer) {
     LaunchedHost host;
     host.ask();
     EXPECT_THAT(host.shell->ends(), IsEmpty());
-    host.shell->press(1);
+    host.alerts->press(1);
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
-    EXPECT_EQ(host.shell->alerts().size(), 1U);
+    EXPECT_EQ(host.alerts->shown().size(), 1U);
 }
 
 TEST(ViewerHostAlerts, ContinueAndAGrantBringTheServerUp) {
     LaunchedHost host;
     host.capture->seenAccess = false;
-    host.shell->presses = {0};
+    host.alerts->presses = {0};
     host.capture->requestedAccess = true;
     host.serve();
 
     EXPECT_EQ(host.shell->lines().size(), 1U);
-    EXPECT_THAT(host.shell->alerts(), ElementsAre(catalogue.consent()));
+    EXPECT_THAT(host.alerts->shown(), ElementsAre(catalogue.consent()));
 }
 
 TEST(ViewerHostAlerts, CloseEndsTheApplicationWithoutAServer) {
     LaunchedHost host;
     host.ask();
-    host.shell->press(0);
+    host.alerts->press(0);
     host.world.settle();
     EXPECT_THAT(host.shell->ends(), IsEmpty());
-    host.shell->press(1);
+    host.alerts->press(1);
     host.world.settle();
 
-    EXPECT_THAT(host.shell->alerts(),
+    EXPECT_THAT(host.alerts->shown(),
                 ElementsAre(catalogue.consent(), catalogue.permissionMissing()));
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
@@ -59,7 +59,7 @@ TEST(ViewerHostAlerts, AServerThatDidNotStartIsToldOfInTheErrorsOwnWords) {
     LaunchedHost host;
     host.fail();
 
-    EXPECT_THAT(host.shell->alerts(),
+    EXPECT_THAT(host.alerts->shown(),
                 ElementsAre(catalogue.didNotStart("Viewer Host could not start: TCP port 9090: "
                                                   "Address already in use")));
     EXPECT_EQ(host.calls().at(host.calls().size() - 2), "front");
@@ -69,11 +69,11 @@ TEST(ViewerHostAlerts, AServerThatDidNotStartIsToldOfInTheErrorsOwnWords) {
 TEST(ViewerHostAlerts, AListenerThatCannotBeMadeIsToldOfAsThePlatformSaysIt) {
     LaunchedHost host;
     host.transport->creationError = "no sockets";
-    host.shell->language = "ru";
+    host.alerts->givenLanguage = "ru";
     host.launch();
 
     EXPECT_THAT(
-        host.shell->alerts(),
+        host.alerts->shown(),
         ElementsAre(ViewerAlertCatalogue("ru", ViewerAlertWording::mac).didNotStart("no sockets")));
 }
 
@@ -82,7 +82,7 @@ TEST(ViewerHostAlerts, TheApplicationEndsOnceTheDidNotStartAlertIsDismissed) {
     host.fail();
     host.world.advance(1h);
     EXPECT_THAT(host.shell->ends(), IsEmpty());
-    host.shell->press(0);
+    host.alerts->press(0);
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
@@ -95,8 +95,8 @@ TEST(ViewerHostAlerts, ASignalClosesTheConsentAlertAndNothingMoreIsAsked) {
     host.shell->raise(SIGTERM);
     host.world.settle();
 
-    EXPECT_FALSE(host.shell->showsAlert());
-    EXPECT_EQ(host.shell->alerts().size(), 1U);
+    EXPECT_FALSE(host.alerts->isShowing());
+    EXPECT_EQ(host.alerts->shown().size(), 1U);
     EXPECT_EQ(host.shell->terminationRequests(), 1U);
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
 }
@@ -104,13 +104,13 @@ TEST(ViewerHostAlerts, ASignalClosesTheConsentAlertAndNothingMoreIsAsked) {
 TEST(ViewerHostAlerts, ASignalClosesTheSecondAlert) {
     LaunchedHost host;
     host.ask();
-    host.shell->press(0);
+    host.alerts->press(0);
     host.world.settle();
-    ASSERT_EQ(host.shell->alerts().size(), 2U);
+    ASSERT_EQ(host.alerts->shown().size(), 2U);
     host.shell->raise(SIGINT);
     host.world.settle();
 
-    EXPECT_FALSE(host.shell->showsAlert());
+    EXPECT_FALSE(host.alerts->isShowing());
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
 }
 
@@ -120,7 +120,7 @@ TEST(ViewerHostAlerts, ASignalClosesTheDidNotStartAlert) {
     host.shell->raise(SIGTERM);
     host.world.settle();
 
-    EXPECT_FALSE(host.shell->showsAlert());
+    EXPECT_FALSE(host.alerts->isShowing());
     EXPECT_EQ(host.shell->ends().size(), 1U);
 }
 
@@ -128,7 +128,7 @@ TEST(ViewerHostAlerts, ASignalRightBehindContinueMakesNoRequest) {
     LaunchedHost host;
     host.ask();
     host.shell->raise(SIGTERM);
-    host.shell->press(0);
+    host.alerts->press(0);
     host.world.runToEnd();
 
     EXPECT_THAT(host.calls(), testing::Not(testing::Contains("request")));
@@ -140,14 +140,14 @@ TEST(ViewerHostAlerts, AQuitDuringAnAlertIsHandledWhenItHasClosed) {
     host.ask();
     host.shell->quit();
     host.world.advance(10s);
-    EXPECT_TRUE(host.shell->showsAlert());
+    EXPECT_TRUE(host.alerts->isShowing());
     EXPECT_THAT(host.shell->ends(), IsEmpty());
-    host.shell->press(0);
+    host.alerts->press(0);
     host.world.settle();
 
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
     EXPECT_THAT(host.calls(), testing::Not(testing::Contains("request")));
-    EXPECT_EQ(host.shell->alerts().size(), 1U);
+    EXPECT_EQ(host.alerts->shown().size(), 1U);
 }
 
 TEST(ViewerHostAlerts, AQuitDuringTheDidNotStartAlertIsHandledWhenItHasClosed) {
@@ -155,8 +155,8 @@ TEST(ViewerHostAlerts, AQuitDuringTheDidNotStartAlertIsHandledWhenItHasClosed) {
     host.fail();
     host.shell->quit();
     host.world.advance(10s);
-    EXPECT_TRUE(host.shell->showsAlert());
-    host.shell->press(0);
+    EXPECT_TRUE(host.alerts->isShowing());
+    host.alerts->press(0);
     host.world.settle();
 
     EXPECT_EQ(host.shell->ends().size(), 1U);
@@ -170,7 +170,7 @@ TEST(ViewerHostAlerts, AStartThatFailsAfterTheSignalShowsNoAlert) {
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
     host.world.runToEnd();
 
-    EXPECT_THAT(host.shell->alerts(), IsEmpty());
+    EXPECT_THAT(host.alerts->shown(), IsEmpty());
     EXPECT_EQ(host.shell->ends().size(), 1U);
 }
 
@@ -182,7 +182,7 @@ TEST(ViewerHostAlerts, APermissionThatIsRefusedAfterTheSignalShowsNoAlert) {
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
     host.world.runToEnd();
 
-    EXPECT_THAT(host.shell->alerts(), IsEmpty());
+    EXPECT_THAT(host.alerts->shown(), IsEmpty());
 }
 
 }  // namespace

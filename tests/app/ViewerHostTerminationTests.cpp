@@ -133,7 +133,7 @@ TEST(ViewerHostTermination, ASignalWhileThePermissionIsUnknownEndsTheApplication
 TEST(ViewerHostTermination, ASignalWhileTheSystemsRequestWaitsEndsTheApplicationAtOnce) {
     LaunchedHost host;
     host.capture->seenAccess = false;
-    host.shell->presses = {0};
+    host.alerts->presses = {0};
     host.capture->requestedAccess.reset();
     host.launch();
     ASSERT_EQ(host.capture->heldRequests.size(), 1U);
@@ -265,7 +265,7 @@ class ByChance final {
                 });
                 break;
             case 4:
-                host_.shell->press(host_.world.choose(2));
+                host_.alerts->press(host_.world.choose(2));
                 break;
             case 5:
                 host_.capture->answerRequests(one(2));
@@ -308,7 +308,7 @@ TEST(ViewerHostTermination, WhateverHappensTheApplicationEndsExactlyOnceWithinTh
 
         ASSERT_EQ(host.shell->ends().size(), 1U);
         ASSERT_LE(host.shell->lines().size(), 1U);
-        ASSERT_FALSE(host.shell->showsAlert());
+        ASSERT_FALSE(host.alerts->isShowing());
         ASSERT_EQ(askedAfterClosing(host), 0);
         ASSERT_EQ(host.shell->liveSignalSources(), 0U);
         ASSERT_LE(host.transport->listeners.size(), 1U);

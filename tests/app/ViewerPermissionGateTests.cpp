@@ -5,8 +5,9 @@
 
 #include "app/ViewerAlertCatalogue.h"
 #include "core/runtime/ViewerTaskHandle.h"
-#include "tests/support/app/ScriptedApplicationShell.h"
+#include "tests/support/app/ScriptedAlertPresenter.h"
 #include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 
@@ -23,9 +24,9 @@ constexpr const char* settings =
     "open x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
 
 ViewerTask<void> ask(std::shared_ptr<FakeScreenCapture> capture,
-                     std::shared_ptr<ScriptedApplicationShell> shell,
+                     std::shared_ptr<ScriptedAlertPresenter> alerts,
                      std::shared_ptr<const ViewerTaskHandle> task, Answer answer) {
-    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(capture, shell, task);
+    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(capture, alerts, task);
     *answer = isAllowed;
 }
 
@@ -36,7 +37,7 @@ class ViewerPermissionGateTest : public testing::Test {
         task_->cancel();
         capture_->seenAccess = false;
         capture_->answerLooks(false);
-        shell_->closeAlert();
+        alerts_->close();
         capture_->answerRequests(false);
         world_.runToEnd();
     }
@@ -44,20 +45,20 @@ class ViewerPermissionGateTest : public testing::Test {
   protected:
     Answer askGate() {
         auto answer = std::make_shared<std::optional<bool>>();
-        task_->start(ask(capture_, shell_, task_, answer));
+        task_->start(ask(capture_, alerts_, task_, answer));
         world_.settle();
         return answer;
     }
     /// A user without the permission, who closes each alert by the given button.
     void withoutPermission(std::vector<std::size_t> presses) {
         capture_->seenAccess = false;
-        shell_->presses = std::move(presses);
+        alerts_->presses = std::move(presses);
     }
 
     SimulatedWorld world_;
     const CallLog calls_ = makeCallLog();
-    std::shared_ptr<ScriptedApplicationShell> shell_ =
-        std::make_shared<ScriptedApplicationShell>(world_, calls_);
+    std::shared_ptr<ScriptedAlertPresenter> alerts_ =
+        std::make_shared<ScriptedAlertPresenter>(calls_);
     std::shared_ptr<FakeScreenCapture> capture_ = std::make_shared<FakeScreenCapture>(calls_);
     std::shared_ptr<ViewerTaskHandle> task_ =
         std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
@@ -77,7 +78,7 @@ TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {
 TEST_F(ViewerPermissionGateTest, AConsentAlertThatCannotBeShownEndsItToo) {
     capture_->seenAccess = false;
     const Answer answer = askGate();
-    shell_->closeAlert();
+    alerts_->close();
     world_.settle();
 
     EXPECT_EQ(*answer, false);
@@ -93,7 +94,7 @@ TEST_F(ViewerPermissionGateTest, ContinueLetsTheSystemAskAndAGrantLetsTheHostOn)
 
 TEST_F(ViewerPermissionGateTest, AGrantThatOnlyASecondLookSeesLetsTheHostOn) {
     capture_->seenAccess.reset();
-    shell_->presses = {0};
+    alerts_->presses = {0};
     const Answer answer = askGate();
     capture_->answerLooks(false);
     world_.settle();
@@ -120,7 +121,7 @@ TEST_F(ViewerPermissionGateTest, CloseOpensNothing) {
 
 TEST_F(ViewerPermissionGateTest, WhereThereIsNoSettingsPageTheOnlyButtonOpensNothing) {
     withoutPermission({0, 0});
-    shell_->wording = ViewerAlertWording::linuxDesktop;
+    alerts_->givenWording = ViewerAlertWording::linuxDesktop;
     EXPECT_EQ(*askGate(), false);
     EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request", "look", missing));
 }
@@ -128,28 +129,28 @@ TEST_F(ViewerPermissionGateTest, WhereThereIsNoSettingsPageTheOnlyButtonOpensNot
 TEST_F(ViewerPermissionGateTest, TheAlertsAreThoseOfTheUsersLanguageAndMachine) {
     for (const auto wording : {ViewerAlertWording::mac, ViewerAlertWording::linuxDesktop}) {
         const ViewerAlertCatalogue catalogue("ru", wording);
-        const auto shell = std::make_shared<ScriptedApplicationShell>(world_, calls_);
+        const auto alerts = std::make_shared<ScriptedAlertPresenter>(calls_);
         capture_->seenAccess = false;
-        shell->presses = {0, 1};
-        shell->language = "ru";
-        shell->wording = wording;
+        alerts->presses = {0, 1};
+        alerts->givenLanguage = "ru";
+        alerts->givenWording = wording;
         const auto answer = std::make_shared<std::optional<bool>>();
         const auto task = std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
-        task->start(ask(capture_, shell, task, answer));
+        task->start(ask(capture_, alerts, task, answer));
         world_.settle();
 
-        EXPECT_THAT(shell->alerts(),
+        EXPECT_THAT(alerts->shown(),
                     ElementsAre(catalogue.consent(), catalogue.permissionMissing()));
     }
 }
 
 TEST_F(ViewerPermissionGateTest, ALocaleWithoutALanguageGetsEnglish) {
     withoutPermission({0, 1});
-    shell_->language.reset();
+    alerts_->givenLanguage.reset();
     askGate();
     const ViewerAlertCatalogue english("en", ViewerAlertWording::mac);
 
-    EXPECT_THAT(shell_->alerts(), ElementsAre(english.consent(), english.permissionMissing()));
+    EXPECT_THAT(alerts_->shown(), ElementsAre(english.consent(), english.permissionMissing()));
 }
 
 TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
@@ -160,7 +161,7 @@ TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
     capture_->answerLooks(false);
     world_.settle();
     EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
-    shell_->press(0);
+    alerts_->press(0);
     world_.settle();
     EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request"));
     EXPECT_EQ(*answer, std::nullopt);
@@ -178,13 +179,13 @@ TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheLookShowsNothing) {
     world_.settle();
 
     EXPECT_EQ(*answer, false);
-    EXPECT_THAT(shell_->alerts(), IsEmpty());
+    EXPECT_THAT(alerts_->shown(), IsEmpty());
 }
 
 TEST_F(ViewerPermissionGateTest, OneThatIsCancelledAfterContinueMakesNoRequest) {
     capture_->seenAccess = false;
     const Answer answer = askGate();
-    shell_->press(0);
+    alerts_->press(0);
     task_->cancel();
     world_.settle();
 
@@ -201,7 +202,7 @@ TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheRequestShowsNoSecond
     world_.settle();
 
     EXPECT_EQ(*answer, false);
-    EXPECT_EQ(shell_->alerts().size(), 1U);
+    EXPECT_EQ(alerts_->shown().size(), 1U);
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ class ViewerProcessEntryWith : public ViewerProcessEntryTest,
 
 TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirst) {
     platform_.capture->seenAccess = false;
-    platform_.shell->presses = {1};
+    platform_.alerts->presses = {1};
     EXPECT_EQ(run(GetParam()), 0);
     EXPECT_THAT(platform_.calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "run",
                                                "watch SIGINT", "watch SIGTERM", "look", "front",

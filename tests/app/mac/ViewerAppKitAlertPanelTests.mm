@@ -23,8 +23,8 @@ class ViewerAppKitAlertPanel : public ApplicationTest {
         return {ViewerAlertStyle::informational, "title", "text", {"Continue", "Cancel"}};
     }
     void show(ViewerAlert shown) {
-        services_.shell->showAlert(
-            std::move(shown), [this](bool isFirstButton) { answers_.push_back(isFirstButton); });
+        services_.alerts->show(std::move(shown),
+                               [this](bool isFirstButton) { answers_.push_back(isFirstButton); });
     }
     /// Shows an alert that is answered by that button.
     void show(ViewerAlert shown, long button) {
@@ -87,7 +87,7 @@ TEST_F(ViewerAppKitAlertPanel, TheMainQueueGoesOnWhileItShows) {
 
 TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
     const auto source =
-        services_.shell->makeSignalSource(SIGTERM, [this] { services_.shell->closeAlert(); });
+        services_.shell->makeSignalSource(SIGTERM, [this] { services_.alerts->close(); });
     script_.answers.emplace_back([] {
         FakeDispatchSources::raise(SIGTERM);
         return ApplicationScript::noButton;
@@ -99,14 +99,14 @@ TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
 
 TEST_F(ViewerAppKitAlertPanel, OneThatIsClosedBeforeItShowsIsNotShown) {
     show(alert());
-    services_.shell->closeAlert();
+    services_.alerts->close();
     script_.runPerformed();
     EXPECT_THAT(script_.alerts, IsEmpty());
     EXPECT_THAT(answers_, ElementsAre(false));
 }
 
 TEST_F(ViewerAppKitAlertPanel, ClosingNoneDoesNotCloseTheNext) {
-    services_.shell->closeAlert();
+    services_.alerts->close();
     show(alert(), ApplicationScript::firstButton);
     EXPECT_THAT(answers_, ElementsAre(true));
 }
@@ -114,7 +114,7 @@ TEST_F(ViewerAppKitAlertPanel, ClosingNoneDoesNotCloseTheNext) {
 TEST_F(ViewerAppKitAlertPanel, AnAnswerMayShowTheNext) {
     script_.answers = {[] { return ApplicationScript::firstButton; },
                        [] { return ApplicationScript::secondButton; }};
-    services_.shell->showAlert(alert(), [this](bool isFirstButton) {
+    services_.alerts->show(alert(), [this](bool isFirstButton) {
         answers_.push_back(isFirstButton);
         show(alert());
     });

@@ -141,30 +141,6 @@ TEST_F(ViewerAppKitApplicationShell, ItKeepsItsDelegateWhichAppKitDoesNot) {
     EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(ViewerAppKitApplicationShell, ItComesBeforeAllOthers) {
-    services_.shell->bringToFront();
-    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("activateIgnoringOtherApps 1"));
-}
-
-TEST_F(ViewerAppKitApplicationShell, APageIsOpenedWhereItsAddressIsOne) {
-    services_.shell->openURL(
-        "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture");
-    EXPECT_THAT(FrameworkCalls::take(),
-                ElementsAre("openURL x-apple.systempreferences:com.apple.preference.security?"
-                            "Privacy_ScreenCapture"));
-    services_.shell->openURL("\xff");
-    EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
-}
-
-TEST_F(ViewerAppKitApplicationShell, TheLanguageIsTheLocalesWhereItHasOne) {
-    EXPECT_EQ(services_.shell->languageCode(), std::nullopt);
-    script_.languageCode = "ru";
-    EXPECT_EQ(services_.shell->languageCode(), "ru");
-    script_.hasNumberAsLanguage = true;
-    EXPECT_EQ(services_.shell->languageCode(), std::nullopt);
-    EXPECT_EQ(services_.shell->alertWording(), ViewerAlertWording::mac);
-}
-
 TEST_F(ViewerAppKitApplicationShell, TheMachinesNameIsTheOneForPeople) {
     EXPECT_EQ(services_.shell->machineName(), std::nullopt);
     script_.hostName = "Студия";

@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "core/runtime/ViewerCheck.h"
-
 namespace velmora {
 
 namespace {
@@ -32,12 +30,6 @@ void ScriptedApplicationShell::launch(std::shared_ptr<ViewerApplicationDelegate>
     delegate_ = delegate;
     boost::asio::post(world_.mainExecutor(),
                       [delegate] { delegate->applicationDidFinishLaunching(); });
-}
-
-void ScriptedApplicationShell::press(std::size_t button) {
-    if (pendingAlert_) {
-        endAlert(button == 0);
-    }
 }
 
 void ScriptedApplicationShell::raise(int signal) {
@@ -78,52 +70,18 @@ int ScriptedApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> del
 }
 
 void ScriptedApplicationShell::terminate() {
-    if (pendingAlert_) {
-        isQuitPending_ = true;
-        return;
-    }
-    ++terminationRequests_;
-    // An application that has ended asks nobody any more.
-    const auto delegate = ends_.empty() ? delegate_.lock() : nullptr;
-    if (delegate && delegate->applicationShouldTerminate() == ViewerTerminateReply::now) {
-        ends_.push_back(world_.now());
-    }
+    alerts_->whenClosed([this] {
+        ++terminationRequests_;
+        // An application that has ended asks nobody any more.
+        const auto delegate = ends_.empty() ? delegate_.lock() : nullptr;
+        if (delegate && delegate->applicationShouldTerminate() == ViewerTerminateReply::now) {
+            ends_.push_back(world_.now());
+        }
+    });
 }
 
 void ScriptedApplicationShell::exit(int) {
     std::abort();
-}
-
-void ScriptedApplicationShell::bringToFront() {
-    calls_->emplace_back("front");
-}
-
-void ScriptedApplicationShell::showAlert(ViewerAlert alert, AlertCompletion completion) {
-    viewerCheck(!pendingAlert_, "a modal alert is the only one");
-    calls_->push_back("alert " + alert.title);
-    alerts_.push_back(std::move(alert));
-    pendingAlert_ = std::move(completion);
-    if (alerts_.size() <= presses.size()) {
-        press(presses[alerts_.size() - 1]);
-    }
-}
-
-void ScriptedApplicationShell::closeAlert() {
-    calls_->emplace_back("close alert");
-    if (pendingAlert_) {
-        endAlert(false);
-    }
-}
-
-void ScriptedApplicationShell::endAlert(bool isFirstButton) {
-    std::exchange(pendingAlert_, nullptr)(isFirstButton);
-    if (std::exchange(isQuitPending_, false)) {
-        terminate();
-    }
-}
-
-void ScriptedApplicationShell::openURL(std::string_view url) {
-    calls_->push_back("open " + std::string(url));
 }
 
 std::optional<std::string> ScriptedApplicationShell::machineName() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/ViewerApplicationShell.h"
+#include "tests/support/app/ScriptedAlertPresenter.h"
 #include "tests/support/runtime/CallLog.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
@@ -17,20 +18,14 @@ namespace velmora {
 /// what the application did with it. One thread.
 class ScriptedApplicationShell final : public ViewerApplicationShell {
   public:
-    ScriptedApplicationShell(SimulatedWorld& world, CallLog calls)
-        : world_(world), calls_(std::move(calls)) {}
+    ScriptedApplicationShell(SimulatedWorld& world, CallLog calls,
+                             std::shared_ptr<ScriptedAlertPresenter> alerts)
+        : world_(world), calls_(std::move(calls)), alerts_(std::move(alerts)) {}
 
-    /// Which button each alert in turn is closed with at once, the first being 0. One that comes
-    /// after the last of these waits for `press`.
-    std::vector<std::size_t> presses;
-    ViewerAlertWording wording = ViewerAlertWording::mac;
-    std::optional<std::string> language = "en";
     std::optional<std::string> name = "Studio";
 
     /// Starts the application without running its loop: the test lets the world run.
     void launch(std::shared_ptr<ViewerApplicationDelegate> delegate);
-    /// The user closes the alert that shows.
-    void press(std::size_t button);
     /// A signal arrives for the process.
     void raise(int signal);
     /// The user quits the application.
@@ -38,9 +33,6 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
 
     const std::vector<std::string>& lines() const { return lines_; }
     std::size_t liveSignalSources() const;
-    /// Every alert that was shown, in order.
-    const std::vector<ViewerAlert>& alerts() const { return alerts_; }
-    bool showsAlert() const { return pendingAlert_ != nullptr; }
     /// How often the application was asked to terminate, and when its delegate agreed.
     std::size_t terminationRequests() const { return terminationRequests_; }
     const std::vector<SimulatedWorld::Instant>& ends() const { return ends_; }
@@ -52,30 +44,19 @@ class ScriptedApplicationShell final : public ViewerApplicationShell {
     int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override;
     void terminate() override;
     [[noreturn]] void exit(int status) override;
-    void bringToFront() override;
-    void showAlert(ViewerAlert alert, AlertCompletion completion) override;
-    void closeAlert() override;
-    void openURL(std::string_view url) override;
-    ViewerAlertWording alertWording() override { return wording; }
-    std::optional<std::string> languageCode() override { return language; }
     std::optional<std::string> machineName() override;
     void printLine(std::string_view line) override;
 
   private:
     struct Source;
 
-    void endAlert(bool isFirstButton);
-
     SimulatedWorld& world_;
     const CallLog calls_;
+    const std::shared_ptr<ScriptedAlertPresenter> alerts_;
     /// Held as a platform holds it: the process's entry is the owner.
     std::weak_ptr<ViewerApplicationDelegate> delegate_;
     /// Kept until they are cancelled, whoever drops them.
     std::vector<std::shared_ptr<Source>> sources_;
-    std::vector<ViewerAlert> alerts_;
-    AlertCompletion pendingAlert_;
-    /// Whether the user wants to quit once the alert has closed.
-    bool isQuitPending_ = false;
     std::vector<std::string> lines_;
     std::size_t terminationRequests_ = 0;
     std::vector<SimulatedWorld::Instant> ends_;

@@ -1,6 +1,5 @@
 #include <csignal>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
@@ -57,55 +56,37 @@ class ScriptedPermission final : public ViewerScreenCapture {
     const std::string request_;
 };
 
-/// The shell as it is, but for the wording, which is given, and the system's pages, which are told
-/// on standard output. SIGUSR1 is the user's wish to quit.
-class ScriptedShell final : public ViewerApplicationShell {
+/// The presenter as it is, but for the wording, which is given, and the system's pages, which are
+/// told on standard output.
+class ScriptedWording final : public ViewerAlertPresenter {
   public:
-    ScriptedShell(std::shared_ptr<ViewerApplicationShell> shell, std::string wording)
-        : shell_(std::move(shell)), wording_(std::move(wording)) {}
+    ScriptedWording(const ViewerPlatformServices& services, std::string wording)
+        : alerts_(services.alerts), shell_(services.shell), wording_(std::move(wording)) {}
 
-    void openURL(std::string_view url) override { printLine("open " + std::string(url)); }
-    ViewerAlertWording alertWording() override {
+    void openPage(std::string_view url) override { shell_->printLine("open " + std::string(url)); }
+    ViewerAlertWording wording() override {
         return wording_ == "mac" ? ViewerAlertWording::mac : ViewerAlertWording::linuxDesktop;
     }
-    int run(std::shared_ptr<ViewerApplicationDelegate> delegate) override {
-        quit_ = shell_->makeSignalSource(SIGUSR1, [this] {
-            printLine("quit");
-            shell_->terminate();
-        });
-        return shell_->run(std::move(delegate));
-    }
-    void ignoreSignal(int signal) override {
-        shell_->ignoreSignal(signal);
-        shell_->ignoreSignal(SIGUSR1);
-    }
 
-    std::shared_ptr<ViewerSignalSource> makeSignalSource(int signal,
-                                                         std::function<void()> handler) override {
-        return shell_->makeSignalSource(signal, std::move(handler));
+    void show(ViewerAlert alert, Completion completion) override {
+        alerts_->show(std::move(alert), std::move(completion));
     }
-    void terminate() override { shell_->terminate(); }
-    [[noreturn]] void exit(int status) override { std::_Exit(status); }
-    void bringToFront() override { shell_->bringToFront(); }
-    void showAlert(ViewerAlert alert, AlertCompletion completion) override {
-        shell_->showAlert(std::move(alert), std::move(completion));
-    }
-    void closeAlert() override { shell_->closeAlert(); }
-    std::optional<std::string> languageCode() override { return shell_->languageCode(); }
-    std::optional<std::string> machineName() override { return shell_->machineName(); }
-    void printLine(std::string_view line) override { shell_->printLine(line); }
+    void close() override { alerts_->close(); }
+    void bringToFront() override { alerts_->bringToFront(); }
+    std::optional<std::string> languageCode() override { return alerts_->languageCode(); }
 
   private:
+    const std::shared_ptr<ViewerAlertPresenter> alerts_;
     const std::shared_ptr<ViewerApplicationShell> shell_;
     const std::string wording_;
-    std::shared_ptr<ViewerSignalSource> quit_;
 };
 
 }  // namespace
 
 }  // namespace velmora
 
-/// The application with a scripted permission: LOOKS REQUEST mac|linux
+/// The application with a scripted permission: LOOKS REQUEST mac|linux. SIGUSR1 is the user's wish
+/// to quit.
 int main(int argumentCount, char** arguments) {
     constexpr int expected = 4;
     if (argumentCount != expected) {
@@ -114,7 +95,13 @@ int main(int argumentCount, char** arguments) {
     auto services = velmora::makePlatformServices();
     services.capture =
         std::make_shared<velmora::ScriptedPermission>(services, arguments[1], arguments[2]);
-    services.shell = std::make_shared<velmora::ScriptedShell>(services.shell, arguments[3]);
+    services.alerts = std::make_shared<velmora::ScriptedWording>(services, arguments[3]);
+    const auto& shell = services.shell;
+    shell->ignoreSignal(SIGUSR1);
+    const auto quit = shell->makeSignalSource(SIGUSR1, [&] {
+        shell->printLine("quit");
+        shell->terminate();
+    });
     const std::span all(arguments, static_cast<std::size_t>(argumentCount));
-    services.shell->exit(velmora::ViewerProcessEntry::run(services, all.first(1)));
+    shell->exit(velmora::ViewerProcessEntry::run(services, all.first(1)));
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/ViewerPlatformServices.h"
+#include "tests/support/app/ScriptedAlertPresenter.h"
 #include "tests/support/app/ScriptedApplicationShell.h"
 #include "tests/support/capture/FakeScreenCapture.h"
 #include "tests/support/http/ScriptedTransport.h"
@@ -24,7 +25,7 @@ struct ScriptedPlatform {
     /// The world is the test's own.
     ViewerPlatformServices services() {
         const std::shared_ptr<SimulatedWorld> borrowed(std::shared_ptr<void>(), &world);
-        return {shell, borrowed, borrowed, transport, capture};
+        return {shell, alerts, borrowed, borrowed, transport, capture};
     }
 
     /// What was asked of the platform, in order.
@@ -32,8 +33,9 @@ struct ScriptedPlatform {
 
     SimulatedWorld world;
     CallLog log = makeCallLog();
+    std::shared_ptr<ScriptedAlertPresenter> alerts = std::make_shared<ScriptedAlertPresenter>(log);
     std::shared_ptr<ScriptedApplicationShell> shell =
-        std::make_shared<ScriptedApplicationShell>(world, log);
+        std::make_shared<ScriptedApplicationShell>(world, log, alerts);
     std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
     std::shared_ptr<FakeScreenCapture> capture = std::make_shared<FakeScreenCapture>(log);
 };

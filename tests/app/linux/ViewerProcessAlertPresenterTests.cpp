@@ -1,3 +1,5 @@
+#include "app/linux/ViewerProcessAlertPresenter.h"
+
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +18,6 @@
 #include <utility>
 #include <vector>
 
-#include "app/linux/ViewerLinuxApplicationShell.h"
 #include "tests/support/system/BorrowedEnvironment.h"
 
 namespace velmora {
@@ -24,19 +25,6 @@ namespace velmora {
 namespace {
 
 using testing::ElementsAre;
-
-/// A delegate that agrees to terminate whenever it is asked.
-class AgreeingDelegate final : public ViewerApplicationDelegate {
-  public:
-    void applicationDidFinishLaunching() override { onLaunch(); }
-    ViewerTerminateReply applicationShouldTerminate() override {
-        events.emplace_back("asked");
-        return ViewerTerminateReply::now;
-    }
-
-    std::function<void()> onLaunch;
-    std::vector<std::string> events;
-};
 
 /// What the process writes to standard error meanwhile, which is a terminal or a pipe.
 class StandardError final {
@@ -87,110 +75,116 @@ ViewerAlert alert(const std::string& title, const std::string& text) {
     return {ViewerAlertStyle::critical, title, text, {"OK"}};
 }
 
-/// A shell in a graphical session, whose alerts are shown by a program that does what they say.
-class ViewerLinuxAlert : public testing::Test {
+/// In a graphical session, and with a program that does what the alerts say.
+class ViewerProcessAlertPresenterTest : public testing::Test {
   protected:
-    ViewerLinuxAlert() { environment_.set("DISPLAY", ":7"); }
+    ViewerProcessAlertPresenterTest() { environment_.set("DISPLAY", ":7"); }
 
-    /// Runs the application, whose launch does `action`.
-    void launch(std::function<void()> action) {
-        delegate_->onLaunch = std::move(action);
-        EXPECT_EQ(shell_.run(delegate_), 0);
-    }
     /// Behind what is ready in the loop now.
     void later(std::function<void()> action) { boost::asio::post(*loop_, std::move(action)); }
-    void log(const std::string& event) { delegate_->events.push_back(event); }
+    void log(const std::string& event) { events_.push_back(event); }
     void logAnswer(bool isFirstButton) { log(isFirstButton ? "first" : "not first"); }
 
     BorrowedEnvironment environment_;
     const std::shared_ptr<boost::asio::io_context> loop_ =
         std::make_shared<boost::asio::io_context>();
-    ViewerLinuxApplicationShell shell_{loop_, SCRIPTED_ALERT_PATH};
-    std::shared_ptr<AgreeingDelegate> delegate_ = std::make_shared<AgreeingDelegate>();
+    ViewerProcessAlertPresenter alerts_{loop_, SCRIPTED_ALERT_PATH};
+    std::vector<std::string> events_;
 };
 
-TEST_F(ViewerLinuxAlert, IsAnsweredByItsProgramOneAfterTheOther) {
-    launch([&] {
-        shell_.showAlert(alert("exit", "10"), [&](bool isFirstButton) {
-            logAnswer(isFirstButton);
-            shell_.showAlert(alert("exit", "1"), [&](bool isSecondsFirst) {
-                logAnswer(isSecondsFirst);
-                shell_.terminate();
-            });
-        });
+TEST_F(ViewerProcessAlertPresenterTest, AlertsAreAnsweredByTheirProgramOneAfterTheOther) {
+    alerts_.show(alert("exit", "10"), [&](bool isFirstButton) {
+        logAnswer(isFirstButton);
+        alerts_.show(alert("exit", "1"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
     });
+    loop_->run();
 
-    EXPECT_THAT(delegate_->events, ElementsAre("first", "not first", "asked"));
+    EXPECT_THAT(events_, ElementsAre("first", "not first"));
 }
 
-TEST_F(ViewerLinuxAlert, PutsAQuitOffUntilItHasClosed) {
-    launch([&] {
-        shell_.showAlert(alert("exit", "10"),
-                         [&](bool isFirstButton) { logAnswer(isFirstButton); });
-        shell_.terminate();
-        shell_.terminate();
-        log("quit");
-    });
+TEST_F(ViewerProcessAlertPresenterTest, WhatWaitsForAnAlertRunsOnceBehindItsAnswer) {
+    alerts_.show(alert("exit", "10"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+    alerts_.whenClosed([&] { log("closed"); });
+    alerts_.whenClosed([&] { log("closed"); });
+    log("quit");
+    loop_->run();
 
-    EXPECT_THAT(delegate_->events, ElementsAre("quit", "first", "asked"));
+    EXPECT_THAT(events_, ElementsAre("quit", "first", "closed"));
 }
 
-TEST_F(ViewerLinuxAlert, IsClosedAtOnce) {
-    launch([&] {
-        shell_.showAlert(alert("hang", "/dev/null"),
-                         [&](bool isFirstButton) { logAnswer(isFirstButton); });
-        later([&] {
-            shell_.closeAlert();
-            log("closed");
-            shell_.closeAlert();
-            shell_.terminate();
-        });
+TEST_F(ViewerProcessAlertPresenterTest, WhatWaitsForAnAlertWaitsForTheNextThatTheAnswerShows) {
+    alerts_.show(alert("exit", "10"), [&](bool isFirstButton) {
+        logAnswer(isFirstButton);
+        alerts_.show(alert("exit", "1"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
     });
+    alerts_.whenClosed([&] { log("closed"); });
+    loop_->run();
 
-    EXPECT_THAT(delegate_->events, ElementsAre("not first", "closed", "asked"));
+    EXPECT_THAT(events_, ElementsAre("first", "not first", "closed"));
 }
 
-TEST_F(ViewerLinuxAlert, WhoseProgramIsMissingIsNotTheFirstButton) {
-    ViewerLinuxApplicationShell shell(loop_, "/nonexistent/program");
+TEST_F(ViewerProcessAlertPresenterTest, WithoutAnAlertNothingWaits) {
+    alerts_.whenClosed([&] { log("closed"); });
+
+    EXPECT_THAT(events_, ElementsAre("closed"));
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, AnAlertIsClosedAtOnce) {
+    alerts_.show(alert("hang", "/dev/null"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+    later([&] {
+        alerts_.close();
+        log("closed");
+        alerts_.close();
+    });
+    loop_->run();
+
+    EXPECT_THAT(events_, ElementsAre("not first", "closed"));
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, AnAlertWhoseProgramIsMissingIsNotTheFirstButton) {
+    ViewerProcessAlertPresenter alerts(loop_, "/nonexistent/program");
     std::optional<bool> answer;
-    shell.showAlert(alert("exit", "10"), [&](bool isFirstButton) { answer = isFirstButton; });
+    alerts.show(alert("exit", "10"), [&](bool isFirstButton) { answer = isFirstButton; });
 
     EXPECT_EQ(answer, false);
 }
 
-TEST_F(ViewerLinuxAlert, WithoutAGraphicalSessionGoesToTheTerminalOnceAndAsksNobody) {
+TEST_F(ViewerProcessAlertPresenterTest,
+       WithoutAGraphicalSessionGoesToTheTerminalOnceAndAsksNobody) {
     environment_.set("DISPLAY", std::nullopt);
     environment_.set("WAYLAND_DISPLAY", std::nullopt);
     const StandardError terminal(StandardError::Kind::terminal);
     std::optional<bool> answer;
-    shell_.showAlert(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
+    alerts_.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
 
     EXPECT_EQ(answer, false);
     EXPECT_EQ(terminal.read(), "Title\r\nWhat went wrong.\r\n");
 }
 
-TEST_F(ViewerLinuxAlert, WithoutAGraphicalSessionAndATerminalGoesNowhere) {
+TEST_F(ViewerProcessAlertPresenterTest, WithoutAGraphicalSessionAndATerminalGoesNowhere) {
     environment_.set("DISPLAY", std::nullopt);
     environment_.set("WAYLAND_DISPLAY", std::nullopt);
     const StandardError pipe(StandardError::Kind::pipe);
     std::optional<bool> answer;
-    shell_.showAlert(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
+    alerts_.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
 
     EXPECT_EQ(answer, false);
     EXPECT_EQ(pipe.read(), "");
 }
 
-TEST_F(ViewerLinuxAlert, InAGraphicalSessionWritesNothingToTheTerminal) {
+TEST_F(ViewerProcessAlertPresenterTest, InAGraphicalSessionWritesNothingToTheTerminal) {
     const StandardError terminal(StandardError::Kind::terminal);
-    launch([&] { shell_.showAlert(alert("exit", "1"), [&](bool) { shell_.terminate(); }); });
+    alerts_.show(alert("exit", "1"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+    loop_->run();
 
+    EXPECT_THAT(events_, ElementsAre("not first"));
     EXPECT_EQ(terminal.read(), "");
 }
 
-TEST_F(ViewerLinuxAlert, SpeaksAsTheEnvironmentSaysAndOfNoMac) {
+TEST_F(ViewerProcessAlertPresenterTest, SpeaksAsTheEnvironmentSaysAndOfNoMac) {
     environment_.set("LC_ALL", "ru_RU.UTF-8");
-    EXPECT_EQ(shell_.languageCode(), "ru");
-    EXPECT_EQ(shell_.alertWording(), ViewerAlertWording::linuxDesktop);
+    EXPECT_EQ(alerts_.languageCode(), "ru");
+    EXPECT_EQ(alerts_.wording(), ViewerAlertWording::linuxDesktop);
 }
 
 }  // namespace

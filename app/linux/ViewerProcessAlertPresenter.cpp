@@ -1,0 +1,67 @@
+#include "app/linux/ViewerProcessAlertPresenter.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "app/ViewerLineOutput.h"
+#include "app/linux/ViewerLocale.h"
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+ViewerProcessAlertPresenter::ViewerProcessAlertPresenter(
+    std::shared_ptr<boost::asio::io_context> loop, std::filesystem::path program)
+    : loop_(std::move(loop)), program_(std::move(program)) {}
+
+void ViewerProcessAlertPresenter::show(ViewerAlert alert, Completion completion) {
+    viewerCheck(!alert_, "a modal alert is the only one");
+    if (ViewerAlertEnvironment::hasGraphicalSession()) {
+        alert_ = ViewerAlertProcess::start(*loop_, program_, alert);
+    } else if (::isatty(STDERR_FILENO) != 0) {
+        writeLine(STDERR_FILENO, alert.title, outputPatience);
+        writeLine(STDERR_FILENO, alert.informativeText, outputPatience);
+    }
+    if (!alert_) {
+        completion(false);
+        return;
+    }
+    completion_ = std::move(completion);
+    alert_->awaitEnd([this](bool isFirstButton) { end(isFirstButton); });
+}
+
+void ViewerProcessAlertPresenter::close() {
+    if (alert_) {
+        end(false);
+    }
+}
+
+void ViewerProcessAlertPresenter::end(bool isFirstButton) {
+    alert_.reset();
+    std::exchange(completion_, nullptr)(isFirstButton);
+    if (auto action = std::exchange(afterwards_, nullptr)) {
+        whenClosed(std::move(action));
+    }
+}
+
+void ViewerProcessAlertPresenter::whenClosed(std::function<void()> action) {
+    if (alert_) {
+        afterwards_ = std::move(action);
+    } else {
+        action();
+    }
+}
+
+void ViewerProcessAlertPresenter::bringToFront() {}
+
+void ViewerProcessAlertPresenter::openPage(std::string_view) {}
+
+ViewerAlertWording ViewerProcessAlertPresenter::wording() {
+    return ViewerAlertWording::linuxDesktop;
+}
+
+std::optional<std::string> ViewerProcessAlertPresenter::languageCode() {
+    return ViewerLocale::languageCode();
+}
+
+}  // namespace velmora
