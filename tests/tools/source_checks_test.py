@@ -77,6 +77,18 @@ class IncludeEdges(unittest.TestCase):
         self.assertEqual(len(found), 1)
         self.assertIn("portable code", found[0])
 
+    def test_platform_code_of_the_application_may_not_include_that_of_the_core(self):
+        for include in ("core/capture/linux/x11/B.h", "core/http/linux/B.h"):
+            found = self.check({"app/linux/A.cpp": f'#include "{include}"\n'})
+            self.assertEqual(len(found), 1)
+            self.assertIn("belongs to", found[0])
+
+    def test_platform_code_may_include_its_own_and_the_runtimes(self):
+        self.assertEqual(self.check({
+            "app/linux/A.cpp": '#include "app/linux/B.h"\n'
+                               '#include "core/runtime/linux/C.h"\n',
+            "core/capture/linux/A.cpp": '#include "core/capture/linux/x11/B.h"\n'}), [])
+
     def test_includes_are_written_from_the_root(self):
         found = self.check({"core/http/A.cpp": '#include "B.h"\n'})
         self.assertEqual(len(found), 1)
