@@ -10,12 +10,11 @@ namespace velmora {
 /// Any thread, while nothing changes the environment.
 namespace ViewerLocale {
 
-/// The language of a locale's name (locale(7)): "ru" of "ru_RU.UTF-8"; nothing for "C" and "POSIX",
-/// which belong to no language.
+/// The language of a locale's name (locale(7)): "ru" of "ru_RU.UTF-8"; nothing where the name has
+/// none.
 std::optional<std::string> languageOf(std::string_view localeName);
 
-/// The language that messages are in: of the first of LC_ALL, LC_MESSAGES and LANG that is not
-/// empty.
+/// The language that messages are in; nothing where the environment names none.
 std::optional<std::string> languageCode();
 
 }  // namespace ViewerLocale

@@ -7,6 +7,7 @@
 
 #include "core/capture/MacDisplayCaptureSession.h"
 #include "core/capture/MacDisplayIdentifier.h"
+#include "core/capture/ViewerLocalizedOrder.h"
 #include "core/capture/ViewerPlatformCall.h"
 
 namespace velmora {
@@ -34,14 +35,13 @@ std::map<std::uint32_t, std::string> namesOf(const Screens& screens) {
 /// The order of a listing.
 class DisplayOrder final {
   public:
-    DisplayOrder(ViewerScreenCapture& capture, const NativeDisplays& nativeDisplays)
-        : capture_(capture), nativeDisplays_(nativeDisplays) {}
+    explicit DisplayOrder(const NativeDisplays& nativeDisplays) : nativeDisplays_(nativeDisplays) {}
 
     bool comesBefore(const ViewerHostDisplay& a, const ViewerHostDisplay& b) const {
         if (isMain(a) != isMain(b)) {
             return isMain(a);
         }
-        return a.name != b.name ? capture_.comesBefore(a.name, b.name) : a.id < b.id;
+        return a.name != b.name ? ViewerLocalizedOrder::comesBefore(a.name, b.name) : a.id < b.id;
     }
 
   private:
@@ -50,7 +50,6 @@ class DisplayOrder final {
         return found != nativeDisplays_.end() && found->second.isMain;
     }
 
-    ViewerScreenCapture& capture_;
     const NativeDisplays& nativeDisplays_;
 };
 
@@ -68,7 +67,7 @@ void insert(ViewerHostDisplay display, std::vector<ViewerHostDisplay>& sorted,
 
 /// What the platform reported, and what was made of it. Never changes.
 struct MacDisplayCaptureSource::Listing final {
-    Listing(ViewerScreenCapture& capture, Reported reportedDisplays, Screens attachedScreens)
+    Listing(Reported reportedDisplays, Screens attachedScreens)
         : reported(std::move(reportedDisplays)), screens(std::move(attachedScreens)) {
         const auto names = namesOf(screens);
         std::vector<ViewerHostDisplay> unsorted;
@@ -84,7 +83,7 @@ struct MacDisplayCaptureSource::Listing final {
                 name != names.end() ? name->second : "Display " + std::to_string(display.number),
                 display.width, display.height);
         }
-        const DisplayOrder order(capture, nativeDisplays);
+        const DisplayOrder order(nativeDisplays);
         for (ViewerHostDisplay& display : unsorted) {
             insert(std::move(display), displays, order);
         }
@@ -151,7 +150,7 @@ std::shared_ptr<const MacDisplayCaptureSource::Listing> MacDisplayCaptureSource:
     if (last && last->reported == reported && last->screens == screens) {
         return last;
     }
-    return std::make_shared<const Listing>(*capture_, std::move(reported), std::move(screens));
+    return std::make_shared<const Listing>(std::move(reported), std::move(screens));
 }
 
 void MacDisplayCaptureSource::remember(std::shared_ptr<const Listing> listing) {

@@ -129,9 +129,6 @@ class ViewerScreenCapture {
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Main thread only.
     virtual std::vector<ViewerNativeScreen> screens() = 0;
-    /// Whether `a` comes before `b` for a reader of the current locale: case-insensitive, digits by
-    /// their value.
-    virtual bool comesBefore(const std::string& a, const std::string& b) = 0;
     /// A stream that is not started yet.
     virtual std::shared_ptr<ViewerDisplayStream> makeStream(
         const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) = 0;

@@ -51,7 +51,6 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
     void requestAccess(AccessCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
     std::vector<ViewerNativeScreen> screens() override { return {}; }
-    bool comesBefore(const std::string& a, const std::string& b) override { return a < b; }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 

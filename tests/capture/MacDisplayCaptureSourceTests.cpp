@@ -158,15 +158,17 @@ TEST(MacDisplayCaptureSource, AListingOutlivesItsOwner) {
 
 TEST(MacDisplayCaptureSource, AnUnchangedListIsNotNamedAndSortedAgain) {
     ListedWorld world;
-    world.capture->report({display(1, "A"), display(2, "B"), display(3, "C")});
+    ViewerScreenCapture::Displays displays{display(1, "A"), display(2, "B"), display(3, "C")};
+    const auto reported = std::make_shared<ViewerScreenCapture::Displays>(displays);
+    world.capture->reported = reported;
     const Displays first = world.list();
-    const int comparisons = world.capture->comparisons;
-    ASSERT_GT(comparisons, 0);
 
+    // No platform changes a list that it has passed: this shows who looks into it.
+    reported->clear();
     EXPECT_EQ(world.list(), first);
-    EXPECT_EQ(world.capture->comparisons, comparisons);
     EXPECT_NE(world.source->makeSession("macos-display:c"), nullptr);
 
+    *reported = displays;
     world.capture->attached = {{1, "Zulu"}};
     EXPECT_EQ(world.listedNames(), std::vector<std::string>({"Display 2", "Display 3", "Zulu"}))
         << "new names count though the list is unchanged";

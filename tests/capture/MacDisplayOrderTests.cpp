@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/capture/MacDisplayIdentifier.h"
+#include "core/capture/ViewerLocalizedOrder.h"
 #include "tests/capture/ListedWorld.h"
 
 namespace velmora {
@@ -25,14 +26,6 @@ TEST(MacDisplayCaptureSource, ListsDisplaysOfTheSameNameById) {
     world.capture->attached = {{1, "Twin"}, {2, "Twin"}, {3, "Twin"}};
     EXPECT_EQ(world.listedIds(),
               std::vector<std::string>({"macos-display:a", "macos-display:b", "macos-display:c"}));
-    EXPECT_EQ(world.capture->comparisons, 0) << "equal names are not compared by locale";
-}
-
-TEST(MacDisplayCaptureSource, ComparesNoNamesOfASingleDisplay) {
-    ListedWorld world;
-    world.capture->report({display(1, "A")});
-    (void)world.list();
-    EXPECT_EQ(world.capture->comparisons, 0);
 }
 
 TEST(MacDisplayCaptureSource, OfDisplaysWithTheSameIdTheLaterTellsWhetherTheyAreMain) {
@@ -64,7 +57,7 @@ void reportByChance(ListedWorld& world) {
 }
 
 /// Whether `b` has to come before `a`.
-bool isOutOfOrder(FakeScreenCapture& platform, const ViewerHostDisplay& a,
+bool isOutOfOrder(const FakeScreenCapture& platform, const ViewerHostDisplay& a,
                   const ViewerHostDisplay& b) {
     const auto isMain = [&](const ViewerHostDisplay& listed) {
         bool result = false;
@@ -78,7 +71,7 @@ bool isOutOfOrder(FakeScreenCapture& platform, const ViewerHostDisplay& a,
     if (isMain(a) != isMain(b)) {
         return isMain(b);
     }
-    return a.name == b.name ? b.id < a.id : platform.comesBefore(b.name, a.name);
+    return a.name == b.name ? b.id < a.id : ViewerLocalizedOrder::comesBefore(b.name, a.name);
 }
 
 TEST(MacDisplayCaptureSource, ListsAnyDisplaysInOrder) {
@@ -94,24 +87,6 @@ TEST(MacDisplayCaptureSource, ListsAnyDisplaysInOrder) {
                     << listed[first].name << ", " << listed[second].name;
             }
         }
-    }
-}
-
-TEST(MacDisplayCaptureSource, AComparisonThatContradictsItselfLosesNoDisplay) {
-    for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-        SCOPED_TRACE(seed);
-        ListedWorld world(seed);
-        world.capture->comparison = [&](const std::string&, const std::string&) {
-            return world.simulated.choose(2) == 0;
-        };
-        std::vector<ViewerNativeDisplay> displays;
-        std::vector<std::string> ids;
-        for (std::uint32_t number = 10; number < 50; ++number) {
-            displays.push_back(display(number, std::to_string(number)));
-            ids.push_back("macos-display:" + std::to_string(number));
-        }
-        world.capture->report(displays);
-        EXPECT_THAT(world.listedIds(), testing::UnorderedElementsAreArray(ids));
     }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
@@ -17,7 +16,6 @@ class ViewerScreenCaptureKitCapture final : public ViewerScreenCapture {
     void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
-    bool comesBefore(const std::string& a, const std::string& b) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 };

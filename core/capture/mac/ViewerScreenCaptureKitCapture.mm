@@ -87,13 +87,6 @@ std::vector<ViewerNativeScreen> ViewerScreenCaptureKitCapture::screens() {
     return screens;
 }
 
-bool ViewerScreenCaptureKitCapture::comesBefore(const std::string& a, const std::string& b) {
-    NSString* const first = ViewerFoundationText::stringOf(a);
-    NSString* const second = ViewerFoundationText::stringOf(b);
-    return first != nil && second != nil &&
-           [first localizedStandardCompare:second] == NSOrderedAscending;
-}
-
 std::shared_ptr<ViewerDisplayStream> ViewerScreenCaptureKitCapture::makeStream(
     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) {
     return std::make_shared<ViewerScreenCaptureKitStream>((__bridge SCDisplay*)display.native.get(),

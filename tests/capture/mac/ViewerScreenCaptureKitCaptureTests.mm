@@ -10,7 +10,7 @@
 #include "tests/capture/mac/ScreenTest.h"
 #include "tests/mac/frameworks/FrameworkCalls.h"
 
-// Displays, screens and the order of names, through ScreenCaptureKit and AppKit.
+// Displays and screens, through ScreenCaptureKit and AppKit.
 
 namespace velmora {
 namespace {
@@ -159,19 +159,6 @@ TEST_F(ViewerScreenCaptureKitCapture, AScreenWhoseNumberIsMissingOrOfAnotherType
 TEST_F(ViewerScreenCaptureKitCapture, AScreenWithoutANameHasAnEmptyOne) {
     script_.screens = {{std::int64_t(1), std::nullopt}};
     EXPECT_THAT(capture_->screens(), ElementsAre(ViewerNativeScreen{1U, ""}));
-}
-
-TEST_F(ViewerScreenCaptureKitCapture, NamesAreComparedAsPeopleDo) {
-    EXPECT_TRUE(capture_->comesBefore("Display 2", "Display 10"));
-    EXPECT_FALSE(capture_->comesBefore("Display 10", "Display 2"));
-    EXPECT_FALSE(capture_->comesBefore("display", "DISPLAY"));
-    EXPECT_FALSE(capture_->comesBefore("DISPLAY", "display"));
-    EXPECT_TRUE(capture_->comesBefore("Дисплей 2", "дисплей 10"));
-}
-
-TEST_F(ViewerScreenCaptureKitCapture, ANameThatIsNoTextComesBeforeNothing) {
-    EXPECT_FALSE(capture_->comesBefore("\xff", "a"));
-    EXPECT_FALSE(capture_->comesBefore("a", "\xff"));
 }
 
 }  // namespace

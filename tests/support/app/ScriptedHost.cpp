@@ -41,9 +41,6 @@ class ScriptedPermission final : public ViewerScreenCapture {
         capture_->shareableDisplays(std::move(completion));
     }
     std::vector<ViewerNativeScreen> screens() override { return capture_->screens(); }
-    bool comesBefore(const std::string& a, const std::string& b) override {
-        return capture_->comesBefore(a, b);
-    }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override {
         return capture_->makeStream(display, settings);

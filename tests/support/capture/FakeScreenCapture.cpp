@@ -1,9 +1,5 @@
 #include "tests/support/capture/FakeScreenCapture.h"
 
-#include <algorithm>
-#include <cctype>
-#include <cstdint>
-#include <string_view>
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
@@ -11,26 +7,6 @@
 namespace velmora {
 
 namespace {
-
-bool isDigit(char character) {
-    return std::isdigit(static_cast<unsigned char>(character)) != 0;
-}
-
-/// Takes the next thing to compare off the front: a number, or a letter beyond all numbers.
-std::uint64_t takeNext(std::string_view& text) {
-    constexpr std::uint64_t letters = std::uint64_t{1} << 40U;
-    if (!isDigit(text.front())) {
-        const auto letter = static_cast<unsigned char>(text.front());
-        text.remove_prefix(1);
-        return letters + static_cast<std::uint64_t>(std::tolower(letter));
-    }
-    std::uint64_t number = 0;
-    while (!text.empty() && isDigit(text.front())) {
-        number = number * 10 + static_cast<std::uint64_t>(text.front() - '0');
-        text.remove_prefix(1);
-    }
-    return number;
-}
 
 void answerAll(std::vector<ViewerScreenCapture::AccessCompletion>& held, bool access) {
     for (const auto& completion : std::exchange(held, {})) {
@@ -83,23 +59,6 @@ void FakeScreenCapture::shareableDisplays(DisplaysCompletion completion) {
 std::vector<ViewerNativeScreen> FakeScreenCapture::screens() {
     ++screenReadings;
     return attached;
-}
-
-bool FakeScreenCapture::comesBefore(const std::string& a, const std::string& b) {
-    ++comparisons;
-    if (comparison) {
-        return comparison(a, b);
-    }
-    std::string_view restOfA(a);
-    std::string_view restOfB(b);
-    while (!restOfA.empty() && !restOfB.empty()) {
-        const auto nextOfA = takeNext(restOfA);
-        const auto nextOfB = takeNext(restOfB);
-        if (nextOfA != nextOfB) {
-            return nextOfA < nextOfB;
-        }
-    }
-    return restOfA.empty() && !restOfB.empty();
 }
 
 std::shared_ptr<ViewerDisplayStream> FakeScreenCapture::makeStream(

@@ -27,8 +27,6 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
-    /// Letter case counts for nothing, digits count by their value.
-    bool comesBefore(const std::string& a, const std::string& b) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 
@@ -58,9 +56,6 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     std::vector<DisplaysCompletion> heldListings;
     int listings = 0;
     int screenReadings = 0;
-    int comparisons = 0;
-    /// Replaces the comparison where it is set.
-    std::function<bool(const std::string&, const std::string&)> comparison;
     /// Every stream ever made. A new one's course is changed by `direct` first, where it is set.
     std::vector<std::shared_ptr<ScriptedStreamCourse>> streams;
     std::function<void(ScriptedStreamCourse&)> direct;

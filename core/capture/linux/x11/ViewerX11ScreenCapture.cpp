@@ -3,7 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "core/capture/linux/ViewerLocalizedOrder.h"
 #include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11Stream.h"
 #include "core/capture/linux/x11/ViewerX11Thread.h"
@@ -47,10 +46,6 @@ void ViewerX11ScreenCapture::shareableDisplays(DisplaysCompletion completion) {
 
 std::vector<ViewerNativeScreen> ViewerX11ScreenCapture::screens() {
     return list_->screens();
-}
-
-bool ViewerX11ScreenCapture::comesBefore(const std::string& a, const std::string& b) {
-    return ViewerLocalizedOrder::comesBefore(a, b);
 }
 
 std::shared_ptr<ViewerDisplayStream> ViewerX11ScreenCapture::makeStream(

@@ -22,7 +22,6 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
-    bool comesBefore(const std::string& a, const std::string& b) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 

@@ -87,12 +87,6 @@ TEST(ViewerX11ScreenCapture, ARequestLooksOnceMore) {
     EXPECT_FALSE(requestedAccess(capture));
 }
 
-TEST(ViewerX11ScreenCapture, NamesAreComparedByTheValueOfTheirDigits) {
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), "");
-    EXPECT_TRUE(capture.comesBefore("Display 2", "display 10"));
-    EXPECT_FALSE(capture.comesBefore("display 10", "Display 2"));
-}
-
 TEST(ViewerX11ScreenCapture, AStreamShowsTheDisplayThatItWasMadeFor) {
     XServer server;
     server.setMonitor("left", {0, 0, 640, 720}, "screen");
