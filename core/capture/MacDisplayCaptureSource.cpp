@@ -18,6 +18,13 @@ using Reported = std::shared_ptr<const ViewerScreenCapture::Displays>;
 using Screens = std::vector<ViewerNativeScreen>;
 using NativeDisplays = std::map<std::string, ViewerNativeDisplay>;
 
+/// Whether the list itself tells every name, so that nobody has to ask the screens.
+bool isNamed(const ViewerScreenCapture::Displays& displays) {
+    return !displays.empty() && std::ranges::all_of(displays, [](const auto& display) {
+        return display.name.has_value();
+    });
+}
+
 ViewerTask<Screens> readScreens(std::shared_ptr<ViewerScreenCapture> capture) {
     co_return capture->screens();
 }
@@ -30,6 +37,16 @@ std::map<std::uint32_t, std::string> namesOf(const Screens& screens) {
         }
     }
     return names;
+}
+
+std::string nameOf(const ViewerNativeDisplay& display,
+                   const std::map<std::uint32_t, std::string>& namesOfScreens) {
+    if (display.name.has_value()) {
+        return *display.name;
+    }
+    const auto name = namesOfScreens.find(display.number);
+    return name != namesOfScreens.end() ? name->second
+                                        : "Display " + std::to_string(display.number);
 }
 
 /// The order of a listing.
@@ -76,12 +93,8 @@ struct MacDisplayCaptureSource::Listing final {
                 continue;
             }
             const std::string id = MacDisplayIdentifier::identifier(*display.uuidText);
-            const auto name = names.find(display.number);
             nativeDisplays.insert_or_assign(id, display);
-            unsorted.emplace_back(
-                id,
-                name != names.end() ? name->second : "Display " + std::to_string(display.number),
-                display.width, display.height);
+            unsorted.emplace_back(id, nameOf(display, names), display.width, display.height);
         }
         const DisplayOrder order(nativeDisplays);
         for (ViewerHostDisplay& display : unsorted) {
@@ -134,7 +147,10 @@ ViewerTask<std::vector<ViewerHostDisplay>> MacDisplayCaptureSource::list(
         // No answer in time is an error like the one that the platform reports.
         const Reported reported = answer.value_or(nullptr);
         if (reported) {
-            Screens screens = co_await self->mainThread_.run(readScreens(self->capture_));
+            Screens screens;
+            if (!isNamed(*reported)) {
+                screens = co_await self->mainThread_.run(readScreens(self->capture_));
+            }
             listing = self->listingOf(reported, std::move(screens));
         }
     }

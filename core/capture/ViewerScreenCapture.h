@@ -17,7 +17,7 @@ namespace velmora {
 struct ViewerNativeDisplay final {
     friend bool operator==(const ViewerNativeDisplay&, const ViewerNativeDisplay&) = default;
 
-    /// The platform's number for the display; it ties the display to its screen.
+    /// The platform's number for the display; where screens have names, it ties the two.
     std::uint32_t number = 0;
     /// The display's UUID as 36 characters of text, or nothing when the platform gives none.
     std::optional<std::string> uuidText;
@@ -25,11 +25,13 @@ struct ViewerNativeDisplay final {
     std::int64_t width = 0;
     std::int64_t height = 0;
     bool isMain = false;
+    /// The display's name, or nothing when it is the screens that have names.
+    std::optional<std::string> name = std::nullopt;
     /// The platform's own object for the display, where it takes that to capture it.
     std::shared_ptr<const void> native = nullptr;
 };
 
-/// A screen of the desktop: the source of a display's name. A plain value.
+/// A screen of the desktop: the source of a display's name where its list has none. A plain value.
 struct ViewerNativeScreen final {
     friend bool operator==(const ViewerNativeScreen&, const ViewerNativeScreen&) = default;
 
@@ -127,8 +129,9 @@ class ViewerScreenCapture {
     /// returns; never, where the process ends before the user has answered.
     virtual void requestAccess(AccessCompletion completion) = 0;
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
-    /// The attached screens. Main thread only.
-    virtual std::vector<ViewerNativeScreen> screens() = 0;
+    /// The attached screens. Asked for, on the main thread, only where the list of displays lacks
+    /// names.
+    virtual std::vector<ViewerNativeScreen> screens() { return {}; }
     /// A stream that is not started yet.
     virtual std::shared_ptr<ViewerDisplayStream> makeStream(
         const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) = 0;

@@ -50,7 +50,6 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
     void lookAtAccess(AccessCompletion completion) override { completion(true); }
     void requestAccess(AccessCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
-    std::vector<ViewerNativeScreen> screens() override { return {}; }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 

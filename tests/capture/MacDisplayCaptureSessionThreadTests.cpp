@@ -58,7 +58,6 @@ class ShortLivedCapture final : public ViewerScreenCapture {
     void lookAtAccess(AccessCompletion completion) override { completion(true); }
     void requestAccess(AccessCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
-    std::vector<ViewerNativeScreen> screens() override { return {}; }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay&,
                                                     const ViewerStreamSettings&) override {
         ++streams;

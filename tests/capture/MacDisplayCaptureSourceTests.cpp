@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/capture/ListedWorld.h"
@@ -17,6 +19,13 @@ namespace {
 using namespace std::chrono_literals;
 
 using Displays = std::vector<ViewerHostDisplay>;
+
+/// A display whose name stands in the list.
+ViewerNativeDisplay named(std::uint32_t number, const std::string& uuidText, std::string name) {
+    ViewerNativeDisplay native = display(number, uuidText);
+    native.name = std::move(name);
+    return native;
+}
 
 TEST(MacDisplayCaptureSource, ListsADisplayWithItsIdNameAndSize) {
     ListedWorld world;
@@ -154,6 +163,24 @@ TEST(MacDisplayCaptureSource, AListingOutlivesItsOwner) {
 
     ASSERT_TRUE(answer.isThere());
     EXPECT_EQ(answer.value().size(), 1U);
+}
+
+TEST(MacDisplayCaptureSource, ADisplayWhoseListNamesItHasThatName) {
+    ListedWorld world;
+    world.capture->report({named(1, "A", "Left"), named(2, "B", "Right")});
+    world.capture->attached = {{1, "Screen"}};
+    EXPECT_EQ(world.listedNames(), std::vector<std::string>({"Left", "Right"}));
+    EXPECT_EQ(world.capture->screenReadings, 0) << "nobody needs the screens";
+}
+
+TEST(MacDisplayCaptureSource, TheScreensNameWhatTheListDoesNot) {
+    ListedWorld world;
+    world.capture->report({named(1, "A", "Left"), display(2, "B"), display(3, "C")});
+    world.capture->attached = {{1, "Screen"}, {2, "Right"}};
+    EXPECT_EQ(world.listedNames(), std::vector<std::string>({"Display 3", "Left", "Right"}));
+    world.capture->report({});
+    EXPECT_TRUE(world.list().empty());
+    EXPECT_EQ(world.capture->screenReadings, 2) << "a list without displays has no names either";
 }
 
 TEST(MacDisplayCaptureSource, AnUnchangedListIsNotNamedAndSortedAgain) {

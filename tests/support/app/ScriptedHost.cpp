@@ -40,7 +40,6 @@ class ScriptedPermission final : public ViewerScreenCapture {
     void shareableDisplays(DisplaysCompletion completion) override {
         capture_->shareableDisplays(std::move(completion));
     }
-    std::vector<ViewerNativeScreen> screens() override { return capture_->screens(); }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override {
         return capture_->makeStream(display, settings);

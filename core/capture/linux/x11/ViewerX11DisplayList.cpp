@@ -138,7 +138,6 @@ void ViewerX11DisplayList::finished(ViewerX11Displays result) {
 
 void ViewerX11DisplayList::keep(ViewerX11Displays result) {
     access_ = result.access;
-    screens_ = std::move(result.screens);
     isFresh_ = result.displays.has_value() && result.isSettled;
     if (!result.displays) {
         displays_ = nullptr;

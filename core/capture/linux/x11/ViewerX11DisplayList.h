@@ -42,9 +42,6 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
     /// when there is no list to be had.
     void get(Completion completion);
 
-    /// The screens of the displays that were passed last.
-    const std::vector<ViewerNativeScreen>& screens() const { return screens_; }
-
   private:
     using Waiting = std::vector<Completion>;
 
@@ -84,7 +81,6 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
     std::optional<bool> access_;
     /// What was read last, or null when that failed.
     std::shared_ptr<const Displays> displays_;
-    std::vector<ViewerNativeScreen> screens_;
     /// Whether the server told nothing since `displays_` was read.
     bool isFresh_ = false;
     std::uint64_t lastRefresh_ = 0;

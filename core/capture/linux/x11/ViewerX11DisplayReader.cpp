@@ -53,8 +53,7 @@ ViewerX11Displays ViewerX11DisplayReader::read() {
         result.displays.emplace();
         for (ViewerX11Monitor& each : *monitors) {
             result.displays->push_back({each.number, std::move(each.uuidText), each.rectangle.width,
-                                        each.rectangle.height, each.isMain});
-            result.screens.push_back({each.number, std::move(each.name)});
+                                        each.rectangle.height, each.isMain, std::move(each.name)});
         }
     }
     return result;

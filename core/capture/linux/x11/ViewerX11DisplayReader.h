@@ -16,7 +16,6 @@ struct ViewerX11Displays final {
     std::optional<bool> access;
     /// Nothing when the server gave no list, or gives this process none.
     std::optional<std::vector<ViewerNativeDisplay>> displays;
-    std::vector<ViewerNativeScreen> screens;
     /// False when the displays changed even during the last try: another reading is due.
     bool isSettled = true;
 };

@@ -44,10 +44,6 @@ void ViewerX11ScreenCapture::shareableDisplays(DisplaysCompletion completion) {
     list_->get(std::move(completion));
 }
 
-std::vector<ViewerNativeScreen> ViewerX11ScreenCapture::screens() {
-    return list_->screens();
-}
-
 std::shared_ptr<ViewerDisplayStream> ViewerX11ScreenCapture::makeStream(
     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) {
     return std::make_shared<ViewerX11Stream>(connector_, display, settings);

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/x11/ViewerX11Connector.h"
@@ -21,7 +20,6 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     /// An X server asks nobody: it is looked at once more.
     void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
-    std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 

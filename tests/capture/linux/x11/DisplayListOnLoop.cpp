@@ -44,10 +44,11 @@ DisplayListOnLoop::Displays DisplayListOnLoop::get() {
 }
 
 std::vector<std::string> DisplayListOnLoop::names() {
-    (void)get();  // What is asked for are the screens.
+    const Displays displays = get();
     std::vector<std::string> names;
-    for (const ViewerNativeScreen& each : list_->screens()) {
-        names.push_back(each.name);
+    for (const ViewerNativeDisplay& each :
+         displays ? *displays : ViewerX11DisplayList::Displays()) {
+        names.push_back(each.name.value_or("no name"));
     }
     std::sort(names.begin(), names.end());
     return names;

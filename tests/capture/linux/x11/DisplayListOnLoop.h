@@ -32,7 +32,7 @@ class DisplayListOnLoop final {
     bool wait(const Answer& answer);
     /// Asks and waits; null also when no answer comes.
     Displays get();
-    /// The names of the screens after a new listing, sorted.
+    /// The names of the displays after a new listing, sorted.
     std::vector<std::string> names();
     /// Runs what is ready on the loop.
     static void settle() { loop().poll(); }

@@ -33,7 +33,6 @@ TEST(ViewerX11DisplayList, WithoutADisplayThereIsNoList) {
     EXPECT_EQ(none.get(), nullptr);
     DisplayListOnLoop nonsense("no display at all");
     EXPECT_EQ(nonsense.get(), nullptr);
-    EXPECT_TRUE(nonsense.list().screens().empty());
 }
 
 TEST(ViewerX11DisplayList, AfterTheServersDeathThereIsNoListUntilItIsBack) {
@@ -46,7 +45,6 @@ TEST(ViewerX11DisplayList, AfterTheServersDeathThereIsNoListUntilItIsBack) {
         server.kill();
         EXPECT_EQ(on.get(), nullptr);
         EXPECT_EQ(on.get(), nullptr);
-        EXPECT_TRUE(on.list().screens().empty());
         server.restart();
         const auto after = on.get();
         ASSERT_NE(after, nullptr);
