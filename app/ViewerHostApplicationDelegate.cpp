@@ -78,7 +78,7 @@ void ViewerHostApplicationDelegate::installSignalHandlers() {
 
 ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
     const bool isAllowed = co_await ViewerPermissionGate::isAllowed(
-        self->services_.capture, self->services_.alerts, self->startupTask_);
+        self->services_.capture, self->services_.alerts, self->services_.clock, self->startupTask_);
     if (self->startupTask_->isCancelled()) {
         co_return;
     }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "app/ViewerAlertCatalogue.h"
+#include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerOneShot.h"
 
 namespace velmora {
@@ -23,13 +24,24 @@ ViewerTask<bool> answerOf(Call call) {
     });
 }
 
+/// The answer of a look, or no when it does not come in time.
+ViewerTask<bool> look(std::shared_ptr<ViewerScreenCapture> capture,
+                      std::shared_ptr<ViewerContinuousClock> clock) {
+    const auto ask = [&capture](ViewerScreenCapture::AccessCompletion completion) {
+        capture->lookAtAccess(std::move(completion));
+    };
+    const auto answer = co_await ViewerBoundedCall<bool>::answer(
+        std::move(clock), ViewerScreenCapture::lookLimit, ask);
+    co_return answer.value_or(false);
+}
+
 }  // namespace
 
 ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCapture> capture,
                                                  std::shared_ptr<ViewerAlertPresenter> alerts,
+                                                 std::shared_ptr<ViewerContinuousClock> clock,
                                                  std::shared_ptr<const ViewerTaskHandle> task) {
-    const auto look = [&](auto completion) { capture->lookAtAccess(completion); };
-    bool isGranted = co_await answerOf(look);
+    bool isGranted = co_await look(capture, clock);
     if (isGranted || task->isCancelled()) {
         co_return isGranted;
     }
@@ -45,7 +57,7 @@ ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCap
     const auto request = [&](auto completion) { capture->requestAccess(completion); };
     isGranted = co_await answerOf(request);
     if (!isGranted) {
-        isGranted = co_await answerOf(look);
+        isGranted = co_await look(capture, clock);
     }
     if (isGranted || task->isCancelled()) {
         co_return isGranted;

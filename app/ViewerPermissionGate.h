@@ -4,6 +4,7 @@
 
 #include "app/ViewerAlertPresenter.h"
 #include "core/capture/ViewerScreenCapture.h"
+#include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerTask.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
@@ -18,6 +19,7 @@ namespace ViewerPermissionGate {
 /// nothing more once `task`, whose part this is, is cancelled.
 ViewerTask<bool> isAllowed(std::shared_ptr<ViewerScreenCapture> capture,
                            std::shared_ptr<ViewerAlertPresenter> alerts,
+                           std::shared_ptr<ViewerContinuousClock> clock,
                            std::shared_ptr<const ViewerTaskHandle> task);
 
 }  // namespace ViewerPermissionGate

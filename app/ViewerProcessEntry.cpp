@@ -17,7 +17,10 @@ constexpr std::string_view checkPermissionArgument = "--check-permission";
 int checkPermission(const ViewerPlatformServices& services) {
     const auto answer = std::make_shared<std::promise<bool>>();
     services.capture->lookAtAccess([answer](bool isGranted) { answer->set_value(isGranted); });
-    const bool isGranted = answer->get_future().get();
+    auto future = answer->get_future();
+    const bool isGranted =
+        future.wait_for(ViewerScreenCapture::lookLimit) == std::future_status::ready &&
+        future.get();
     services.shell->printLine(isGranted ? "Screen Recording: granted"
                                         : "Screen Recording: not granted");
     return isGranted ? ViewerProcessEntry::permissionGrantedStatus

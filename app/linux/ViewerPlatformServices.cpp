@@ -40,7 +40,7 @@ ViewerPlatformServices makePlatformServices() {
     services.executors = std::make_shared<ViewerLoopExecutors>(loop->get_executor());
     services.clock = std::make_shared<ViewerBoottimeClock>(*loop);
     services.transport = makeTransport(services.clock);
-    services.capture = makeScreenCapture(services.executors->mainExecutor());
+    services.capture = makeScreenCapture(services.executors->mainExecutor(), services.clock);
     return services;
 }
 

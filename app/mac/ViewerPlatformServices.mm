@@ -14,7 +14,7 @@ ViewerPlatformServices makePlatformServices() {
     services.executors = std::make_shared<ViewerDispatchExecutors>();
     services.clock = ViewerDispatchClock::make();
     services.transport = makeTransport(services.clock);
-    services.capture = makeScreenCapture(services.executors->mainExecutor());
+    services.capture = makeScreenCapture(services.executors->mainExecutor(), services.clock);
     return services;
 }
 

@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "core/capture/ViewerJPEGEncoder.h"
-#include "core/capture/ViewerPlatformCall.h"
 #include "core/capture/ViewerTargetSize.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
+#include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerLock.h"
 
@@ -96,7 +96,8 @@ ViewerTask<void> stopStream(std::shared_ptr<ViewerDisplayStream> stream,
     const auto call = [&stream](ViewerDisplayStream::Completion completion) {
         stream->stop(std::move(completion));
     };
-    (void)co_await ViewerPlatformCall<bool>::answer(std::move(clock), call);
+    (void)co_await ViewerBoundedCall<bool>::answer(std::move(clock),
+                                                   ViewerScreenCapture::answerLimit, call);
 }
 
 }  // namespace
@@ -175,7 +176,8 @@ ViewerTask<bool> MacDisplayCaptureSession::start(Self self) {
             stream->stop([](bool) {});
         }
     };
-    const auto answer = co_await ViewerPlatformCall<bool>::answer(self->clock_, call, stopLate);
+    const auto answer = co_await ViewerBoundedCall<bool>::answer(
+        self->clock_, ViewerScreenCapture::answerLimit, call, stopLate);
     if (!answer.value_or(false)) {
         // Meanwhile the stream may have died, and another request may have started the next one.
         if (self->stream_ == stream) {

@@ -8,7 +8,7 @@
 #include "core/capture/MacDisplayCaptureSession.h"
 #include "core/capture/MacDisplayIdentifier.h"
 #include "core/capture/ViewerLocalizedOrder.h"
-#include "core/capture/ViewerPlatformCall.h"
+#include "core/runtime/ViewerBoundedCall.h"
 
 namespace velmora {
 
@@ -143,7 +143,8 @@ ViewerTask<std::vector<ViewerHostDisplay>> MacDisplayCaptureSource::list(
                               *self->capture_](ViewerScreenCapture::DisplaysCompletion completion) {
             capture.shareableDisplays(std::move(completion));
         };
-        const auto answer = co_await ViewerPlatformCall<Reported>::answer(self->clock_, ask);
+        const auto answer = co_await ViewerBoundedCall<Reported>::answer(
+            self->clock_, ViewerScreenCapture::answerLimit, ask);
         // No answer in time is an error like the one that the platform reports.
         const Reported reported = answer.value_or(nullptr);
         if (reported) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "core/capture/ViewerPixelBuffer.h"
+#include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 
 namespace velmora {
@@ -106,6 +108,12 @@ class ViewerDisplayStream {
 /// The platform's screen capture. Outlives every stream it made; any thread unless said otherwise.
 class ViewerScreenCapture {
   public:
+    /// How long an answer of the platform is waited for. What waits for a person has no limit.
+    static constexpr std::chrono::seconds answerLimit{4};
+    /// How long a look at the permission is waited for: of the 3 seconds that the answer to
+    /// `--check-permission` may take, some are the process's own.
+    static constexpr std::chrono::milliseconds lookLimit{2500};
+
     using Displays = std::vector<ViewerNativeDisplay>;
     /// Receives the displays, or null when the platform reports an error. Runs exactly once, on any
     /// thread, possibly before `shareableDisplays` returns. An unchanged list may be passed again
@@ -121,8 +129,9 @@ class ViewerScreenCapture {
     /// the user, makes no round trip and never blocks.
     virtual bool preflightAccess() = 0;
     /// Looks whether this process may record the screen, without ever asking the user. The
-    /// completion runs once, within 2.5 seconds, on any thread, possibly before the call returns,
-    /// and also where no loop runs.
+    /// completion runs at most once, on any thread, possibly before the call returns, and also
+    /// where no loop runs; never, where the platform hangs. Whoever waits for it does so for
+    /// `lookLimit`, and takes no answer by then for a no.
     virtual void lookAtAccess(AccessCompletion completion) = 0;
     /// Makes the system's own request for the permission, which may ask the user, and waits for the
     /// answer without a limit. The completion runs once, on any thread, possibly before the call
@@ -138,7 +147,8 @@ class ViewerScreenCapture {
 };
 
 /// The platform's screen capture, defined once for each platform. `mainExecutor` is the main
-/// thread's loop.
-std::shared_ptr<ViewerScreenCapture> makeScreenCapture(ViewerExecutor mainExecutor);
+/// thread's loop, `clock` tells its time.
+std::shared_ptr<ViewerScreenCapture> makeScreenCapture(
+    ViewerExecutor mainExecutor, std::shared_ptr<ViewerContinuousClock> clock);
 
 }  // namespace velmora

@@ -7,6 +7,7 @@
 #include "core/runtime/ViewerTaskHandle.h"
 #include "tests/support/app/ScriptedAlertPresenter.h"
 #include "tests/support/capture/FakeScreenCapture.h"
+#include "tests/support/runtime/BorrowedClock.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
@@ -25,8 +26,9 @@ constexpr const char* settings =
 
 ViewerTask<void> ask(std::shared_ptr<FakeScreenCapture> capture,
                      std::shared_ptr<ScriptedAlertPresenter> alerts,
+                     std::shared_ptr<ViewerContinuousClock> clock,
                      std::shared_ptr<const ViewerTaskHandle> task, Answer answer) {
-    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(capture, alerts, task);
+    const bool isAllowed = co_await ViewerPermissionGate::isAllowed(capture, alerts, clock, task);
     *answer = isAllowed;
 }
 
@@ -45,7 +47,7 @@ class ViewerPermissionGateTest : public testing::Test {
   protected:
     Answer askGate() {
         auto answer = std::make_shared<std::optional<bool>>();
-        task_->start(ask(capture_, alerts_, task_, answer));
+        task_->start(ask(capture_, alerts_, borrowedClock(world_), task_, answer));
         world_.settle();
         return answer;
     }
@@ -67,6 +69,20 @@ class ViewerPermissionGateTest : public testing::Test {
 TEST_F(ViewerPermissionGateTest, APermissionThatIsGrantedAlreadyShowsNoAlert) {
     EXPECT_EQ(*askGate(), true);
     EXPECT_THAT(*calls_, ElementsAre("look"));
+}
+
+TEST_F(ViewerPermissionGateTest, ALookThatIsNotAnsweredWithinItsLimitIsANo) {
+    capture_->seenAccess.reset();
+    const Answer answer = askGate();
+    world_.advance(ViewerScreenCapture::lookLimit - std::chrono::nanoseconds(1));
+    EXPECT_THAT(*calls_, ElementsAre("look"));
+    world_.advance(std::chrono::nanoseconds(1));
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
+
+    capture_->answerLooks(true);
+    world_.settle();
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
+    EXPECT_FALSE(answer->has_value());
 }
 
 TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {
@@ -136,7 +152,7 @@ TEST_F(ViewerPermissionGateTest, TheAlertsAreThoseOfTheUsersLanguageAndMachine) 
         alerts->givenWording = wording;
         const auto answer = std::make_shared<std::optional<bool>>();
         const auto task = std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
-        task->start(ask(capture_, alerts, task, answer));
+        task->start(ask(capture_, alerts, borrowedClock(world_), task, answer));
         world_.settle();
 
         EXPECT_THAT(alerts->shown(),

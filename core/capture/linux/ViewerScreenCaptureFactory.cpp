@@ -7,9 +7,11 @@
 
 namespace velmora {
 
-std::shared_ptr<ViewerScreenCapture> makeScreenCapture(ViewerExecutor mainExecutor) {
+std::shared_ptr<ViewerScreenCapture> makeScreenCapture(
+    ViewerExecutor mainExecutor, std::shared_ptr<ViewerContinuousClock> clock) {
     return std::make_shared<ViewerX11ScreenCapture>(
-        std::move(mainExecutor), ViewerX11Connection::displayNameFromEnvironment());
+        std::move(mainExecutor), std::move(clock),
+        ViewerX11Connection::displayNameFromEnvironment());
 }
 
 }  // namespace velmora

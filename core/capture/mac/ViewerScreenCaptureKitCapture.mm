@@ -93,7 +93,8 @@ std::shared_ptr<ViewerDisplayStream> ViewerScreenCaptureKitCapture::makeStream(
                                                           settings);
 }
 
-std::shared_ptr<ViewerScreenCapture> makeScreenCapture(ViewerExecutor) {
+std::shared_ptr<ViewerScreenCapture> makeScreenCapture(ViewerExecutor,
+                                                       std::shared_ptr<ViewerContinuousClock>) {
     return std::make_shared<ViewerScreenCaptureKitCapture>();
 }
 

@@ -6,7 +6,7 @@ namespace velmora {
 
 void ScreenTest::SetUp() {
     MacTest::SetUp();
-    capture_ = makeScreenCapture(ViewerExecutor());
+    capture_ = makeScreenCapture(ViewerExecutor(), nullptr);
 }
 
 void ScreenTest::TearDown() {

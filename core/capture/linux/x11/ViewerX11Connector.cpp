@@ -5,8 +5,8 @@
 #include <deque>
 #include <utility>
 
-#include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "core/runtime/ViewerLock.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
 
@@ -54,7 +54,8 @@ ViewerX11Connector::RequestId ViewerX11Connector::connect(Completion completion)
     }
     if (!isAccepted) {
         completion(nullptr);
-    } else if (startsThread && !startX11Thread("x11-connect", [line = line_] { serve(line); })) {
+    } else if (startsThread &&
+               !startDetachedThread("x11-connect", [line = line_] { serve(line); })) {
         failAll(*line_);
     }
     return id;

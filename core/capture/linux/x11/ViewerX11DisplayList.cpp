@@ -1,11 +1,12 @@
 #include "core/capture/linux/x11/ViewerX11DisplayList.h"
 
-#include <boost/asio/post.hpp>
-#include <boost/system/error_code.hpp>
 #include <iterator>
+#include <utility>
 
-#include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerTaskHandle.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
 
@@ -21,12 +22,9 @@ void answer(std::vector<ViewerX11DisplayList::Completion> waiting,
 }  // namespace
 
 ViewerX11DisplayList::ViewerX11DisplayList(ViewerExecutor executor,
+                                           std::shared_ptr<ViewerContinuousClock> clock,
                                            std::shared_ptr<ViewerX11Connector> connector)
-    : executor_(std::move(executor)), connector_(std::move(connector)) {}
-
-ViewerX11DisplayList::~ViewerX11DisplayList() {
-    giveUp();
-}
+    : executor_(std::move(executor)), clock_(std::move(clock)), connector_(std::move(connector)) {}
 
 bool ViewerX11DisplayList::hasAccess() {
     viewerCheck(std::this_thread::get_id() == thread_, "the display list stays on its thread");
@@ -65,68 +63,68 @@ void ViewerX11DisplayList::takeNotices() {
 }
 
 void ViewerX11DisplayList::startRefresh(Waiting waiting) {
-    refresh_.emplace(executor_, ++lastRefresh_, std::move(waiting));
-    refresh_->deadline.expires_after(refreshLimit);
-    refresh_->deadline.async_wait(
-        [list = weak_from_this(), id = refresh_->id](const boost::system::error_code&) {
-            const auto self = list.lock();
-            if (self && self->isCurrent(id)) {
-                self->giveUp();
-            }
-        });
-    if (reader_) {
-        read();
-    } else {
-        connect();
+    refresh_.emplace();
+    refresh_->waiting = std::move(waiting);
+    (void)startTask(executor_, refresh(shared_from_this()));
+}
+
+ViewerTask<void> ViewerX11DisplayList::refresh(Self self) {
+    const Instant deadline = self->clock_->now() + ViewerScreenCapture::answerLimit;
+    if (!self->reader_) {
+        co_await connect(self, deadline);
     }
-}
-
-void ViewerX11DisplayList::connect() {
-    refresh_->request =
-        connector_->connect([list = weak_from_this(), executor = executor_,
-                             id = refresh_->id](std::shared_ptr<ViewerX11Connection> connection) {
-            boost::asio::post(executor, [list, id, connection = std::move(connection)] {
-                const auto self = list.lock();
-                if (self && self->isCurrent(id)) {
-                    self->connected(connection);
-                }
-            });
-        });
-}
-
-void ViewerX11DisplayList::connected(const std::shared_ptr<ViewerX11Connection>& connection) {
-    if (connection == nullptr) {
-        finished({});
-        return;
+    if (!self->reader_) {
+        self->finished(ViewerX11Displays());
+        co_return;
     }
-    reader_ = std::make_shared<ViewerX11DisplayReader>(connection);
-    read();
+    self->refresh_->isReading = true;
+    std::optional<ViewerX11Displays> result = co_await read(self, deadline);
+    if (!result) {
+        // The thread that is stuck in the connection goes on with an error.
+        self->reader_->abort();
+        self->forgetConnection();
+    }
+    self->finished(std::move(result));
 }
 
-void ViewerX11DisplayList::read() {
-    refresh_->isReading = true;
-    const auto work = [list = weak_from_this(), executor = executor_, id = refresh_->id,
-                       reader = reader_] {
-        boost::asio::post(executor, [list, id, result = reader->read()]() mutable {
-            const auto self = list.lock();
-            if (self && self->isCurrent(id)) {
-                self->finished(std::move(result));
-            }
-        });
+ViewerTask<void> ViewerX11DisplayList::connect(Self self, Instant deadline) {
+    using Connection = std::shared_ptr<ViewerX11Connection>;
+    ViewerX11Connector::RequestId request = 0;
+    const auto call = [&](ViewerX11Connector::Completion completion) {
+        request = self->connector_->connect(std::move(completion));
     };
-    if (!startX11Thread("x11-displays", work)) {
-        finished({});
+    const std::optional<Connection> connection = co_await ViewerBoundedCall<Connection>::answer(
+        self->clock_, deadline - self->clock_->now(), call);
+    if (!connection) {
+        self->connector_->withdraw(request);
+    } else if (*connection) {
+        self->reader_ = std::make_shared<ViewerX11DisplayReader>(*connection);
     }
 }
 
-void ViewerX11DisplayList::finished(ViewerX11Displays result) {
+ViewerTask<std::optional<ViewerX11Displays>> ViewerX11DisplayList::read(Self self,
+                                                                        Instant deadline) {
+    using Call = ViewerBoundedCall<std::optional<ViewerX11Displays>>;
+    const auto call = [&](Call::Completion completion) {
+        const bool isStarted = startDetachedThread(
+            "x11-displays", [completion, reader = self->reader_] { completion(reader->read()); });
+        if (!isStarted) {
+            completion(std::nullopt);
+        }
+    };
+    const auto answer = co_await Call::answer(self->clock_, deadline - self->clock_->now(), call);
+    co_return answer.value_or(std::nullopt);
+}
+
+void ViewerX11DisplayList::finished(std::optional<ViewerX11Displays> result) {
     Refresh done = std::move(*refresh_);
     refresh_.reset();
-    keep(std::move(result));
+    const bool isAnswered = result.has_value();
+    keep(std::move(result).value_or(ViewerX11Displays()));
     const std::shared_ptr<const Displays> displays = displays_;
     if (!done.cameLater.empty()) {
         takeNotices();
-        if (isFresh_) {
+        if (isFresh_ || !isAnswered) {
             std::move(done.cameLater.begin(), done.cameLater.end(),
                       std::back_inserter(done.waiting));
         } else {
@@ -150,24 +148,6 @@ void ViewerX11DisplayList::forgetConnection() {
     reader_ = nullptr;
     access_ = std::nullopt;
     isFresh_ = false;
-}
-
-void ViewerX11DisplayList::giveUp() {
-    if (!refresh_) {
-        return;
-    }
-    Refresh failed = std::move(*refresh_);
-    refresh_.reset();
-    if (failed.isReading) {
-        // The thread that is stuck in the connection goes on with an error.
-        reader_->abort();
-    } else {
-        connector_->withdraw(failed.request);
-    }
-    forgetConnection();
-    keep({});
-    answer(std::move(failed.waiting), nullptr);
-    answer(std::move(failed.cameLater), nullptr);
 }
 
 }  // namespace velmora

@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <utility>
 
 #include "core/capture/linux/x11/ViewerX11Reply.h"
-#include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
 
@@ -18,15 +19,23 @@ bool ViewerX11Permission::canReadScreen(ViewerX11Connection& connection) {
     return reply != nullptr;
 }
 
+void ViewerX11Permission::look(std::string displayName, std::function<void(bool)> completion) {
+    const bool isStarted =
+        startDetachedThread("x11-permission", [completion, name = std::move(displayName)] {
+            const auto connection = ViewerX11Connection::connect(name);
+            completion(connection != nullptr && canReadScreen(*connection));
+        });
+    if (!isStarted) {
+        completion(false);
+    }
+}
+
 bool ViewerX11Permission::canReadScreen(const std::string& displayName,
                                         std::chrono::milliseconds limit) {
     const auto answer = std::make_shared<std::promise<bool>>();
     std::future<bool> result = answer->get_future();
-    const bool isStarted = startX11Thread("x11-permission", [answer, displayName] {
-        const auto connection = ViewerX11Connection::connect(displayName);
-        answer->set_value(connection != nullptr && canReadScreen(*connection));
-    });
-    return isStarted && result.wait_for(limit) == std::future_status::ready && result.get();
+    look(displayName, [answer](bool isGranted) { answer->set_value(isGranted); });
+    return result.wait_for(limit) == std::future_status::ready && result.get();
 }
 
 }  // namespace velmora

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "core/capture/linux/x11/ViewerX11Connection.h"
@@ -15,9 +16,14 @@ namespace ViewerX11Permission {
 /// connection broke. Blocks for one round trip.
 bool canReadScreen(ViewerX11Connection& connection);
 
-/// Connects to the named display and tries. False also when there is no such display and when the
-/// server has not answered within `limit`. Blocks that long at most, without serving any loop: for
-/// the time before the loop runs.
+/// Connects to the named display and tries, on a thread of its own. `completion` runs once, with
+/// false also when there is no such display: on that thread, or before this returns when the system
+/// has no thread left; with a server that does not answer, never. Whoever waits sets the limit: a
+/// task through `ViewerBoundedCall`, a thread without a loop through the operation below.
+void look(std::string displayName, std::function<void(bool)> completion);
+
+/// The same for the time before a loop runs: blocks for at most `limit`, and takes no answer by
+/// then for a no.
 bool canReadScreen(const std::string& displayName, std::chrono::milliseconds limit);
 
 }  // namespace ViewerX11Permission

@@ -13,17 +13,20 @@ namespace velmora {
 class ViewerX11ScreenCapture final : public ViewerScreenCapture {
   public:
     /// An empty display name stands for no display: then there is never a list.
-    ViewerX11ScreenCapture(ViewerExecutor mainExecutor, std::string displayName);
+    ViewerX11ScreenCapture(ViewerExecutor mainExecutor,
+                           std::shared_ptr<ViewerContinuousClock> clock, std::string displayName);
 
     bool preflightAccess() override;
     void lookAtAccess(AccessCompletion completion) override;
-    /// An X server asks nobody: it is looked at once more.
+    /// Answered with false at once: an X server asks nobody.
     void requestAccess(AccessCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
 
   private:
+    const ViewerExecutor executor_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
     const std::string displayName_;
     const std::shared_ptr<ViewerX11Connector> connector_;
     const std::shared_ptr<ViewerX11DisplayList> list_;

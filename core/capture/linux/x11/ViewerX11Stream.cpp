@@ -2,16 +2,16 @@
 
 #include <pthread.h>
 
+#include <boost/asio/dispatch.hpp>
 #include <chrono>
 #include <cstddef>
-#include <future>
 #include <utility>
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11MonitorCapture.h"
-#include "core/capture/linux/x11/ViewerX11Thread.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerLock.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
 
@@ -43,9 +43,12 @@ std::chrono::nanoseconds frameIntervalOf(const ViewerStreamSettings& settings) {
 /// long as the stream or the capture.
 class ViewerX11Stream::Run final : public std::enable_shared_from_this<Run> {
   public:
-    Run(std::shared_ptr<ViewerX11Connector> connector, std::string uuidText,
+    Run(ViewerExecutor executor, std::shared_ptr<ViewerContinuousClock> clock,
+        std::shared_ptr<ViewerX11Connector> connector, std::string uuidText,
         std::chrono::nanoseconds frameInterval)
-        : connector_(std::move(connector)),
+        : executor_(std::move(executor)),
+          clock_(std::move(clock)),
+          connector_(std::move(connector)),
           uuidText_(std::move(uuidText)),
           frameInterval_(frameInterval) {}
 
@@ -56,7 +59,7 @@ class ViewerX11Stream::Run final : public std::enable_shared_from_this<Run> {
   private:
     enum class Phase { idle, connecting, capturing, ending, ended };
 
-    bool limitStart();
+    void limitStart();
     void connect();
     void connected(const std::shared_ptr<ViewerX11Connection>& connection);
     void capture(const std::shared_ptr<ViewerX11Connection>& connection);
@@ -65,6 +68,8 @@ class ViewerX11Stream::Run final : public std::enable_shared_from_this<Run> {
     bool completeStart(bool succeeded);
     void end();
 
+    const ViewerExecutor executor_;
+    const std::shared_ptr<ViewerContinuousClock> clock_;
     const std::shared_ptr<ViewerX11Connector> connector_;
     const std::string uuidText_;
     const std::chrono::nanoseconds frameInterval_;
@@ -79,8 +84,6 @@ class ViewerX11Stream::Run final : public std::enable_shared_from_this<Run> {
     /// Never changed once the stream was started.
     std::shared_ptr<ViewerStreamReceiver> receiver_;
     std::string queueLabel_;
-    /// Kept when the start has completed, or this is destroyed.
-    std::promise<void> startCompleted_;
 };
 
 bool ViewerX11Stream::Run::addOutput(std::shared_ptr<ViewerStreamReceiver> receiver,
@@ -106,21 +109,21 @@ void ViewerX11Stream::Run::start(Completion completion) {
     }
     if (!isAccepted) {
         completion(false);
-    } else if (limitStart()) {
-        connect();
-    } else {
-        end();
+        return;
     }
+    limitStart();
+    connect();
 }
 
-bool ViewerX11Stream::Run::limitStart() {
-    const std::shared_future<void> completed = startCompleted_.get_future().share();
-    return startX11Thread("x11-start", [weak = weak_from_this(), completed] {
-        if (completed.wait_for(startLimit) == std::future_status::timeout) {
-            if (const auto self = weak.lock()) {
-                (void)self->completeStart(true);  // Otherwise it has completed just now.
-            }
+void ViewerX11Stream::Run::limitStart() {
+    const auto expire = [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            (void)self->completeStart(true);  // Mostly it has completed before.
         }
+    };
+    // A loop's clock takes deadlines on the loop alone.
+    boost::asio::dispatch(executor_, [executor = executor_, clock = clock_, expire] {
+        clock->schedule(clock->now() + startLimit, executor, expire);
     });
 }
 
@@ -154,7 +157,7 @@ void ViewerX11Stream::Run::connected(const std::shared_ptr<ViewerX11Connection>&
         }
     }
     const auto body = [self = shared_from_this(), connection] { self->capture(connection); };
-    if (!connection || !startX11Thread("x11-capture", body)) {
+    if (!connection || !startDetachedThread("x11-capture", body)) {
         end();
     }
 }
@@ -214,7 +217,6 @@ bool ViewerX11Stream::Run::completeStart(bool succeeded) {
     if (!completion) {
         return false;
     }
-    startCompleted_.set_value();
     completion(succeeded);
     return true;
 }
@@ -246,10 +248,13 @@ void ViewerX11Stream::Run::end() {
     }
 }
 
-ViewerX11Stream::ViewerX11Stream(std::shared_ptr<ViewerX11Connector> connector,
+ViewerX11Stream::ViewerX11Stream(ViewerExecutor executor,
+                                 std::shared_ptr<ViewerContinuousClock> clock,
+                                 std::shared_ptr<ViewerX11Connector> connector,
                                  const ViewerNativeDisplay& display,
                                  const ViewerStreamSettings& settings)
-    : run_(std::make_shared<Run>(std::move(connector), display.uuidText.value_or(std::string()),
+    : run_(std::make_shared<Run>(std::move(executor), std::move(clock), std::move(connector),
+                                 display.uuidText.value_or(std::string()),
                                  frameIntervalOf(settings))) {}
 
 ViewerX11Stream::~ViewerX11Stream() {

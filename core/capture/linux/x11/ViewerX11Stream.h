@@ -14,8 +14,10 @@ namespace velmora {
 /// thread.
 class ViewerX11Stream final : public ViewerDisplayStream {
   public:
-    /// Of the settings only the time between pictures counts: everything else is what they are.
-    ViewerX11Stream(std::shared_ptr<ViewerX11Connector> connector,
+    /// Of the settings only the time between pictures counts: everything else is what they are. The
+    /// clock is that of the executor, on which it is told when a start has taken long enough.
+    ViewerX11Stream(ViewerExecutor executor, std::shared_ptr<ViewerContinuousClock> clock,
+                    std::shared_ptr<ViewerX11Connector> connector,
                     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings);
     ~ViewerX11Stream() override;
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/capture/ViewerTargetSize.h"
+#include "tests/capture/linux/x11/LoopThread.h"
 
 namespace velmora {
 
@@ -65,7 +66,8 @@ CapturedMonitor::CapturedMonitor(const std::string& displayName, std::string uui
     : recorder_(std::make_shared<StreamRecorder>(std::move(isAllowed))) {
     ViewerNativeDisplay display;
     display.uuidText = std::move(uuidText);
-    stream_ = std::make_shared<ViewerX11Stream>(std::make_shared<ViewerX11Connector>(displayName),
+    stream_ = std::make_shared<ViewerX11Stream>(LoopThread::executor(), LoopThread::clock(),
+                                                std::make_shared<ViewerX11Connector>(displayName),
                                                 display, settings());
     (void)stream_->addOutput(recorder_, queueLabel);  // Only a started stream refuses.
 }

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <boost/asio/post.hpp>
 #include <chrono>
 
+#include "core/runtime/linux/ViewerBoottimeClock.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
 
 namespace velmora {
@@ -15,17 +17,30 @@ boost::asio::io_context& DisplayListOnLoop::loop() {
     return *everlasting;
 }
 
+std::shared_ptr<ViewerContinuousClock> DisplayListOnLoop::clock() {
+    static auto* const everlasting =
+        new std::shared_ptr<ViewerContinuousClock>(std::make_shared<ViewerBoottimeClock>(loop()));
+    return *everlasting;
+}
+
 DisplayListOnLoop::DisplayListOnLoop(const std::string& displayName)
     : list_(std::make_shared<ViewerX11DisplayList>(
-          loop().get_executor(), std::make_shared<ViewerX11Connector>(displayName))) {}
+          loop().get_executor(), clock(), std::make_shared<ViewerX11Connector>(displayName))) {}
 
 std::shared_ptr<DisplayListOnLoop::Answer> DisplayListOnLoop::ask() {
     auto answer = std::make_shared<Answer>();
-    list_->get([answer](Displays displays) {
-        EXPECT_FALSE(answer->isThere) << "answered twice";
-        answer->isThere = true;
-        answer->displays = std::move(displays);
+    bool isAsked = false;
+    boost::asio::post(loop(), [&] {
+        list_->get([answer](Displays displays) {
+            EXPECT_FALSE(answer->isThere) << "answered twice";
+            answer->isThere = true;
+            answer->displays = std::move(displays);
+        });
+        isAsked = true;
     });
+    while (!isAsked) {
+        loop().run_one();
+    }
     return answer;
 }
 

@@ -24,9 +24,9 @@ class DisplayListOnLoop final {
     explicit DisplayListOnLoop(const std::string& displayName);
 
     ViewerX11DisplayList& list() { return *list_; }
-    /// Destroys the list.
+    /// Gives the list up.
     void drop() { list_.reset(); }
-    /// Asks, and does not wait: the answer is filled in when it comes.
+    /// Asks on the loop, and does not wait: the answer is filled in when it comes.
     std::shared_ptr<Answer> ask();
     /// Runs the loop until the answer is there. False when it does not come in time.
     bool wait(const Answer& answer);
@@ -38,6 +38,8 @@ class DisplayListOnLoop final {
     static void settle() { loop().poll(); }
     /// Outlives every thread that a test leaves behind in a frozen server.
     static boost::asio::io_context& loop();
+    /// The loop's clock, which lives as long.
+    static std::shared_ptr<ViewerContinuousClock> clock();
 
   private:
     std::shared_ptr<ViewerX11DisplayList> list_;

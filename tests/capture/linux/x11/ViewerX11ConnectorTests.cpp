@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11Reply.h"
-#include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
 #include "tests/support/x11/XServer.h"
 
@@ -171,7 +171,7 @@ TEST(ViewerX11Connection, AbortingFreesAThreadThatWaitsForAReply) {
     ASSERT_NE(connection, nullptr);
     server.freeze();
     const auto done = std::make_shared<std::promise<void>>();
-    ASSERT_TRUE(startX11Thread("waiting", [connection, done] {
+    ASSERT_TRUE(startDetachedThread("waiting", [connection, done] {
         const ViewerX11Reply<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
             connection->xcb(), xcb_get_input_focus(connection->xcb()), nullptr));
         done->set_value();

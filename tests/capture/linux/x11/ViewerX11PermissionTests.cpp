@@ -2,8 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/io_context.hpp>
 #include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "core/runtime/ViewerBoundedCall.h"
+#include "core/runtime/ViewerTaskHandle.h"
+#include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "tests/capture/linux/x11/X11Waiting.h"
 #include "tests/support/x11/XAuthority.h"
 #include "tests/support/x11/XServer.h"
 
@@ -21,6 +32,15 @@ XServer::Options guarded() {
     options.isAuthorityRequired = true;
     options.arguments = {"+extension", "SECURITY"};
     return options;
+}
+
+ViewerTask<void> lookInto(std::shared_ptr<ViewerContinuousClock> clock, milliseconds limit,
+                          std::string displayName, std::vector<std::optional<bool>>* answers) {
+    const auto look = [&](std::function<void(bool)> completion) {
+        ViewerX11Permission::look(displayName, std::move(completion));
+    };
+    const auto answer = co_await ViewerBoundedCall<bool>::answer(clock, limit, look);
+    answers->push_back(answer);
 }
 
 TEST(ViewerX11Permission, AServerWhoseScreenCanBeReadGrantsIt) {
@@ -53,6 +73,25 @@ TEST(ViewerX11Permission, WithoutADisplayItIsNotGranted) {
     XServer server;
     server.kill();
     EXPECT_FALSE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+}
+
+TEST(ViewerX11Permission, ALookAnswersATaskAndHoldsItNoLongerThanItsLimit) {
+    XServer server;
+    boost::asio::io_context loop;
+    std::vector<std::optional<bool>> answers;
+    const auto ask = [&](milliseconds limit) {
+        (void)startTask(loop.get_executor(), lookInto(std::make_shared<ViewerBoottimeClock>(loop),
+                                                      limit, server.displayName(), &answers));
+        loop.restart();
+        loop.run();
+    };
+    ask(generous);
+    server.freeze();
+    ask(milliseconds(50));
+    EXPECT_EQ(answers, std::vector<std::optional<bool>>({true, std::nullopt}));
+    EXPECT_EQ(X11Waiting::threadsNamed("x11-permission"), 1) << "it waits for the server alone";
+    server.thaw();
+    EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-permission") == 0; }));
 }
 
 TEST(ViewerX11Permission, AFrozenServerIsANoWithinTheLimit) {

@@ -46,7 +46,8 @@ bool requestedAccess(ViewerScreenCapture& capture) {
 
 TEST(ViewerX11ScreenCapture, ListsTheDisplaysWithTheirNames) {
     const XServer server;
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
+                                   DisplayListOnLoop::clock(), server.displayName());
     EXPECT_TRUE(capture.preflightAccess());
     const auto displays = listed(capture);
     ASSERT_NE(displays, nullptr);
@@ -56,29 +57,21 @@ TEST(ViewerX11ScreenCapture, ListsTheDisplaysWithTheirNames) {
 
 TEST(ViewerX11ScreenCapture, ALookIsAnsweredWhereNoLoopRuns) {
     const XServer server;
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
+                                   DisplayListOnLoop::clock(), server.displayName());
     EXPECT_TRUE(seenAccess(capture));
 }
 
 TEST(ViewerX11ScreenCapture, WithoutADisplayThePermissionIsMissing) {
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), "");
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
+                                   DisplayListOnLoop::clock(), "");
     EXPECT_FALSE(seenAccess(capture));
 }
 
-TEST(ViewerX11ScreenCapture, ALookAtAServerThatHangsIsOverWithin3Seconds) {
-    XServer server;
-    server.freeze();
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(seenAccess(capture));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
-}
-
-TEST(ViewerX11ScreenCapture, ARequestLooksOnceMore) {
-    XServer server;
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
-    EXPECT_TRUE(requestedAccess(capture));
-    server.kill();
+TEST(ViewerX11ScreenCapture, ARequestAsksNobody) {
+    const XServer server;
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
+                                   DisplayListOnLoop::clock(), server.displayName());
     EXPECT_FALSE(requestedAccess(capture));
 }
 
@@ -91,7 +84,8 @@ TEST(ViewerX11ScreenCapture, AStreamShowsTheDisplayThatItWasMadeFor) {
     XPainter painter(server);
     painter.fill({0, 0, 640, 720}, red);
     painter.fill({640, 0, 640, 720}, blue);
-    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(), server.displayName());
+    ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
+                                   DisplayListOnLoop::clock(), server.displayName());
     const auto displays = listed(capture);
     ASSERT_NE(displays, nullptr);
     ASSERT_EQ(displays->size(), 2U);
@@ -114,7 +108,8 @@ TEST(ViewerX11ScreenCapture, TheEnvironmentNamesTheServer) {
     const XServer server;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
     ASSERT_EQ(::setenv("DISPLAY", server.displayName().c_str(), 1), 0);
-    const auto capture = makeScreenCapture(DisplayListOnLoop::loop().get_executor());
+    const auto capture =
+        makeScreenCapture(DisplayListOnLoop::loop().get_executor(), DisplayListOnLoop::clock());
     const auto displays = listed(*capture);
     ASSERT_NE(displays, nullptr);
     EXPECT_EQ(displays->front().width, 1280);
@@ -123,7 +118,8 @@ TEST(ViewerX11ScreenCapture, TheEnvironmentNamesTheServer) {
 TEST(ViewerX11ScreenCapture, WithoutADisplayInTheEnvironmentThereIsNoList) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet.
     ASSERT_EQ(::unsetenv("DISPLAY"), 0);
-    const auto capture = makeScreenCapture(DisplayListOnLoop::loop().get_executor());
+    const auto capture =
+        makeScreenCapture(DisplayListOnLoop::loop().get_executor(), DisplayListOnLoop::clock());
     EXPECT_EQ(listed(*capture), nullptr);
 }
 

@@ -8,6 +8,7 @@
 
 #include "tests/capture/linux/x11/CapturedMonitor.h"
 #include "tests/capture/linux/x11/EDIDBlock.h"
+#include "tests/capture/linux/x11/LoopThread.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
 
 namespace velmora {
@@ -244,12 +245,13 @@ TEST(ViewerX11StreamMisfortune, StreamsThatAreStoppedWhileTheServerHangsLeaveRoo
     };
     constexpr int manyMoreThanTheLineHolds = 200;
     for (int i = 0; i < manyMoreThanTheLineHolds; ++i) {
-        ViewerX11Stream stopped(connector, {}, settings);
+        ViewerX11Stream stopped(LoopThread::executor(), LoopThread::clock(), connector, {},
+                                settings);
         (void)start(stopped);  // Fails with the stop.
         stopped.stop([](bool) {});
     }
 
-    ViewerX11Stream last(connector, {}, settings);
+    ViewerX11Stream last(LoopThread::executor(), LoopThread::clock(), connector, {}, settings);
     EXPECT_TRUE(start(last).get()) << "it waits in the line for its connection";
 }
 

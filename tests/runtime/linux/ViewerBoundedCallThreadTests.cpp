@@ -3,6 +3,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -10,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/capture/ViewerPlatformCall.h"
+#include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerTaskHandle.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 
@@ -18,6 +19,7 @@ namespace velmora {
 namespace {
 
 constexpr int callCount = 500;
+constexpr std::chrono::seconds limit{30};
 
 struct Outcome final {
     int answers = 0;
@@ -29,19 +31,20 @@ ViewerTask<void> callThreads(std::shared_ptr<ViewerContinuousClock> clock,
     const auto loopThread = std::this_thread::get_id();
     for (int call = 0; call < callCount; ++call) {
         // Every other thread is likely to answer before the call returns.
-        const auto ask = [&](ViewerPlatformCall<int>::Completion completion) {
+        const auto ask = [&](ViewerBoundedCall<int>::Completion completion) {
             threads->emplace_back([call, given = std::move(completion)]() mutable { given(call); });
             if (call % 2 == 0) {
                 std::this_thread::yield();
             }
         };
-        const std::optional<int> answer = co_await ViewerPlatformCall<int>::answer(clock, ask);
+        const std::optional<int> answer =
+            co_await ViewerBoundedCall<int>::answer(clock, limit, ask);
         outcome->answers += answer == call ? 1 : 0;
         outcome->onTheLoop += std::this_thread::get_id() == loopThread ? 1 : 0;
     }
 }
 
-TEST(ViewerPlatformCall, AnswersFromRealThreadsReachTheTaskOnItsLoop) {
+TEST(ViewerBoundedCall, AnswersFromRealThreadsReachTheTaskOnItsLoop) {
     boost::asio::io_context loop;
     const auto work = boost::asio::make_work_guard(loop);
     const auto clock = std::make_shared<ViewerBoottimeClock>(loop);

@@ -1,4 +1,4 @@
-#include "core/capture/ViewerPlatformCall.h"
+#include "core/runtime/ViewerBoundedCall.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ namespace velmora {
 namespace {
 
 using namespace std::chrono_literals;
-using Completion = ViewerPlatformCall<int>::Completion;
+using Completion = ViewerBoundedCall<int>::Completion;
 using Call = std::function<void(Completion)>;
 
 /// One call on a queue of its own, and what came of it.
@@ -43,7 +43,7 @@ struct CallUnderTest final {
     static ViewerTask<void> run(CallUnderTest* self, Call call) {
         const Completion late = [self](int value) { self->late = value; };
         const auto clock = borrowedClock(self->world);
-        self->answer = co_await ViewerPlatformCall<int>::answer(clock, call, late);
+        self->answer = co_await ViewerBoundedCall<int>::answer(clock, 4s, call, late);
         const ViewerExecutor current = co_await boost::asio::this_coro::executor;
         EXPECT_TRUE(current == self->executor);
         self->isAnswered = true;
@@ -58,7 +58,7 @@ struct CallUnderTest final {
     std::optional<int> late;
 };
 
-TEST(ViewerPlatformCall, AnAnswerBeforeTheCallReturnsCostsNoTimerAndNoWait) {
+TEST(ViewerBoundedCall, AnAnswerBeforeTheCallReturnsCostsNoTimerAndNoWait) {
     SimulatedWorld world;
     CallUnderTest under(world);
     bool isAnsweredInTime = false;
@@ -72,7 +72,7 @@ TEST(ViewerPlatformCall, AnAnswerBeforeTheCallReturnsCostsNoTimerAndNoWait) {
     EXPECT_EQ(world.pendingTimers(), 0U);
 }
 
-TEST(ViewerPlatformCall, AnAnswerFromElsewhereEndsTheWaitAndTheTimer) {
+TEST(ViewerBoundedCall, AnAnswerFromElsewhereEndsTheWaitAndTheTimer) {
     SimulatedWorld world;
     CallUnderTest under(world);
     under.begin();
@@ -87,7 +87,7 @@ TEST(ViewerPlatformCall, AnAnswerFromElsewhereEndsTheWaitAndTheTimer) {
     EXPECT_EQ(world.pendingTimers(), 0U);
 }
 
-TEST(ViewerPlatformCall, WithoutAnAnswerTheWaitEndsAfterFourSeconds) {
+TEST(ViewerBoundedCall, WithoutAnAnswerTheWaitEndsWithTheLimit) {
     SimulatedWorld world;
     CallUnderTest under(world);
     under.begin();
@@ -100,7 +100,7 @@ TEST(ViewerPlatformCall, WithoutAnAnswerTheWaitEndsAfterFourSeconds) {
     EXPECT_EQ(under.answer, std::nullopt);
 }
 
-TEST(ViewerPlatformCall, ALateAnswerGoesToItsOwnReceiverAndNowhereElse) {
+TEST(ViewerBoundedCall, ALateAnswerGoesToItsOwnReceiverAndNowhereElse) {
     SimulatedWorld world;
     CallUnderTest under(world);
     under.begin();
@@ -115,7 +115,7 @@ TEST(ViewerPlatformCall, ALateAnswerGoesToItsOwnReceiverAndNowhereElse) {
     EXPECT_EQ(world.pendingTimers(), 0U);
 }
 
-TEST(ViewerPlatformCall, ACallThatIsGivenUpByThePlatformEndsAfterFourSeconds) {
+TEST(ViewerBoundedCall, ACallWhoseCompletionIsDroppedEndsWithTheLimit) {
     SimulatedWorld world;
     CallUnderTest under(world);
     under.begin([](const Completion&) {});
@@ -124,7 +124,7 @@ TEST(ViewerPlatformCall, ACallThatIsGivenUpByThePlatformEndsAfterFourSeconds) {
     EXPECT_EQ(under.answer, std::nullopt);
 }
 
-TEST(ViewerPlatformCall, ACancelledTaskStillLearnsTheOutcome) {
+TEST(ViewerBoundedCall, ACancelledTaskStillLearnsTheOutcome) {
     SimulatedWorld world;
     CallUnderTest under(world);
     under.begin();
@@ -141,10 +141,10 @@ TEST(ViewerPlatformCall, ACancelledTaskStillLearnsTheOutcome) {
 ViewerTask<void> holdUntilLate(SimulatedWorld* world, std::shared_ptr<int> held, Call call) {
     const Completion late = [held](int) {};
     const auto clock = borrowedClock(*world);
-    (void)co_await ViewerPlatformCall<int>::answer(clock, call, late);
+    (void)co_await ViewerBoundedCall<int>::answer(clock, 4s, call, late);
 }
 
-TEST(ViewerPlatformCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompletion) {
+TEST(ViewerBoundedCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompletion) {
     for (const bool isImmediate : {true, false}) {
         SCOPED_TRACE(isImmediate);
         SimulatedWorld world;
@@ -166,7 +166,7 @@ TEST(ViewerPlatformCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheComp
     }
 }
 
-TEST(ViewerPlatformCall, AnAnswerAroundTheLimitIsEitherInTimeOrLate) {
+TEST(ViewerBoundedCall, AnAnswerAroundTheLimitIsEitherInTimeOrLate) {
     int inTime = 0;
     int late = 0;
     for (std::uint64_t seed = 1; seed <= 200; ++seed) {

@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerX11Thread.h"
+#include "core/runtime/linux/ViewerDetachedThread.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-bool startX11Thread(const char* name, std::function<void()> body) {
+bool startDetachedThread(const char* name, std::function<void()> body) {
     // A thread inherits the mask of its creator, so that there is no moment when it could be hit.
     sigset_t all;
     sigset_t previous;

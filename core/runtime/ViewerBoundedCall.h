@@ -2,7 +2,6 @@
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,30 +14,29 @@
 
 namespace velmora {
 
-/// One call of a platform operation that answers with a T through a completion: on any thread,
-/// before or after the call returns, or never. The task that makes the call waits for the answer
-/// for a limited time. The call lives until the platform drops the completion.
+/// One call of an operation that answers with a T through a completion: on any thread, before or
+/// after the call returns, or never. The task that makes the call waits for the answer for a
+/// limited time. The call lives until the operation drops the completion.
 template <typename T>
-class ViewerPlatformCall final : public std::enable_shared_from_this<ViewerPlatformCall<T>> {
+class ViewerBoundedCall final : public std::enable_shared_from_this<ViewerBoundedCall<T>> {
   public:
     using Completion = std::function<void(T)>;
     using Clock = std::shared_ptr<ViewerContinuousClock>;
+    using Duration = ViewerContinuousClock::Duration;
 
-    /// How long an answer is waited for.
-    static constexpr std::chrono::seconds timeLimit{4};
-
-    explicit ViewerPlatformCall(ViewerExecutor executor) : executor_(std::move(executor)) {}
-    ViewerPlatformCall(const ViewerPlatformCall&) = delete;
-    ViewerPlatformCall& operator=(const ViewerPlatformCall&) = delete;
+    explicit ViewerBoundedCall(ViewerExecutor executor) : executor_(std::move(executor)) {}
+    ViewerBoundedCall(const ViewerBoundedCall&) = delete;
+    ViewerBoundedCall& operator=(const ViewerBoundedCall&) = delete;
 
     /// Runs `call`, a function that takes the completion, and yields the answer, or nothing when
-    /// the time limit passed before it. An answer after that goes to `late`, on the task's
-    /// executor. A cancellation of the task does not shorten the wait: the platform's operation
-    /// goes on, and its outcome has to be known.
+    /// `limit` passed on `clock` before it. An answer after that goes to `late`, on the task's
+    /// executor. A cancellation of the task does not shorten the wait: the operation goes on, and
+    /// its outcome has to be known.
     template <typename Call>
-    static ViewerTask<std::optional<T>> answer(Clock clock, Call call, Completion late = nullptr) {
+    static ViewerTask<std::optional<T>> answer(Clock clock, Duration limit, Call call,
+                                               Completion late = nullptr) {
         const ViewerExecutor executor = co_await boost::asio::this_coro::executor;
-        auto pending = std::make_shared<ViewerPlatformCall>(executor);
+        auto pending = std::make_shared<ViewerBoundedCall>(executor);
         call([pending](T value) { pending->complete(std::move(value)); });
         // Every frame request passes here, and its answer normally is there already: no timer then.
         std::optional<T> immediate = pending->takeImmediate();
@@ -49,7 +47,7 @@ class ViewerPlatformCall final : public std::enable_shared_from_this<ViewerPlatf
         co_return co_await ViewerOneShot<std::optional<T>>::wait(
             [&](ViewerOneShot<std::optional<T>> continuation) {
                 std::exchange(pending, nullptr)
-                    ->suspend(std::move(continuation), std::move(clock), std::move(late));
+                    ->suspend(std::move(continuation), std::move(clock), limit, std::move(late));
             });
     }
 
@@ -78,16 +76,17 @@ class ViewerPlatformCall final : public std::enable_shared_from_this<ViewerPlatf
         return std::move(immediate_);
     }
 
-    void suspend(ViewerOneShot<std::optional<T>> continuation, Clock clock, Completion late) {
+    void suspend(ViewerOneShot<std::optional<T>> continuation, Clock clock, Duration limit,
+                 Completion late) {
         continuation_ = std::move(continuation);
         clock_ = std::move(clock);
         late_ = std::move(late);
-        timer_ = clock_->schedule(clock_->now() + timeLimit, executor_,
+        timer_ = clock_->schedule(clock_->now() + limit, executor_,
                                   [self = this->shared_from_this()] { self->expire(); });
     }
 
     void finish(T value) {
-        // The platform may keep the completion for long; it must not keep what `late` holds.
+        // The operation may keep the completion for long; it must not keep what `late` holds.
         const Completion late = std::exchange(late_, nullptr);
         if (continuation_) {
             clock_->withdraw(timer_);
