@@ -100,6 +100,11 @@ ViewerTask<void> stopStream(std::shared_ptr<ViewerDisplayStream> stream,
                                                    ViewerScreenCapture::answerLimit, call);
 }
 
+/// Stops a stream that is given up: nobody waits for that.
+void stopUnwatched(ViewerDisplayStream& stream) {
+    stream.stop([](bool) {});
+}
+
 }  // namespace
 
 MacDisplayCaptureSession::MacDisplayCaptureSession(ViewerNativeDisplay display,
@@ -170,14 +175,18 @@ ViewerTask<bool> MacDisplayCaptureSession::start(Self self) {
     const auto call = [&stream](ViewerDisplayStream::Completion completion) {
         stream->start(std::move(completion));
     };
-    // By then nobody knows the stream any more, and nobody waits for it to stop.
+    // By then nobody knows the stream any more.
     const ViewerDisplayStream::Completion stopLate = [stream](bool succeeded) {
         if (succeeded) {
-            stream->stop([](bool) {});
+            stopUnwatched(*stream);
         }
     };
     const auto answer = co_await ViewerBoundedCall<bool>::answer(
         self->clock_, ViewerScreenCapture::answerLimit, call, stopLate);
+    if (!answer.has_value()) {
+        // It may record all the same, for as long as its start keeps it.
+        stopUnwatched(*stream);
+    }
     if (!answer.value_or(false)) {
         // Meanwhile the stream may have died, and another request may have started the next one.
         if (self->stream_ == stream) {

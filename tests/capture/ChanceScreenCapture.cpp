@@ -52,7 +52,8 @@ class ChanceStream final : public ViewerDisplayStream {
             platform_->deliverNowAndThen(course_, receiver_);
         }
         if (platform_->oneIn(10)) {
-            return;  // no answer, ever
+            startInSilence(std::move(completion));
+            return;
         }
         answer(!platform_->oneIn(6),
                [platform = platform_, course = course_, receiver = receiver_,
@@ -71,7 +72,8 @@ class ChanceStream final : public ViewerDisplayStream {
         course_->wasStoppedRunning = course_->wasStoppedRunning || wasRunning;
         course_->defiesStop = platform_->oneIn(5);
         if (course_->defiesStop && platform_->oneIn(2)) {
-            return;  // no answer, ever
+            platform_->keep(std::move(completion));
+            return;
         }
         // A stop during a start ends the start, or misses the stream that is about to run.
         course_->isCancelled = course_->isCancelled || platform_->oneIn(2);
@@ -83,6 +85,19 @@ class ChanceStream final : public ViewerDisplayStream {
     }
 
   private:
+    /// Gives no answer, ever. The stream records all the same, or does not.
+    void startInSilence(Completion completion) {
+        platform_->keep(std::move(completion));
+        if (platform_->oneIn(2)) {
+            return;
+        }
+        platform_->after(platform_->delayBelow(4000), [course = course_] {
+            course->hasRun = !course->isCancelled && !course->isDestroyed;
+            course->isRunning = course->hasRun && !course->hasDied;
+            course->ranInSilence = course->isRunning;
+        });
+    }
+
     void answer(bool succeeded, Completion act) {
         const auto delay = platform_->answerDelay();
         if (delay == 0ms && platform_->oneIn(2)) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
@@ -27,6 +28,8 @@ struct ChanceStreamCourse final {
     bool hasRun = false;
     bool isRunning = false;
     bool hasDied = false;
+    /// It ran although the start was never answered.
+    bool ranInSilence = false;
     /// The start succeeded more than 4 seconds after it was asked for.
     bool startedLate = false;
     /// A stop was asked for while it ran.
@@ -37,8 +40,9 @@ struct ChanceStreamCourse final {
 };
 
 /// A platform whose streams start at once, late, never or not at all, deliver pictures when they
-/// like, may die, and stop when they like, as chance will have it. What it does without being asked
-/// happens on queues of its own, like on a platform's threads. Destroyed before its world.
+/// like, may die, and stop when they like, as chance will have it. A completion that is not
+/// answered is kept. What it does without being asked happens on queues of its own, like on a
+/// platform's threads. Destroyed before its world.
 class ChanceScreenCapture final : public ViewerScreenCapture,
                                   public std::enable_shared_from_this<ChanceScreenCapture> {
   public:
@@ -67,6 +71,12 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
                            const std::shared_ptr<ViewerStreamReceiver>& receiver);
     void die(const std::shared_ptr<ChanceStreamCourse>& course);
     void noteFailure() { ++failures_; }
+    /// Holds a completion that is never answered, and with it whatever it holds, as a system does.
+    void keep(ViewerDisplayStream::Completion completion) {
+        kept_.push_back(std::move(completion));
+    }
+    /// Lets go of what is held, as a system does at the end of the process.
+    void letGo() { std::exchange(kept_, {}).clear(); }
 
     const std::vector<std::shared_ptr<ChanceStreamCourse>>& streams() const { return streams_; }
     /// The number of the stream that delivered the picture.
@@ -87,6 +97,7 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
     std::size_t firstLiving_ = 0;
     int failures_ = 0;
     std::size_t pendingEvents_ = 0;
+    std::vector<ViewerDisplayStream::Completion> kept_;
 };
 
 }  // namespace velmora

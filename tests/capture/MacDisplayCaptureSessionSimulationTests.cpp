@@ -45,6 +45,7 @@ struct Tally final {
     int timeouts = 0;
     int overdueStarts = 0;
     int deaths = 0;
+    int silentStarts = 0;
     int stopsDuringRequests = 0;
 };
 
@@ -74,6 +75,11 @@ class SimulatedSession final {
         for (const auto& request : requests_) {
             check(*request);
         }
+        for (const auto& stream : platform_->streams()) {
+            EXPECT_TRUE(!stream->isRunning || stream->defiesStop)
+                << "stream " << stream->number << " records for ever";
+        }
+        platform_->letGo();
         for (const auto& stream : platform_->streams()) {
             checkEnd(*stream, isStopped);
         }
@@ -192,6 +198,7 @@ class SimulatedSession final {
         for (const auto& stream : platform_->streams()) {
             tally.overdueStarts += stream->hasRun && stream->startedLate ? 1 : 0;
             tally.deaths += stream->hasDied ? 1 : 0;
+            tally.silentStarts += stream->ranInSilence ? 1 : 0;
         }
         tally.stopsDuringRequests += requestsAtStop_;
     }
@@ -220,6 +227,7 @@ TEST(MacDisplayCaptureSession, KeepsItsPromisesWhateverThePlatformDoes) {
     EXPECT_GT(tally.timeouts, 50);
     EXPECT_GT(tally.overdueStarts, 30);
     EXPECT_GT(tally.deaths, 200);
+    EXPECT_GT(tally.silentStarts, 30);
     EXPECT_GT(tally.stopsDuringRequests, 50);
 }
 

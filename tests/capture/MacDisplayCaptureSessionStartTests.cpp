@@ -65,12 +65,28 @@ TEST(MacDisplayCaptureSession, AStartThatIsNotAnsweredCountsAsFailedAfterFourSec
     EXPECT_FALSE(answer.isThere());
     world.simulated.advance(1ms);
     EXPECT_TRUE(isEmpty(answer));
-    EXPECT_EQ(world.simulated.pendingTimers(), 0U);
-    EXPECT_EQ(world.stream().stops, 0);
 
     world.letStarts();
     world.captureFirst(100);
     EXPECT_EQ(world.capture->streams.size(), 2U);
+}
+
+TEST(MacDisplayCaptureSession, AStreamWhoseStartIsNotAnsweredIsStoppedBeforeItIsGivenUp) {
+    CapturedWorld world;
+    world.capture->direct = [](ScriptedStreamCourse& course) {
+        course.startAnswer = ScriptedAnswer::hold;
+        course.stopAnswer = ScriptedAnswer::hold;
+    };
+    for (std::size_t number = 0; number < 5; ++number) {
+        SCOPED_TRACE(number);
+        const auto answer = world.ask();
+        world.simulated.advance(3999ms);
+        EXPECT_EQ(world.stream(number).stops, 0) << "it may yet start";
+        world.simulated.advance(1ms);
+        EXPECT_EQ(world.stream(number).stops, 1) << "the system may be recording all the same";
+        EXPECT_TRUE(isEmpty(answer)) << "nobody waits for that stop";
+        EXPECT_EQ(world.simulated.pendingTimers(), 0U);
+    }
 }
 
 TEST(MacDisplayCaptureSession, AStreamThatStartsLateIsStoppedAtOnceAndChangesNothing) {
@@ -83,12 +99,13 @@ TEST(MacDisplayCaptureSession, AStreamThatStartsLateIsStoppedAtOnceAndChangesNot
     ASSERT_EQ(world.capture->streams.size(), 2U);
 
     ScriptedStreamCourse& late = world.stream(0);
+    ASSERT_EQ(late.stops, 1) << "that one came before it ran";
     late.stopAnswer = ScriptedAnswer::hold;
     late.deliverPicture(100);
     late.completeStart(true);
     world.simulated.settle();
 
-    EXPECT_EQ(late.stops, 1);
+    EXPECT_EQ(late.stops, 2);
     EXPECT_EQ(world.simulated.pendingTimers(), 0U) << "nobody waits for that stop";
     late.deliverPicture(50);
     EXPECT_TRUE(shows(world.ask(), 200));
@@ -108,7 +125,7 @@ TEST(MacDisplayCaptureSession, AStreamThatFailsLateIsLetGo) {
     world.stream().completeStart(false);
     world.simulated.settle();
 
-    EXPECT_EQ(world.stream().stops, 0);
+    EXPECT_EQ(world.stream().stops, 1) << "there is nothing more to stop";
     EXPECT_TRUE(world.stream().isDestroyed);
 }
 
@@ -122,7 +139,7 @@ TEST(MacDisplayCaptureSession, AStreamThatStartsAfterItsSessionIsGoneIsStoppedTo
     world.stream().completeStart(true);
     world.simulated.settle();
 
-    EXPECT_EQ(world.stream().stops, 1);
+    EXPECT_EQ(world.stream().stops, 2);
     EXPECT_FALSE(world.stream().isRunning);
 }
 
