@@ -14,5 +14,9 @@ add_custom_command(TARGET VelmoraViewerHost POST_BUILD
     COMMAND codesign --force --options runtime --sign ${VIEWER_SIGNING_IDENTITY}
         $<TARGET_BUNDLE_DIR:VelmoraViewerHost>
     VERBATIM)
+# The signature covers the description too, which is written when the build is configured: where it
+# has changed, the application is linked again and with that signed again.
+set_property(TARGET VelmoraViewerHost APPEND PROPERTY
+    LINK_DEPENDS $<TARGET_BUNDLE_CONTENT_DIR:VelmoraViewerHost>/Info.plist)
 
 install(TARGETS VelmoraViewerHost BUNDLE DESTINATION .)

@@ -5,7 +5,7 @@ Usage: check_mac_build.py [ROOT]. Configures the build for macOS and looks at al
   * every source that belongs to it is in it, and nothing of Linux's;
   * every source passes the compiler with the build's own warnings: portable ones against libc++
     without what macOS 13 lacks, Objective-C++ with ARC against the declarations in tests/mac/frameworks;
-  * the bundle is laid out, described and installed as it has to be.
+  * the bundle is laid out, described, signed and installed as it has to be.
 Prints what is wrong and exits with 1. Needs clang 19 and its libc++.
 """
 import concurrent.futures
@@ -19,6 +19,7 @@ import sys
 import tempfile
 
 BUNDLE = "VelmoraViewerHost.app"
+EXECUTABLE = f"bin/{BUNDLE}/Contents/MacOS/VelmoraViewerHost"
 # What the description must say. Versions come from the project.
 DESCRIPTION = {
     "CFBundleDevelopmentRegion": "en",
@@ -95,6 +96,13 @@ def description_problems(description):
         yield f"Info.plist: {key} is not known here"
 
 
+def signature_problems(executable_query):
+    """The step that links the application signs it. It is given as `ninja -t query` tells it."""
+    inputs = executable_query.partition("outputs:")[0]
+    if f"{BUNDLE}/Contents/Info.plist" not in inputs:
+        yield "signature: a changed Info.plist is not signed again"
+
+
 def launch_agent_problems(agent, description):
     """The agent that starts the application at login knows it by name and place."""
     executable = f"/Applications/{BUNDLE}/Contents/MacOS/{description.get('CFBundleExecutable')}"
@@ -108,7 +116,7 @@ def launch_agent_problems(agent, description):
 
 def installed_files(build, prefix):
     """What is installed where, with an executable that is none."""
-    executable = build / "bin" / BUNDLE / "Contents/MacOS/VelmoraViewerHost"
+    executable = build / EXECUTABLE
     executable.parent.mkdir(parents=True, exist_ok=True)
     executable.touch()
     subprocess.run(["cmake", "--install", str(build), "--prefix", str(prefix)], check=True,
@@ -139,6 +147,9 @@ def problems(root):
         yield from source_problems(root, compiled)
         yield from compiler_findings(root, [entry["command"] for entry in entries])
         yield from layout_problems(installed_files(build, pathlib.Path(workspace, "installed")))
+        query = subprocess.run(["ninja", "-C", str(build), "-t", "query", EXECUTABLE], check=True,
+                               capture_output=True, text=True)
+        yield from signature_problems(query.stdout)
         description = plistlib.loads((build / "bin" / BUNDLE / "Contents/Info.plist").read_bytes())
         yield from description_problems(description)
         agent = root / "packaging/macos/com.quilmer.velmora.viewer-host.plist"

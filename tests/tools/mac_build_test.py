@@ -72,6 +72,14 @@ class Build(unittest.TestCase):
         self.assertEqual(len(list(check_mac_build.layout_problems(right[1:]))), 1)
         self.assertEqual(len(list(check_mac_build.layout_problems(right + ["bin/x"]))), 1)
 
+    def test_descriptions_that_are_not_signed_again(self):
+        query = "bin/X:\n  input: LINK\n    A.o\n{}  outputs:\n    bin/VelmoraViewerHost.app{}\n"
+        plist = "VelmoraViewerHost.app/Contents/Info.plist"
+        self.assertEqual(list(check_mac_build.signature_problems(
+            query.format(f"    | bin/{plist}\n", ""))), [])
+        self.assertEqual(len(list(check_mac_build.signature_problems(
+            query.format("", "/Contents/Info.plist")))), 1)
+
     def test_launch_agents_that_start_something_else(self):
         description = check_mac_build.DESCRIPTION
         right = {"Label": "com.quilmer.velmora.viewer-host",
