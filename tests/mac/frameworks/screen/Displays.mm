@@ -35,7 +35,7 @@ bool CGRequestScreenCaptureAccess() {
     return script.isGranted;
 }
 
-unsigned int CGDisplayIsMain(CGDirectDisplayID number) {
+boolean_t CGDisplayIsMain(CGDirectDisplayID number) {
     const auto* const display = displayOf(number);
     return display != nullptr && display->isMain ? 1 : 0;
 }

@@ -24,7 +24,8 @@ extern const CFAllocatorRef _Nullable kCFAllocatorDefault;
 
 void CFRelease(CFTypeRef value);
 
-CFStringRef _Nullable CFUUIDCreateString(CFAllocatorRef _Nullable allocator, CFUUIDRef uuid);
+CFStringRef _Nullable CFUUIDCreateString(CFAllocatorRef _Nullable allocator, CFUUIDRef uuid)
+    __attribute__((cf_returns_retained));
 
 }  // extern "C"
 

@@ -36,6 +36,8 @@ struct CGAffineTransform {
 };
 
 using CGDirectDisplayID = std::uint32_t;
+// As Apple's own processors have it; unsigned on Intel's.
+using boolean_t = int;
 typedef struct CGImage* CGImageRef;
 typedef struct CGContext* CGContextRef;
 typedef struct CGColorSpace* CGColorSpaceRef;
@@ -50,7 +52,7 @@ CGAffineTransform CGAffineTransformMakeScale(CGFloat sx, CGFloat sy);
 
 bool CGPreflightScreenCaptureAccess(void);
 bool CGRequestScreenCaptureAccess(void);
-unsigned int CGDisplayIsMain(CGDirectDisplayID display);
+boolean_t CGDisplayIsMain(CGDirectDisplayID display);
 
 std::size_t CGImageGetWidth(CGImageRef _Nullable image);
 std::size_t CGImageGetHeight(CGImageRef _Nullable image);

@@ -81,9 +81,12 @@ enum : NSUInteger { NSUTF8StringEncoding = 4 };
 - (nullable ObjectType)objectForKeyedSubscript:(KeyType)key;
 @end
 
-@interface NSMutableData : NSObject
+@interface NSData : NSObject
 @property(readonly) const void* bytes;
 @property(readonly) NSUInteger length;
+@end
+
+@interface NSMutableData : NSData
 @end
 
 @interface NSError : NSObject
