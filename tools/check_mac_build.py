@@ -110,6 +110,10 @@ def launch_agent_problems(agent, description):
         yield f"launch agent: Label is {agent.get('Label')!r}"
     if agent.get("ProgramArguments") != [executable]:
         yield f"launch agent: ProgramArguments is {agent.get('ProgramArguments')!r}"
+    if agent.get("AssociatedBundleIdentifiers") != description.get("CFBundleIdentifier"):
+        yield "launch agent: Login Items would show it under another name"
+    if agent.get("ProcessType") != "Interactive":
+        yield "launch agent: the system would slow it down"
     if agent.get("KeepAlive") != {"SuccessfulExit": False}:
         yield "launch agent: it must not start again what was quit"
 

@@ -83,11 +83,14 @@ class Build(unittest.TestCase):
     def test_launch_agents_that_start_something_else(self):
         description = check_mac_build.DESCRIPTION
         right = {"Label": "com.quilmer.velmora.viewer-host",
+                 "AssociatedBundleIdentifiers": "com.quilmer.velmora.viewer-host",
+                 "ProcessType": "Interactive",
                  "ProgramArguments": [
                      "/Applications/VelmoraViewerHost.app/Contents/MacOS/VelmoraViewerHost"],
                  "KeepAlive": {"SuccessfulExit": False}}
         self.assertEqual(list(check_mac_build.launch_agent_problems(right, description)), [])
-        for key, value in (("Label", "other"), ("ProgramArguments", ["/bin/true"]),
+        for key, value in (("Label", "other"), ("AssociatedBundleIdentifiers", "other"),
+                           ("ProcessType", "Standard"), ("ProgramArguments", ["/bin/true"]),
                            ("KeepAlive", True)):
             found = list(check_mac_build.launch_agent_problems({**right, key: value}, description))
             self.assertEqual(len(found), 1, key)
