@@ -25,6 +25,8 @@ class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
   private:
     /// The application itself holds it weakly.
     ViewerAppKitApplicationDelegate* delegate_ = nil;
+    /// Held while it runs, and with it the process at its full speed.
+    id<NSObject> activity_ = nil;
 };
 
 }  // namespace velmora

@@ -33,10 +33,17 @@ std::shared_ptr<ViewerSignalSource> ViewerAppKitApplicationShell::makeSignalSour
 
 int ViewerAppKitApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> delegate) {
     NSApplication* const application = NSApplication.sharedApplication;
-    // The bundle says the same; where it is refused, a Dock icon is all that differs.
-    (void)[application setActivationPolicy:NSApplicationActivationPolicyAccessory];
-    delegate_ = [[ViewerAppKitApplicationDelegate alloc] initWithDelegate:std::move(delegate)];
-    application.delegate = delegate_;
+    @autoreleasepool {  // nobody else has one before the run loop
+        // The bundle says the same; where it is refused, a Dock icon is all that differs.
+        (void)[application setActivationPolicy:NSApplicationActivationPolicyAccessory];
+        // An application without a window is slowed down after a while, to where it would miss the
+        // times at which it must close connections and captures.
+        activity_ = [NSProcessInfo.processInfo
+            beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                              reason:@"Answering viewers on the network"];
+        delegate_ = [[ViewerAppKitApplicationDelegate alloc] initWithDelegate:std::move(delegate)];
+        application.delegate = delegate_;
+    }
     [application run];
     return EXIT_SUCCESS;
 }

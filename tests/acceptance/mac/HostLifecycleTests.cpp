@@ -11,6 +11,7 @@
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "tests/acceptance/mac/MacHostTest.h"
 #include "tests/mac/frameworks/FrameworkCalls.h"
+#include "tests/mac/frameworks/LiveObjects.h"
 #include "tests/mac/frameworks/application/ApplicationScript.h"
 #include "tests/mac/frameworks/dispatch/DispatchSources.h"
 #include "tests/mac/frameworks/network/FakeListener.h"
@@ -27,6 +28,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr const char* settingsPage =
     "openURL x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
@@ -49,7 +51,17 @@ class MacHostLifecycle : public MacHostTest {
 TEST_F(MacHostLifecycle, WithThePermissionItServesAndShowsNothing) {
     EXPECT_EQ(serve(), "Velmora Viewer Host protocol v1 listening on TCP 9090\n");
     EXPECT_THAT(application().alerts, IsEmpty());
-    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("setActivationPolicy 1", "run"));
+    EXPECT_THAT(FrameworkCalls::take(),
+                ElementsAre("setActivationPolicy 1", StartsWith("beginActivity"), "run"));
+}
+
+TEST_F(MacHostLifecycle, TheSystemMayNotSlowItDownWhileItRuns) {
+    const auto activities = [] { return LiveObjects::counts()["FakeActivity"]; };
+    serve();
+    EXPECT_EQ(activities(), 1);
+    EXPECT_EQ(frame().status(), 200);
+    host_->advance(24h);
+    EXPECT_EQ(activities(), 1);
 }
 
 TEST_F(MacHostLifecycle, ThePermissionCheckTellsAndEndsWithItsStatus) {

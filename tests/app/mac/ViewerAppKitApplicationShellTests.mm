@@ -23,6 +23,9 @@ using testing::IsEmpty;
 
 using ViewerAppKitApplicationShell = ApplicationTest;
 
+/// Keeps the process at its full speed and lets the machine sleep.
+constexpr const char* whileAwake = "beginActivity 15728639";
+
 /// How a signal is dealt with now.
 void (*disposition(int signal))(int) {
     struct sigaction action{};
@@ -110,7 +113,7 @@ TEST_F(ViewerAppKitApplicationShell, ItRunsAsAnAccessoryAndTellsItsDelegateOnce)
     EXPECT_EQ(delegate->launches, 1);
     EXPECT_EQ(delegate->questions, 1);
     EXPECT_THAT(FrameworkCalls::take(),
-                ElementsAre("setActivationPolicy 1", "run", "terminate now"));
+                ElementsAre("setActivationPolicy 1", whileAwake, "run", "terminate now"));
 }
 
 TEST_F(ViewerAppKitApplicationShell, ItRunsOnUntilItsDelegateAgreesToTerminate) {

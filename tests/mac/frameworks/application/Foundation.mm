@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "tests/mac/frameworks/FrameworkCalls.h"
 #include "tests/mac/frameworks/MoreFoundation.h"
 #include "tests/mac/frameworks/application/ApplicationScript.h"
 
@@ -46,6 +47,13 @@ NSString* stringOf(const std::optional<std::string>& text) {
 }
 @end
 
+/// Lasts for as long as somebody holds it.
+@interface FakeActivity : NSObject
+@end
+
+@implementation FakeActivity
+@end
+
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wobjc-protocol-method-implementation"  // replaced on purpose
 
@@ -58,6 +66,13 @@ NSString* stringOf(const std::optional<std::string>& text) {
 @implementation NSLocale (FakeLocale)
 + (NSLocale*)currentLocale {
     return static_cast<NSLocale*>(static_cast<id>([[FakeLocale alloc] init]));
+}
+@end
+
+@implementation NSProcessInfo (FakeProcessInfo)
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options reason:(NSString*)reason {
+    velmora::FrameworkCalls::note("beginActivity", options);
+    return [[FakeActivity alloc] init];
 }
 @end
 

@@ -117,4 +117,13 @@ extern "C" NSString* const NSLocaleLanguageCode;
 @interface NSNotification : NSObject
 @end
 
+enum NSActivityOptions : std::uint64_t {
+    NSActivityUserInitiatedAllowingIdleSystemSleep = 0x00EFFFFF,
+};
+
+@interface NSProcessInfo : NSObject
+@property(class, readonly) NSProcessInfo* processInfo;
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options reason:(NSString*)reason;
+@end
+
 #pragma clang assume_nonnull end
