@@ -3,6 +3,7 @@
 #import <AppKit/AppKit.h>
 #import <Foundation/Foundation.h>
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -23,6 +24,10 @@ NSAlertStyle styleOf(ViewerAlertStyle style) {
     }
 }
 
+/// The button that declines. AppKit itself gives the Escape key to the title "Cancel" alone.
+constexpr std::size_t refusal = 1;
+NSString* const escapeKey = @"\033";
+
 NSString* shownText(const std::string& text) {
     NSString* const shown = ViewerFoundationText::stringOf(text);
     return shown != nil ? shown : @"";
@@ -33,8 +38,11 @@ NSAlert* panelOf(const ViewerAlert& alert) {
     panel.alertStyle = styleOf(alert.style);
     panel.messageText = shownText(alert.title);
     panel.informativeText = shownText(alert.informativeText);
-    for (const std::string& button : alert.buttons) {
-        (void)[panel addButtonWithTitle:shownText(button)];  // in order; nothing else to set
+    for (std::size_t i = 0; i < alert.buttons.size(); ++i) {
+        NSButton* const button = [panel addButtonWithTitle:shownText(alert.buttons[i])];
+        if (i == refusal) {
+            button.keyEquivalent = escapeKey;
+        }
     }
     return panel;
 }

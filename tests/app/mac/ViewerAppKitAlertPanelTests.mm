@@ -41,15 +41,25 @@ TEST_F(ViewerAppKitAlertPanel, ItShowsItsStyleItsTextsAndItsButtonsInOrder) {
     show({ViewerAlertStyle::warning, "Заголовок", "Текст…", {"Закрыть"}},
          ApplicationScript::firstButton);
     show({ViewerAlertStyle::critical, "", "", {"OK"}}, ApplicationScript::firstButton);
-    EXPECT_THAT(script_.alerts,
-                ElementsAre(ApplicationScript::Alert{1, "title", "text", {"Continue", "Cancel"}},
-                            ApplicationScript::Alert{0, "Заголовок", "Текст…", {"Закрыть"}},
-                            ApplicationScript::Alert{2, "", "", {"OK"}}));
+    EXPECT_THAT(
+        script_.alerts,
+        ElementsAre(ApplicationScript::Alert{1, "title", "text", {"Continue", "Cancel"}, "Cancel"},
+                    ApplicationScript::Alert{0, "Заголовок", "Текст…", {"Закрыть"}},
+                    ApplicationScript::Alert{2, "", "", {"OK"}}));
 }
 
 TEST_F(ViewerAppKitAlertPanel, ATextThatIsNoUnicodeIsShownEmpty) {
     show({ViewerAlertStyle::critical, "title", "\xff", {"OK"}}, ApplicationScript::firstButton);
     EXPECT_THAT(script_.alerts, ElementsAre(ApplicationScript::Alert{2, "title", "", {"OK"}}));
+}
+
+TEST_F(ViewerAppKitAlertPanel, TheEscapeKeyPressesTheSecondButtonWhateverItIsCalled) {
+    show({ViewerAlertStyle::warning, "title", "text", {"Продолжить", "Отмена"}},
+         ApplicationScript::secondButton);
+    show({ViewerAlertStyle::critical, "title", "text", {"OK"}}, ApplicationScript::firstButton);
+    ASSERT_EQ(script_.alerts.size(), 2U);
+    EXPECT_EQ(script_.alerts[0].escapes, "Отмена");
+    EXPECT_EQ(script_.alerts[1].escapes, "");
 }
 
 TEST_F(ViewerAppKitAlertPanel, OnlyTheFirstButtonIsTheFirst) {

@@ -1,5 +1,8 @@
 #include <AppKit/AppKit.h>
 
+#include <cstddef>
+#include <vector>
+
 #include "tests/mac/frameworks/FrameworkCalls.h"
 #include "tests/mac/frameworks/MoreFoundation.h"
 #include "tests/mac/frameworks/application/ApplicationScript.h"
@@ -91,17 +94,27 @@ void ApplicationScript::quit() {
 
 @implementation NSAlert {
     ApplicationScript::Alert _shown;
+    std::vector<NSButton*> _buttons;
 }
 
 - (NSButton*)addButtonWithTitle:(NSString*)title {
     _shown.buttons.emplace_back(title.UTF8String);
-    return [[NSButton alloc] init];
+    NSButton* const button = [[NSButton alloc] init];
+    // AppKit gives the key to this title alone.
+    button.keyEquivalent = [title isEqual:@"Cancel"] ? @"\033" : @"";
+    _buttons.push_back(button);
+    return button;
 }
 
 - (NSModalResponse)runModal {
     _shown.style = self.alertStyle;
     _shown.message = self.messageText.UTF8String;
     _shown.informativeText = self.informativeText.UTF8String;
+    for (std::size_t i = 0; i < _buttons.size(); ++i) {
+        if ([_buttons[i].keyEquivalent isEqual:@"\033"]) {
+            _shown.escapes = _shown.buttons[i];
+        }
+    }
     return ApplicationScript::shared().runModal(_shown);
 }
 

@@ -18,6 +18,8 @@ struct ApplicationScript final {
         std::string message;
         std::string informativeText;
         std::vector<std::string> buttons;
+        /// The button that the Escape key presses.
+        std::string escapes = {};
     };
     /// What happens while an alert shows; yields the button's code, or `noButton`.
     using WhileAlertShows = std::function<long()>;

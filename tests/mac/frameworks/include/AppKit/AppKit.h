@@ -64,6 +64,7 @@ enum NSAlertStyle : NSUInteger {
 };
 
 @interface NSButton : NSObject
+@property(copy) NSString* keyEquivalent;
 @end
 
 @interface NSAlert : NSObject
