@@ -2,9 +2,6 @@
 
 #include <poll.h>
 
-#include <algorithm>
-
-#include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "tests/support/system/PrivateNetwork.h"
 
@@ -36,30 +33,15 @@ HostLaunch launchOn(const XServer& server) {
 }
 
 std::optional<std::vector<ViewerHostDisplay>> listDisplays() {
-    const HTTPAnswer answer = HTTPClient::get(ViewerHostProtocolV1::displaysPath);
-    const auto listing = ViewerHostListingJSON::decodeListing(answer.body());
-    if (answer.status() != 200 || !listing) {
-        return std::nullopt;
-    }
-    return listing->displays;
+    return displaysIn(HTTPClient::get(ViewerHostProtocolV1::displaysPath));
 }
 
 std::string idOf(const std::string& name) {
-    const auto displays = listDisplays();
-    if (!displays) {
-        return {};
-    }
-    const auto found = std::ranges::find(*displays, name, &ViewerHostDisplay::name);
-    return found != displays->end() ? found->id : std::string();
-}
-
-std::string frameTarget(const std::string& id) {
-    return std::string(ViewerHostProtocolV1::framePathPrefix) + id;
+    return idIn(HTTPClient::get(ViewerHostProtocolV1::displaysPath), name);
 }
 
 std::optional<JPEGPicture> frameOf(const std::string& id) {
-    const HTTPAnswer answer = HTTPClient::get(frameTarget(id));
-    return answer.status() == 200 ? JPEGPicture::decode(answer.body()) : std::nullopt;
+    return pictureIn(HTTPClient::get(frameTarget(id)));
 }
 
 bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds limit) {

@@ -13,17 +13,13 @@
 
 #include "core/protocol/ViewerHostDisplay.h"
 #include "tests/support/system/HTTPClient.h"
+#include "tests/support/system/HostAnswers.h"
 #include "tests/support/system/HostProcess.h"
 #include "tests/support/system/JPEGPicture.h"
 #include "tests/support/x11/XPainter.h"
 #include "tests/support/x11/XServer.h"
 
 namespace velmora {
-
-inline constexpr const char* listeningLine =
-    "Velmora Viewer Host protocol v1 listening on TCP 9090";
-/// The painted colours survive JPEG within this much a channel.
-inline constexpr int jpegTolerance = 6;
 
 inline constexpr std::array uselessOutputs{HostLaunch::Output::closed, HostLaunch::Output::full,
                                            HostLaunch::Output::broken};
@@ -34,7 +30,6 @@ HostLaunch launchOn(const XServer& server);
 std::optional<std::vector<ViewerHostDisplay>> listDisplays();
 /// The id of the display with that name; empty when it is not listed.
 std::string idOf(const std::string& name);
-std::string frameTarget(const std::string& id);
 /// The picture that a frame request yields; nothing when the answer is another than a frame.
 std::optional<JPEGPicture> frameOf(const std::string& id);
 /// Looks again and again until `holds`; false when it does not within `limit`.

@@ -1,9 +1,10 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 
-#include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/acceptance/HostTest.h"
+#include "tests/acceptance/ProtocolTest.h"
 
 namespace velmora {
 
@@ -24,22 +25,9 @@ std::string emptyAnswer(const std::string& status) {
     return head(status, "text/plain", 0);
 }
 
-std::string bytesAfter(std::string_view request) {
-    HTTPClient client;
-    client.send(request);
-    const HTTPAnswer answer = client.receive();
-    EXPECT_TRUE(answer.isWhole);
-    return answer.bytes;
-}
-
-class Protocol : public HostTest {
-  protected:
-    Protocol() { painter_.fill({0, 0, 1280, 720}, 0x3060c0); }
-};
-
-TEST_F(Protocol, TheListingHasExactlyItsBytes) {
+TEST_P(Protocol, TheListingHasExactlyItsBytes) {
     serve();
-    const HTTPAnswer answer = HTTPClient::get(ViewerHostProtocolV1::displaysPath);
+    const HTTPAnswer answer = list();
 
     EXPECT_TRUE(answer.isWhole);
     EXPECT_EQ(answer.head(), head("200 OK", "application/json", answer.body().size()));
@@ -50,9 +38,9 @@ TEST_F(Protocol, TheListingHasExactlyItsBytes) {
                              R"([0-9a-f]{12}","name":"screen","width":1280,"height":720\}\]\})"));
 }
 
-TEST_F(Protocol, AFrameHasExactlyItsHeadAndShowsTheScreen) {
+TEST_P(Protocol, AFrameHasExactlyItsHeadAndShowsTheScreen) {
     serve();
-    const HTTPAnswer answer = HTTPClient::get(frameTarget(idOf("screen")));
+    const HTTPAnswer answer = get(frameTarget(idOf("screen")));
     const std::string label = answer.header("X-Velmora-Frame").value_or("");
 
     EXPECT_TRUE(answer.isWhole);
@@ -63,25 +51,25 @@ TEST_F(Protocol, AFrameHasExactlyItsHeadAndShowsTheScreen) {
     ASSERT_TRUE(picture.has_value());
     EXPECT_EQ(picture->width, 640);
     EXPECT_EQ(picture->height, 360);
-    EXPECT_TRUE(picture->isAll(0x3060c0, jpegTolerance));
+    EXPECT_TRUE(picture->isAll(blue, jpegTolerance));
 }
 
-TEST_F(Protocol, AStillScreenKeepsItsLabelAndAChangeGetsANewOne) {
+TEST_P(Protocol, AStillScreenKeepsItsLabelAndAChangeGetsANewOne) {
     serve();
     const std::string target = frameTarget(idOf("screen"));
-    const auto first = HTTPClient::get(target).header("X-Velmora-Frame");
-    EXPECT_EQ(HTTPClient::get(target).header("X-Velmora-Frame"), first);
-    painter_.fill({0, 0, 1280, 720}, 0x20d040);
+    const auto first = get(target).header("X-Velmora-Frame");
+    EXPECT_EQ(get(target).header("X-Velmora-Frame"), first);
+    host_->fill({0, 0, 1280, 720}, 0x20d040);
 
     EXPECT_TRUE(eventually([&] {
-        const HTTPAnswer answer = HTTPClient::get(target);
+        const HTTPAnswer answer = get(target);
         const auto picture = JPEGPicture::decode(answer.body());
         return picture && picture->isAll(0x20d040, jpegTolerance) &&
                answer.header("X-Velmora-Frame") != first;
     }));
 }
 
-TEST_F(Protocol, APercentEncodedIdNamesTheSameDisplay) {
+TEST_P(Protocol, APercentEncodedIdNamesTheSameDisplay) {
     serve();
     std::string id = idOf("screen");
     id.replace(id.find(':'), 1, "%3A");
@@ -89,17 +77,17 @@ TEST_F(Protocol, APercentEncodedIdNamesTheSameDisplay) {
     EXPECT_TRUE(frameOf(id).has_value());
 }
 
-TEST_F(Protocol, AnIdStaysTheSameInTheNextRun) {
+TEST_P(Protocol, AnIdStaysTheSameInTheNextRun) {
     serve();
     const std::string id = idOf("screen");
-    EXPECT_EQ(end(SIGTERM), endedInOrder);
+    EXPECT_TRUE(host_->end());
     serve();
 
     EXPECT_NE(id, "");
     EXPECT_EQ(idOf("screen"), id);
 }
 
-TEST_F(Protocol, EveryRefusalHasExactlyItsBytes) {
+TEST_P(Protocol, EveryRefusalHasExactlyItsBytes) {
     serve();
     EXPECT_EQ(bytesAfter("GET / HTTP/1.1\r\n\r\n"), emptyAnswer("404 Not Found"));
     EXPECT_EQ(bytesAfter("GET /viewer/v1/displays/ HTTP/1.1\r\n\r\n"),
@@ -119,19 +107,19 @@ TEST_F(Protocol, EveryRefusalHasExactlyItsBytes) {
               emptyAnswer("431 Request Header Fields Too Large"));
 }
 
-TEST_F(Protocol, WhatFollowsTheFirstRequestIsNeverAnswered) {
+TEST_P(Protocol, WhatFollowsTheFirstRequestIsNeverAnswered) {
     serve();
     EXPECT_EQ(bytesAfter("GET / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n"),
               emptyAnswer("404 Not Found"));
 }
 
-TEST_F(Protocol, EachMonitorIsListedAndShowsItsOwnPart) {
+TEST_P(Protocol, EachMonitorIsListedAndShowsItsOwnPart) {
     const ViewerRectangle left{0, 0, 320, 720};
     const ViewerRectangle right{320, 0, 960, 720};
-    server_.setMonitor("Left", left, "screen");
-    server_.setMonitor("Right", right);
-    painter_.fill(left, 0xc02020);
-    painter_.fill(right, 0x20c020);
+    host_->setDisplay("Left", left, true);
+    host_->setDisplay("Right", right, false);
+    host_->fill(left, 0xc02020);
+    host_->fill(right, 0x20c020);
     serve();
     const auto red = frameOf(idOf("Left"));
     const auto green = frameOf(idOf("Right"));
@@ -143,12 +131,12 @@ TEST_F(Protocol, EachMonitorIsListedAndShowsItsOwnPart) {
     EXPECT_EQ(green->width, 480);
 }
 
-TEST_F(Protocol, TheMainDisplayIsListedFirstAndTheOthersByNameAndNumber) {
-    server_.setMonitor("Main", {0, 0, 400, 720}, "screen");
-    server_.setMonitor("display 10", {400, 0, 400, 720});
-    server_.setMonitor("Display 2", {800, 0, 480, 720});
+TEST_P(Protocol, TheMainDisplayIsListedFirstAndTheOthersByNameAndNumber) {
+    host_->setDisplay("Main", {0, 0, 400, 720}, true);
+    host_->setDisplay("display 10", {400, 0, 400, 720}, false);
+    host_->setDisplay("Display 2", {800, 0, 480, 720}, false);
     serve();
-    const auto displays = listDisplays();
+    const auto displays = displaysIn(list());
 
     ASSERT_TRUE(displays.has_value());
     EXPECT_THAT(*displays, ElementsAre(Field(&ViewerHostDisplay::name, "Main"),

@@ -2,28 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <memory>
-#include <string>
+#include <optional>
 
+#include "tests/mac/PristineDoubles.h"
 #include "tests/mac/frameworks/dispatch/DispatchWorld.h"
-#include "tests/mac/objc/AutoreleasePool.h"
 
 namespace velmora {
 
-/// A test on the doubles: each begins with all of them as they are at first, and must leave no
-/// object behind. What a test makes, it drops before its end.
+/// A test on the doubles. What it makes, it drops before its end.
 class MacTest : public testing::Test {
   protected:
-    MacTest();
-    void SetUp() override;
-    void TearDown() override;
+    void TearDown() override { doubles_.reset(); }
 
     DispatchWorld& world_ = DispatchWorld::shared();
 
   private:
-    std::unique_ptr<bridge::AutoreleasePool> pool_;
-    std::map<std::string, int> before_;
+    std::optional<PristineDoubles> doubles_{std::in_place};
 };
 
 }  // namespace velmora

@@ -1,9 +1,8 @@
 #include "tests/acceptance/mac/MacHostTest.h"
 
-#include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "tests/mac/frameworks/network/FakeListener.h"
-#include "tests/support/system/JPEGPicture.h"
+#include "tests/support/system/HostAnswers.h"
 
 namespace velmora {
 
@@ -20,16 +19,14 @@ std::string MacHostTest::serve() {
 }
 
 std::string MacHostTest::frameTarget() {
-    const HTTPAnswer answer = get(ViewerHostProtocolV1::displaysPath);
-    const auto listing = ViewerHostListingJSON::decodeListing(answer.body());
-    EXPECT_TRUE(listing && !listing->displays.empty());
-    return std::string(ViewerHostProtocolV1::framePathPrefix) + listing->displays.at(0).id;
+    const auto displays = displaysIn(get(ViewerHostProtocolV1::displaysPath));
+    EXPECT_TRUE(displays && !displays->empty());
+    return velmora::frameTarget(displays->at(0).id);
 }
 
 bool MacHostTest::shows(const HTTPAnswer& answer, std::uint32_t colour) {
-    constexpr int tolerance = 6;
-    const auto picture = JPEGPicture::decode(answer.body());
-    return answer.status() == 200 && picture && picture->isAll(colour, tolerance);
+    const auto picture = pictureIn(answer);
+    return picture && picture->isAll(colour, jpegTolerance);
 }
 
 std::shared_ptr<FakeStream> MacHostTest::stream() {

@@ -29,7 +29,6 @@ constexpr const char* notFound =
 class ServingMacHost : public MacHostTest {
   protected:
     void SetUp() override {
-        MacTest::SetUp();
         desktop_.fill({0, 0, 1280, 720}, blue);
         serve();
     }

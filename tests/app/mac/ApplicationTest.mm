@@ -5,7 +5,6 @@
 namespace velmora {
 
 void ApplicationTest::SetUp() {
-    MacTest::SetUp();
     services_ = makePlatformServices();
 }
 

@@ -5,7 +5,6 @@
 namespace velmora {
 
 void ScreenTest::SetUp() {
-    MacTest::SetUp();
     capture_ = makeScreenCapture(ViewerExecutor(), nullptr);
 }
 

@@ -18,9 +18,11 @@ class ListenedWorld : public MacTest {
   protected:
     using States = std::vector<std::pair<ViewerListenerState, std::string>>;
 
-    void SetUp() override;
+    void SetUp() override { makeListener(); }
     void TearDown() override;
 
+    /// Another listener in place of the one before.
+    void makeListener();
     /// Starts the listener, and lets a client connect and the program take the connection.
     std::shared_ptr<FakeConnection> accept();
 

@@ -4,8 +4,7 @@
 
 namespace velmora {
 
-void ListenedWorld::SetUp() {
-    MacTest::SetUp();
+void ListenedWorld::makeListener() {
     constexpr std::uint16_t port = 9090;
     queue_ = executors_.makeSerialExecutor("queue");
     listener_ =

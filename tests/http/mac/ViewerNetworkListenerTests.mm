@@ -85,9 +85,8 @@ TEST_F(ViewerNetworkListener, ThePortIsKnownOnceItIsBound) {
 TEST_F(ViewerNetworkListener, EventsRunOnTheQueueThatItWasStartedOn) {
     for (std::uint64_t seed = 1; seed <= 10; ++seed) {
         SCOPED_TRACE(seed);
-        TearDown();
-        SetUp();
         world_.seed(seed);
+        makeListener();
         std::vector<std::size_t> statesSeen;
         listener_->start(queue_);
         boost::asio::post(queue_, [&] { statesSeen.push_back(states_.size()); });
