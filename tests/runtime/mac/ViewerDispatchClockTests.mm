@@ -2,20 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
-#include <boost/asio/post.hpp>
 #include <chrono>
-#include <functional>
-#include <memory>
+#include <cstddef>
 #include <random>
 #include <thread>
 #include <vector>
 
 #include "core/runtime/mac/ViewerDispatchClock.h"
-#include "core/runtime/mac/ViewerDispatchExecutor.h"
 #include "core/runtime/mac/ViewerDispatchExecutors.h"
 #include "tests/mac/MacTest.h"
-
-// Executors and the clock on Dispatch.
+#include "tests/mac/objc/AutoreleasePool.h"
 
 namespace velmora {
 namespace {
@@ -23,10 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-constexpr unsigned userInitiated = 0x19;
-constexpr unsigned defaultQuality = 0x15;
-
-class ViewerDispatch : public MacTest {
+class ViewerDispatchClockTest : public MacTest {
   protected:
     /// Schedules a note of `which` that long after now.
     ViewerContinuousClock::TimerId note(ViewerDispatchClock& clock, int which,
@@ -39,42 +32,7 @@ class ViewerDispatch : public MacTest {
     std::vector<int> noted_;
 };
 
-TEST_F(ViewerDispatch, QueuesHaveTheirLabelsAndQualityOfService) {
-    (void)executors_.makeSerialExecutor("com.quilmer.velmora.viewer-host.http");
-    (void)executors_.taskExecutor();
-    EXPECT_THAT(
-        world_.queuesMade(),
-        ElementsAre(
-            DispatchWorld::QueueFacts{"com.quilmer.velmora.viewer-host.http", userInitiated},
-            DispatchWorld::QueueFacts{"com.quilmer.velmora.viewer-host.task", defaultQuality}));
-}
-
-TEST_F(ViewerDispatch, ExecutorsAreEqualWhenTheyAreTheSameQueue) {
-    const ViewerExecutor one = executors_.makeSerialExecutor("one");
-    EXPECT_EQ(ViewerExecutor(ViewerDispatchExecutor(queueOf(one))), one);
-    EXPECT_NE(executors_.makeSerialExecutor("one"), one);
-    EXPECT_EQ(executors_.mainExecutor(), executors_.mainExecutor());
-}
-
-TEST_F(ViewerDispatch, AQueueRunsItsFunctionsInOrderAndNeverInsideThePost) {
-    const ViewerExecutor queue = executors_.makeSerialExecutor("queue");
-    for (int i = 0; i < 5; ++i) {
-        boost::asio::post(queue, [this, i] { noted_.push_back(i); });
-    }
-    EXPECT_THAT(noted_, testing::IsEmpty());
-    world_.settle();
-    EXPECT_THAT(noted_, ElementsAre(0, 1, 2, 3, 4));
-}
-
-TEST_F(ViewerDispatch, AFunctionGoesOnceItHasRun) {
-    const auto held = std::make_shared<int>(1);
-    boost::asio::post(executors_.makeSerialExecutor("queue"), [held] {});
-    EXPECT_EQ(held.use_count(), 2);
-    world_.settle();
-    EXPECT_EQ(held.use_count(), 1);
-}
-
-TEST_F(ViewerDispatch, TheClockRunsActionsInTheOrderOfTheirDeadlines) {
+TEST_F(ViewerDispatchClockTest, TheClockRunsActionsInTheOrderOfTheirDeadlines) {
     const auto clock = ViewerDispatchClock::make();
     note(*clock, 3, 30ms);
     note(*clock, 1, 10ms);
@@ -90,7 +48,7 @@ TEST_F(ViewerDispatch, TheClockRunsActionsInTheOrderOfTheirDeadlines) {
     EXPECT_THAT(noted_, ElementsAre(0, 1, 2, 3));
 }
 
-TEST_F(ViewerDispatch, AnEarlierDeadlineOvertakesOneThatIsArmed) {
+TEST_F(ViewerDispatchClockTest, AnEarlierDeadlineOvertakesOneThatIsArmed) {
     const auto clock = ViewerDispatchClock::make();
     note(*clock, 2, 1h);
     world_.settle();
@@ -101,7 +59,7 @@ TEST_F(ViewerDispatch, AnEarlierDeadlineOvertakesOneThatIsArmed) {
     EXPECT_THAT(noted_, ElementsAre(1, 2));
 }
 
-TEST_F(ViewerDispatch, ADeadlineThatPassesDuringSleepFiresAtTheWakeUp) {
+TEST_F(ViewerDispatchClockTest, ADeadlineThatPassesDuringSleepFiresAtTheWakeUp) {
     const auto clock = ViewerDispatchClock::make();
     note(*clock, 1, 5s);
     note(*clock, 2, 90s);
@@ -112,7 +70,7 @@ TEST_F(ViewerDispatch, ADeadlineThatPassesDuringSleepFiresAtTheWakeUp) {
     EXPECT_THAT(noted_, ElementsAre(1, 2));
 }
 
-TEST_F(ViewerDispatch, AWallClockThatIsSetMovesNoDeadline) {
+TEST_F(ViewerDispatchClockTest, AWallClockThatIsSetMovesNoDeadline) {
     const auto clock = ViewerDispatchClock::make();
     note(*clock, 1, 5s);
     world_.settle();
@@ -125,14 +83,14 @@ TEST_F(ViewerDispatch, AWallClockThatIsSetMovesNoDeadline) {
     EXPECT_THAT(noted_, ElementsAre(1));
 }
 
-TEST_F(ViewerDispatch, ADestroyedClockRunsNothing) {
+TEST_F(ViewerDispatchClockTest, ADestroyedClockRunsNothing) {
     note(*ViewerDispatchClock::make(), 1, 5ms);
     world_.advance(1s);
     EXPECT_THAT(noted_, testing::IsEmpty());
     EXPECT_EQ(world_.pendingTimers(), 0U);
 }
 
-TEST_F(ViewerDispatch, RandomSchedulesRunEachKeptActionOnceInOrder) {
+TEST_F(ViewerDispatchClockTest, RandomSchedulesRunEachKeptActionOnceInOrder) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
         SCOPED_TRACE(seed);
         world_.seed(seed);
@@ -155,7 +113,7 @@ TEST_F(ViewerDispatch, RandomSchedulesRunEachKeptActionOnceInOrder) {
     }
 }
 
-TEST_F(ViewerDispatch, ManyThreadsScheduleAndNothingIsLostOrRunsTwice) {
+TEST_F(ViewerDispatchClockTest, ManyThreadsScheduleAndNothingIsLostOrRunsTwice) {
     const auto clock = ViewerDispatchClock::make();
     constexpr int perThread = 200;
     constexpr int threadCount = 3;
