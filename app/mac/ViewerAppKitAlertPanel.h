@@ -16,12 +16,16 @@ class ViewerAppKitAlertPanel final : public std::enable_shared_from_this<ViewerA
 
     void show(ViewerAlert alert, Completion completion);
     void close();
+    /// Terminates the application as soon as no alert is modal: before, AppKit may refuse to
+    /// without asking its delegate. Closes no alert.
+    void terminateApplication();
 
   private:
     bool run(const ViewerAlert& alert);
 
     bool isModal_ = false;
     bool isClosed_ = false;
+    bool isTerminationDue_ = false;
 };
 
 }  // namespace velmora

@@ -70,6 +70,9 @@ void ViewerAppKitAlertPanel::show(ViewerAlert alert, Completion completion) {
     const std::shared_ptr<ViewerAppKitAlertPanel> self = shared_from_this();
     [NSRunLoop.mainRunLoop performBlock:^{
       completion(self->run(alert));
+      if (std::exchange(self->isTerminationDue_, false)) {
+          self->terminateApplication();
+      }
     }];
 }
 
@@ -78,6 +81,14 @@ void ViewerAppKitAlertPanel::close() {
     if (isModal_) {
         [NSApplication.sharedApplication stopModalWithCode:NSModalResponseStop];
         wakeModalLoop();
+    }
+}
+
+void ViewerAppKitAlertPanel::terminateApplication() {
+    if (isModal_) {
+        isTerminationDue_ = true;
+    } else {
+        [NSApplication.sharedApplication terminate:nil];
     }
 }
 

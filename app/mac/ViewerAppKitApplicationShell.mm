@@ -49,7 +49,7 @@ int ViewerAppKitApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate>
 }
 
 void ViewerAppKitApplicationShell::terminate() {
-    [NSApplication.sharedApplication terminate:nil];
+    alertPanel_->terminateApplication();
 }
 
 void ViewerAppKitApplicationShell::exit(int status) {

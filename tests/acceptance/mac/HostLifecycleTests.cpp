@@ -45,6 +45,14 @@ class MacHostLifecycle : public MacHostTest {
         }
         host_ = std::make_unique<MacHost>();
     }
+    /// SIGTERM while the next alert shows; the host stops at once, so that it is ready to end
+    /// before the alert has closed.
+    void raiseWhileAlertShows() {
+        application().answers.emplace_back([] {
+            FakeDispatchSources::raise(SIGTERM);
+            return ApplicationScript::noButton;
+        });
+    }
     void expectNoListener() { EXPECT_EQ(FakeListener::last(), nullptr); }
 };
 
@@ -159,17 +167,32 @@ TEST_F(MacHostLifecycle, EachSignalEndsItInOrderHoweverOftenItComes) {
     }
 }
 
-TEST_F(MacHostLifecycle, ASignalClosesTheAlertThatShows) {
+TEST_F(MacHostLifecycle, ASignalClosesTheConsentAlertAndEndsIt) {
     script().isGranted = false;
-    application().answers.emplace_back([] {
-        FakeDispatchSources::raise(SIGTERM);
-        return ApplicationScript::noButton;
-    });
+    raiseWhileAlertShows();
     host_ = std::make_unique<MacHost>();
     EXPECT_EQ(host_->status(), 0);
     EXPECT_THAT(application().alerts, SizeIs(1));
     EXPECT_THAT(FrameworkCalls::take(), Not(Contains("CGRequestScreenCaptureAccess")));
     expectNoListener();
+}
+
+TEST_F(MacHostLifecycle, ASignalClosesTheAlertAboutTheMissingPermissionAndEndsIt) {
+    script().isGranted = false;
+    application().answers.emplace_back([] { return ApplicationScript::firstButton; });
+    raiseWhileAlertShows();
+    host_ = std::make_unique<MacHost>();
+    EXPECT_EQ(host_->status(), 0);
+    EXPECT_THAT(application().alerts, SizeIs(2));
+    EXPECT_THAT(FrameworkCalls::take(), Not(Contains(settingsPage)));
+}
+
+TEST_F(MacHostLifecycle, ASignalClosesTheAlertThatNothingStartedAndEndsIt) {
+    FakeListener::setRefused(true);
+    raiseWhileAlertShows();
+    host_ = std::make_unique<MacHost>();
+    EXPECT_EQ(host_->status(), 0);
+    EXPECT_THAT(application().alerts, SizeIs(1));
 }
 
 TEST_F(MacHostLifecycle, AQuitRequestIsAnsweredOnceEverythingHasStopped) {

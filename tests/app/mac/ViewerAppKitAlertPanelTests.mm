@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/app/mac/ApplicationTest.h"
+#include "tests/mac/frameworks/FrameworkCalls.h"
 #include "tests/mac/frameworks/dispatch/DispatchSources.h"
 
 // Modal alerts on AppKit.
@@ -105,6 +106,32 @@ TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
     show(alert());
     script_.runPerformed();
     EXPECT_THAT(answers_, ElementsAre(false));
+}
+
+TEST_F(ViewerAppKitAlertPanel, ATerminationWaitsForTheAlertAndDoesNotCloseIt) {
+    script_.answers.emplace_back([this] {
+        shell_->terminate();
+        EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
+        return ApplicationScript::firstButton;
+    });
+    show(alert());
+    script_.runPerformed();
+    EXPECT_THAT(answers_, ElementsAre(true));
+    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("terminate cancelled"));
+}
+
+TEST_F(ViewerAppKitAlertPanel, ATerminationIsMadeOnce) {
+    script_.answers = {[this] {
+                           shell_->terminate();
+                           shell_->terminate();
+                           return ApplicationScript::firstButton;
+                       },
+                       [] { return ApplicationScript::firstButton; }};
+    show(alert());
+    show(alert());
+    script_.runPerformed();
+    EXPECT_THAT(answers_, ElementsAre(true, true));
+    EXPECT_THAT(FrameworkCalls::take(), ElementsAre("terminate cancelled"));
 }
 
 TEST_F(ViewerAppKitAlertPanel, OneThatIsClosedBeforeItShowsIsNotShown) {

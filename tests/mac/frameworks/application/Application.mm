@@ -52,8 +52,12 @@ using velmora::FrameworkCalls::note;
     script.runApplication();
 }
 
-/// AppKit ends the process where this ends the run loop.
+/// AppKit ends the process where this ends the run loop. While an alert is modal it asks nobody.
 - (void)terminate:(id)sender {
+    if (ApplicationScript::shared().isModal) {
+        note("terminate refused");
+        return;
+    }
     const NSApplicationTerminateReply reply = [self.delegate applicationShouldTerminate:self];
     note("terminate", reply == NSTerminateNow ? "now" : "cancelled");
     if (reply == NSTerminateNow) {

@@ -66,12 +66,14 @@ long ApplicationScript::runModal(const Alert& alert) {
         ADD_FAILURE() << "nobody is there to answer the alert: " << alert.message;
         return secondButton;
     }
+    isModal = true;
     // The main queue goes on unless the alert stands in one of its own functions.
     DispatchWorld::shared().settleInside();
     const WhileAlertShows answer = std::move(answers.front());
     answers.pop_front();
     const long button = answer();
     DispatchWorld::shared().settleInside();
+    isModal = false;
     if (stopCode && hasEvent) {
         return *stopCode;
     }

@@ -56,6 +56,7 @@ struct ApplicationScript final {
     bool hasNumberAsLanguage = false;
 
     std::deque<std::function<void()>> performed;
+    bool isModal = false;
     std::optional<long> stopCode;
     /// A stopped modal loop looks only when an event has come.
     bool hasEvent = false;
