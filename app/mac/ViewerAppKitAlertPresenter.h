@@ -10,6 +10,8 @@ namespace velmora {
 /// Alerts on macOS: AppKit's panels, and the system's workspace and locale. Main thread only.
 class ViewerAppKitAlertPresenter final : public ViewerAlertPresenter {
   public:
+    explicit ViewerAppKitAlertPresenter(std::shared_ptr<ViewerAppKitAlertPanel> panel);
+
     void show(ViewerAlert alert, Completion completion) override;
     void close() override;
     void bringToFront() override;
@@ -18,8 +20,7 @@ class ViewerAppKitAlertPresenter final : public ViewerAlertPresenter {
     std::optional<std::string> languageCode() override;
 
   private:
-    const std::shared_ptr<ViewerAppKitAlertPanel> panel_ =
-        std::make_shared<ViewerAppKitAlertPanel>();
+    const std::shared_ptr<ViewerAppKitAlertPanel> panel_;
 };
 
 }  // namespace velmora

@@ -9,6 +9,10 @@
 
 namespace velmora {
 
+ViewerAppKitAlertPresenter::ViewerAppKitAlertPresenter(
+    std::shared_ptr<ViewerAppKitAlertPanel> panel)
+    : panel_(std::move(panel)) {}
+
 void ViewerAppKitAlertPresenter::show(ViewerAlert alert, Completion completion) {
     panel_->show(std::move(alert), std::move(completion));
 }

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/ViewerApplicationShell.h"
+#include "app/mac/ViewerAppKitAlertPanel.h"
 #include "app/mac/ViewerAppKitApplicationDelegate.h"
 
 namespace velmora {
@@ -10,7 +11,8 @@ namespace velmora {
 /// The shell on macOS: an AppKit application without a Dock icon or a menu bar. Main thread only.
 class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
   public:
-    ViewerAppKitApplicationShell();
+    /// `alertPanel` shows the application's alerts.
+    explicit ViewerAppKitApplicationShell(std::shared_ptr<ViewerAppKitAlertPanel> alertPanel);
 
     void ignoreSignal(int signal) override;
     std::shared_ptr<ViewerSignalSource> makeSignalSource(int signal,
@@ -23,6 +25,7 @@ class ViewerAppKitApplicationShell final : public ViewerApplicationShell {
     void printLine(std::string_view line) override;
 
   private:
+    const std::shared_ptr<ViewerAppKitAlertPanel> alertPanel_;
     /// The application itself holds it weakly.
     ViewerAppKitApplicationDelegate* delegate_ = nil;
     /// Held while it runs, and with it the process at its full speed.

@@ -16,7 +16,9 @@
 
 namespace velmora {
 
-ViewerAppKitApplicationShell::ViewerAppKitApplicationShell() {
+ViewerAppKitApplicationShell::ViewerAppKitApplicationShell(
+    std::shared_ptr<ViewerAppKitAlertPanel> alertPanel)
+    : alertPanel_(std::move(alertPanel)) {
     // A reader that is gone is an error of the write, not the end of the process.
     (void)std::signal(SIGPIPE, SIG_IGN);  // fails for no signal that there is
 }

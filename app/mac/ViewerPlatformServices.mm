@@ -9,8 +9,9 @@ namespace velmora {
 
 ViewerPlatformServices makePlatformServices() {
     ViewerPlatformServices services;
-    services.shell = std::make_shared<ViewerAppKitApplicationShell>();
-    services.alerts = std::make_shared<ViewerAppKitAlertPresenter>();
+    const auto panel = std::make_shared<ViewerAppKitAlertPanel>();
+    services.shell = std::make_shared<ViewerAppKitApplicationShell>(panel);
+    services.alerts = std::make_shared<ViewerAppKitAlertPresenter>(panel);
     services.executors = std::make_shared<ViewerDispatchExecutors>();
     services.clock = ViewerDispatchClock::make();
     services.transport = makeTransport(services.clock);

@@ -17,8 +17,8 @@
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "core/runtime/ViewerIsolation.h"
 #include "core/runtime/ViewerTaskHandle.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/support/runtime/PooledExecutors.h"
-#include "tests/support/runtime/RungClock.h"
 
 namespace velmora {
 namespace {
@@ -103,7 +103,7 @@ ViewerTask<void> shutDown(std::shared_ptr<ViewerCaptureCoordinator> coordinator,
 
 TEST(ViewerCaptureCoordinator, ServesExpiresAndShutsDownOnSeveralThreads) {
     PooledExecutors executors;
-    const auto clock = std::make_shared<RungClock>();
+    const auto clock = std::make_shared<ManualClock>();
     const auto source = std::make_shared<UnguardedSource>(executors);
     // The clock stands still: a capture has been idle for long enough as soon as its timer rings.
     const auto coordinator = std::make_shared<ViewerCaptureCoordinator>(
@@ -130,7 +130,7 @@ TEST(ViewerCaptureCoordinator, ServesExpiresAndShutsDownOnSeveralThreads) {
     EXPECT_GT(frames, 0);
     // How many captures expired before the last request is the scheduler's choice.
     EXPECT_FALSE(source->sessions.empty());
-    EXPECT_EQ(clock->timers(), 0U);
+    EXPECT_EQ(clock->pendingTimers(), 0U);
     for (const auto& session : source->sessions) {
         EXPECT_EQ(session->stops, 1);
     }

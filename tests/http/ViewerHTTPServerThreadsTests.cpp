@@ -14,8 +14,8 @@
 #include "core/runtime/ViewerTaskHandle.h"
 #include "tests/support/http/ScriptedPeer.h"
 #include "tests/support/http/ScriptedTransport.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/support/runtime/PooledExecutors.h"
-#include "tests/support/runtime/RungClock.h"
 
 namespace velmora {
 namespace {
@@ -65,7 +65,7 @@ class ThreadedHost final {
     }
 
     PooledExecutors executors;
-    std::shared_ptr<RungClock> clock = std::make_shared<RungClock>();
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     std::shared_ptr<EmptyProvider> provider = std::make_shared<EmptyProvider>();
     std::shared_ptr<ScriptedTransport> transport = std::make_shared<ScriptedTransport>();
     std::shared_ptr<ViewerHTTPServer> server =
@@ -103,7 +103,7 @@ void serveAndStop(std::size_t servedFirst) {
         EXPECT_TRUE(messages.empty() || messages.front() == notFound);
         EXPECT_TRUE(peer->isDropped());
     }
-    EXPECT_EQ(host.clock->timers(), 0U);
+    EXPECT_EQ(host.clock->pendingTimers(), 0U);
 }
 
 TEST(ViewerHTTPServer, ServesAndStopsOnSeveralThreads) {

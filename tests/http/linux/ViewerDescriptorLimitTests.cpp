@@ -15,9 +15,9 @@
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 #include "tests/http/linux/AnsweringServer.h"
 #include "tests/http/linux/AnsweringWorld.h"
-#include "tests/http/linux/ManualClock.h"
 #include "tests/http/linux/ServerProcess.h"
 #include "tests/http/linux/SocketClient.h"
+#include "tests/support/runtime/ManualClock.h"
 
 namespace velmora {
 

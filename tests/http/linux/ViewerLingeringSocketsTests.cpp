@@ -12,8 +12,8 @@
 
 #include "tests/http/linux/EventLog.h"
 #include "tests/http/linux/LoopThread.h"
-#include "tests/http/linux/ManualClock.h"
 #include "tests/http/linux/SocketClient.h"
+#include "tests/support/runtime/ManualClock.h"
 
 namespace velmora {
 

@@ -1,8 +1,10 @@
 #include "tests/support/runtime/SimulatedWorld.h"
 
+#include <algorithm>
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/post.hpp>
 #include <type_traits>
+#include <utility>
 
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/ViewerTaskHandle.h"
@@ -47,8 +49,8 @@ SimulatedWorld::SimulatedWorld(std::uint64_t seed) : random_(seed) {
 }
 
 SimulatedWorld::~SimulatedWorld() {
-    // What a queued function holds may enqueue again while it goes.
-    timers_.clear();
+    // What a timer or a queued function holds may withdraw or enqueue while it goes.
+    (void)std::exchange(timers_, SimulatedTimers());
     for (std::size_t queue = 0; queue < queues_.size(); ++queue) {
         while (!queues_[queue].empty()) {
             const auto dropped = std::move(queues_[queue].front());
@@ -59,13 +61,11 @@ SimulatedWorld::~SimulatedWorld() {
 
 ViewerContinuousClock::TimerId SimulatedWorld::schedule(Instant deadline, ViewerExecutor executor,
                                                         std::function<void()> action) {
-    const TimerId timer = ++lastTimer_;
-    timers_.emplace(deadline, Timer{timer, std::move(executor), std::move(action)});
-    return timer;
+    return timers_.add(deadline, std::move(executor), std::move(action));
 }
 
 void SimulatedWorld::withdraw(TimerId timer) {
-    std::erase_if(timers_, [timer](const auto& entry) { return entry.second.id == timer; });
+    (void)timers_.withdraw(timer);  // the action goes at once
 }
 
 ViewerExecutor SimulatedWorld::mainExecutor() {
@@ -96,8 +96,8 @@ void SimulatedWorld::settle() {
 void SimulatedWorld::advance(Duration duration) {
     const Instant end = now_ + duration;
     settle();
-    while (!timers_.empty() && timers_.begin()->first <= end) {
-        now_ = std::max(now_, timers_.begin()->first);
+    while (timers_.next() <= end) {
+        now_ = std::max(now_, timers_.next());
         settle();
     }
     now_ = end;
@@ -106,9 +106,9 @@ void SimulatedWorld::advance(Duration duration) {
 void SimulatedWorld::runToEnd() {
     int jumps = 0;
     settle();
-    while (!timers_.empty()) {
+    while (timers_.pending() > 0) {
         viewerCheck(++jumps < stepLimit, "the simulated world comes to an end");
-        now_ = std::max(now_, timers_.begin()->first);
+        now_ = std::max(now_, timers_.next());
         settle();
     }
 }
@@ -139,10 +139,8 @@ bool SimulatedWorld::step() {
 }
 
 void SimulatedWorld::fireDue() {
-    while (!timers_.empty() && timers_.begin()->first <= now_) {
-        Timer due = std::move(timers_.begin()->second);
-        timers_.erase(timers_.begin());
-        boost::asio::post(due.executor, std::move(due.action));
+    while (auto due = timers_.takeDue(now_)) {
+        boost::asio::post(due->executor, std::move(due->action));
     }
 }
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <random>
 #include <string_view>
@@ -16,6 +15,7 @@
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutors.h"
 #include "core/runtime/ViewerTask.h"
+#include "tests/support/runtime/SimulatedTimers.h"
 
 namespace velmora {
 
@@ -48,18 +48,12 @@ class SimulatedWorld final : public ViewerContinuousClock,
     void runToEnd();
     /// A number below `bound`, from the world's seed.
     std::size_t choose(std::size_t bound);
-    std::size_t pendingTimers() const { return timers_.size(); }
+    std::size_t pendingTimers() const { return timers_.pending(); }
 
     /// Puts a function at the end of a queue.
     void enqueue(std::size_t queue, std::unique_ptr<std::function<void()>> function);
 
   private:
-    struct Timer final {
-        TimerId id;
-        ViewerExecutor executor;
-        std::function<void()> action;
-    };
-
     bool step();
     void fireDue();
     ViewerExecutor addQueue();
@@ -67,8 +61,7 @@ class SimulatedWorld final : public ViewerContinuousClock,
     Instant now_{std::chrono::hours(1)};
     std::mt19937_64 random_;
     std::vector<std::deque<std::unique_ptr<std::function<void()>>>> queues_;
-    std::multimap<Instant, Timer> timers_;
-    TimerId lastTimer_ = 0;
+    SimulatedTimers timers_;
 };
 
 }  // namespace velmora

@@ -1,15 +1,16 @@
 #pragma once
 
-#include <algorithm>
 #include <boost/asio/post.hpp>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "core/runtime/ViewerContinuousClock.h"
+#include "tests/support/runtime/SimulatedTimers.h"
 
 namespace velmora {
 
@@ -24,51 +25,52 @@ class ManualClock final : public ViewerContinuousClock {
     TimerId schedule(Instant deadline, ViewerExecutor executor,
                      std::function<void()> action) override {
         const std::lock_guard guard(mutex_);
-        timers_.emplace(deadline, Timer{++lastId_, std::move(executor), std::move(action)});
         scheduled_.notify_all();
-        return lastId_;
+        return timers_.add(deadline, std::move(executor), std::move(action));
     }
 
     void withdraw(TimerId timer) override {
+        SimulatedTimers::Action withdrawn;  // what it holds goes when the lock is released
         const std::lock_guard guard(mutex_);
-        std::erase_if(timers_, [timer](const auto& entry) { return entry.second.id == timer; });
+        withdrawn = timers_.withdraw(timer);
     }
 
     void advance(Duration duration) {
-        const std::lock_guard guard(mutex_);
-        now_ += duration;
-        while (!timers_.empty() && timers_.begin()->first <= now_) {
-            Timer due = std::move(timers_.begin()->second);
-            timers_.erase(timers_.begin());
-            boost::asio::post(due.executor, std::move(due.action));
+        {
+            const std::lock_guard guard(mutex_);
+            now_ += duration;
+        }
+        while (auto due = takeDue()) {
+            boost::asio::post(due->executor, std::move(due->action));
         }
     }
+    /// Lets all timers go off that there are.
+    void ring() { advance(std::chrono::hours(1)); }
 
     /// Waits until `total` timers have been scheduled since the beginning. False when that does not
     /// happen within a generous time.
-    bool waitForScheduled(TimerId total) {
+    bool waitForScheduled(std::size_t total) {
         constexpr std::chrono::seconds limit{30};
         std::unique_lock lock(mutex_);
-        return scheduled_.wait_for(lock, limit, [&] { return lastId_ >= total; });
+        return scheduled_.wait_for(lock, limit, [&] { return timers_.added() >= total; });
     }
 
     std::size_t pendingTimers() const {
         const std::lock_guard guard(mutex_);
-        return timers_.size();
+        return timers_.pending();
     }
 
   private:
-    struct Timer final {
-        TimerId id;
-        ViewerExecutor executor;
-        std::function<void()> action;
-    };
+    std::optional<SimulatedTimers::Due> takeDue() {
+        const std::lock_guard guard(mutex_);
+        return timers_.takeDue(now_);
+    }
 
     mutable std::mutex mutex_;
+    // Guarded by `mutex_`.
     std::condition_variable scheduled_;
     Instant now_{std::chrono::hours(1)};
-    TimerId lastId_ = 0;
-    std::multimap<Instant, Timer> timers_;
+    SimulatedTimers timers_;
 };
 
 }  // namespace velmora
