@@ -11,9 +11,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(ViewerCompile INTERFACE -Wthread-safety)
 else()
     # g++ 12 sees null pointers and uninitialised fields in coroutine frames and inlined library code
-    # that are not there.
+    # that are not there. A result that (void) drops on purpose it reports all the same; clang looks
+    # after the others.
     target_compile_options(ViewerCompile INTERFACE
-        -Wno-null-dereference -Wno-maybe-uninitialized)
+        -Wno-null-dereference -Wno-maybe-uninitialized -Wno-unused-result)
 endif()
 if(VIEWER_SANITIZE)
     # The vptr check needs free descriptors to look at memory: without any it reports faults that are
@@ -22,6 +23,8 @@ if(VIEWER_SANITIZE)
         -fsanitize=${VIEWER_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     target_link_options(ViewerCompile INTERFACE -fsanitize=${VIEWER_SANITIZE})
+else()
+    include(ViewerHardening)
 endif()
 
 set(platform linux)
