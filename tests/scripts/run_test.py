@@ -1,4 +1,6 @@
 """scripts/run gives the host what it needs, and takes it away again."""
+import ctypes
+import itertools
 import os
 import pathlib
 import select
@@ -12,6 +14,7 @@ import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "run"
 PATIENCE = 30  # seconds; longer than anything that goes well takes
+PR_SET_CHILD_SUBREAPER = 36
 
 HOST = f"""#!{sys.executable}
 import os, signal, sys
@@ -34,12 +37,18 @@ NOTHING = "#!/bin/sh\nexit 0\n"
 class Run(unittest.TestCase):
     """The script in a tree of its own, where everything that it starts is a stand-in."""
 
+    @classmethod
+    def setUpClass(cls):
+        # Whatever loses its parent becomes a child of this process.
+        ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
+        self.addCleanup(self.expect_nothing_left)
         self.root = pathlib.Path(folder.name)
         self.install("build/release/bin/VelmoraViewerHost", HOST)
-        self.install("scripts/packages", NOTHING)
+        self.install("scripts/packages", "#!/bin/sh\necho packages\n")
         shutil.copy(SCRIPT, self.root / "scripts")
         for name in ("cmake", "xauth", "xsetroot", "mcookie"):
             self.install(f"bin/{name}", NOTHING)
@@ -52,19 +61,43 @@ class Run(unittest.TestCase):
         path.write_text(text, encoding="utf-8")
         path.chmod(0o755)
 
-    def start(self, *arguments, display=""):
+    def start(self, *arguments, display="", wayland=""):
         environment = dict(os.environ, PATH=f"{self.root}/bin:{os.environ['PATH']}",
                            STARTED=str(self.root / "started"), TMPDIR=str(self.root),
-                           DISPLAY=display, XAUTHORITY="")
-        return subprocess.Popen([self.root / "scripts/run", *arguments], env=environment,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                                start_new_session=True)
+                           DISPLAY=display, WAYLAND_DISPLAY=wayland, XAUTHORITY="")
+        run = subprocess.Popen([self.root / "scripts/run", *arguments], env=environment,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                               start_new_session=True)
+        self.addCleanup(self.kill, run)
+        return run
 
-    def started(self):
-        """A descriptor of each process that was started besides the host."""
+    def kill(self, run):
+        """Only a test that has failed leaves it running."""
+        if run.poll() is None:
+            run.kill()
+            self.end(run)
+
+    def started(self, count):
+        """A descriptor of each process that was started besides the host, once so many are."""
         file = self.root / "started"
-        pids = file.read_text(encoding="utf-8").split() if file.exists() else []
+        pids = []
+        limit = time.monotonic() + PATIENCE
+        while len(pids) < count and time.monotonic() < limit:
+            os.sched_yield()
+            pids = file.read_text(encoding="utf-8").split() if file.exists() else []
+        self.assertEqual(len(pids), count)
         return [os.pidfd_open(int(pid)) for pid in pids]
+
+    def expect_nothing_left(self):
+        """Every process that came of the test ends by itself."""
+        limit = time.monotonic() + PATIENCE
+        while time.monotonic() < limit:
+            try:
+                os.waitpid(-1, os.WNOHANG)
+            except ChildProcessError:
+                return
+            os.sched_yield()
+        self.fail("a process is left behind")
 
     @staticmethod
     def lines_up_to_the_hosts(run):
@@ -74,6 +107,16 @@ class Run(unittest.TestCase):
             if line.startswith("host "):
                 break
         return lines
+
+    @staticmethod
+    def lines_up_to_the_build(run):
+        """What is told before anything is installed or built, as one text."""
+        return "".join(itertools.takewhile(lambda line: line != "packages\n", run.stdout))
+
+    def expect_host_alone(self, run):
+        self.assertFalse((self.root / "started").exists())
+        run.send_signal(signal.SIGINT)
+        self.assertEqual(self.end(run), 5)
 
     def end(self, run):
         run.stdout.close()
@@ -93,8 +136,7 @@ class Run(unittest.TestCase):
         self.assertEqual(arguments, ["one two words"])
         self.assertTrue(any("DISPLAY=:7" in line for line in lines))
         self.assertEqual(sum(line.startswith("curl ") for line in lines), 2)
-        programs = self.started()
-        self.assertEqual(len(programs), 3)
+        programs = self.started(3)
         self.assertTrue(pathlib.Path(authority).exists())
 
         run.send_signal(signal.SIGTERM)
@@ -109,7 +151,7 @@ class Run(unittest.TestCase):
     def test_what_was_brought_along_goes_with_a_host_that_is_killed(self):
         run = self.start()
         self.lines_up_to_the_hosts(run)
-        programs = self.started()
+        programs = self.started(3)
         os.killpg(run.pid, signal.SIGKILL)
         self.end(run)
         self.expect_ended(programs)
@@ -126,10 +168,42 @@ class Run(unittest.TestCase):
 
     def test_where_there_is_a_display_nothing_is_brought_along(self):
         run = self.start("argument", display=":5")
-        self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host :5  argument")
-        self.assertEqual(self.started(), [])
-        run.send_signal(signal.SIGINT)
+        told, *_, host = self.lines_up_to_the_hosts(run)
+        self.assertIn("DISPLAY=:5", told)
+        self.assertEqual(host, "host :5  argument")
+        self.expect_host_alone(run)
+
+    def test_under_wayland_the_host_starts_on_the_desktop_that_is_there(self):
+        run = self.start("argument", wayland="wayland-1")
+        told = self.lines_up_to_the_build(run)
+        self.assertIn("WAYLAND_DISPLAY=wayland-1", told)
+        self.assertIn("X11", told)
+        self.assertNotIn("virtual", told)
+        self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host   argument")
+        self.expect_host_alone(run)
+
+    def test_wayland_with_an_x_server_beside_it_says_what_its_name_is(self):
+        run = self.start(display=":5", wayland="wayland-1")
+        told = self.lines_up_to_the_build(run)
+        self.assertIn("WAYLAND_DISPLAY=wayland-1", told)
+        self.assertIn("unless DISPLAY=:5 is one", told)
+        self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host :5")
+        self.expect_host_alone(run)
+
+    def test_without_a_desktop_the_virtual_display_is_told_of_before_the_build(self):
+        run = self.start()
+        told = self.lines_up_to_the_build(run)
+        self.assertIn("virtual display", told)
+        self.assertIn(f"{self.root}/scripts/run", told)
+        self.lines_up_to_the_hosts(run)
+        run.send_signal(signal.SIGTERM)
         self.assertEqual(self.end(run), 5)
+
+    def test_names_what_it_builds_in_full(self):
+        run = self.start(display=":5")
+        self.assertIn(f"Building {self.root}/build/release/bin/VelmoraViewerHost…",
+                      self.lines_up_to_the_hosts(run))
+        self.expect_host_alone(run)
 
     def test_a_virtual_display_that_does_not_come_is_told_of(self):
         self.install("bin/Xvfb", BROKEN)
