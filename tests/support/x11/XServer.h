@@ -12,7 +12,7 @@
 
 namespace velmora {
 
-/// A real X server that belongs to a test: Xvfb, or Xorg with the dummy driver (as root), which has
+/// A real X server that belongs to a test: Xvfb, or Xorg with the dummy driver, which has
 /// outputs DUMMY0 to DUMMY15. It has a display number of its own, so that tests may run side by
 /// side, and ends with this object, with the thread that made it or with the process, whatever
 /// state it is in. What cannot be done stops the test's process with the reason. One thread.
