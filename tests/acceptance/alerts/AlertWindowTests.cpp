@@ -89,8 +89,9 @@ TEST_F(AlertWindow, TheIconIsThatOfItsStyle) {
     const auto isYellow = [](auto red, auto green, auto blue) {
         return red > 200 && green > 180 && blue < 100;
     };
+    // Darker in Qt 6.4 than in 6.8.
     const auto isBlue = [](auto red, auto green, auto blue) {
-        return blue > 150 && red < 100 && green < 120;
+        return blue > 150 && red < 100 && green < blue - 40;
     };
     const auto isRed = [](auto red, auto green, auto blue) {
         return red > 150 && green < 100 && blue < 100;
