@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
 
@@ -19,14 +20,6 @@ int makeTimer() {
     const int descriptor = ::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC);
     viewerCheck(descriptor >= 0, "the system has no timer for the loop's clock");
     return descriptor;
-}
-
-timespec timespecOf(ViewerContinuousClock::Duration duration) {
-    constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-    timespec result{};
-    result.tv_sec = static_cast<time_t>(duration.count() / nanosecondsPerSecond);
-    result.tv_nsec = static_cast<long>(duration.count() % nanosecondsPerSecond);
-    return result;
 }
 
 }  // namespace

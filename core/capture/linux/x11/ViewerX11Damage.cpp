@@ -3,14 +3,13 @@
 #include <cstddef>
 #include <utility>
 
+#include "core/capture/linux/x11/ViewerX11Event.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 
 namespace velmora {
 
 namespace {
 
-/// The highest bit of an event's type tells that another client sent it.
-constexpr std::uint8_t eventTypeMask = 0x7f;
 /// Of changes that are more scattered than this only the rectangle around all of them is used.
 constexpr std::size_t maximumRectangles = 64;
 
@@ -45,8 +44,7 @@ ViewerX11Damage::ViewerX11Damage(std::shared_ptr<ViewerX11Connection> connection
 }
 
 bool ViewerX11Damage::isNotice(const xcb_generic_event_t& event) const {
-    return firstEvent_ && static_cast<std::uint8_t>(event.response_type & eventTypeMask) ==
-                              *firstEvent_ + XCB_DAMAGE_NOTIFY;
+    return firstEvent_ && eventTypeOf(event) == *firstEvent_ + XCB_DAMAGE_NOTIFY;
 }
 
 std::optional<std::vector<ViewerRectangle>> ViewerX11Damage::take() {

@@ -1,7 +1,6 @@
 #include "core/capture/linux/x11/ViewerX11MonitorCapture.h"
 
 #include <poll.h>
-#include <time.h>
 #include <xcb/damage.h>
 #include <xcb/randr.h>
 #include <xcb/shm.h>
@@ -14,6 +13,7 @@
 #include "core/capture/linux/x11/ViewerX11Monitors.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 #include "core/capture/linux/x11/ViewerX11RootReader.h"
+#include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
 
@@ -23,14 +23,6 @@ namespace {
 constexpr std::int64_t joiningArea = 512;
 constexpr std::chrono::seconds comparisonInterval{1};
 constexpr std::int64_t comparisonsPerPicture = 10;
-
-timespec timespecOf(std::chrono::nanoseconds duration) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
-    timespec result{};
-    result.tv_sec = static_cast<time_t>(seconds.count());
-    result.tv_nsec = static_cast<long>((duration - seconds).count());
-    return result;
-}
 
 }  // namespace
 

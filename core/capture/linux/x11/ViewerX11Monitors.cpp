@@ -9,7 +9,6 @@
 
 #include "core/capture/linux/x11/ViewerX11Identity.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
-#include "core/protocol/ViewerUTF8.h"
 
 namespace velmora {
 
@@ -143,7 +142,6 @@ bool takeAnswers(xcb_connection_t* xcb, MonitorRequests& requests) {
     ViewerX11Identity identity = ViewerX11Identity::of(monitor.edid, monitor.connector, randrName);
     monitor.uuidText = std::move(identity.uuidText);
     monitor.name = std::move(identity.name);
-    monitor.randrName = ViewerUTF8::repaired(randrName);
     return true;
 }
 
@@ -162,7 +160,6 @@ std::optional<Monitors> readMonitorsOnce(xcb_connection_t* xcb, const Overview& 
 Monitors wholeRoot(const xcb_get_geometry_reply_t& root) {
     ViewerX11Identity identity = ViewerX11Identity::of({}, {}, rootName);
     ViewerX11Monitor monitor;
-    monitor.randrName = rootName;
     monitor.name = std::move(identity.name);
     monitor.uuidText = std::move(identity.uuidText);
     monitor.rectangle = {0, 0, root.width, root.height};

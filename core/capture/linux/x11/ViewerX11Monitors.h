@@ -17,8 +17,6 @@ struct ViewerX11Monitor final {
     /// The atom of the monitor's name: as long as the server runs, one number for one name. 0 for
     /// the whole root window of a server that knows no monitors.
     std::uint32_t number = 0;
-    /// The monitor's name in RandR, valid UTF-8.
-    std::string randrName;
     /// The monitor's name for people, valid UTF-8: the one that it tells itself, else RandR's.
     std::string name;
     /// The canonical text of its UUID.

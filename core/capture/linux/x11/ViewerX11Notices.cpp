@@ -2,14 +2,9 @@
 
 #include <xcb/randr.h>
 
+#include "core/capture/linux/x11/ViewerX11Event.h"
+
 namespace velmora {
-
-namespace {
-
-/// The highest bit of an event's type tells that another client sent it.
-constexpr std::uint8_t eventTypeMask = 0x7f;
-
-}  // namespace
 
 ViewerX11Notices::ViewerX11Notices(const ViewerX11Connection& connection) {
     xcb_connection_t* const xcb = connection.xcb();
@@ -29,7 +24,7 @@ ViewerX11Notices::ViewerX11Notices(const ViewerX11Connection& connection) {
 }
 
 bool ViewerX11Notices::concernsDisplays(const xcb_generic_event_t& event) const {
-    const auto type = static_cast<std::uint8_t>(event.response_type & eventTypeMask);
+    const std::uint8_t type = eventTypeOf(event);
     return type == XCB_CONFIGURE_NOTIFY ||
            (firstRandrEvent_ && (type == *firstRandrEvent_ + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                                  type == *firstRandrEvent_ + XCB_RANDR_NOTIFY));

@@ -18,7 +18,7 @@ std::string uuidOf(const XServer& server, const std::string& name) {
     const auto monitors = connection ? readMonitors(*connection) : std::nullopt;
     std::string result = "no such monitor";
     for (const ViewerX11Monitor& each : monitors.value_or(std::vector<ViewerX11Monitor>())) {
-        if (each.randrName == name) {
+        if (each.name == name || each.connector == name) {
             result = each.uuidText;
         }
     }

@@ -18,7 +18,7 @@ class CapturedMonitor final {
   public:
     static constexpr const char* queueLabel = "com.quilmer.velmora.viewer-host.capture.7";
 
-    /// The monitor with this name in RandR; it need not be there.
+    /// The monitor of this name or on the output of this name; it need not be there.
     explicit CapturedMonitor(const XServer& server, const std::string& name = "screen",
                              StreamRecorder::Judgement isAllowed = {});
     /// The same on a server of which only the name is known.

@@ -55,7 +55,7 @@ std::string mainOf(const XServer& server) {
     for (const ViewerX11Monitor& each : monitorsOf(server)) {
         if (each.isMain) {
             EXPECT_EQ(main, "") << "two monitors are the main one";
-            main = each.randrName;
+            main = each.name;
         }
     }
     return main;
@@ -74,7 +74,6 @@ TEST(ViewerX11Monitors, AMonitorOfAVirtualServerHasTheSizeOfItsScreen) {
     const auto monitors = monitorsOf(server);
     ASSERT_EQ(monitors.size(), 1U);
     EXPECT_EQ(monitors[0].rectangle, (ViewerRectangle{0, 0, 1280, 720}));
-    EXPECT_EQ(monitors[0].randrName, "screen");
     EXPECT_EQ(monitors[0].name, "screen");
     EXPECT_EQ(monitors[0].connector, "screen");
     EXPECT_THAT(monitors[0].edid, IsEmpty());
@@ -102,7 +101,7 @@ TEST(ViewerX11Monitors, AMonitorNeedsNoOutput) {
     const auto monitors = monitorsOf(server);
     ASSERT_EQ(monitors.size(), 2U);
     EXPECT_EQ(monitors[0].connector, "screen");
-    EXPECT_EQ(monitors[1].randrName, "right");
+    EXPECT_EQ(monitors[1].name, "right");
     EXPECT_EQ(monitors[1].connector, "");
     EXPECT_EQ(monitors[1].rectangle, (ViewerRectangle{640, 0, 640, 720}));
     EXPECT_NE(monitors[0].uuidText, monitors[1].uuidText);
@@ -116,7 +115,7 @@ TEST(ViewerX11Monitors, OnlyThePartOnTheScreenCounts) {
     server.setMonitor("outside", {1280, 0, 640, 720});
     std::map<std::string, ViewerRectangle> places;
     for (const ViewerX11Monitor& each : monitorsOf(server)) {
-        places[each.randrName] = each.rectangle;
+        places[each.name] = each.rectangle;
     }
     EXPECT_EQ(places, (std::map<std::string, ViewerRectangle>{{"inside", {0, 0, 640, 720}},
                                                               {"corner", {1180, 700, 100, 20}},
@@ -146,9 +145,9 @@ TEST(ViewerX11Monitors, IdsOutliveTheServer) {
     ASSERT_EQ(before.size(), 2U);
     ASSERT_EQ(after.size(), 2U);
     for (const ViewerX11Monitor& each : after) {
-        const auto found = std::find_if(
-            before.begin(), before.end(),
-            [&](const ViewerX11Monitor& old) { return old.randrName == each.randrName; });
+        const auto found =
+            std::find_if(before.begin(), before.end(),
+                         [&](const ViewerX11Monitor& old) { return old.name == each.name; });
         ASSERT_NE(found, before.end());
         EXPECT_EQ(found->uuidText, each.uuidText);
     }
@@ -177,7 +176,7 @@ TEST(ViewerX11Monitors, WithNothingAtTheOriginTheFirstMonitorIsTheMainOne) {
     server.setMonitor("right", {300, 0, 200, 200});
     const auto monitors = monitorsOf(server);
     ASSERT_EQ(monitors.size(), 2U);
-    EXPECT_EQ(mainOf(server), monitors[0].randrName);
+    EXPECT_EQ(mainOf(server), monitors[0].name);
 }
 
 TEST(ViewerX11Monitors, WithoutAnyActiveOutputThereIsNoMonitor) {
