@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -25,6 +26,32 @@ xcb_rectangle_t rectangle(const ViewerRectangle& area) {
 
 constexpr std::uint32_t colourBits = 0xffffff;
 
+const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen) {
+    for (auto depth = ::xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0;
+         ::xcb_depth_next(&depth)) {
+        for (auto visual = ::xcb_depth_visuals_iterator(depth.data); visual.rem > 0;
+             ::xcb_visualtype_next(&visual)) {
+            if (visual.data->visual_id == screen.root_visual) {
+                return visual.data;
+            }
+        }
+    }
+    viewerCheck(false, "the test's X server does not describe its pixels");
+    return nullptr;
+}
+
+/// The highest bits of a level from 0 to 255, as many as there are, at their place.
+std::uint32_t placed(std::uint32_t level, std::uint32_t mask) {
+    const int excess = std::popcount(mask) - 8;
+    return (excess >= 0 ? level << excess : level >> -excess) << std::countr_zero(mask);
+}
+
+/// The server's pixel of a colour.
+std::uint32_t pixelOf(std::uint32_t colour, const xcb_visualtype_t& visual) {
+    return placed(colour >> 16 & 0xff, visual.red_mask) |
+           placed(colour >> 8 & 0xff, visual.green_mask) | placed(colour & 0xff, visual.blue_mask);
+}
+
 }  // namespace
 
 XPainter::XPainter(const XServer& server)
@@ -32,6 +59,7 @@ XPainter::XPainter(const XServer& server)
     const xcb_screen_t* screen = ::xcb_setup_roots_iterator(::xcb_get_setup(connection_)).data;
     root_ = screen->root;
     depth_ = screen->root_depth;
+    visual_ = rootVisual(*screen);
     context_ = ::xcb_generate_id(connection_);
     // Paints over windows too, and makes no event for a copy whose source cannot be read.
     const std::uint32_t values[] = {XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
@@ -42,7 +70,8 @@ XPainter::XPainter(const XServer& server)
 
 void XPainter::fill(const ViewerRectangle& area, std::uint32_t colour) {
     const xcb_rectangle_t place = rectangle(area);
-    ::xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &colour);
+    const std::uint32_t pixel = pixelOf(colour, *visual_);
+    ::xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &pixel);
     ::xcb_poly_fill_rectangle(connection_, root_, context_, 1, &place);
     client_->finish();
 }

@@ -16,6 +16,7 @@ namespace velmora {
 /// A client that paints on an X server's screen, straight on the root window, and reads back what
 /// is there. Each operation returns when the server has done it; rectangles are in pixels of the
 /// whole screen, colours 0xRRGGBB. What cannot be done stops the test's process. One thread.
+/// A screen of other than 8 bits a colour is only filled.
 class XPainter final {
   public:
     explicit XPainter(const XServer& server);
@@ -37,6 +38,7 @@ class XPainter final {
     xcb_connection_t* const connection_;
     xcb_window_t root_ = XCB_NONE;
     std::uint8_t depth_ = 0;
+    const xcb_visualtype_t* visual_ = nullptr;
     xcb_gcontext_t context_ = XCB_NONE;
 };
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11Monitors.h"
+#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
-#include "core/capture/linux/x11/ViewerX11RootReader.h"
 #include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
@@ -50,7 +50,8 @@ void ViewerX11MonitorCapture::run(const Delivery& deliver) {
 }
 
 bool ViewerX11MonitorCapture::begin() {
-    if (!ViewerX11RootReader::canRead(*connection_)) {
+    const std::optional<ViewerX11PixelForm> form = ViewerX11PixelForm::of(*connection_);
+    if (!form) {
         return false;
     }
     xcb_connection_t* const xcb = connection_->xcb();
@@ -65,7 +66,7 @@ bool ViewerX11MonitorCapture::begin() {
         return false;
     }
     monitor_ = *monitor;
-    picture_.emplace(connection_, monitor_);
+    picture_.emplace(connection_, *form, monitor_);
     markWhole();
     nextFrame_ = Clock::now();
     nextComparison_ = nextFrame_ + comparisonInterval;

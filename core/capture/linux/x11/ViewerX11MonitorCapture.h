@@ -34,7 +34,7 @@ class ViewerX11MonitorCapture final {
 
     /// Blocks until the connection has ended, the server refused something, or the monitor is no
     /// longer there: gone, moved, of another size. Returns at once when it is not there at first,
-    /// or when the screen's pixels are not 4 bytes of blue, green, red and one unused.
+    /// or when the screen's pixels have a form that cannot be read.
     void run(const Delivery& deliver);
 
   private:

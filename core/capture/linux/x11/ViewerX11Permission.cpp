@@ -5,12 +5,16 @@
 #include <memory>
 #include <utility>
 
+#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
 
 bool ViewerX11Permission::canReadScreen(ViewerX11Connection& connection) {
+    if (!ViewerX11PixelForm::of(connection)) {
+        return false;
+    }
     constexpr std::uint32_t allPlanes = 0xffffffff;
     const xcb_get_image_cookie_t pixel = xcb_get_image(connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP,
                                                        connection.root(), 0, 0, 1, 1, allPlanes);

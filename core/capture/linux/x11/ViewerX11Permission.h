@@ -13,7 +13,8 @@ namespace velmora {
 namespace ViewerX11Permission {
 
 /// Reads one pixel of the root window, which an untrusted client may not. False also when the
-/// connection broke. Blocks for one round trip.
+/// screen's pixels have a form that no capture can read, and when the connection broke. Blocks for
+/// one round trip.
 bool canReadScreen(ViewerX11Connection& connection);
 
 /// Connects to the named display and tries, on a thread of its own. `completion` runs once, with

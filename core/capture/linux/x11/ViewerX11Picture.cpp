@@ -42,8 +42,8 @@ std::pair<std::int64_t, std::int64_t> differentColumns(const std::uint32_t* a,
 }  // namespace
 
 ViewerX11Picture::ViewerX11Picture(std::shared_ptr<ViewerX11Connection> connection,
-                                   const ViewerRectangle& source)
-    : source_(source), average_(averageFor(source)), reader_(std::move(connection)) {
+                                   const ViewerX11PixelForm& form, const ViewerRectangle& source)
+    : source_(source), average_(averageFor(source)), reader_(std::move(connection), form) {
     pixels_.resize(static_cast<std::size_t>(whole().area()));
 }
 

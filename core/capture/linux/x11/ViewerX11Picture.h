@@ -10,6 +10,7 @@
 #include "core/capture/linux/imaging/ViewerAreaAverage.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
+#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11RootReader.h"
 
 namespace velmora {
@@ -20,10 +21,10 @@ namespace velmora {
 /// on its thread.
 class ViewerX11Picture final {
   public:
-    /// `source` is on the root window and not empty. The picture is black at first. Blocks for a
-    /// few round trips.
+    /// `form` is that of the connection's screen; `source` is on the root window and not empty. The
+    /// picture is black at first. Blocks for a few round trips.
     ViewerX11Picture(std::shared_ptr<ViewerX11Connection> connection,
-                     const ViewerRectangle& source);
+                     const ViewerX11PixelForm& form, const ViewerRectangle& source);
 
     /// The pixels of the picture that the given pixels of the root window have a part in.
     ViewerRectangle targetFor(const ViewerRectangle& onRoot) const;

@@ -14,9 +14,14 @@ namespace velmora {
 /// are repeated from the top, so that its darkest is 0 and its brightest 255. A plain value.
 class ViewerX11PixelForm final {
   public:
+    /// The size of a converted pixel.
+    static constexpr std::size_t convertedBytes = 4;
+
     /// What a server says of its pixels.
     struct Description final {
-        /// Pixels are 16 or 32 bits; the rows of a picture begin at multiples of `rowBits`.
+        friend bool operator==(const Description&, const Description&) = default;
+
+        /// The rows of a picture begin at multiples of `rowBits`.
         int bitsPerPixel = 32;
         int rowBits = 32;
         bool isLeastByteFirst = true;
@@ -36,9 +41,8 @@ class ViewerX11PixelForm final {
     bool isPlain() const { return isPlain_; }
     /// The distance of the rows of a picture of so many pixels.
     std::size_t bytesPerRow(std::size_t width) const;
-    /// Converts neighbouring pixels; each result is 0xRRGGBB in the machine's own byte order, which
-    /// with the least byte first is blue, green, red, unused.
-    void convert(const std::uint8_t* source, std::size_t count, std::uint32_t* target) const;
+    /// Converts neighbouring pixels of one row to 4 bytes each.
+    void convert(const std::uint8_t* source, std::size_t count, std::uint8_t* target) const;
 
   private:
     /// One colour's bits of a pixel and what they stand for.
@@ -47,16 +51,17 @@ class ViewerX11PixelForm final {
         std::uint32_t bits = 0;
         std::array<std::uint8_t, 256> levels{};
 
-        std::uint32_t levelOf(std::uint32_t pixel) const { return levels[(pixel >> shift) & bits]; }
+        std::uint8_t levelOf(std::uint32_t pixel) const { return levels[(pixel >> shift) & bits]; }
     };
 
-    ViewerX11PixelForm() = default;
-    static std::optional<Channel> channel(std::uint32_t mask, int bitsPerPixel);
+    ViewerX11PixelForm(const Description& description, const Channel& red, const Channel& green,
+                       const Channel& blue);
+    static std::optional<Channel> channelOf(std::uint32_t mask, int bitsPerPixel);
 
-    bool isPlain_ = false;
-    std::size_t bytesPerPixel_ = 0;
-    std::size_t rowBytes_ = 0;
-    bool isSwapped_ = false;
+    std::size_t bytesPerPixel_;
+    std::size_t rowBytes_;
+    bool isLeastByteFirst_;
+    bool isPlain_;
     Channel red_;
     Channel green_;
     Channel blue_;

@@ -9,48 +9,13 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t allPlanes = 0xffffffff;
-constexpr std::uint32_t redBits = 0xff0000;
-constexpr std::uint32_t greenBits = 0x00ff00;
-constexpr std::uint32_t blueBits = 0x0000ff;
-constexpr std::uint8_t bitsPerPixel = 32;
-
-bool hasWholePixels(const xcb_setup_t& setup, std::uint8_t depth) {
-    for (auto format = xcb_setup_pixmap_formats_iterator(&setup); format.rem > 0;
-         xcb_format_next(&format)) {
-        if (format.data->depth == depth) {
-            return format.data->bits_per_pixel == bitsPerPixel;
-        }
-    }
-    return false;
-}
-
-const xcb_visualtype_t* visualOf(const xcb_screen_t& screen) {
-    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0;
-         xcb_depth_next(&depth)) {
-        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0;
-             xcb_visualtype_next(&visual)) {
-            if (visual.data->visual_id == screen.root_visual) {
-                return visual.data;
-            }
-        }
-    }
-    return nullptr;
-}
-
 }  // namespace
 
-ViewerX11RootReader::ViewerX11RootReader(std::shared_ptr<ViewerX11Connection> connection)
+ViewerX11RootReader::ViewerX11RootReader(std::shared_ptr<ViewerX11Connection> connection,
+                                         const ViewerX11PixelForm& form)
     : connection_(std::move(connection)),
+      form_(form),
       memory_(ViewerX11SharedMemory::make(connection_, slotCount * slotBytes)) {}
-
-bool ViewerX11RootReader::canRead(const ViewerX11Connection& connection) {
-    const xcb_setup_t* const setup = xcb_get_setup(connection.xcb());
-    const xcb_visualtype_t* const visual = visualOf(connection.screen());
-    return setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST &&
-           hasWholePixels(*setup, connection.screen().root_depth) && visual != nullptr &&
-           visual->_class == XCB_VISUAL_CLASS_TRUE_COLOR && visual->red_mask == redBits &&
-           visual->green_mask == greenBits && visual->blue_mask == blueBits;
-}
 
 void ViewerX11RootReader::request(std::size_t slot, const ViewerRectangle& rectangle) {
     const auto x = static_cast<std::int16_t>(rectangle.x);
@@ -58,7 +23,9 @@ void ViewerX11RootReader::request(std::size_t slot, const ViewerRectangle& recta
     const auto width = static_cast<std::uint16_t>(rectangle.width);
     const auto height = static_cast<std::uint16_t>(rectangle.height);
     Slot& used = slots_[slot];
-    used.bytes = static_cast<std::size_t>(rectangle.area()) * bytesPerPixel;
+    used.width = width;
+    used.height = height;
+    used.bytes = form_.bytesPerRow(width) * height;
     viewerCheck(used.bytes <= slotBytes, "a rectangle of the screen is larger than its slot");
     if (memory_) {
         used.shared =
@@ -80,13 +47,26 @@ const std::uint8_t* ViewerX11RootReader::wait(std::size_t slot) {
         const ViewerX11Reply<xcb_shm_get_image_reply_t> reply(
             xcb_shm_get_image_reply(connection_->xcb(), used.shared, nullptr));
         const bool isWhole = reply != nullptr && reply->size == used.bytes;
-        return isWhole ? memory_->bytes() + slot * slotBytes : nullptr;
+        return isWhole ? plain(used, memory_->bytes() + slot * slotBytes) : nullptr;
     }
     used.reply.reset(xcb_get_image_reply(connection_->xcb(), used.plain, nullptr));
     const bool isWhole =
         used.reply != nullptr &&
         static_cast<std::size_t>(xcb_get_image_data_length(used.reply.get())) >= used.bytes;
-    return isWhole ? xcb_get_image_data(used.reply.get()) : nullptr;
+    return isWhole ? plain(used, xcb_get_image_data(used.reply.get())) : nullptr;
+}
+
+const std::uint8_t* ViewerX11RootReader::plain(const Slot& slot, const std::uint8_t* pixels) {
+    if (form_.isPlain()) {
+        return pixels;
+    }
+    const std::size_t rowBytes = slot.width * bytesPerPixel;
+    converted_.resize(rowBytes * slot.height);
+    for (std::size_t row = 0; row < slot.height; ++row) {
+        form_.convert(pixels + row * form_.bytesPerRow(slot.width), slot.width,
+                      converted_.data() + row * rowBytes);
+    }
+    return converted_.data();
 }
 
 }  // namespace velmora

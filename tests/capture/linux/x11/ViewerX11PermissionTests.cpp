@@ -48,6 +48,18 @@ TEST(ViewerX11Permission, AServerWhoseScreenCanBeReadGrantsIt) {
     EXPECT_TRUE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
 }
 
+TEST(ViewerX11Permission, AScreenWhosePixelsCannotBeReadDoesNotGrantIt) {
+    const auto isGrantedAtDepth = [](int depth) {
+        XServer::Options options;
+        options.depth = depth;
+        const XServer server(options);
+        return ViewerX11Permission::canReadScreen(server.displayName(), generous);
+    };
+    EXPECT_FALSE(isGrantedAtDepth(8));
+    EXPECT_TRUE(isGrantedAtDepth(16));
+    EXPECT_TRUE(isGrantedAtDepth(30));
+}
+
 TEST(ViewerX11Permission, ATrustedClientIsGrantedIt) {
     const XServer server(guarded());
     XAuthority::use(server.authorityFile());

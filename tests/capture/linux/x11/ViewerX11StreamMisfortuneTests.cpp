@@ -275,16 +275,13 @@ TEST(ViewerX11StreamMisfortune, AServerThatIsNotThereFailsTheStart) {
     EXPECT_EQ(wrong.recorder().stops() + none.recorder().stops(), 0U);
 }
 
-TEST(ViewerX11StreamMisfortune, AScreenOfAnotherPixelFormFailsTheStart) {
-    for (const int depth : {8, 16, 30}) {
-        SCOPED_TRACE(depth);
-        XServer::Options options;
-        options.depth = depth;
-        const XServer server(options);
-        CapturedMonitor monitor(server);
+TEST(ViewerX11StreamMisfortune, AScreenWithAColourMapFailsTheStart) {
+    XServer::Options options;
+    options.depth = 8;
+    const XServer server(options);
+    CapturedMonitor monitor(server);
 
-        EXPECT_FALSE(monitor.start());
-    }
+    EXPECT_FALSE(monitor.start());
 }
 
 TEST(ViewerX11StreamMisfortune, AServerWithoutMonitorsIsCapturedWhole) {
