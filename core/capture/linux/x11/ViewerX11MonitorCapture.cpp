@@ -6,7 +6,6 @@
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -17,34 +16,26 @@
 
 namespace velmora {
 
-namespace {
-
-/// How many pixels of the picture cost as much as fetching one more rectangle.
-constexpr std::int64_t joiningArea = 512;
-constexpr std::chrono::seconds comparisonInterval{1};
-constexpr std::int64_t comparisonsPerPicture = 10;
-
-}  // namespace
-
-ViewerX11MonitorCapture::ViewerX11MonitorCapture(std::shared_ptr<ViewerX11Connection> connection,
-                                                 std::string uuidText,
-                                                 std::chrono::nanoseconds frameInterval)
+ViewerX11MonitorCapture::ViewerX11MonitorCapture(
+    std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
+    std::chrono::nanoseconds frameInterval,
+    std::optional<std::chrono::nanoseconds> comparisonInterval)
     : connection_(std::move(connection)),
       uuidText_(std::move(uuidText)),
-      frameInterval_(frameInterval),
-      outdated_(joiningArea) {}
+      intervals_{frameInterval, comparisonInterval} {}
 
 void ViewerX11MonitorCapture::run(const Delivery& deliver) {
     bool isAlive = begin();
     // The notices come first: what was read together with an answer would wake nobody.
     while (isAlive && takeNotices()) {
         const Clock::time_point now = Clock::now();
-        if (now >= nextComparison_) {
-            isAlive = compareRows();
-        } else if (isFrameWanted() && now >= nextFrame_) {
+        const ViewerX11Schedule::Step step = schedule_->stepAt(now);
+        if (step == ViewerX11Schedule::Step::renew) {
             isAlive = captureFrame(deliver);
+        } else if (step == ViewerX11Schedule::Step::compare) {
+            isAlive = compareRows();
         } else {
-            isAlive = sleep();
+            isAlive = sleep(step, schedule_->wakeAfter(now) - now);
         }
     }
 }
@@ -67,9 +58,7 @@ bool ViewerX11MonitorCapture::begin() {
     }
     monitor_ = *monitor;
     picture_.emplace(connection_, *form, monitor_);
-    markWhole();
-    nextFrame_ = Clock::now();
-    nextComparison_ = nextFrame_ + comparisonInterval;
+    schedule_.emplace(picture_->whole(), intervals_, Clock::now());
     return true;
 }
 
@@ -92,7 +81,9 @@ bool ViewerX11MonitorCapture::takeNotices() {
         isVerified = true;
         while (const ViewerX11Reply<xcb_generic_event_t> event{
             xcb_poll_for_event(connection_->xcb())}) {
-            isDamaged_ = isDamaged_ || damage_->isNotice(*event);
+            if (damage_->isNotice(*event)) {
+                schedule_->noticeDamage();
+            }
             isVerified = isVerified && !notices_->concernsDisplays(*event);
         }
         if (!isVerified) {
@@ -100,14 +91,14 @@ bool ViewerX11MonitorCapture::takeNotices() {
                 return false;
             }
             // What was fetched may be of a time when something else was at this place.
-            markWhole();
+            schedule_->outdateAll();
         }
     }
     return !connection_->isDead();
 }
 
 bool ViewerX11MonitorCapture::takeDamage() {
-    if (!std::exchange(isDamaged_, false)) {
+    if (!schedule_->takeDamage()) {
         return true;
     }
     const std::optional<std::vector<ViewerRectangle>> changes = damage_->take();
@@ -115,60 +106,46 @@ bool ViewerX11MonitorCapture::takeDamage() {
         return false;
     }
     for (const ViewerRectangle& each : *changes) {
-        outdated_.add(picture_->targetFor(each));
+        schedule_->outdate(picture_->targetFor(each));
     }
     return true;
 }
 
 bool ViewerX11MonitorCapture::captureFrame(const Delivery& deliver) {
-    nextFrame_ = Clock::now() + frameInterval_;
-    if (!takeDamage()) {
-        return false;
-    }
-    const std::vector<ViewerRectangle> parts = outdated_.rectangles();
-    outdated_.clear();
-    if (!picture_->renew(parts)) {
+    schedule_->beginFrame(Clock::now());
+    if (!takeDamage() || !picture_->renew(schedule_->takeOutdated())) {
         return false;
     }
     // The server sends in order: a notice of a change from before a part was read is here by now.
     if (!takeNotices()) {
         return false;
     }
-    const bool isCurrent = outdated_.isEmpty();
-    if (isCurrent && (picture_->hasChanged() || !hasDelivered_)) {
-        picture_->forgetChanges();
-        hasDelivered_ = true;
+    if (schedule_->isCurrent() && picture_->takeChange()) {
         deliver(picture_->pixels());
     }
     return true;
 }
 
 bool ViewerX11MonitorCapture::compareRows() {
-    const ViewerRectangle whole = picture_->whole();
-    const std::int64_t rows =
-        std::min((whole.height + comparisonsPerPicture - 1) / comparisonsPerPicture,
-                 whole.height - comparedRow_);
-    // What the server has said by then is not new: it is fetched when it is due.
-    const bool isRead = takeDamage() && picture_->inspect({{0, comparedRow_, whole.width, rows}}) &&
-                        takeNotices() && takeDamage();
-    comparedRow_ = (comparedRow_ + rows) % whole.height;
-    if (picture_->hasChanged() && !outdated_.covers(picture_->changes())) {
-        markWhole();
+    // What the server has told of before the rows were read is no finding: it is fetched when it is
+    // due.
+    if (!takeDamage()) {
+        return false;
     }
-    nextComparison_ = Clock::now() + comparisonInterval;
-    return isRead;
+    const std::optional<ViewerRectangle> found = picture_->inspect(schedule_->rowsToCompare());
+    if (!found || !takeNotices() || !takeDamage()) {
+        return false;
+    }
+    schedule_->endComparison(*found, Clock::now());
+    return true;
 }
 
-bool ViewerX11MonitorCapture::sleep() {
-    const Clock::time_point now = Clock::now();
-    // Nothing can be done about changes before the next frame is due, so they need not wake.
-    const bool isResting = now < nextFrame_;
-    const Clock::time_point end =
-        isResting ? std::min(nextFrame_, nextComparison_) : nextComparison_;
-    const timespec duration = timespecOf(std::max<Clock::duration>(end - now, {}));
+bool ViewerX11MonitorCapture::sleep(ViewerX11Schedule::Step step, Clock::duration duration) {
+    const bool isListening = step == ViewerX11Schedule::Step::listen;
+    const timespec limit = timespecOf(duration);
     pollfd server{xcb_get_file_descriptor(connection_->xcb()),
-                  static_cast<short>(isResting ? 0 : POLLIN), 0};
-    (void)::ppoll(&server, 1, &duration, nullptr);  // What happened is seen in the notices.
+                  static_cast<short>(isListening ? POLLIN : 0), 0};
+    (void)::ppoll(&server, 1, &limit, nullptr);  // What happened is seen in the notices.
     return (server.revents & (POLLHUP | POLLERR)) == 0;
 }
 

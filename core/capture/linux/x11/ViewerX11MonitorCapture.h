@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -9,11 +8,11 @@
 
 #include "core/capture/ViewerPixelBuffer.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
-#include "core/capture/linux/imaging/ViewerRectangleSet.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Damage.h"
 #include "core/capture/linux/x11/ViewerX11Notices.h"
 #include "core/capture/linux/x11/ViewerX11Picture.h"
+#include "core/capture/linux/x11/ViewerX11Schedule.h"
 
 namespace velmora {
 
@@ -26,9 +25,12 @@ class ViewerX11MonitorCapture final {
     /// Receives the first picture and then every different one.
     using Delivery = std::function<void(const ViewerPixelBuffer&)>;
 
-    /// `frameInterval` is the least time between two pictures.
-    ViewerX11MonitorCapture(std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
-                            std::chrono::nanoseconds frameInterval);
+    /// `frameInterval` is the least time between two pictures, `comparisonInterval` the time
+    /// between two looks at a tenth of the rows, or nothing for none.
+    ViewerX11MonitorCapture(
+        std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
+        std::chrono::nanoseconds frameInterval,
+        std::optional<std::chrono::nanoseconds> comparisonInterval = std::chrono::seconds(1));
     ViewerX11MonitorCapture(const ViewerX11MonitorCapture&) = delete;
     ViewerX11MonitorCapture& operator=(const ViewerX11MonitorCapture&) = delete;
 
@@ -38,7 +40,7 @@ class ViewerX11MonitorCapture final {
     void run(const Delivery& deliver);
 
   private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = ViewerX11Schedule::Clock;
 
     bool begin();
     /// The monitor's place, or nothing when there is none with the capture's UUID.
@@ -48,28 +50,17 @@ class ViewerX11MonitorCapture final {
     bool takeDamage();
     bool captureFrame(const Delivery& deliver);
     bool compareRows();
-    bool sleep();
-
-    bool isFrameWanted() const { return isDamaged_ || !outdated_.isEmpty(); }
-    void markWhole() { outdated_.add(picture_->whole()); }
+    /// Also true when it is over early.
+    bool sleep(ViewerX11Schedule::Step step, Clock::duration duration);
 
     const std::shared_ptr<ViewerX11Connection> connection_;
     const std::string uuidText_;
-    const Clock::duration frameInterval_;
+    const ViewerX11Schedule::Intervals intervals_;
     std::optional<ViewerX11Notices> notices_;
     std::optional<ViewerX11Damage> damage_;
     ViewerRectangle monitor_;
     std::optional<ViewerX11Picture> picture_;
-
-    /// Whether the server has a notice out about changes that were not taken yet.
-    bool isDamaged_ = false;
-    bool hasDelivered_ = false;
-    /// The parts of the picture that are known to be out of date.
-    ViewerRectangleSet outdated_;
-    Clock::time_point nextFrame_;
-    Clock::time_point nextComparison_;
-    /// The first row of the picture that is compared next.
-    std::int64_t comparedRow_ = 0;
+    std::optional<ViewerX11Schedule> schedule_;
 };
 
 }  // namespace velmora

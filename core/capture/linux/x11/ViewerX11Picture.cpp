@@ -67,6 +67,11 @@ ViewerPixelBuffer ViewerX11Picture::pixels() const {
     return result;
 }
 
+std::optional<ViewerRectangle> ViewerX11Picture::inspect(const ViewerRectangle& part) {
+    found_ = {};
+    return fetch({part}, true) ? std::optional(found_) : std::nullopt;
+}
+
 bool ViewerX11Picture::fetch(const std::vector<ViewerRectangle>& parts, bool findsAllChanges) {
     constexpr std::size_t maximumPixels =
         ViewerX11RootReader::slotBytes / ViewerX11RootReader::bytesPerPixel;
@@ -98,7 +103,7 @@ bool ViewerX11Picture::fetch(const std::vector<ViewerRectangle>& parts, bool fin
 
 void ViewerX11Picture::reduce(const ViewerRectangle& band, const std::uint8_t* source,
                               bool findsAllChanges) {
-    const bool compares = findsAllChanges || !hasChanged();
+    const bool compares = findsAllChanges || !hasChanged_;
     if (compares) {
         keep(band);
     }
@@ -106,7 +111,9 @@ void ViewerX11Picture::reduce(const ViewerRectangle& band, const std::uint8_t* s
     average_.reduce(band, source, sourceWidth * ViewerX11RootReader::bytesPerPixel,
                     reinterpret_cast<std::uint8_t*>(pixels_.data()), pixels().bytesPerRow);
     if (compares) {
-        compareWithKept(band);
+        const ViewerRectangle difference = differenceFromKept(band);
+        found_ = boundingBox(found_, difference);
+        hasChanged_ = hasChanged_ || !difference.isEmpty();
     }
 }
 
@@ -121,12 +128,14 @@ void ViewerX11Picture::keep(const ViewerRectangle& band) {
     }
 }
 
-void ViewerX11Picture::compareWithKept(const ViewerRectangle& band) {
+ViewerRectangle ViewerX11Picture::differenceFromKept(const ViewerRectangle& band) {
+    ViewerRectangle result;
     for (std::int64_t row = 0; row < band.height; ++row) {
         const auto [begin, end] =
             differentColumns(pixelsOf(band, row), kept_.data() + row * band.width, band.width);
-        changes_ = boundingBox(changes_, {band.x + begin, band.y + row, end - begin, 1});
+        result = boundingBox(result, {band.x + begin, band.y + row, end - begin, 1});
     }
+    return result;
 }
 
 }  // namespace velmora

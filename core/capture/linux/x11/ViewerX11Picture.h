@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "core/capture/ViewerPixelBuffer.h"
@@ -33,14 +34,12 @@ class ViewerX11Picture final {
     /// Renews rectangles of the picture. False when the server refused or is gone: the picture is
     /// of no use then. Blocks.
     bool renew(const std::vector<ViewerRectangle>& parts) { return fetch(parts, false); }
-    /// The same, and finds everything that became different by it, which costs a little more.
-    bool inspect(const std::vector<ViewerRectangle>& parts) { return fetch(parts, true); }
+    /// The same for one rectangle; the result is around everything that became different by it,
+    /// which costs a little more to find. Nothing when the server refused or is gone.
+    std::optional<ViewerRectangle> inspect(const ViewerRectangle& part);
 
-    /// Whether a pixel became different since `forgetChanges`.
-    bool hasChanged() const { return !changes_.isEmpty(); }
-    /// A rectangle around those of them that were looked for.
-    const ViewerRectangle& changes() const { return changes_; }
-    void forgetChanges() { changes_ = {}; }
+    /// Whether it is another picture than when this was last asked; at first it is.
+    bool takeChange() { return std::exchange(hasChanged_, false); }
 
     /// The picture as it is now; valid as long as it is not renewed.
     ViewerPixelBuffer pixels() const;
@@ -50,7 +49,8 @@ class ViewerX11Picture final {
     void reduce(const ViewerRectangle& band, const std::uint8_t* source, bool findsAllChanges);
     std::uint32_t* pixelsOf(const ViewerRectangle& band, std::int64_t row);
     void keep(const ViewerRectangle& band);
-    void compareWithKept(const ViewerRectangle& band);
+    /// A rectangle around all of the band that is not as it was kept.
+    ViewerRectangle differenceFromKept(const ViewerRectangle& band);
 
     const ViewerRectangle source_;
     const ViewerAreaAverage average_;
@@ -58,7 +58,9 @@ class ViewerX11Picture final {
     std::vector<std::uint32_t> pixels_;
     /// What the band that is being reduced was before.
     std::vector<std::uint32_t> kept_;
-    ViewerRectangle changes_;
+    /// What the inspection that is under way has found.
+    ViewerRectangle found_;
+    bool hasChanged_ = true;
 };
 
 }  // namespace velmora

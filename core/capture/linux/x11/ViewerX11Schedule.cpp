@@ -1,0 +1,66 @@
+#include "core/capture/linux/x11/ViewerX11Schedule.h"
+
+#include <algorithm>
+
+namespace velmora {
+
+namespace {
+
+/// How many pixels of the picture cost as much as fetching one more rectangle.
+constexpr std::int64_t joiningArea = 512;
+constexpr std::int64_t comparisonsPerPicture = 10;
+
+}  // namespace
+
+ViewerX11Schedule::ViewerX11Schedule(const ViewerRectangle& picture, const Intervals& intervals,
+                                     Instant now)
+    : picture_(picture),
+      intervals_(intervals),
+      outdated_(joiningArea),
+      nextFrame_(now),
+      nextComparison_(intervals.comparison ? now + *intervals.comparison : Instant::max()) {
+    outdateAll();
+}
+
+std::vector<ViewerRectangle> ViewerX11Schedule::takeOutdated() {
+    std::vector<ViewerRectangle> result = outdated_.rectangles();
+    outdated_.clear();
+    return result;
+}
+
+ViewerX11Schedule::Step ViewerX11Schedule::stepAt(Instant now) const {
+    const bool mayRenew = now >= nextFrame_;
+    const bool isRenewalDue = mayRenew && isFrameWanted();
+    const bool isComparisonDue = now >= nextComparison_;
+    if (isRenewalDue && isComparisonDue) {
+        // What has been due for longer, so that neither waits for ever where both are slow.
+        return nextFrame_ < nextComparison_ ? Step::renew : Step::compare;
+    }
+    if (isRenewalDue || isComparisonDue) {
+        return isRenewalDue ? Step::renew : Step::compare;
+    }
+    return mayRenew ? Step::listen : Step::rest;
+}
+
+ViewerX11Schedule::Instant ViewerX11Schedule::wakeAfter(Instant now) const {
+    return now < nextFrame_ ? std::min(nextFrame_, nextComparison_) : nextComparison_;
+}
+
+ViewerRectangle ViewerX11Schedule::rowsToCompare() const {
+    const std::int64_t rows =
+        std::min((picture_.height + comparisonsPerPicture - 1) / comparisonsPerPicture,
+                 picture_.height - comparedRow_);
+    return {0, comparedRow_, picture_.width, rows};
+}
+
+void ViewerX11Schedule::endComparison(const ViewerRectangle& found, Instant now) {
+    comparedRow_ = rowsToCompare().bottom() % picture_.height;
+    if (!found.isEmpty() && !outdated_.covers(found)) {
+        outdateAll();
+    }
+    if (intervals_.comparison) {
+        nextComparison_ = now + *intervals_.comparison;
+    }
+}
+
+}  // namespace velmora

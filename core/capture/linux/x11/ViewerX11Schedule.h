@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "core/capture/linux/imaging/ViewerRectangle.h"
+#include "core/capture/linux/imaging/ViewerRectangleSet.h"
+
+namespace velmora {
+
+/// What the capture of one monitor does next, and when: what of its picture is out of date, when
+/// that may be fetched, and which rows are compared next in case the server has not told of a
+/// change. A plain value that is told the time.
+class ViewerX11Schedule final {
+  public:
+    using Clock = std::chrono::steady_clock;
+    using Instant = Clock::time_point;
+
+    /// `rest` is for a time in which nothing can be done about a change, `listen` for one in which
+    /// a notice of a change may lead to another step at once.
+    enum class Step { renew, compare, rest, listen };
+
+    struct Intervals final {
+        /// The least time between two pictures.
+        Clock::duration frame{};
+        /// The time between two comparisons of a tenth of the rows; nothing: there are none.
+        std::optional<Clock::duration> comparison;
+    };
+
+    /// Of a picture of this size, none of which was fetched yet.
+    ViewerX11Schedule(const ViewerRectangle& picture, const Intervals& intervals, Instant now);
+
+    /// The server has changes to tell of, until that is taken.
+    void noticeDamage() { isDamaged_ = true; }
+    bool takeDamage() { return std::exchange(isDamaged_, false); }
+
+    /// Parts of the picture that are known to be out of date, until they are taken.
+    void outdate(const ViewerRectangle& part) { outdated_.add(part); }
+    void outdateAll() { outdated_.add(picture_); }
+    bool isCurrent() const { return outdated_.isEmpty(); }
+    std::vector<ViewerRectangle> takeOutdated();
+
+    Step stepAt(Instant now) const;
+    /// When resting or listening ends also without a notice.
+    Instant wakeAfter(Instant now) const;
+
+    void beginFrame(Instant now) { nextFrame_ = now + intervals_.frame; }
+    ViewerRectangle rowsToCompare() const;
+    /// `found` is around all that was different in those rows. What nothing had told of renews the
+    /// whole picture.
+    void endComparison(const ViewerRectangle& found, Instant now);
+
+  private:
+    bool isFrameWanted() const { return isDamaged_ || !isCurrent(); }
+
+    ViewerRectangle picture_;
+    Intervals intervals_;
+    bool isDamaged_ = false;
+    ViewerRectangleSet outdated_;
+    Instant nextFrame_;
+    Instant nextComparison_;
+    /// The first row that is compared next.
+    std::int64_t comparedRow_ = 0;
+};
+
+}  // namespace velmora

@@ -1,0 +1,103 @@
+#include "core/capture/linux/x11/ViewerX11Schedule.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace velmora {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Step = ViewerX11Schedule::Step;
+using Instant = ViewerX11Schedule::Instant;
+
+constexpr ViewerRectangle picture{0, 0, 640, 359};
+constexpr ViewerRectangle dot{5, 5, 1, 1};
+constexpr milliseconds frame{40};
+const Instant start{seconds(1000)};
+
+/// One that has just begun its first frame.
+ViewerX11Schedule current(std::optional<seconds> comparison = seconds(1)) {
+    ViewerX11Schedule result(picture, {frame, comparison}, start);
+    result.beginFrame(start);
+    (void)result.takeOutdated();
+    return result;
+}
+
+TEST(ViewerX11Schedule, AtFirstTheWholePictureIsRenewedAtOnce) {
+    ViewerX11Schedule schedule(picture, {frame, seconds(1)}, start);
+
+    EXPECT_EQ(schedule.stepAt(start), Step::renew);
+
+    EXPECT_FALSE(schedule.isCurrent());
+    EXPECT_EQ(schedule.takeOutdated(), std::vector{picture});
+    EXPECT_TRUE(schedule.isCurrent());
+}
+
+TEST(ViewerX11Schedule, ChangesAreRestedForUntilTheNextFrameIsDue) {
+    ViewerX11Schedule schedule = current();
+    schedule.noticeDamage();
+    EXPECT_EQ(schedule.stepAt(start + milliseconds(39)), Step::rest);
+    EXPECT_EQ(schedule.wakeAfter(start + milliseconds(39)), start + frame);
+    EXPECT_EQ(schedule.stepAt(start + frame), Step::renew);
+    EXPECT_TRUE(schedule.takeDamage());
+    EXPECT_FALSE(schedule.takeDamage());
+    schedule.outdate(dot);
+    EXPECT_EQ(schedule.stepAt(start + frame), Step::renew);
+}
+
+TEST(ViewerX11Schedule, WithoutAChangeItListensUntilTheNextComparison) {
+    const ViewerX11Schedule schedule = current();
+    EXPECT_EQ(schedule.stepAt(start + frame), Step::listen);
+    EXPECT_EQ(schedule.wakeAfter(start + frame), start + seconds(1));
+    EXPECT_EQ(schedule.stepAt(start + seconds(1)), Step::compare);
+}
+
+TEST(ViewerX11Schedule, WithoutComparisonsItListensForEver) {
+    const ViewerX11Schedule schedule = current(std::nullopt);
+    EXPECT_EQ(schedule.stepAt(start + std::chrono::hours(1000)), Step::listen);
+}
+
+TEST(ViewerX11Schedule, EveryRowHasItsTurn) {
+    ViewerX11Schedule schedule = current();
+    Instant now = start;
+    for (int round = 0; round < 2; ++round) {
+        std::int64_t row = 0;
+        for (int turn = 0; turn < 10; ++turn) {
+            const ViewerRectangle rows = schedule.rowsToCompare();
+            EXPECT_EQ(rows, (ViewerRectangle{0, row, 640, turn < 9 ? 36 : 35}));
+            row = rows.bottom();
+            now += seconds(1);
+            EXPECT_EQ(schedule.stepAt(now), Step::compare);
+            schedule.endComparison({}, now);
+        }
+        EXPECT_EQ(row, picture.height);
+    }
+    EXPECT_TRUE(schedule.isCurrent());
+}
+
+TEST(ViewerX11Schedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {
+    ViewerX11Schedule schedule = current();
+    schedule.outdate(dot);
+    schedule.endComparison(dot, start);
+    EXPECT_EQ(schedule.takeOutdated(), std::vector{dot});
+    schedule.endComparison(dot, start);
+    EXPECT_EQ(schedule.takeOutdated(), std::vector{picture});
+}
+
+TEST(ViewerX11Schedule, OfTwoThatAreDueTheOneThatWaitsLongerIsFirst) {
+    ViewerX11Schedule schedule = current();
+    schedule.outdate(dot);
+    EXPECT_EQ(schedule.stepAt(start + seconds(5)), Step::renew);
+    schedule.beginFrame(start + seconds(5));
+    EXPECT_EQ(schedule.stepAt(start + seconds(6)), Step::compare);
+    schedule.endComparison({}, start + seconds(7));
+    EXPECT_EQ(schedule.stepAt(start + seconds(9)), Step::renew);
+}
+
+}  // namespace
+}  // namespace velmora
