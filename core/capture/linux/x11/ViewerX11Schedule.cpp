@@ -10,6 +10,14 @@ namespace {
 constexpr std::int64_t joiningArea = 512;
 constexpr std::int64_t comparisonsPerPicture = 10;
 
+std::int64_t quotientRoundedUp(std::int64_t dividend, std::int64_t divisor) {
+    return (dividend + divisor - 1) / divisor;
+}
+
+std::int64_t rowsPerComparison(const ViewerRectangle& picture) {
+    return quotientRoundedUp(picture.height, comparisonsPerPicture);
+}
+
 }  // namespace
 
 ViewerX11Schedule::ViewerX11Schedule(const ViewerRectangle& picture, const Intervals& intervals,
@@ -47,9 +55,7 @@ ViewerX11Schedule::Instant ViewerX11Schedule::wakeAfter(Instant now) const {
 }
 
 ViewerRectangle ViewerX11Schedule::rowsToCompare() const {
-    const std::int64_t rows =
-        std::min((picture_.height + comparisonsPerPicture - 1) / comparisonsPerPicture,
-                 picture_.height - comparedRow_);
+    const std::int64_t rows = std::min(rowsPerComparison(picture_), picture_.height - comparedRow_);
     return {0, comparedRow_, picture_.width, rows};
 }
 
@@ -57,9 +63,13 @@ void ViewerX11Schedule::endComparison(const ViewerRectangle& found, Instant now)
     comparedRow_ = rowsToCompare().bottom() % picture_.height;
     if (!found.isEmpty() && !outdated_.covers(found)) {
         outdateAll();
+        comparisonsInDoubt_ = quotientRoundedUp(picture_.height, rowsPerComparison(picture_));
+    } else if (comparisonsInDoubt_ > 0) {
+        --comparisonsInDoubt_;
     }
     if (intervals_.comparison) {
-        nextComparison_ = now + *intervals_.comparison;
+        nextComparison_ =
+            now + (comparisonsInDoubt_ > 0 ? intervals_.frame : *intervals_.comparison);
     }
 }
 

@@ -50,7 +50,8 @@ class ViewerX11Schedule final {
     void beginFrame(Instant now) { nextFrame_ = now + intervals_.frame; }
     ViewerRectangle rowsToCompare() const;
     /// `found` is around all that was different in those rows. What nothing had told of renews the
-    /// whole picture.
+    /// whole picture, and from then on comparisons are as frequent as pictures, until all rows had
+    /// their turn and nothing more was found: this server does not tell of everything.
     void endComparison(const ViewerRectangle& found, Instant now);
 
   private:
@@ -64,6 +65,8 @@ class ViewerX11Schedule final {
     Instant nextComparison_;
     /// The first row that is compared next.
     std::int64_t comparedRow_ = 0;
+    /// How many comparisons more have to find nothing before they become rare again.
+    std::int64_t comparisonsInDoubt_ = 0;
 };
 
 }  // namespace velmora

@@ -89,6 +89,53 @@ TEST(ViewerX11Schedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {
     EXPECT_EQ(schedule.takeOutdated(), std::vector{picture});
 }
 
+/// How many comparisons that find nothing come at the distance of frames.
+int comparisonsInDoubt(ViewerX11Schedule& schedule, Instant& now) {
+    int count = 0;
+    while (schedule.stepAt(now + frame) == Step::compare) {
+        now += frame;
+        schedule.endComparison({}, now);
+        ++count;
+    }
+    return count;
+}
+
+TEST(ViewerX11Schedule, AfterAFindingComparisonsAreAsFrequentAsFramesForAWholeRound) {
+    ViewerX11Schedule schedule = current();
+    Instant now = start + seconds(1);
+    schedule.endComparison(dot, now);
+    schedule.beginFrame(now);
+    (void)schedule.takeOutdated();
+
+    EXPECT_EQ(comparisonsInDoubt(schedule, now), 10);
+
+    EXPECT_EQ(schedule.wakeAfter(now + frame), now + seconds(1));
+}
+
+TEST(ViewerX11Schedule, EachFurtherFindingBeginsTheRoundAnew) {
+    ViewerX11Schedule schedule = current();
+    Instant now = start + seconds(1);
+    for (int finding = 0; finding < 20; ++finding) {
+        EXPECT_EQ(schedule.stepAt(now), Step::compare);
+        schedule.endComparison(dot, now);
+        schedule.beginFrame(now);
+        (void)schedule.takeOutdated();
+        now += frame;
+    }
+    now -= frame;
+    EXPECT_EQ(comparisonsInDoubt(schedule, now), 10);
+}
+
+TEST(ViewerX11Schedule, WhatTheServerToldOfIsNoFinding) {
+    ViewerX11Schedule schedule = current();
+    Instant now = start + seconds(1);
+    schedule.outdate({0, 0, 20, 20});
+    schedule.endComparison(dot, now);
+    schedule.beginFrame(now);
+    (void)schedule.takeOutdated();
+    EXPECT_EQ(comparisonsInDoubt(schedule, now), 0);
+}
+
 TEST(ViewerX11Schedule, OfTwoThatAreDueTheOneThatWaitsLongerIsFirst) {
     ViewerX11Schedule schedule = current();
     schedule.outdate(dot);
