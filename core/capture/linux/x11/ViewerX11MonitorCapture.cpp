@@ -16,19 +16,40 @@
 
 namespace velmora {
 
+namespace {
+
+/// Tells the pacing of one fetch, for as long as it lives.
+class PacedFetch final {
+  public:
+    explicit PacedFetch(ViewerX11Pacing& pacing) : pacing_(pacing) {
+        pacing_.begin(ViewerX11Pacing::Clock::now());
+    }
+    ~PacedFetch() { pacing_.end(ViewerX11Pacing::Clock::now()); }
+    PacedFetch(const PacedFetch&) = delete;
+    PacedFetch& operator=(const PacedFetch&) = delete;
+
+  private:
+    ViewerX11Pacing& pacing_;
+};
+
+}  // namespace
+
 ViewerX11MonitorCapture::ViewerX11MonitorCapture(
     std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
     std::chrono::nanoseconds frameInterval,
-    std::optional<std::chrono::nanoseconds> comparisonInterval)
+    std::optional<std::chrono::nanoseconds> comparisonInterval,
+    std::shared_ptr<ViewerX11Pacing> pacing)
     : connection_(std::move(connection)),
       uuidText_(std::move(uuidText)),
-      intervals_{frameInterval, comparisonInterval} {}
+      intervals_{frameInterval, comparisonInterval},
+      pacing_(std::move(pacing)) {}
 
 void ViewerX11MonitorCapture::run(const Delivery& deliver) {
     bool isAlive = begin();
     // The notices come first: what was read together with an answer would wake nobody.
     while (isAlive && takeNotices()) {
         const Clock::time_point now = Clock::now();
+        schedule_->holdUntil(pacing_->nextFetch());
         const ViewerX11Schedule::Step step = schedule_->stepAt(now);
         if (step == ViewerX11Schedule::Step::renew) {
             isAlive = captureFrame(deliver);
@@ -111,9 +132,19 @@ bool ViewerX11MonitorCapture::takeDamage() {
     return true;
 }
 
+bool ViewerX11MonitorCapture::renewPicture() {
+    const PacedFetch fetch(*pacing_);
+    return takeDamage() && picture_->renew(schedule_->takeOutdated());
+}
+
+std::optional<ViewerRectangle> ViewerX11MonitorCapture::inspectRows() {
+    const PacedFetch fetch(*pacing_);
+    return picture_->inspect(schedule_->rowsToCompare());
+}
+
 bool ViewerX11MonitorCapture::captureFrame(const Delivery& deliver) {
     schedule_->beginFrame(Clock::now());
-    if (!takeDamage() || !picture_->renew(schedule_->takeOutdated())) {
+    if (!renewPicture()) {
         return false;
     }
     // The server sends in order: a notice of a change from before a part was read is here by now.
@@ -132,7 +163,7 @@ bool ViewerX11MonitorCapture::compareRows() {
     if (!takeDamage()) {
         return false;
     }
-    const std::optional<ViewerRectangle> found = picture_->inspect(schedule_->rowsToCompare());
+    const std::optional<ViewerRectangle> found = inspectRows();
     if (!found || !takeNotices() || !takeDamage()) {
         return false;
     }

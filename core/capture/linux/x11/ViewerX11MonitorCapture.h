@@ -11,6 +11,7 @@
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Damage.h"
 #include "core/capture/linux/x11/ViewerX11Notices.h"
+#include "core/capture/linux/x11/ViewerX11Pacing.h"
 #include "core/capture/linux/x11/ViewerX11Picture.h"
 #include "core/capture/linux/x11/ViewerX11Schedule.h"
 
@@ -30,7 +31,8 @@ class ViewerX11MonitorCapture final {
     ViewerX11MonitorCapture(
         std::shared_ptr<ViewerX11Connection> connection, std::string uuidText,
         std::chrono::nanoseconds frameInterval,
-        std::optional<std::chrono::nanoseconds> comparisonInterval = std::chrono::seconds(1));
+        std::optional<std::chrono::nanoseconds> comparisonInterval = std::chrono::seconds(1),
+        std::shared_ptr<ViewerX11Pacing> pacing = ViewerX11Pacing::ofProcess());
     ViewerX11MonitorCapture(const ViewerX11MonitorCapture&) = delete;
     ViewerX11MonitorCapture& operator=(const ViewerX11MonitorCapture&) = delete;
 
@@ -49,13 +51,17 @@ class ViewerX11MonitorCapture final {
     bool takeNotices();
     bool takeDamage();
     bool captureFrame(const Delivery& deliver);
+    bool renewPicture();
     bool compareRows();
+    /// What was found; nothing when the capture is over.
+    std::optional<ViewerRectangle> inspectRows();
     /// Also true when it is over early.
     bool sleep(ViewerX11Schedule::Step step, Clock::duration duration);
 
     const std::shared_ptr<ViewerX11Connection> connection_;
     const std::string uuidText_;
     const ViewerX11Schedule::Intervals intervals_;
+    const std::shared_ptr<ViewerX11Pacing> pacing_;
     std::optional<ViewerX11Notices> notices_;
     std::optional<ViewerX11Damage> damage_;
     ViewerRectangle monitor_;

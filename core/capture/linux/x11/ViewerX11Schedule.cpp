@@ -37,9 +37,9 @@ std::vector<ViewerRectangle> ViewerX11Schedule::takeOutdated() {
 }
 
 ViewerX11Schedule::Step ViewerX11Schedule::stepAt(Instant now) const {
-    const bool mayRenew = now >= nextFrame_;
+    const bool mayRenew = now >= std::max(nextFrame_, held_);
     const bool isRenewalDue = mayRenew && isFrameWanted();
-    const bool isComparisonDue = now >= nextComparison_;
+    const bool isComparisonDue = now >= std::max(nextComparison_, held_);
     if (isRenewalDue && isComparisonDue) {
         // What has been due for longer, so that neither waits for ever where both are slow.
         return nextFrame_ < nextComparison_ ? Step::renew : Step::compare;
@@ -51,7 +51,9 @@ ViewerX11Schedule::Step ViewerX11Schedule::stepAt(Instant now) const {
 }
 
 ViewerX11Schedule::Instant ViewerX11Schedule::wakeAfter(Instant now) const {
-    return now < nextFrame_ ? std::min(nextFrame_, nextComparison_) : nextComparison_;
+    const Instant frame = std::max(nextFrame_, held_);
+    const Instant comparison = std::max(nextComparison_, held_);
+    return now < frame ? std::min(frame, comparison) : comparison;
 }
 
 ViewerRectangle ViewerX11Schedule::rowsToCompare() const {

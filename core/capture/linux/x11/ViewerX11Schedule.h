@@ -43,6 +43,8 @@ class ViewerX11Schedule final {
     bool isCurrent() const { return outdated_.isEmpty(); }
     std::vector<ViewerRectangle> takeOutdated();
 
+    /// Nothing is fetched before.
+    void holdUntil(Instant until) { held_ = until; }
     Step stepAt(Instant now) const;
     /// When resting or listening ends also without a notice.
     Instant wakeAfter(Instant now) const;
@@ -61,6 +63,7 @@ class ViewerX11Schedule final {
     Intervals intervals_;
     bool isDamaged_ = false;
     ViewerRectangleSet outdated_;
+    Instant held_;
     Instant nextFrame_;
     Instant nextComparison_;
     /// The first row that is compared next.

@@ -136,6 +136,16 @@ TEST(ViewerX11Schedule, WhatTheServerToldOfIsNoFinding) {
     EXPECT_EQ(comparisonsInDoubt(schedule, now), 0);
 }
 
+TEST(ViewerX11Schedule, NothingIsFetchedWhileItIsHeld) {
+    ViewerX11Schedule schedule = current();
+    schedule.holdUntil(start + seconds(3));
+    EXPECT_EQ(schedule.stepAt(start + seconds(2)), Step::rest);
+    schedule.outdate(dot);
+    EXPECT_EQ(schedule.stepAt(start + seconds(2)), Step::rest);
+    EXPECT_EQ(schedule.wakeAfter(start + seconds(2)), start + seconds(3));
+    EXPECT_EQ(schedule.stepAt(start + seconds(3)), Step::renew);
+}
+
 TEST(ViewerX11Schedule, OfTwoThatAreDueTheOneThatWaitsLongerIsFirst) {
     ViewerX11Schedule schedule = current();
     schedule.outdate(dot);
