@@ -153,6 +153,21 @@ TEST_F(DisplayChange, ADisplayThatIsGoneIsNotFound) {
     EXPECT_TRUE(frameOf(idOf("Red")).has_value());
 }
 
+TEST_F(DisplayChange, ADisplayWhoseTerminalIsSwitchedAwayIsListedAndHasNoFrames) {
+    serve();
+    const std::string id = idOf("screen");
+    ASSERT_TRUE(frameOf(id).has_value());
+    const auto client = server_.connect();
+    for (int round = 0; round < 2; ++round) {
+        client->setRootProperty("XFree86_has_VT", 0);
+        EXPECT_TRUE(eventually([&] { return HTTPClient::get(frameTarget(id)).status() == 503; }));
+        EXPECT_TRUE(isListed("screen"));
+        EXPECT_EQ(HTTPClient::get(frameTarget(id)).status(), 503);
+        client->setRootProperty("XFree86_has_VT", 1);
+        EXPECT_TRUE(eventually([&] { return frameOf(id).has_value(); }));
+    }
+}
+
 TEST_F(DisplayChange, AFifthDisplayHasToWaitUntilACaptureHasStopped) {
     for (std::int64_t i = 0; i < 5; ++i) {
         show({"Strip " + std::to_string(i),

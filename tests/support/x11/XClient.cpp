@@ -122,6 +122,15 @@ void XClient::setEDID(const std::string& output, const std::vector<std::uint8_t>
           "an EDID cannot be set");
 }
 
+void XClient::setRootProperty(const std::string& name, std::optional<std::uint32_t> value) const {
+    constexpr std::uint8_t numberBits = 32;
+    check(value
+              ? ::xcb_change_property_checked(connection_, XCB_PROP_MODE_REPLACE, root(),
+                                              atom(name), XCB_ATOM_INTEGER, numberBits, 1, &*value)
+              : ::xcb_delete_property_checked(connection_, root(), atom(name)),
+          "a property cannot be set");
+}
+
 std::vector<std::uint8_t> XClient::edid(const std::string& output) const {
     constexpr std::uint32_t lengthLimit = 256;
     const Reply<xcb_randr_get_output_property_reply_t> reply(::xcb_randr_get_output_property_reply(

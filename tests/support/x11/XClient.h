@@ -4,6 +4,7 @@
 #include <xcb/xcb.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,8 @@ class XClient final {
     std::size_t monitorCount() const;
     /// Replaces an output's EDID property; an empty one takes it away.
     void setEDID(const std::string& output, const std::vector<std::uint8_t>& bytes) const;
+    /// Sets a property of the root window to one number, or takes it away.
+    void setRootProperty(const std::string& name, std::optional<std::uint32_t> value) const;
     std::vector<std::uint8_t> edid(const std::string& output) const;
 
   private:

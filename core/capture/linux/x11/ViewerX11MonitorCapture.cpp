@@ -72,6 +72,7 @@ bool ViewerX11MonitorCapture::begin() {
     }
     // Before the first look at the monitors and the screen, so that nothing is missed.
     notices_.emplace(*connection_);
+    terminal_.emplace(connection_);
     damage_.emplace(connection_);
     const std::optional<ViewerRectangle> monitor = findMonitor();
     if (!monitor) {
@@ -85,6 +86,9 @@ bool ViewerX11MonitorCapture::begin() {
 
 std::optional<ViewerRectangle> ViewerX11MonitorCapture::findMonitor() {
     std::optional<ViewerRectangle> result;
+    if (!terminal_->isPresent()) {
+        return result;
+    }
     if (const auto monitors = readMonitors(*connection_)) {
         // Of monitors that cannot be told apart the last one counts, as in the list of displays.
         for (const ViewerX11Monitor& each : *monitors) {
@@ -105,7 +109,8 @@ bool ViewerX11MonitorCapture::takeNotices() {
             if (damage_->isNotice(*event)) {
                 schedule_->noticeDamage();
             }
-            isVerified = isVerified && !notices_->concernsDisplays(*event);
+            isVerified =
+                isVerified && !notices_->concernsDisplays(*event) && !terminal_->isNotice(*event);
         }
         if (!isVerified) {
             if (findMonitor() != monitor_) {

@@ -14,6 +14,7 @@
 #include "core/capture/linux/x11/ViewerX11Pacing.h"
 #include "core/capture/linux/x11/ViewerX11Picture.h"
 #include "core/capture/linux/x11/ViewerX11Schedule.h"
+#include "core/capture/linux/x11/ViewerX11VirtualTerminal.h"
 
 namespace velmora {
 
@@ -37,15 +38,16 @@ class ViewerX11MonitorCapture final {
     ViewerX11MonitorCapture& operator=(const ViewerX11MonitorCapture&) = delete;
 
     /// Blocks until the connection has ended, the server refused something, or the monitor is no
-    /// longer there: gone, moved, of another size. Returns at once when it is not there at first,
-    /// or when the screen's pixels have a form that cannot be read.
+    /// longer there: gone, moved, of another size, or not shown since the server's virtual terminal
+    /// was switched away. Returns at once when it is not there at first, or when the screen's
+    /// pixels have a form that cannot be read.
     void run(const Delivery& deliver);
 
   private:
     using Clock = ViewerX11Schedule::Clock;
 
     bool begin();
-    /// The monitor's place, or nothing when there is none with the capture's UUID.
+    /// The monitor's place, or nothing when there is none with the capture's UUID or none is shown.
     std::optional<ViewerRectangle> findMonitor();
     /// Each of these is false when the capture is over.
     bool takeNotices();
@@ -63,6 +65,7 @@ class ViewerX11MonitorCapture final {
     const ViewerX11Schedule::Intervals intervals_;
     const std::shared_ptr<ViewerX11Pacing> pacing_;
     std::optional<ViewerX11Notices> notices_;
+    std::optional<ViewerX11VirtualTerminal> terminal_;
     std::optional<ViewerX11Damage> damage_;
     ViewerRectangle monitor_;
     std::optional<ViewerX11Picture> picture_;
