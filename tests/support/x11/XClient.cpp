@@ -76,6 +76,18 @@ ViewerRectangle XClient::screen() const {
     return {0, 0, reply->width, reply->height};
 }
 
+void XClient::grab() {
+    ::xcb_grab_server(connection_);
+    isGrabbing_ = true;
+    finish();
+}
+
+void XClient::ungrab() {
+    ::xcb_ungrab_server(connection_);
+    isGrabbing_ = false;
+    finish();
+}
+
 void XClient::setMonitor(const std::string& name, const ViewerRectangle& place,
                          const std::string& output) const {
     SetMonitorRequest request;
@@ -90,12 +102,16 @@ void XClient::setMonitor(const std::string& name, const ViewerRectangle& place,
         request.output = this->output(output);
     }
     // The server refuses to replace a monitor. Nobody sees that it is away in between.
-    ::xcb_grab_server(connection_);
+    if (!isGrabbing_) {
+        ::xcb_grab_server(connection_);
+    }
     const xcb_void_cookie_t deletion =
         ::xcb_randr_delete_monitor_checked(connection_, root(), request.monitor.name);
     ::xcb_discard_reply(connection_, deletion.sequence);  // Mostly there is none to delete.
     check(request.send(connection_), "a monitor cannot be set");
-    ::xcb_ungrab_server(connection_);
+    if (!isGrabbing_) {
+        ::xcb_ungrab_server(connection_);
+    }
     finish();
 }
 

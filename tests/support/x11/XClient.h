@@ -32,6 +32,10 @@ class XClient final {
     /// Returns when the server has done everything that was asked for before.
     void finish() const;
 
+    /// From `grab()` to `ungrab()` the server serves no other client; notices go to all.
+    void grab();
+    void ungrab();
+
     /// Adds or replaces a monitor, of one output or, with an empty name, of none.
     void setMonitor(const std::string& name, const ViewerRectangle& place,
                     const std::string& output) const;
@@ -49,6 +53,7 @@ class XClient final {
     void check(xcb_void_cookie_t request, const char* reason) const;
 
     xcb_connection_t* const connection_;
+    bool isGrabbing_ = false;
 };
 
 }  // namespace velmora

@@ -24,6 +24,8 @@ class XPainter final {
     XPainter(const XPainter&) = delete;
     XPainter& operator=(const XPainter&) = delete;
 
+    /// What it paints through.
+    XClient& client() { return *client_; }
     /// Fills a rectangle with one colour.
     void fill(const ViewerRectangle& area, std::uint32_t colour);
     /// Fills a rectangle with picture content: rows of colours, `area.width` each.

@@ -13,18 +13,6 @@ namespace velmora {
 
 namespace {
 
-std::string uuidOf(const XServer& server, const std::string& name) {
-    const auto connection = ViewerX11Connection::connect(server.displayName());
-    const auto monitors = connection ? readMonitors(*connection) : std::nullopt;
-    std::string result = "no such monitor";
-    for (const ViewerX11Monitor& each : monitors.value_or(std::vector<ViewerX11Monitor>())) {
-        if (each.name == name || each.connector == name) {
-            result = each.uuidText;
-        }
-    }
-    return result;
-}
-
 /// At most 25 pictures a second.
 ViewerStreamSettings settings() {
     ViewerStreamSettings result;
@@ -56,6 +44,18 @@ double average(const std::vector<std::uint32_t>& source, const ViewerRectangle& 
 }
 
 }  // namespace
+
+std::string uuidOf(const XServer& server, const std::string& name) {
+    const auto connection = ViewerX11Connection::connect(server.displayName());
+    const auto monitors = connection ? readMonitors(*connection) : std::nullopt;
+    std::string result = "no such monitor";
+    for (const ViewerX11Monitor& each : monitors.value_or(std::vector<ViewerX11Monitor>())) {
+        if (each.name == name || each.connector == name) {
+            result = each.uuidText;
+        }
+    }
+    return result;
+}
 
 CapturedMonitor::CapturedMonitor(const XServer& server, const std::string& name,
                                  StreamRecorder::Judgement isAllowed)

@@ -13,6 +13,10 @@
 
 namespace velmora {
 
+/// The id of the monitor of this name or on the output of this name; one that no monitor has when
+/// there is none.
+std::string uuidOf(const XServer& server, const std::string& name);
+
 /// A stream of one monitor of a test's X server, and the receiver that it delivers to.
 class CapturedMonitor final {
   public:

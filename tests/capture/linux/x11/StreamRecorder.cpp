@@ -103,6 +103,10 @@ bool StreamRecorder::waitForStop() const {
     return waitUntil([&] { return stops_ > 0; }, patience);
 }
 
+bool StreamRecorder::waitForPictureOrStop(const Judgement& isExpected) const {
+    return waitUntil([&] { return stops_ > 0 || (frames_ > 0 && isExpected(latest_)); }, patience);
+}
+
 bool StreamRecorder::staysStill(std::chrono::milliseconds duration) const {
     const std::size_t before = frames();
     return !waitUntil([&] { return frames_ != before; }, duration);

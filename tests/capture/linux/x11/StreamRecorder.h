@@ -52,6 +52,7 @@ class StreamRecorder final : public ViewerStreamReceiver {
     bool waitForFrames(std::size_t count) const;
     bool waitForPicture(const Judgement& isExpected) const;
     bool waitForStop() const;
+    bool waitForPictureOrStop(const Judgement& isExpected) const;
     /// Whether no frame comes for so long.
     bool staysStill(std::chrono::milliseconds duration) const;
 

@@ -28,6 +28,21 @@ TEST(ViewerX11StreamComparison, FindsAChangeThatNobodyReported) {
         [](const StreamRecorder::Picture& picture) { return picture.isAll(blue); }));
 }
 
+TEST(ViewerX11StreamComparison, FindsAChangeOfOneColourAlone) {
+    XServer::Options options;
+    options.width = 64;
+    options.height = 1;
+    XFramebuffer framebuffer(options);
+    framebuffer.fill({0, 0, 64, 1}, 0x102030);
+    CapturedMonitor monitor(framebuffer.server());
+    ASSERT_TRUE(monitor.begin());
+    std::size_t frames = 1;
+    for (const std::uint32_t colour : {0x902030U, 0x90a030U, 0x90a0b0U}) {
+        framebuffer.fill({0, 0, 64, 1}, colour);
+        EXPECT_TRUE(monitor.recorder().waitForFrames(++frames)) << std::hex << colour;
+    }
+}
+
 TEST(ViewerX11StreamComparison, OneFindingRenewsTheWholePicture) {
     XFramebuffer framebuffer({});
     framebuffer.fill(screen, red);

@@ -129,6 +129,21 @@ TEST(ViewerX11Stream, AChangeOfAPartArrivesAtItsPlace) {
     EXPECT_TRUE(isNearly(monitor.recorder().latest(), reducedScreen(painter, {0, 0, 1280, 720})));
 }
 
+TEST(ViewerX11Stream, AChangeOfOneColourAloneArrives) {
+    const XServer server(sized(64, 48));
+    XPainter painter(server);
+    painter.fill({0, 0, 64, 48}, 0x102030);
+    CapturedMonitor monitor(server);
+    ASSERT_TRUE(monitor.begin());
+    for (const std::uint32_t colour : {0x902030U, 0x90a030U, 0x90a0b0U}) {
+        painter.fill({0, 0, 64, 48}, colour);
+        EXPECT_TRUE(monitor.recorder().waitForPicture([&](const StreamRecorder::Picture& picture) {
+            return picture.isAll(colour);
+        })) << std::hex
+            << colour;
+    }
+}
+
 TEST(ViewerX11Stream, ManySmallChangesMakeTheSamePictureAsAWholeCapture) {
     const XServer server(sized(1366, 768));
     XPainter painter(server);

@@ -1,0 +1,33 @@
+#include "tests/capture/linux/x11/RunningCapture.h"
+
+#include <utility>
+
+#include "tests/capture/linux/x11/CapturedMonitor.h"
+
+namespace velmora {
+
+RunningCapture::RunningCapture(const XServer& server, const std::string& name,
+                               StreamRecorder::Judgement isAllowed,
+                               std::shared_ptr<ViewerX11Pacing> pacing)
+    : recorder_(std::move(isAllowed)),
+      connection_(ViewerX11Connection::connect(server.displayName())),
+      thread_([this, uuidText = uuidOf(server, name), paced = std::move(pacing)] {
+          constexpr std::chrono::milliseconds frameInterval{40};
+          ViewerX11MonitorCapture(connection_, uuidText, frameInterval, std::nullopt, paced)
+              .run([this](const ViewerPixelBuffer& pixels) {
+                  ViewerStreamOutput output;
+                  output.isValid = true;
+                  output.hasAttachments = true;
+                  output.status = ViewerStreamOutput::completeStatus;
+                  output.pixels = &pixels;
+                  recorder_.streamDidOutput(output);
+              });
+          recorder_.streamDidStop();
+      }) {}
+
+RunningCapture::~RunningCapture() {
+    connection_->abort();
+    thread_.join();
+}
+
+}  // namespace velmora
