@@ -1,7 +1,6 @@
 #include "core/protocol/ViewerHostHTTPResponse.h"
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -11,25 +10,6 @@ namespace velmora {
 namespace {
 
 constexpr std::string_view lineSeparator = "\r\n";
-
-/// A number in decimal digits, with the place where they stand.
-template <typename Number>
-class Decimal final {
-  public:
-    explicit Decimal(Number number)
-        : end_(std::to_chars(digits_.data(), digits_.data() + digits_.size(), number).ptr) {}
-    Decimal(const Decimal&) = delete;
-    Decimal& operator=(const Decimal&) = delete;
-
-    std::string_view text() const {
-        return {digits_.data(), static_cast<std::size_t>(end_ - digits_.data())};
-    }
-
-  private:
-    /// 20 characters hold every 64-bit number with its sign.
-    std::array<char, 20> digits_;
-    const char* end_;
-};
 
 ViewerHostHTTPResponse errorResponse(std::int64_t status, std::string_view reason) {
     return {status, std::string(reason), "text/plain", ViewerBytes(), std::nullopt};
@@ -81,17 +61,17 @@ const ViewerHostHTTPResponse& ViewerHostHTTPResponse::serviceUnavailable() {
 }
 
 ViewerHostResponseBytes ViewerHostHTTPResponse::serialized() const {
-    const Decimal statusDigits(status);
-    const Decimal lengthDigits(body.size());
+    const std::string statusDigits = std::to_string(status);
+    const std::string lengthDigits = std::to_string(body.size());
     const std::array<std::string_view, 14> pieces{
         "HTTP/1.1 ",
-        statusDigits.text(),
+        statusDigits,
         " ",
         reason,
         "\r\nContent-Type: ",
         contentType,
         "\r\nContent-Length: ",
-        lengthDigits.text(),
+        lengthDigits,
         "\r\nCache-Control: no-store",
         "\r\nConnection: close",
         frameSequence ? "\r\nX-Velmora-Frame: " : "",

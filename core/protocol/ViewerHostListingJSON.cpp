@@ -5,7 +5,6 @@
 #include <boost/json/serializer.hpp>
 #include <boost/json/value.hpp>
 #include <boost/system/error_code.hpp>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -43,11 +42,7 @@ class Writer final {
         return validText(ViewerUTF8::repaired(text));
     }
 
-    Writer& number(std::int64_t number) {
-        std::array<char, 20> digits;
-        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-        return raw({digits.data(), static_cast<std::size_t>(end - digits.data())});
-    }
+    Writer& number(std::int64_t number) { return raw(std::to_string(number)); }
 
     Writer& display(const ViewerHostDisplay& display) {
         raw(R"({"id":)").text(display.id);
