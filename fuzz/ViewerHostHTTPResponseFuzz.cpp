@@ -51,7 +51,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const ViewerHostResponseBytes wire = response.serialized();
     viewerCheck(wire.head == expectedHead(response), "the head is its lines in their order");
     viewerCheck(wire.body.data() == response.body.data(), "the body is not copied");
-    viewerCheck(wire.joined() == wire.head + std::string(response.body.text()),
-                "the body follows the head");
     return 0;
 }

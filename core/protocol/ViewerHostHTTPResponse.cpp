@@ -20,14 +20,6 @@ ViewerHostHTTPResponse errorResponse(std::int64_t status, std::string_view reaso
 ViewerHostResponseBytes::ViewerHostResponseBytes(std::string responseHead, ViewerBytes responseBody)
     : head(std::move(responseHead)), body(std::move(responseBody)) {}
 
-std::string ViewerHostResponseBytes::joined() const {
-    std::string text;
-    text.reserve(head.size() + body.size());
-    text.append(head);
-    text.append(body.text());
-    return text;
-}
-
 ViewerHostHTTPResponse::ViewerHostHTTPResponse(std::int64_t responseStatus,
                                                std::string responseReason,
                                                std::string responseContentType,

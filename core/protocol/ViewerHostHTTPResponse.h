@@ -16,9 +16,6 @@ struct ViewerHostResponseBytes final {
     friend bool operator==(const ViewerHostResponseBytes&,
                            const ViewerHostResponseBytes&) = default;
 
-    /// Both pieces in one text, as they go over the wire.
-    std::string joined() const;
-
     std::string head;
     ViewerBytes body;
 };

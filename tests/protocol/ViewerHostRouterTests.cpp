@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/http/FakeFrameProvider.h"
+#include "tests/support/http/JoinedBytes.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 #include "tests/support/runtime/SpawnedAnswer.h"
 
@@ -56,7 +57,7 @@ TEST_F(ViewerHostRouterTest, EveryMethodButGETIsNotAllowed) {
 TEST_F(ViewerHostRouterTest, AListingHasItsExactBytesAndNoFrameHeader) {
     provider->listed.emplace_back("2", "B", 1512, 982);
     provider->listed.emplace_back("1", "A", 640, 360);
-    EXPECT_EQ(get("/viewer/v1/displays").serialized().joined(),
+    EXPECT_EQ(joined(get("/viewer/v1/displays").serialized()),
               "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 184\r\n"
               "Cache-Control: no-store\r\nConnection: close\r\n\r\n"
               "{\"protocol\":\"Velmora.Windows.ViewerHost\",\"version\":1,"

@@ -37,8 +37,6 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     void close(Socket socket);
     /// Makes room by closing the socket that has lingered longest. False when there is none.
     bool closeOldest();
-    /// How many sockets linger.
-    std::size_t count() const { return sockets_.size(); }
 
     /// Runs each time there is room for one more descriptor, or `closeOldest` can make some.
     void setRoomHandler(std::function<void()> handler);

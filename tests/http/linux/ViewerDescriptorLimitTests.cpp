@@ -17,6 +17,7 @@
 #include "tests/http/linux/AnsweringWorld.h"
 #include "tests/http/linux/ServerProcess.h"
 #include "tests/http/linux/SocketClient.h"
+#include "tests/support/http/JoinedBytes.h"
 #include "tests/support/runtime/ManualClock.h"
 
 namespace velmora {
@@ -107,7 +108,7 @@ std::size_t wholeAnswers(std::vector<SocketClient>& clients) {
     }
     for (SocketClient& client : clients) {
         const ReceivedAnswer received = client.receiveAll();
-        whole += received.isEnded && received.bytes == answer.joined() ? 1U : 0U;
+        whole += received.isEnded && received.bytes == joined(answer) ? 1U : 0U;
     }
     return whole;
 }
@@ -175,7 +176,7 @@ TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
     });
     SocketClient client(server.readPort());
     client.send("GET / HTTP/1.1\r\n\r\n");
-    EXPECT_TRUE(client.receiveAll().bytes == answer.joined());
+    EXPECT_TRUE(client.receiveAll().bytes == joined(answer));
 }
 
 TEST(ViewerSocketListener, OneCancelledInItsPauseLeavesNoTimer) {

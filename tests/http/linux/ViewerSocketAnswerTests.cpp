@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tests/http/linux/AnsweringWorld.h"
+#include "tests/support/http/JoinedBytes.h"
 
 namespace velmora {
 
@@ -21,7 +22,7 @@ int wholeAnswers(const std::string& request) {
         SocketClient client = world.connect();
         const bool isSent = client.send(request);
         const ReceivedAnswer received = client.receiveAll();
-        whole += isSent && received.isEnded && received.bytes == answer.joined() ? 1 : 0;
+        whole += isSent && received.isEnded && received.bytes == joined(answer) ? 1 : 0;
     }
     return whole;
 }
@@ -45,7 +46,7 @@ TEST(ViewerSocketConnection, AnswersAPeerThatHasEndedItsSideEveryTime) {
         client.endSending();
         const ReceivedAnswer received = client.receiveAll();
         ASSERT_TRUE(received.isEnded) << i;
-        ASSERT_TRUE(received.bytes == answer.joined()) << i;
+        ASSERT_TRUE(received.bytes == joined(answer)) << i;
     }
 }
 
@@ -55,7 +56,7 @@ TEST(ViewerSocketConnection, AnswersARequestThatComesByteByByte) {
     for (const char byte : std::string("GET / HTTP/1.1\r\n\r\n")) {
         client.send(std::string(1, byte));
     }
-    EXPECT_TRUE(client.receiveAll().bytes == answer.joined());
+    EXPECT_TRUE(client.receiveAll().bytes == joined(answer));
 }
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/http/linux/AnsweringWorld.h"
+#include "tests/support/http/JoinedBytes.h"
 
 namespace velmora {
 
@@ -16,7 +17,7 @@ const ViewerHostResponseBytes bigAnswer("HEAD", ViewerBytes(std::string(8UL * 10
 bool isServing(const AnsweringWorld& world) {
     SocketClient client = world.connect();
     client.send("GET / HTTP/1.1\r\n\r\n");
-    return client.receiveAll().bytes == bigAnswer.joined();
+    return client.receiveAll().bytes == joined(bigAnswer);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "tests/support/http/JoinedBytes.h"
 
 namespace velmora {
 
@@ -132,7 +133,7 @@ void ScriptedPeer::take(const ViewerHostResponseBytes& message,
             ++sendsAfterCancel_;
             isCompleted = true;
         } else {
-            messages_.push_back(message.joined());
+            messages_.push_back(joined(message));
         }
     }
     if (onMessage) {
