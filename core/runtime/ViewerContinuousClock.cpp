@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "core/runtime/ViewerOneShot.h"
+#include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
 
@@ -27,7 +28,7 @@ struct Sleep final {
 
 ViewerTask<bool> ViewerContinuousClock::sleep(Duration duration) {
     const auto state = co_await boost::asio::this_coro::cancellation_state;
-    if (state.cancelled() != boost::asio::cancellation_type::none) {
+    if (isCancelled(state)) {
         co_return false;
     }
     const ViewerExecutor executor = co_await boost::asio::this_coro::executor;

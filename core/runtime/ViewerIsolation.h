@@ -45,13 +45,13 @@ class VIEWER_CAPABILITY("isolation") ViewerIsolation final {
             co_return co_await std::move(operation);
         }
         auto state = co_await boost::asio::this_coro::cancellation_state;
-        const bool isCancelled = state.cancelled() != boost::asio::cancellation_type::none;
+        const bool isAlreadyCancelled = isCancelled(state);
         auto slot = state.slot();
         Value<T> value =
             co_await ViewerOneShot<Value<T>>::wait([&](ViewerOneShot<Value<T>> caller) {
                 const auto inside =
                     startTask(executor, answer<T>(std::move(operation), std::move(caller)));
-                if (isCancelled) {
+                if (isAlreadyCancelled) {
                     inside->cancel();
                 } else if (slot.is_connected()) {
                     slot.assign([inside](boost::asio::cancellation_type) { inside->cancel(); });

@@ -57,9 +57,8 @@ std::shared_ptr<ViewerTaskHandle> startTask(ViewerExecutor executor, ViewerTask<
     return handle;
 }
 
-ViewerTask<bool> isTaskCancelled() {
-    const auto state = co_await boost::asio::this_coro::cancellation_state;
-    co_return state.cancelled() != boost::asio::cancellation_type::none;
+bool isCancelled(const boost::asio::cancellation_state& task) {
+    return task.cancelled() != boost::asio::cancellation_type::none;
 }
 
 }  // namespace velmora

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/cancellation_state.hpp>
 #include <memory>
 
 #include "core/runtime/ViewerExecutor.h"
@@ -22,11 +23,11 @@ class ViewerTaskHandle final : public std::enable_shared_from_this<ViewerTaskHan
     void start(ViewerTask<void> body);
 
     /// Marks the task as cancelled and wakes it where it sleeps. Waits do not throw: a task looks
-    /// for the mark itself, with `isTaskCancelled()`. Also before `start`; nothing after the end.
+    /// for the mark itself, in its cancellation state. Also before `start`; nothing after the end.
     void cancel();
 
     /// Whether `cancel` was called before the task ended. True as soon as `cancel` has returned,
-    /// while `isTaskCancelled()` follows once the task's executor gets round to it.
+    /// while the task's own state follows once its executor gets round to it.
     bool isCancelled() const { return (progress_.load() & cancelled) != 0; }
 
   private:
@@ -46,7 +47,8 @@ class ViewerTaskHandle final : public std::enable_shared_from_this<ViewerTaskHan
 /// Starts `body` on `executor` as a task of its own and returns its handle.
 std::shared_ptr<ViewerTaskHandle> startTask(ViewerExecutor executor, ViewerTask<void> body);
 
-/// Whether the surrounding task was cancelled.
-ViewerTask<bool> isTaskCancelled();
+/// Whether the task of that state, `co_await boost::asio::this_coro::cancellation_state`, was
+/// cancelled.
+bool isCancelled(const boost::asio::cancellation_state& task);
 
 }  // namespace velmora
