@@ -12,7 +12,7 @@ namespace velmora {
 namespace {
 
 /// The clock gives this to no timer.
-constexpr ViewerContinuousClock::TimerId noTimer = 0;
+constexpr ViewerContinuousClock::TimerId noTimer;
 
 }  // namespace
 

@@ -191,7 +191,7 @@ std::optional<ViewerConnectionHandler::Ending> ViewerConnectionHandler::claimEnd
         return std::nullopt;
     }
     finished_ = true;
-    return Ending{std::move(requestTask_), std::exchange(deadline_, 0)};
+    return Ending{std::move(requestTask_), std::exchange(deadline_, {})};
 }
 
 void ViewerConnectionHandler::conclude(Ending ending) {

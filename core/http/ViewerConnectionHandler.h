@@ -74,8 +74,8 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
 
     ViewerLock lock_;
     std::shared_ptr<ViewerTaskHandle> requestTask_ VIEWER_GUARDED_BY(lock_);
-    /// 0 while none is armed.
-    ViewerContinuousClock::TimerId deadline_ VIEWER_GUARDED_BY(lock_) = 0;
+    /// Empty while none is armed.
+    ViewerContinuousClock::TimerId deadline_ VIEWER_GUARDED_BY(lock_);
     bool finished_ VIEWER_GUARDED_BY(lock_) = false;
 };
 

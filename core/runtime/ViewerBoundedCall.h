@@ -114,7 +114,7 @@ class ViewerBoundedCall final : public std::enable_shared_from_this<ViewerBounde
     ViewerOneShot<std::optional<T>> continuation_;
     Clock clock_;
     Completion late_;
-    ViewerContinuousClock::TimerId timer_ = 0;
+    ViewerContinuousClock::TimerId timer_;
 };
 
 }  // namespace velmora

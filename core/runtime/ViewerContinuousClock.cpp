@@ -14,7 +14,7 @@ namespace {
 /// A sleeping task and the two that may wake it. Lives on the task's executor.
 struct Sleep final {
     ViewerOneShot<bool> continuation;
-    ViewerContinuousClock::TimerId timer = 0;
+    ViewerContinuousClock::TimerId timer;
 
     void end(bool passed) {
         if (continuation) {

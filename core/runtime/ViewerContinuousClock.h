@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <compare>
 #include <cstdint>
 #include <functional>
 
@@ -17,8 +18,15 @@ class ViewerContinuousClock {
     /// Time since an arbitrary fixed origin of this clock.
     using Instant = std::chrono::time_point<ViewerContinuousClock, Duration>;
 
-    /// Names a scheduled action; 0 is never given out.
-    using TimerId = std::uint64_t;
+    /// Names a scheduled action: its deadline, and a number that the clock gives out once. One that
+    /// was made empty names none.
+    struct TimerId final {
+        friend bool operator==(const TimerId&, const TimerId&) = default;
+        friend std::strong_ordering operator<=>(const TimerId&, const TimerId&) = default;
+
+        Instant deadline;
+        std::uint64_t number = 0;
+    };
 
     virtual ~ViewerContinuousClock() = default;
 

@@ -6,36 +6,25 @@ namespace velmora {
 
 ViewerDeadlineQueue::TimerId ViewerDeadlineQueue::add(Instant deadline, ViewerExecutor executor,
                                                       Action action) {
-    const TimerId id = ++lastId_;
-    Pending pending{id, {std::move(executor), std::move(action)}};
-    byId_.emplace(id, deadlines_.emplace(deadline, std::move(pending)));
+    const TimerId id{deadline, ++lastNumber_};
+    pending_.emplace(id, Due{std::move(executor), std::move(action)});
     return id;
 }
 
 ViewerDeadlineQueue::Action ViewerDeadlineQueue::withdraw(TimerId timer) {
-    const auto found = byId_.find(timer);
-    if (found == byId_.end()) {
-        return nullptr;
-    }
-    Action action = std::move(found->second->second.due.action);
-    deadlines_.erase(found->second);
-    byId_.erase(found);
-    return action;
+    const auto found = pending_.extract(timer);
+    return found ? std::move(found.mapped().action) : nullptr;
 }
 
 ViewerDeadlineQueue::Instant ViewerDeadlineQueue::next() const {
-    return deadlines_.empty() ? Instant::max() : deadlines_.begin()->first;
+    return pending_.empty() ? Instant::max() : pending_.begin()->first.deadline;
 }
 
 std::optional<ViewerDeadlineQueue::Due> ViewerDeadlineQueue::takeDue(Instant now) {
-    const auto first = deadlines_.begin();
-    if (first == deadlines_.end() || first->first > now) {
+    if (pending_.empty() || next() > now) {
         return std::nullopt;
     }
-    Due due = std::move(first->second.due);
-    byId_.erase(first->second.id);
-    deadlines_.erase(first);
-    return due;
+    return std::move(pending_.extract(pending_.begin()).mapped());
 }
 
 }  // namespace velmora

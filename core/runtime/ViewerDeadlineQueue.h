@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
-#include <unordered_map>
 
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
@@ -34,15 +34,8 @@ class ViewerDeadlineQueue final {
     std::optional<Due> takeDue(Instant now);
 
   private:
-    struct Pending final {
-        TimerId id;
-        Due due;
-    };
-    using Deadlines = std::multimap<Instant, Pending>;
-
-    TimerId lastId_ = 0;
-    Deadlines deadlines_;
-    std::unordered_map<TimerId, Deadlines::iterator> byId_;
+    std::uint64_t lastNumber_ = 0;
+    std::map<TimerId, Due> pending_;
 };
 
 }  // namespace velmora

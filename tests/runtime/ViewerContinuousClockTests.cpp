@@ -110,7 +110,7 @@ TEST_P(ViewerContinuousClockConformance, AWithdrawnActionNeverRuns) {
     under->clock().schedule(start + 10ms, under->executor(), [&] { order.push_back(2); });
     under->clock().withdraw(first);
     under->clock().withdraw(first);
-    under->clock().withdraw(12345);
+    under->clock().withdraw({start, 12345});
     under->run([&] { return order.size() == 2; });
     EXPECT_EQ(order, std::vector<int>({2}));
 }

@@ -76,11 +76,11 @@ TEST_F(ViewerDeadlineQueueTest, AWithdrawnActionIsGivenBackAndNeverDue) {
     EXPECT_FALSE(queue_.withdraw(timer));
 }
 
-TEST_F(ViewerDeadlineQueueTest, NoIdIsGivenTwiceAndNoneIsZero) {
+TEST_F(ViewerDeadlineQueueTest, NoIdIsGivenTwiceAndNoneIsEmpty) {
     const auto first = add(1s, "a");
     (void)runDue(1s);
     const auto second = add(1s, "b");
-    EXPECT_NE(first, 0u);
+    EXPECT_NE(first, ViewerDeadlineQueue::TimerId());
     EXPECT_NE(first, second);
     EXPECT_FALSE(queue_.withdraw(first));
     EXPECT_EQ(runDue(1s), std::vector<std::string>{"b"});

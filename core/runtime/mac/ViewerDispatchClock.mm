@@ -63,7 +63,7 @@ ViewerContinuousClock::Instant ViewerDispatchClock::now() const {
 ViewerContinuousClock::TimerId ViewerDispatchClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
                                                              std::function<void()> action) {
-    TimerId timer = 0;
+    TimerId timer;
     bool isEarliest = false;
     {
         const ViewerLockGuard guard(lock_);

@@ -18,7 +18,7 @@ class ScriptedClock final : public ViewerContinuousClock {
     TimerId schedule(Instant deadline, ViewerExecutor executor,
                      std::function<void()> action) override {
         timers_.push_back({deadline, std::move(executor), std::move(action)});
-        return timers_.size();
+        return {deadline, timers_.size()};
     }
     void withdraw(TimerId) override {}
 
