@@ -31,20 +31,11 @@ void ViewerSocketConnection::setStateHandler(StateHandler handler) {
 
 void ViewerSocketConnection::start(ViewerExecutor queue) {
     viewerCheck(queue == queue_, "a connection runs on its listener's queue");
-    if (stage_.exchange(Stage::started) == Stage::inHandOver) {
-        return;
-    }
     boost::asio::post(queue_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->started();
         }
     });
-}
-
-void ViewerSocketConnection::handedOver() {
-    if (stage_.exchange(Stage::handedOver) == Stage::started) {
-        started();
-    }
 }
 
 void ViewerSocketConnection::started() {

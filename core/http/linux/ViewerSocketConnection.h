@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/system/error_code.hpp>
@@ -44,11 +43,7 @@ class ViewerSocketConnection final : public ViewerConnection,
     void send(ViewerHostResponseBytes message, SendHandler handler) override;
     void cancel() override;
 
-    /// Told by the listener, on the queue, when its connection handler has returned.
-    void handedOver();
-
   private:
-    enum class Stage { inHandOver, handedOver, started };
     enum class Answer { none, underWay, taken, lost };
 
     void started();
@@ -63,9 +58,6 @@ class ViewerSocketConnection final : public ViewerConnection,
 
     const ViewerExecutor queue_;
     const std::shared_ptr<ViewerLingeringSockets> ending_;
-
-    /// Whoever of `start` and `handedOver` comes second sees to it that the events begin.
-    std::atomic<Stage> stage_{Stage::inHandOver};
 
     // What follows is touched on the queue only; the state handler also before the start.
     StateHandler stateHandler_;

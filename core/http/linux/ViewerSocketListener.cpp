@@ -148,9 +148,7 @@ void ViewerSocketListener::handOver(int descriptor) {
         return;
     }
     socket.non_blocking(true, error);
-    const auto connection = std::make_shared<ViewerSocketConnection>(std::move(socket), ending_);
-    connectionHandler_(connection);
-    connection->handedOver();
+    connectionHandler_(std::make_shared<ViewerSocketConnection>(std::move(socket), ending_));
 }
 
 void ViewerSocketListener::pauseAccepting() {
