@@ -72,7 +72,6 @@ void ViewerSocketConnection::received(const boost::system::error_code& error, st
         receiveMore();
         return;
     }
-    hasPeerEnded_ = error == boost::asio::error::eof;
     // The handler may ask for the next delivery while it still looks at this one.
     const std::vector<std::uint8_t> content = std::move(receiveBuffer_);
     ViewerDelivery delivery;
@@ -80,8 +79,8 @@ void ViewerSocketConnection::received(const boost::system::error_code& error, st
         delivery.hasError = true;
     } else {
         delivery.content = std::span(content).first(receivedBytes_);
-        delivery.isComplete = hasPeerEnded_;
-        delivery.hasError = error && !hasPeerEnded_;
+        delivery.isComplete = error == boost::asio::error::eof;
+        delivery.hasError = error && !delivery.isComplete;
     }
     std::exchange(receiveHandler_, nullptr)(delivery);
 }
@@ -161,7 +160,7 @@ void ViewerSocketConnection::cancelOnQueue() {
 
 void ViewerSocketConnection::endSocket() {
     boost::system::error_code ignored;  // the socket goes whatever the options and waits report
-    if (answer_ == Answer::taken && !hasPeerEnded_) {
+    if (answer_ == Answer::taken) {
         socket_.cancel(ignored);
         ending_->linger(std::move(socket_));
         return;

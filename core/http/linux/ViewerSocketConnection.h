@@ -68,7 +68,6 @@ class ViewerSocketConnection final : public ViewerConnection,
     std::size_t minimumBytes_ = 0;
     std::size_t receivedBytes_ = 0;
     std::vector<std::uint8_t> receiveBuffer_;
-    bool hasPeerEnded_ = false;
 
     Answer answer_ = Answer::none;
     SendHandler sendHandler_;
