@@ -76,7 +76,7 @@ void ViewerConnectionHandler::armDeadline() {
 }
 
 void ViewerConnectionHandler::receiveNext() {
-    connection_->receive(1, maxDeliveryBytes,
+    connection_->receive(maxDeliveryBytes,
                          [weak = weak_from_this()](const ViewerDelivery& delivery) {
                              if (const auto handler = weak.lock()) {
                                  handler->handleReceive(delivery);

@@ -17,7 +17,7 @@ namespace velmora {
 
 enum class ViewerConnectionState { setup, waiting, preparing, ready, failed, cancelled };
 
-/// What one receive brought. The bytes are borrowed for the duration of the call.
+/// What one receive brought. The bytes are borrowed until the handler returns or asks for more.
 struct ViewerDelivery final {
     /// Empty when nothing was delivered.
     std::span<const std::uint8_t> content;
@@ -39,8 +39,9 @@ class ViewerConnection {
     /// Set before `start`.
     virtual void setStateHandler(StateHandler handler) = 0;
     virtual void start(ViewerExecutor queue) = 0;
-    /// Asks for one delivery of `minimum` to `maximum` bytes, sooner at the peer's end or an error.
-    virtual void receive(std::size_t minimum, std::size_t maximum, ReceiveHandler handler) = 0;
+    /// Asks for one delivery of at least 1 byte and at most `maximum`; without any only at the
+    /// peer's end or an error.
+    virtual void receive(std::size_t maximum, ReceiveHandler handler) = 0;
     /// Sends one complete message. The handler runs once, when the system has taken the bytes or
     /// when they can no longer be sent. Any thread.
     virtual void send(ViewerHostResponseBytes message, SendHandler handler) = 0;

@@ -46,20 +46,12 @@ void ViewerSocketConnection::started() {
     }
 }
 
-void ViewerSocketConnection::receive(std::size_t minimum, std::size_t maximum,
-                                     ReceiveHandler handler) {
+void ViewerSocketConnection::receive(std::size_t maximum, ReceiveHandler handler) {
     viewerCheck(!receiveHandler_, "a connection receives one delivery at a time");
     receiveHandler_ = std::move(handler);
-    receiveBuffer_.resize(maximum);
-    minimumBytes_ = minimum;
-    receivedBytes_ = 0;
-    receiveMore();
-}
-
-void ViewerSocketConnection::receiveMore() {
-    const auto free = boost::asio::buffer(receiveBuffer_) + receivedBytes_;
     socket_.async_receive(
-        free, [weak = weak_from_this()](const boost::system::error_code& error, std::size_t bytes) {
+        boost::asio::buffer(receiveBuffer_, maximum),
+        [weak = weak_from_this()](const boost::system::error_code& error, std::size_t bytes) {
             if (const auto self = weak.lock()) {
                 self->received(error, bytes);
             }
@@ -67,18 +59,11 @@ void ViewerSocketConnection::receiveMore() {
 }
 
 void ViewerSocketConnection::received(const boost::system::error_code& error, std::size_t bytes) {
-    receivedBytes_ += bytes;
-    if (!error && !isCancelled_ && receivedBytes_ < minimumBytes_) {
-        receiveMore();
-        return;
-    }
-    // The handler may ask for the next delivery while it still looks at this one.
-    const std::vector<std::uint8_t> content = std::move(receiveBuffer_);
     ViewerDelivery delivery;
     if (isCancelled_) {
         delivery.hasError = true;
     } else {
-        delivery.content = std::span(content).first(receivedBytes_);
+        delivery.content = std::span(receiveBuffer_).first(bytes);
         delivery.isComplete = error == boost::asio::error::eof;
         delivery.hasError = error && !delivery.isComplete;
     }

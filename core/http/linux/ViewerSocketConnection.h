@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <vector>
 
 #include "core/http/ViewerTransport.h"
 #include "core/http/linux/ViewerLingeringSockets.h"
@@ -38,7 +37,7 @@ class ViewerSocketConnection final : public ViewerConnection,
     /// `queue` is the listener's.
     void start(ViewerExecutor queue) override;
     /// On the queue only, one at a time.
-    void receive(std::size_t minimum, std::size_t maximum, ReceiveHandler handler) override;
+    void receive(std::size_t maximum, ReceiveHandler handler) override;
     /// Once.
     void send(ViewerHostResponseBytes message, SendHandler handler) override;
     void cancel() override;
@@ -47,7 +46,6 @@ class ViewerSocketConnection final : public ViewerConnection,
     enum class Answer { none, underWay, taken, lost };
 
     void started();
-    void receiveMore();
     void received(const boost::system::error_code& error, std::size_t bytes);
     void sendOnQueue(ViewerHostResponseBytes message, SendHandler handler);
     void sendRest();
@@ -65,9 +63,8 @@ class ViewerSocketConnection final : public ViewerConnection,
     bool isCancelled_ = false;
 
     ReceiveHandler receiveHandler_;
-    std::size_t minimumBytes_ = 0;
-    std::size_t receivedBytes_ = 0;
-    std::vector<std::uint8_t> receiveBuffer_;
+    /// Not written before something is received, and never more than that.
+    std::array<std::uint8_t, 1024> receiveBuffer_;
 
     Answer answer_ = Answer::none;
     SendHandler sendHandler_;

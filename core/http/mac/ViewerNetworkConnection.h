@@ -21,7 +21,7 @@ class ViewerNetworkConnection final : public ViewerConnection {
 
     void setStateHandler(StateHandler handler) override;
     void start(ViewerExecutor queue) override;
-    void receive(std::size_t minimum, std::size_t maximum, ReceiveHandler handler) override;
+    void receive(std::size_t maximum, ReceiveHandler handler) override;
     void send(ViewerHostResponseBytes message, SendHandler handler) override;
     void cancel() override;
 

@@ -81,10 +81,9 @@ void ViewerNetworkConnection::start(ViewerExecutor queue) {
     }
 }
 
-void ViewerNetworkConnection::receive(std::size_t minimum, std::size_t maximum,
-                                      ReceiveHandler handler) {
-    nw_connection_receive(connection_, static_cast<std::uint32_t>(minimum),
-                          static_cast<std::uint32_t>(maximum),
+void ViewerNetworkConnection::receive(std::size_t maximum, ReceiveHandler handler) {
+    constexpr std::uint32_t minimum = 1;
+    nw_connection_receive(connection_, minimum, static_cast<std::uint32_t>(maximum),
                           ^(dispatch_data_t _Nullable content, nw_content_context_t _Nullable,
                             bool isComplete, nw_error_t _Nullable error) {
                             const std::vector<std::uint8_t> bytes = bytesOf(content);

@@ -54,7 +54,7 @@ void AnsweringServer::serve(std::shared_ptr<ViewerConnection> connection) {
 
 void AnsweringServer::receive(Key key) {
     served_.at(key).connection->receive(
-        1, deliveryBytes, [this, key](const ViewerDelivery& delivery) { received(key, delivery); });
+        deliveryBytes, [this, key](const ViewerDelivery& delivery) { received(key, delivery); });
 }
 
 void AnsweringServer::received(Key key, const ViewerDelivery& delivery) {

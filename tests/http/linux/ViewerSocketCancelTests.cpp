@@ -66,7 +66,7 @@ TEST(ViewerSocketConnection, ACancelEndsAnOutstandingReceiveWithAnError) {
     const SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     world.loop.run([&] {
-        world.connections.front()->receive(1, 1024, [&](const ViewerDelivery& delivery) {
+        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
             world.log.add(delivery.hasError && delivery.content.empty() ? "error" : "delivery");
         });
         world.connections.front()->cancel();
@@ -83,7 +83,7 @@ TEST(ViewerSocketConnection, ACancelTurnsWhatHasJustArrivedIntoAnError) {
     client.send("abc");
     world.loop.run([&] {
         // Both in one turn of the loop: the bytes are taken, and not delivered yet.
-        world.connections.front()->receive(1, 1024, [&](const ViewerDelivery& delivery) {
+        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
             world.log.add(delivery.hasError && delivery.content.empty() ? "error" : "delivery");
         });
         world.connections.front()->cancel();
@@ -99,7 +99,7 @@ TEST(ViewerSocketConnection, AReceiveAfterACancelEndsWithAnError) {
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     world.loop.run([&] {
         world.connections.front()->cancel();
-        world.connections.front()->receive(1, 1024, [&](const ViewerDelivery& delivery) {
+        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
             world.log.add(delivery.hasError ? "error" : "delivery");
         });
     });
@@ -156,7 +156,7 @@ TEST(ViewerSocketConnection, HoldsNothingOfItsOwnersWhileItsSocketLingers) {
     world.listen([&](ViewerConnection& connection) {
         connection.setStateHandler([witness](ViewerConnectionState) {});
         connection.start(world.loop.executor());
-        connection.receive(1, 1024, [witness](const ViewerDelivery&) {});
+        connection.receive(1024, [witness](const ViewerDelivery&) {});
         connection.send({"HEAD", ViewerBytes()}, [witness] {});
         connection.cancel();
     });

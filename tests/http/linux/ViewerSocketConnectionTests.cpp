@@ -20,12 +20,11 @@ using Connection = std::shared_ptr<ViewerConnection>;
 
 const std::string bigText(8UL * 1024 * 1024, 'b');
 
-/// Receives once, with these bounds, as soon as the connection is ready, and logs what came.
-ListeningWorld::Serve receivingOnce(ListeningWorld& world, std::size_t minimum,
-                                    std::size_t maximum) {
-    return [&world, minimum, maximum](ViewerConnection& connection) {
-        connection.setStateHandler([&world, &connection, minimum, maximum](ViewerConnectionState) {
-            connection.receive(minimum, maximum, [&world](const ViewerDelivery& delivery) {
+/// Receives at most so much once, as soon as the connection is ready, and logs what came.
+ListeningWorld::Serve receivingOnce(ListeningWorld& world, std::size_t maximum) {
+    return [&world, maximum](ViewerConnection& connection) {
+        connection.setStateHandler([&world, &connection, maximum](ViewerConnectionState) {
+            connection.receive(maximum, [&world](const ViewerDelivery& delivery) {
                 const std::string content(delivery.content.begin(), delivery.content.end());
                 world.log.add("received " + content + (delivery.isComplete ? " complete" : "") +
                               (delivery.hasError ? " error" : ""));
@@ -79,7 +78,7 @@ TEST(ViewerSocketConnection, OneThatHadToWaitIsReadyWhenItIsStarted) {
 
 TEST(ViewerSocketConnection, DeliversWhatHasArrived) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 1, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
     client.send("abc");
     EXPECT_TRUE(world.log.waitFor("received abc"));
@@ -87,49 +86,46 @@ TEST(ViewerSocketConnection, DeliversWhatHasArrived) {
 
 TEST(ViewerSocketConnection, DeliversNoMoreThanTheMaximum) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 1, 2));
+    world.listen(receivingOnce(world, 2));
     SocketClient client = world.connect();
     client.send("abc");
     EXPECT_TRUE(world.log.waitFor("received ab"));
 }
 
-TEST(ViewerSocketConnection, WaitsForTheMinimum) {
+TEST(ViewerSocketConnection, DeliversAByteAsSoonAsItIsThere) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 3, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
-    client.send("ab");
-    world.loop.run([] {});
-    client.send("c");
-    EXPECT_TRUE(world.log.waitFor("received abc"));
+    client.send("a");
+    EXPECT_TRUE(world.log.waitFor("received a"));
 }
 
-TEST(ViewerSocketConnection, DeliversLessThanTheMinimumAtThePeersEnd) {
+TEST(ViewerSocketConnection, DeliversThePeersEnd) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 3, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
-    client.send("ab");
     client.endSending();
-    EXPECT_TRUE(world.log.waitFor("received ab complete"));
+    EXPECT_TRUE(world.log.waitFor("received  complete"));
 }
 
 TEST(ViewerSocketConnection, DeliversAResetAsAnError) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 1, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection"));
     client.reset();
     EXPECT_TRUE(world.log.waitFor("received  error"));
 }
 
-TEST(ViewerSocketConnection, KeepsADeliveryWhileTheNextOneIsAskedFor) {
+TEST(ViewerSocketConnection, IsAskedForTheNextDeliveryWithinTheOneBefore) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
         connection.start(world.loop.executor());
-        connection.receive(1, 2, [&](const ViewerDelivery& first) {
-            connection.receive(1, 2, [&](const ViewerDelivery& second) {
+        connection.receive(2, [&](const ViewerDelivery& first) {
+            world.log.add(std::string(first.content.begin(), first.content.end()));
+            connection.receive(2, [&](const ViewerDelivery& second) {
                 world.log.add(std::string(second.content.begin(), second.content.end()));
             });
-            world.log.add(std::string(first.content.begin(), first.content.end()));
         });
     });
     SocketClient client = world.connect();
@@ -167,7 +163,7 @@ TEST(ViewerSocketConnection, RunsNoHandlerInsideTheCallThatGaveIt) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
         connection.start(world.loop.executor());
-        connection.receive(1, 1024, [&](const ViewerDelivery&) { world.log.add("received"); });
+        connection.receive(1024, [&](const ViewerDelivery&) { world.log.add("received"); });
         connection.send({"HEAD", ViewerBytes()}, [&] { world.log.add("sent"); });
         world.log.add("calls made");
     });
@@ -203,7 +199,7 @@ TEST(ViewerSocketConnection, TellsWhenThePeerTakesNoMore) {
 
 TEST(ViewerSocketConnection, OneThatIsDroppedClosesItsSocket) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 1, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection"));
     world.loop.run([&] { world.connections.clear(); });
@@ -213,7 +209,7 @@ TEST(ViewerSocketConnection, OneThatIsDroppedClosesItsSocket) {
 
 TEST(ViewerSocketConnection, OneThatIsDroppedOnAnotherThreadClosesItsSocket) {
     ListeningWorld world;
-    world.listen(receivingOnce(world, 1, 1024));
+    world.listen(receivingOnce(world, 1024));
     SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection"));
     std::vector<Connection> connections;

@@ -43,7 +43,7 @@ TEST(ViewerSocketConnection, RunsEachHandlerOnceWhileThreadsCancelIt) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
         connection.start(world.loop.executor());
-        connection.receive(1, 1024, [&world](const ViewerDelivery&) { world.log.add("received"); });
+        connection.receive(1024, [&world](const ViewerDelivery&) { world.log.add("received"); });
     });
     for (std::size_t i = 1; i <= clientCount; ++i) {
         SocketClient client = world.connect();

@@ -45,7 +45,7 @@ class ViewerNetworkConnection : public ListenedWorld {
     ViewerConnection& connection() { return *connections_.front(); }
 
     void receive() {
-        connection().receive(1, 1024, [this](const ViewerDelivery& delivery) {
+        connection().receive(1024, [this](const ViewerDelivery& delivery) {
             received_.push_back({std::string(delivery.content.begin(), delivery.content.end()),
                                  delivery.isComplete, delivery.hasError});
         });
@@ -205,7 +205,7 @@ TEST_F(ViewerNetworkConnection, OneThatWasNeverStartedGoesWithItsOwner) {
 
 TEST_F(ViewerNetworkConnection, ItMayBeDestroyedByItsOwnHandlers) {
     connection().start(queue_);
-    connection().receive(1, 1024, [this](const ViewerDelivery& delivery) {
+    connection().receive(1024, [this](const ViewerDelivery& delivery) {
         connections_.clear();
         received_.push_back({std::string(delivery.content.begin(), delivery.content.end()),
                              delivery.isComplete, delivery.hasError});

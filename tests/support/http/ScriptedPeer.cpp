@@ -24,8 +24,7 @@ class ScriptedPeer::Connection final : public ViewerConnection {
         peer_->stateHandler_ = std::move(handler);
     }
     void start(ViewerExecutor queue) override { peer_->start(std::move(queue)); }
-    void receive(std::size_t minimum, std::size_t maximum, ReceiveHandler handler) override {
-        viewerCheck(minimum == 1, "a scripted connection delivers single bytes too");
+    void receive(std::size_t maximum, ReceiveHandler handler) override {
         peer_->receive(maximum, std::move(handler));
     }
     void send(ViewerHostResponseBytes message, SendHandler handler) override {
