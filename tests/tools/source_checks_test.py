@@ -7,7 +7,6 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools"))
 import check_coroutines  # noqa: E402
 import check_includes  # noqa: E402
-import check_testing_doc  # noqa: E402
 
 
 def findings_in(check, files):
@@ -93,38 +92,6 @@ class IncludeEdges(unittest.TestCase):
         found = self.check({"core/http/A.cpp": '#include "B.h"\n'})
         self.assertEqual(len(found), 1)
         self.assertIn("not written from the root", found[0])
-
-
-class NamesInTheTestingDocument(unittest.TestCase):
-    TESTS = ("TEST(Suite, One) {\n}\nTEST_F(Fixture, Two) {\n}\n"
-             "TEST_P(Parameters,\n       Three) {\n}\n// TEST(Suite, Gone)\n")
-    MAC_TESTS = "TEST_F(Mac, Four) {\n}\n"
-
-    def check(self, document):
-        return findings_in(check_testing_doc, {"docs/testing.md": document,
-                                               "tests/a/SuiteTests.cpp": self.TESTS,
-                                               "tests/mac/MacTests.mm": self.MAC_TESTS})
-
-    def test_names_of_every_kind_of_test_are_found(self):
-        self.assertEqual(
-            self.check("| what | `Suite.One`, `Fixture.Two`; `Parameters.Three` |\n"), [])
-        self.assertEqual(self.check("`Mac.Four`\n"), [])
-
-    def test_a_name_without_its_test(self):
-        self.assertEqual(self.check("`Suite.One`\n`Suite.Two` and `Fixture.One`\n"),
-                         ["docs/testing.md:2: there is no test Suite.Two",
-                          "docs/testing.md:2: there is no test Fixture.One"])
-
-    def test_a_test_in_a_comment_is_none(self):
-        self.assertEqual(self.check("`Suite.Gone`\n"),
-                         ["docs/testing.md:1: there is no test Suite.Gone"])
-
-    def test_files_and_commands_are_no_tests(self):
-        self.assertEqual(
-            self.check("`Suite.One` in `CMakePresets.json`: `ctest -R Suite.None`\n"), [])
-
-    def test_a_document_that_names_nothing(self):
-        self.assertEqual(self.check("Suite.One\n"), ["docs/testing.md: names no test"])
 
 
 if __name__ == "__main__":
