@@ -9,6 +9,15 @@
 
 namespace velmora {
 
+namespace {
+
+double clamped(double quality) {
+    // Not a number fails the comparison too.
+    return quality >= 0 ? std::min(quality, 1.0) : 0;
+}
+
+}  // namespace
+
 std::optional<ViewerBytes> ViewerJPEGEncoder::encode(const ViewerPixelBuffer& buffer,
                                                      double quality) {
     const ViewerTargetSize target = targetSize(buffer.width, buffer.height);
@@ -31,16 +40,11 @@ std::optional<ViewerBytes> ViewerJPEGEncoder::jpegData(const ViewerPixelBuffer& 
     if (!drawn) {
         return std::nullopt;
     }
-    auto jpeg = ViewerImaging::jpeg(drawn->picture, clampedQuality(quality));
+    auto jpeg = ViewerImaging::jpeg(drawn->picture, clamped(quality));
     if (!jpeg) {
         return std::nullopt;
     }
     return withinFrameLimit(std::move(*jpeg));
-}
-
-double ViewerJPEGEncoder::clampedQuality(double quality) {
-    // Not a number fails the comparison too.
-    return quality >= 0 ? std::min(quality, 1.0) : 0;
 }
 
 std::optional<ViewerBytes> ViewerJPEGEncoder::withinFrameLimit(std::vector<std::uint8_t> jpeg) {

@@ -23,9 +23,6 @@ std::optional<ViewerBytes> encode(const ViewerPixelBuffer& buffer, double qualit
 /// platform's pictures are not plain memory, its images are of another kind than its captured ones.
 std::optional<ViewerBytes> jpegData(const ViewerPixelBuffer& image, double quality);
 
-/// The quality that counts: from 0 to 1.
-double clampedQuality(double quality);
-
 /// A JPEG that is not longer than a frame may be, otherwise nothing: such a frame is dropped.
 std::optional<ViewerBytes> withinFrameLimit(std::vector<std::uint8_t> jpeg);
 
