@@ -130,6 +130,7 @@ ViewerTask<void> MacDisplayCaptureSession::stop() {
 
 ViewerTask<std::optional<ViewerHostFrame>> MacDisplayCaptureSession::latestFrameIsolated(
     Self self) {
+    self->isolation_.assertInside();
     if (self->isStopped_) {
         co_return std::nullopt;
     }
@@ -150,6 +151,7 @@ ViewerTask<std::optional<ViewerHostFrame>> MacDisplayCaptureSession::latestFrame
 }
 
 ViewerTask<std::optional<ViewerHostFrame>> MacDisplayCaptureSession::awaitFirstFrame(Self self) {
+    self->isolation_.assertInside();
     for (int poll = 0; poll < firstFramePolls; ++poll) {
         const bool passed = co_await self->clock_->sleep(firstFramePollInterval);
         if (!passed || self->health_->isStopped()) {
@@ -164,6 +166,7 @@ ViewerTask<std::optional<ViewerHostFrame>> MacDisplayCaptureSession::awaitFirstF
 }
 
 ViewerTask<bool> MacDisplayCaptureSession::start(Self self) {
+    self->isolation_.assertInside();
     const auto output = std::make_shared<MacDisplayStreamOutput>(self->accumulator_, self->health_);
     const auto stream = self->capture_->makeStream(self->display_, settingsFor(self->display_));
     const bool isRegistered = stream->addOutput(
@@ -204,6 +207,7 @@ ViewerTask<bool> MacDisplayCaptureSession::start(Self self) {
 }
 
 ViewerTask<void> MacDisplayCaptureSession::stopIsolated(Self self) {
+    self->isolation_.assertInside();
     if (self->isStopped_) {
         co_return;
     }

@@ -40,7 +40,7 @@ class MacDisplayCaptureSession final
     static ViewerTask<bool> start(Self self);
     static ViewerTask<void> stopIsolated(Self self);
     /// Forgets the stream and its pictures. Whatever it still delivers or reports reaches nobody.
-    void dropStream();
+    void dropStream() VIEWER_REQUIRES(isolation_);
 
     const ViewerNativeDisplay display_;
     const std::shared_ptr<ViewerScreenCapture> capture_;
@@ -48,11 +48,10 @@ class MacDisplayCaptureSession final
     const ViewerIsolation isolation_;
     const std::shared_ptr<ViewerFrameAccumulator> accumulator_;
 
-    // Touched inside the isolation only.
     /// Of the stream below, or of the next one.
-    std::shared_ptr<MacDisplayStreamHealth> health_;
-    std::shared_ptr<ViewerDisplayStream> stream_;
-    bool isStopped_ = false;
+    std::shared_ptr<MacDisplayStreamHealth> health_ VIEWER_GUARDED_BY(isolation_);
+    std::shared_ptr<ViewerDisplayStream> stream_ VIEWER_GUARDED_BY(isolation_);
+    bool isStopped_ VIEWER_GUARDED_BY(isolation_) = false;
 };
 
 }  // namespace velmora
