@@ -35,8 +35,7 @@ const std::shared_ptr<ViewerHostFrameProviding>& ViewerHostApplicationDelegate::
     if (!provider_) {
         provider_ = std::make_shared<ViewerCaptureCoordinator>(
             source_, ViewerHostProtocolV1::sessionLimit, ViewerHostProtocolV1::idleTimeout,
-            services_.executors->makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator"),
-            services_.clock);
+            *services_.executors, services_.clock);
     }
     return provider_;
 }

@@ -19,13 +19,13 @@ constexpr ViewerContinuousClock::TimerId noTimer;
 ViewerCaptureCoordinator::ViewerCaptureCoordinator(std::shared_ptr<ViewerHostCaptureSource> source,
                                                    std::int64_t sessionLimit,
                                                    ViewerContinuousClock::Duration idleTimeout,
-                                                   ViewerExecutor executor,
+                                                   ViewerExecutors& executors,
                                                    std::shared_ptr<ViewerContinuousClock> clock)
     : source_(std::move(source)),
       sessionLimit_(sessionLimit),
       idleTimeout_(idleTimeout),
       clock_(std::move(clock)),
-      isolation_(std::move(executor)) {}
+      isolation_(executors.makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator")) {}
 
 ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displays() {
     return isolation_.run(displaysIsolated(shared_from_this()));

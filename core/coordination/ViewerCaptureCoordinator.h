@@ -11,7 +11,7 @@
 #include "core/coordination/ViewerHostCaptureSource.h"
 #include "core/coordination/ViewerHostFrameProviding.h"
 #include "core/runtime/ViewerContinuousClock.h"
-#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerExecutors.h"
 #include "core/runtime/ViewerIsolation.h"
 #include "core/runtime/ViewerTask.h"
 #include "core/runtime/ViewerUUID.h"
@@ -26,10 +26,11 @@ class ViewerCaptureCoordinator final
       public std::enable_shared_from_this<ViewerCaptureCoordinator> {
   public:
     /// At most `sessionLimit` captures run at once; one that no request has used for `idleTimeout`
-    /// is stopped. The coordinator's operations run on `executor`.
+    /// is stopped. The executors outlive the coordinator.
     ViewerCaptureCoordinator(std::shared_ptr<ViewerHostCaptureSource> source,
                              std::int64_t sessionLimit, ViewerContinuousClock::Duration idleTimeout,
-                             ViewerExecutor executor, std::shared_ptr<ViewerContinuousClock> clock);
+                             ViewerExecutors& executors,
+                             std::shared_ptr<ViewerContinuousClock> clock);
     ViewerCaptureCoordinator(const ViewerCaptureCoordinator&) = delete;
     ViewerCaptureCoordinator& operator=(const ViewerCaptureCoordinator&) = delete;
 
@@ -53,7 +54,7 @@ class ViewerCaptureCoordinator final
         ViewerContinuousClock::Instant lastUse;
         /// Fresh with every use, so that an idle timer that was set earlier knows that it is stale.
         ViewerUUID cleanupGeneration;
-        /// The idle timer, or 0.
+        /// The idle timer, or none.
         ViewerContinuousClock::TimerId cleanupTimer;
     };
 

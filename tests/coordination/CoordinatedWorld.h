@@ -51,9 +51,8 @@ struct CoordinatedWorld final {
     SimulatedWorld world;
     std::shared_ptr<ScriptedCaptureSource> source =
         std::make_shared<ScriptedCaptureSource>(world, displays());
-    ViewerExecutor executor = world.makeSerialExecutor("coordinator");
     std::shared_ptr<ViewerCaptureCoordinator> coordinator =
-        std::make_shared<ViewerCaptureCoordinator>(source, sessionLimit, idleTimeout, executor,
+        std::make_shared<ViewerCaptureCoordinator>(source, sessionLimit, idleTimeout, world,
                                                    borrowedClock(world));
 };
 

@@ -107,8 +107,7 @@ TEST(ViewerCaptureCoordinator, ServesExpiresAndShutsDownOnSeveralThreads) {
     const auto source = std::make_shared<UnguardedSource>(executors);
     // The clock stands still: a capture has been idle for long enough as soon as its timer rings.
     const auto coordinator = std::make_shared<ViewerCaptureCoordinator>(
-        source, sessionLimit, std::chrono::seconds(0), executors.makeSerialExecutor("coordinator"),
-        clock);
+        source, sessionLimit, std::chrono::seconds(0), executors, clock);
     std::array<std::promise<int>, viewers> done;
     for (std::uint32_t viewer = 0; viewer < viewers; ++viewer) {
         (void)startTask(executors.taskExecutor(), view(coordinator, viewer, &done.at(viewer)));

@@ -21,8 +21,8 @@ struct TimedWorld final {
 
     TimedWorld() {
         host.coordinator = std::make_shared<ViewerCaptureCoordinator>(
-            host.source, CoordinatedWorld::sessionLimit, CoordinatedWorld::idleTimeout,
-            host.world.makeSerialExecutor("coordinator"), clock);
+            host.source, CoordinatedWorld::sessionLimit, CoordinatedWorld::idleTimeout, host.world,
+            clock);
     }
     void fire(std::size_t timer) {
         clock->fire(timer);
