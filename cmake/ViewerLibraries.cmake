@@ -1,5 +1,10 @@
 # The libraries that the product stands on.
 find_package(Threads REQUIRED)
+# Newer releases of CMake want to be told that Boost describes itself. Built for another system, its
+# headers are found without that description.
+if(POLICY CMP0167 AND NOT CMAKE_CROSSCOMPILING)
+    cmake_policy(SET CMP0167 NEW)
+endif()
 find_package(Boost 1.81 REQUIRED)
 
 # Boost.JSON and Asio are compiled once, in sources of ours, instead of in every user.
