@@ -1,41 +1,23 @@
 #include "app/linux/alert/ViewerAlertDialog.h"
 
-#include <QFontMetrics>
 #include <QGridLayout>
 #include <QIcon>
 #include <QPushButton>
 #include <QScreen>
-#include <QScrollArea>
 #include <QStyle>
-#include <algorithm>
+
+#include "app/linux/alert/ViewerAlertTexts.h"
 
 namespace velmora {
 
 namespace {
 
-/// A comfortable line, and the least that can be read, in characters of average width.
-constexpr int lineLength = 60;
-constexpr int leastLineLength = 12;
-/// The least that is seen of a text that scrolls.
-constexpr int leastLines = 3;
 /// The part of the screen that a window may take with its frame.
 constexpr double usableScreen = 0.9;
 constexpr double leastPointSize = 6;
 
 QString textOf(const std::string& text) {
     return QString::fromStdString(text);
-}
-
-QLabel* makeLabel(const std::string& text) {
-    auto* const label = new QLabel;
-    // Whatever a text says, it is no markup.
-    label->setTextFormat(Qt::PlainText);
-    label->setText(textOf(text));
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    // The menu's words would be in another language than the alert's; its keys work without it.
-    label->setContextMenuPolicy(Qt::NoContextMenu);
-    return label;
 }
 
 bool fits(const QSize& size, const QSize& room) {
@@ -56,43 +38,6 @@ QStyle::StandardPixmap pixmapFor(ViewerAlertStyle style) {
 
 }  // namespace
 
-/// The title and the informative text, which scroll where they get less room than they want.
-class ViewerAlertDialog::Texts final : public QScrollArea {
-  public:
-    explicit Texts(const ViewerAlert& alert) {
-        auto* const texts = new QWidget;
-        auto* const layout = new QVBoxLayout(texts);
-        layout->setContentsMargins(0, 0, 0, 0);
-        QLabel* const title = makeLabel(alert.title);
-        QFont bold = title->font();
-        bold.setBold(true);
-        title->setFont(bold);
-        layout->addWidget(title);
-        layout->addWidget(makeLabel(alert.informativeText));
-        layout->addStretch();
-        setFrameShape(QFrame::NoFrame);
-        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        setFocusPolicy(Qt::NoFocus);
-        setWidgetResizable(true);
-        setWidget(texts);
-    }
-
-    /// In pixels.
-    void limitWidth(int width) { widthLimit_ = width; }
-
-    QSize sizeHint() const override {
-        const int width = std::min(fontMetrics().averageCharWidth() * lineLength, widthLimit_);
-        return {width, widget()->heightForWidth(width)};
-    }
-    QSize minimumSizeHint() const override {
-        return {fontMetrics().averageCharWidth() * leastLineLength,
-                fontMetrics().lineSpacing() * leastLines};
-    }
-
-  private:
-    int widthLimit_ = QWIDGETSIZE_MAX;
-};
-
 ViewerAlertDialog::ViewerAlertDialog(const ViewerAlert& alert) {
     setWindowTitle(QStringLiteral("Velmora Viewer Host"));
     setWindowFlag(Qt::WindowStaysOnTopHint);
@@ -101,7 +46,7 @@ ViewerAlertDialog::ViewerAlertDialog(const ViewerAlert& alert) {
     setAccessibleDescription(textOf(alert.informativeText));
     auto* const layout = new QGridLayout(this);
     layout->addWidget(makeIcon(alert.style), 0, 0, Qt::AlignTop);
-    auto* const texts = new Texts(alert);
+    auto* const texts = new ViewerAlertTexts(alert);
     layout->addWidget(texts, 0, 1);
     QBoxLayout* const buttons = makeButtons(alert.buttons);
     layout->addLayout(buttons, 1, 0, 1, 2);
@@ -133,7 +78,7 @@ QBoxLayout* ViewerAlertDialog::makeButtons(const std::vector<std::string>& texts
     return row;
 }
 
-void ViewerAlertDialog::fitToScreen(Texts& texts, QBoxLayout& buttons) {
+void ViewerAlertDialog::fitToScreen(ViewerAlertTexts& texts, QBoxLayout& buttons) {
     const QSize usable = screen()->availableSize() * usableScreen;
     if (minimumSizeHint().width() > usable.width()) {
         buttons.setDirection(QBoxLayout::TopToBottom);

@@ -10,6 +10,8 @@
 
 namespace velmora {
 
+class ViewerAlertTexts;
+
 /// The window of one alert: the style's icon, the texts and the buttons in order. Accepted by the
 /// first button, which Return presses too; rejected by the other one, by Escape and by closing the
 /// window. Made and used on the thread of the user interface.
@@ -18,11 +20,9 @@ class ViewerAlertDialog final : public QDialog {
     explicit ViewerAlertDialog(const ViewerAlert& alert);
 
   private:
-    class Texts;
-
     QLabel* makeIcon(ViewerAlertStyle alertStyle);
     QBoxLayout* makeButtons(const std::vector<std::string>& texts);
-    void fitToScreen(Texts& texts, QBoxLayout& buttons);
+    void fitToScreen(ViewerAlertTexts& texts, QBoxLayout& buttons);
 };
 
 }  // namespace velmora
