@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStyle>
+#include <QWindow>
 
 #include "app/linux/alert/ViewerAlertTexts.h"
 
@@ -46,13 +47,18 @@ ViewerAlertDialog::ViewerAlertDialog(const ViewerAlert& alert) {
     setAccessibleDescription(textOf(alert.informativeText));
     auto* const layout = new QGridLayout(this);
     layout->addWidget(makeIcon(alert.style), 0, 0, Qt::AlignTop);
-    auto* const texts = new ViewerAlertTexts(alert);
-    layout->addWidget(texts, 0, 1);
+    texts_ = new ViewerAlertTexts(alert);
+    layout->addWidget(texts_, 0, 1);
     QBoxLayout* const buttons = makeButtons(alert.buttons);
     layout->addLayout(buttons, 1, 0, 1, 2);
     layout->setColumnStretch(1, 1);
     layout->setRowStretch(0, 1);
-    fitToScreen(*texts, *buttons);
+    fitToScreen(*buttons);
+}
+
+void ViewerAlertDialog::showEvent(QShowEvent* event) {
+    QDialog::showEvent(event);
+    windowHandle()->installEventFilter(texts_);
 }
 
 QLabel* ViewerAlertDialog::makeIcon(ViewerAlertStyle alertStyle) {
@@ -78,7 +84,7 @@ QBoxLayout* ViewerAlertDialog::makeButtons(const std::vector<std::string>& texts
     return row;
 }
 
-void ViewerAlertDialog::fitToScreen(ViewerAlertTexts& texts, QBoxLayout& buttons) {
+void ViewerAlertDialog::fitToScreen(QBoxLayout& buttons) {
     const QSize usable = screen()->availableSize() * usableScreen;
     if (minimumSizeHint().width() > usable.width()) {
         buttons.setDirection(QBoxLayout::TopToBottom);
@@ -90,9 +96,9 @@ void ViewerAlertDialog::fitToScreen(ViewerAlertTexts& texts, QBoxLayout& buttons
         smaller.setPointSizeF(smaller.pointSizeF() - 1);
         setFont(smaller);
     }
-    const int besides = sizeHint().width() - texts.sizeHint().width();
-    texts.limitWidth(usable.width() - besides);
-    texts.updateGeometry();
+    const int besides = sizeHint().width() - texts_->sizeHint().width();
+    texts_->limitWidth(usable.width() - besides);
+    texts_->updateGeometry();
     resize(sizeHint().boundedTo(usable));
 }
 

@@ -19,10 +19,15 @@ class ViewerAlertDialog final : public QDialog {
   public:
     explicit ViewerAlertDialog(const ViewerAlert& alert);
 
+  protected:
+    void showEvent(QShowEvent* event) override;
+
   private:
     QLabel* makeIcon(ViewerAlertStyle alertStyle);
     QBoxLayout* makeButtons(const std::vector<std::string>& texts);
-    void fitToScreen(ViewerAlertTexts& texts, QBoxLayout& buttons);
+    void fitToScreen(QBoxLayout& buttons);
+
+    ViewerAlertTexts* texts_ = nullptr;
 };
 
 }  // namespace velmora

@@ -2,8 +2,10 @@
 
 #include <QFontMetrics>
 #include <QLabel>
+#include <QScrollBar>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <optional>
 #include <string>
 
 namespace velmora {
@@ -26,6 +28,25 @@ QLabel* makeLabel(const std::string& text) {
     // The menu's words would be in another language than the alert's; its keys work without it.
     label->setContextMenuPolicy(Qt::NoContextMenu);
     return label;
+}
+
+std::optional<QAbstractSlider::SliderAction> actionOf(int key) {
+    switch (key) {
+        case Qt::Key_Up:
+            return QAbstractSlider::SliderSingleStepSub;
+        case Qt::Key_Down:
+            return QAbstractSlider::SliderSingleStepAdd;
+        case Qt::Key_PageUp:
+            return QAbstractSlider::SliderPageStepSub;
+        case Qt::Key_PageDown:
+            return QAbstractSlider::SliderPageStepAdd;
+        case Qt::Key_Home:
+            return QAbstractSlider::SliderToMinimum;
+        case Qt::Key_End:
+            return QAbstractSlider::SliderToMaximum;
+        default:
+            return std::nullopt;
+    }
 }
 
 }  // namespace
@@ -56,6 +77,29 @@ QSize ViewerAlertTexts::sizeHint() const {
 QSize ViewerAlertTexts::minimumSizeHint() const {
     return {fontMetrics().averageCharWidth() * leastLineLength,
             fontMetrics().lineSpacing() * leastLines};
+}
+
+bool ViewerAlertTexts::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress && scrollBy(*static_cast<QKeyEvent*>(event))) {
+        return true;
+    }
+    return QScrollArea::eventFilter(watched, event);
+}
+
+bool ViewerAlertTexts::scrollBy(const QKeyEvent& key) {
+    const auto action = actionOf(key.key());
+    QScrollBar& bar = *verticalScrollBar();
+    // With others held down a key selects text.
+    const bool isAlone = (key.modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+    if (!action || !isAlone || bar.maximum() == 0) {
+        return false;
+    }
+    const int line = fontMetrics().lineSpacing();
+    bar.setSingleStep(line);
+    // The last line of a page, which may be cut, is the first one of the next.
+    bar.setPageStep(std::max(line, viewport()->height() - line));
+    bar.triggerAction(*action);
+    return true;
 }
 
 }  // namespace velmora

@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <memory>
 #include <string>
 
 #include "app/ViewerAlertCatalogue.h"
 #include "tests/acceptance/HostTest.h"
-#include "tests/acceptance/alerts/AlertWindowTest.h"
+#include "tests/acceptance/alerts/AlertX11Test.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XPainter.h"
-#include "tests/support/x11/XServer.h"
 
 namespace velmora {
 
@@ -21,15 +18,9 @@ bool isInside(const ViewerRectangle& part, const ViewerRectangle& whole) {
     return intersection(part, whole) == part && !part.isEmpty();
 }
 
-/// The windows of alerts on an X server without a window manager.
-class AlertWindow : public AlertWindowTest {
+/// The windows of alerts.
+class AlertWindow : public AlertX11Test {
   protected:
-    AlertWindow() { useServer({}); }
-
-    void useServer(const XServer::Options& options) {
-        server_ = std::make_unique<XServer>(options);
-        environment_.set("DISPLAY", server_->displayName());
-    }
     /// How many pixels of the icon have a colour that `isMeant`.
     template <typename IsMeant>
     std::ptrdiff_t iconPixels(const SeenAlert& seen, IsMeant isMeant) {
@@ -38,8 +29,6 @@ class AlertWindow : public AlertWindowTest {
                 return isMeant(colour >> 16 & 0xff, colour >> 8 & 0xff, colour & 0xff);
             });
     }
-
-    std::unique_ptr<XServer> server_;
 };
 
 TEST_F(AlertWindow, TheFirstButtonIsTheFirstAndAnotherIsAnother) {
@@ -127,28 +116,11 @@ struct Screen final {
     int scale;
 };
 
-class AlertWindowOn : public AlertWindow, public testing::WithParamInterface<Screen> {
-  protected:
-    /// A desktop whose user has chosen that size of letters.
-    void useFontSize(int points) {
-        std::ofstream(settings_.path() / "kdeglobals")
-            << "[General]\nfont=Sans," << points << ",-1,5,50,0,0,0,0,0\n";
-        environment_.set("XDG_CONFIG_HOME", settings_.path());
-        environment_.set("XDG_CURRENT_DESKTOP", "KDE");
-        environment_.set("KDE_FULL_SESSION", "true");
-        environment_.set("KDE_SESSION_VERSION", "5");
-    }
-
-  private:
-    TemporaryFolder settings_;
-};
+class AlertWindowOn : public AlertWindow, public testing::WithParamInterface<Screen> {};
 
 TEST_P(AlertWindowOn, TheWindowFitsAndHidesNoButton) {
     const Screen& screen = GetParam();
-    XServer::Options options;
-    options.width = screen.width;
-    options.height = screen.height;
-    useServer(options);
+    useScreen(screen.width, screen.height);
     useFontSize(screen.fontSize);
     environment_.set("QT_SCALE_FACTOR", std::to_string(screen.scale));
     const SeenAlert seen =

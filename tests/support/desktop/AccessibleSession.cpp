@@ -54,6 +54,7 @@ SeenAlert seenIn(const std::string& text) {
     seen.texts = textsAt("texts");
     seen.buttons = textsAt("buttons");
     seen.defaultButtons = textsAt("defaultButtons");
+    seen.focused = textAt("focused");
     seen.place = rectangleOf(all.at("place"));
     seen.textPlaces = rectanglesOf(all.at("textPlaces"));
     seen.buttonPlaces = rectanglesOf(all.at("buttonPlaces"));

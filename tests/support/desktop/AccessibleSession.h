@@ -26,6 +26,8 @@ struct SeenAlert final {
     std::vector<std::string> texts;
     std::vector<std::string> buttons;
     std::vector<std::string> defaultButtons;
+    /// The name of what the keys go to; empty while they go to another window.
+    std::string focused;
     /// Where on the screen everything is; Wayland tells no places.
     ViewerRectangle place;
     std::vector<ViewerRectangle> textPlaces;

@@ -57,6 +57,8 @@ def seen(window, parts):
         "buttonPlaces": [place(button) for button in buttons],
         "defaultButtons": [button.get_name() for button in buttons
                            if has_state(button, Atspi.StateType.IS_DEFAULT)],
+        "focused": next((part.get_name() for part in parts
+                         if has_state(part, Atspi.StateType.FOCUSED)), ""),
         "iconPlaces": [place(icon) for icon in of_role(Atspi.Role.IMAGE)],
         "place": place(window),
     }

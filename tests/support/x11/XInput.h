@@ -28,6 +28,12 @@ class XInput final {
     static constexpr xcb_keysym_t returnKey = 0xff0d;
     static constexpr xcb_keysym_t escapeKey = 0xff1b;
     static constexpr xcb_keysym_t tabKey = 0xff09;
+    static constexpr xcb_keysym_t homeKey = 0xff50;
+    static constexpr xcb_keysym_t upKey = 0xff52;
+    static constexpr xcb_keysym_t downKey = 0xff54;
+    static constexpr xcb_keysym_t pageUpKey = 0xff55;
+    static constexpr xcb_keysym_t pageDownKey = 0xff56;
+    static constexpr xcb_keysym_t endKey = 0xff57;
 
   private:
     void send(std::uint8_t type, std::uint8_t detail, std::int16_t x = 0, std::int16_t y = 0);
