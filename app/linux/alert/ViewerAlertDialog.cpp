@@ -58,6 +58,8 @@ ViewerAlertDialog::ViewerAlertDialog(const ViewerAlert& alert) {
 
 void ViewerAlertDialog::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
+    windowHandle()->installEventFilter(&accidents_);
+    // The last one is asked first: a key that scrolls does no harm.
     windowHandle()->installEventFilter(texts_);
 }
 

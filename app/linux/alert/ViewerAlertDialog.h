@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/ViewerAlert.h"
+#include "app/linux/alert/ViewerAccidentFilter.h"
 
 namespace velmora {
 
@@ -14,7 +15,7 @@ class ViewerAlertTexts;
 
 /// The window of one alert: the style's icon, the texts and the buttons in order. Accepted by the
 /// first button, which Return presses too; rejected by the other one, by Escape and by closing the
-/// window. Made and used on the thread of the user interface.
+/// window. Nothing is pressed by accident. Made and used on the thread of the user interface.
 class ViewerAlertDialog final : public QDialog {
   public:
     explicit ViewerAlertDialog(const ViewerAlert& alert);
@@ -28,6 +29,7 @@ class ViewerAlertDialog final : public QDialog {
     void fitToScreen(QBoxLayout& buttons);
 
     ViewerAlertTexts* texts_ = nullptr;
+    ViewerAccidentFilter accidents_;
 };
 
 }  // namespace velmora

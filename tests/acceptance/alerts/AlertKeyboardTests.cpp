@@ -80,26 +80,25 @@ TEST_F(AlertKeyboard, ScrollingLeavesTheKeysOfTheButtonsAsTheyAre) {
     input_->press(XInput::endKey);
     ASSERT_TRUE(eventually([&] { return isEndSeen(); }));
     EXPECT_EQ(look().focused, alert_.buttons.at(0));
-    input_->press(XInput::returnKey);
-    EXPECT_EQ(answer(), true);
+    EXPECT_EQ(answerTo(XInput::returnKey), true);
 }
 
 TEST_F(AlertKeyboard, EscapeIsNotTheFirstButtonAfterScrollingEither) {
     input_->press(XInput::pageDownKey);
     ASSERT_TRUE(eventually([&] { return scrolled() > 0; }));
-    input_->press(XInput::escapeKey);
-    EXPECT_EQ(answer(), false);
+    EXPECT_EQ(answerTo(XInput::escapeKey), false);
 }
 
 TEST_F(AlertKeyboard, TabGoesFromButtonToButtonAndShowsWhereItIs) {
     const XPainter painter(*server_);
     const auto before = painter.read(seen_.buttonPlaces.at(1));
     EXPECT_EQ(look().focused, alert_.buttons.at(0));
-    input_->press(XInput::tabKey);
-    ASSERT_TRUE(eventually([&] { return look().focused == alert_.buttons.at(1); }));
+    ASSERT_TRUE(eventually([&] {
+        input_->press(XInput::tabKey);
+        return look().focused == alert_.buttons.at(1);
+    }));
     EXPECT_TRUE(eventually([&] { return painter.read(seen_.buttonPlaces.at(1)) != before; }));
-    input_->press(XInput::returnKey);
-    EXPECT_EQ(answer(), false);
+    EXPECT_EQ(answerTo(XInput::returnKey), false);
 }
 
 }  // namespace

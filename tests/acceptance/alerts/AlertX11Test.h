@@ -1,11 +1,15 @@
 #pragma once
 
+#include <chrono>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/alerts/AlertWindowTest.h"
 #include "tests/support/system/TemporaryFolder.h"
+#include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XServer.h"
 
 namespace velmora {
@@ -34,6 +38,19 @@ class AlertX11Test : public AlertWindowTest {
         environment_.set("XDG_CURRENT_DESKTOP", "KDE");
         environment_.set("KDE_FULL_SESSION", "true");
         environment_.set("KDE_SESSION_VERSION", "5");
+    }
+    /// How the alert that shows is closed by someone who presses the key until it is.
+    std::optional<bool> answerTo(xcb_keysym_t key) {
+        std::optional<bool> isFirstButton;
+        process_->awaitEnd([&](bool isFirst) { isFirstButton = isFirst; });
+        XInput input(*server_);
+        EXPECT_TRUE(eventually([&] {
+            input.press(key);
+            loop_.restart();
+            loop_.run_for(std::chrono::milliseconds(20));
+            return isFirstButton.has_value();
+        }));
+        return isFirstButton;
     }
 
     std::unique_ptr<XServer> server_;

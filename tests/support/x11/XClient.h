@@ -47,8 +47,9 @@ class XClient final {
     void setRootProperty(const std::string& name, std::optional<std::uint32_t> value) const;
     std::vector<std::uint8_t> edid(const std::string& output) const;
 
-  private:
     xcb_atom_t atom(const std::string& name) const;
+
+  private:
     xcb_randr_output_t output(const std::string& name) const;
     void check(xcb_void_cookie_t request, const char* reason) const;
 

@@ -19,16 +19,24 @@ using Owned = std::unique_ptr<Reply, decltype(&std::free)>;
 XInput::XInput(const XServer& server) : client_(server.connect()) {}
 
 void XInput::press(xcb_keysym_t key) {
-    const xcb_keycode_t code = codeOf(key);
-    send(XCB_KEY_PRESS, code);
-    send(XCB_KEY_RELEASE, code);
+    hold(key);
+    release(key);
+}
+
+void XInput::hold(xcb_keysym_t key) {
+    send(XCB_KEY_PRESS, codeOf(key));
     client_->finish();
 }
 
-void XInput::doubleClick(std::int64_t x, std::int64_t y) {
+void XInput::release(xcb_keysym_t key) {
+    send(XCB_KEY_RELEASE, codeOf(key));
+    client_->finish();
+}
+
+void XInput::click(std::int64_t x, std::int64_t y, int times) {
     constexpr std::uint8_t left = 1;
     send(XCB_MOTION_NOTIFY, 0, static_cast<std::int16_t>(x), static_cast<std::int16_t>(y));
-    for (int click = 0; click < 2; ++click) {
+    for (int click = 0; click < times; ++click) {
         send(XCB_BUTTON_PRESS, left);
         send(XCB_BUTTON_RELEASE, left);
     }

@@ -20,8 +20,12 @@ class XInput final {
 
     /// By the key's symbol, such as `returnKey`.
     void press(xcb_keysym_t key);
+    /// Presses the key without letting go.
+    void hold(xcb_keysym_t key);
+    void release(xcb_keysym_t key);
     /// At a place of the screen, in pixels.
-    void doubleClick(std::int64_t x, std::int64_t y);
+    void click(std::int64_t x, std::int64_t y) { click(x, y, 1); }
+    void doubleClick(std::int64_t x, std::int64_t y) { click(x, y, 2); }
     /// Whether some client holds the text that was selected last.
     bool isAnythingSelected() const;
 
@@ -36,6 +40,7 @@ class XInput final {
     static constexpr xcb_keysym_t endKey = 0xff57;
 
   private:
+    void click(std::int64_t x, std::int64_t y, int times);
     void send(std::uint8_t type, std::uint8_t detail, std::int16_t x = 0, std::int16_t y = 0);
     xcb_keycode_t codeOf(xcb_keysym_t key) const;
 
