@@ -1,13 +1,16 @@
 #include <sys/socket.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <QApplication>
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -68,17 +71,50 @@ void dropToolkitMessage(QtMsgType type, const QMessageLogContext&, const QString
     }
 }
 
+/// Whether nobody gives the focus to a window that does not ask for it: an X server without a
+/// window manager.
+bool isFocusUnmanaged(const QApplication& application) {
+    const auto* const x11 = application.nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 == nullptr) {
+        return false;
+    }
+    xcb_connection_t* const connection = x11->connection();
+    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
+    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        ::xcb_intern_atom_reply(
+            connection, ::xcb_intern_atom(connection, 0, name.size(), name.data()), nullptr),
+        &std::free);
+    if (atom == nullptr) {
+        return false;
+    }
+    const xcb_window_t root = ::xcb_setup_roots_iterator(::xcb_get_setup(connection)).data->root;
+    const std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> manager(
+        ::xcb_get_property_reply(
+            connection, ::xcb_get_property(connection, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+            nullptr),
+        &std::free);
+    return manager != nullptr && manager->value_len == 0;
+}
+
 int showAlert(int argumentCount, char** arguments, const ViewerAlert& alert) {
     qInstallMessageHandler(dropToolkitMessage);
     // Not what the session's type says: it is often missing. What cannot be had is passed over.
     qputenv("QT_QPA_PLATFORM",
             qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? "xcb" : "wayland;xcb");
+    // The desktop's token for what its user has just started. The toolkit takes it away.
+    const bool isStartedByUser = !qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN") ||
+                                 !qEnvironmentVariableIsEmpty("DESKTOP_STARTUP_ID");
     const QApplication application(argumentCount, arguments);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.quilmer.velmora.viewer-host"));
     ViewerAlertDialog dialog(alert);
-    dialog.open();
+    // No modal one: some window managers give those the focus whatever their user is doing.
+    dialog.show();
     dialog.raise();
-    dialog.activateWindow();
+    if (isStartedByUser || isFocusUnmanaged(application)) {
+        dialog.activateWindow();
+    }
+    // A window manager that leaves the focus where it is tells its user of the window instead.
+    QApplication::alert(&dialog);
     (void)QApplication::exec();  // always 0: what counts is the dialog's result
     return dialog.result() == QDialog::Accepted ? ViewerAlertMessage::firstButtonStatus
                                                 : notShownStatus;

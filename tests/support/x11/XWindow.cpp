@@ -1,7 +1,6 @@
 #include "tests/support/x11/XWindow.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <span>
 
@@ -20,13 +19,6 @@ Owned<Reply> owned(Reply* reply) {
 }
 
 constexpr std::uint8_t numberBits = 32;
-
-/// The milliseconds that a server on this machine has now.
-std::uint32_t serverTime() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<std::uint32_t>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
-}
 
 }  // namespace
 
@@ -48,11 +40,17 @@ void XWindow::giveFocusTo(xcb_window_t window) {
     client_->finish();
 }
 
-void XWindow::beUsed() {
-    const std::uint32_t now = serverTime();
-    ::xcb_change_property(client_->connection(), XCB_PROP_MODE_REPLACE, id_,
-                          client_->atom("_NET_WM_USER_TIME"), XCB_ATOM_CARDINAL, numberBits, 1,
-                          &now);
+void XWindow::beChosen() {
+    constexpr std::uint32_t byUser = 2;
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = numberBits;
+    message.window = id_;
+    message.type = client_->atom("_NET_ACTIVE_WINDOW");
+    message.data.data32[0] = byUser;
+    ::xcb_send_event(client_->connection(), 0, client_->root(),
+                     XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                     reinterpret_cast<const char*>(&message));
     client_->finish();
 }
 

@@ -27,8 +27,8 @@ class XWindow final {
     xcb_window_t id() const { return id_; }
     void takeFocus() { giveFocusTo(id_); }
     void giveFocusTo(xcb_window_t window);
-    /// Tells a window manager that its user has just worked in it.
-    void beUsed();
+    /// Asks a window manager to give it the focus, as its user does by way of a list of windows.
+    void beChosen();
     /// As a window manager does whose user closes the window.
     void requestClose(xcb_window_t window);
 
