@@ -55,6 +55,7 @@ TEST(ViewerHostRequestParser, LinesEndOnlyWithBothCharacters) {
     EXPECT_EQ(parse("GET /a HTTP/1.1\r\n\n"), ParseResult::incomplete());
     EXPECT_EQ(parse("GET /a HTTP/1.1\n\r\n"), ParseResult::incomplete());
     EXPECT_EQ(parse("GET /a\nb HTTP/1.1\r\n\r\n"), requestFor("/a\nb"));
+    EXPECT_EQ(parse("GET /a\rb HTTP/1.1\r\n\r\n"), requestFor("/a\rb"));
     EXPECT_EQ(parse("GET /a HTTP/1.1\r\r\n\r\n"), requestFor("/a"));
 }
 
