@@ -243,16 +243,8 @@ ViewerTask<void> ViewerHTTPServer::waitForHandlers() {
 }
 
 ViewerTask<void> ViewerHTTPServer::waitForHandlers(std::shared_ptr<ViewerHTTPServer> server) {
-    if (!server->hasHandlers()) {
-        co_return;
-    }
     (void)co_await StopContinuation::wait(
         [&server](StopContinuation caller) { server->addStopWaiter(std::move(caller)); });
-}
-
-bool ViewerHTTPServer::hasHandlers() {
-    const ViewerLockGuard guard(lock_);
-    return !handlers_.empty();
 }
 
 void ViewerHTTPServer::addStopWaiter(StopContinuation caller) {

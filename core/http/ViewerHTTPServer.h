@@ -48,6 +48,8 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     ViewerTask<void> stop();
     /// Completes when no connection is being served.
     ViewerTask<void> waitForHandlers();
+    /// Told by a handler at its end: forgets it, and takes up the next connection that waits.
+    void handlerFinished(const ViewerUUID& id);
 
   private:
     /// At most 16, in the order of their start: the order of everything that happens to them must
@@ -69,10 +71,8 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     void acceptConnection(std::shared_ptr<ViewerConnection> connection);
     std::shared_ptr<ViewerConnectionHandler> makeHandler(
         const ViewerUUID& id, std::shared_ptr<ViewerConnection> connection);
-    void handlerFinished(const ViewerUUID& id);
     /// Whether this call is the first.
     bool beginStop();
-    bool hasHandlers();
     void addStopWaiter(StopContinuation caller);
     void resumeStopWaiters();
 

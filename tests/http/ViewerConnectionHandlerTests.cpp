@@ -4,6 +4,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -23,8 +24,16 @@ class OneLoop final : public ViewerExecutors {
     explicit OneLoop(boost::asio::io_context& loop) : loop_(loop.get_executor()) {}
 
     ViewerExecutor mainExecutor() override { return loop_; }
-    ViewerExecutor taskExecutor() override { return loop_; }
+    ViewerExecutor taskExecutor() override {
+        if (onTask) {
+            onTask();
+        }
+        return loop_;
+    }
     ViewerExecutor makeSerialExecutor(std::string_view) override { return loop_; }
+
+    /// Called before a task gets its executor.
+    std::function<void()> onTask;
 
   private:
     const ViewerExecutor loop_;
@@ -195,6 +204,26 @@ TEST(ViewerConnectionHandler, OnOneLoopACancelFromWithinTheRoutingFindsItsTask) 
     loop.restart();
     (void)loop.poll();
     EXPECT_EQ(finishes, 1);
+    EXPECT_TRUE(peer->messages().empty());
+    EXPECT_EQ(peer->sendsAfterCancel(), 0U);
+}
+
+TEST(ViewerConnectionHandler, ACancelThatComesBetweenARequestAndItsTaskLeavesNothingToRoute) {
+    boost::asio::io_context loop;
+    OneLoop executors(loop);
+    const auto peer = std::make_shared<ScriptedPeer>();
+    const auto provider = std::make_shared<FakeFrameProvider>();
+    int finishes = 0;
+    const auto handler = std::make_shared<ViewerConnectionHandler>(
+        peer->makeConnection(), ViewerHostRouter(provider, "machine"), loop.get_executor(),
+        [&finishes] { ++finishes; }, executors, std::make_shared<SimulatedWorld>());
+    // Another thread stops the server in that moment.
+    executors.onTask = [&handler] { handler->cancel(); };
+    handler->start();
+    peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    (void)loop.poll();
+    EXPECT_EQ(finishes, 1);
+    EXPECT_TRUE(provider->calls.empty());
     EXPECT_TRUE(peer->messages().empty());
     EXPECT_EQ(peer->sendsAfterCancel(), 0U);
 }

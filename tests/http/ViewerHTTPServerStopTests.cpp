@@ -1,14 +1,115 @@
 #include <gtest/gtest.h>
 
+#include <boost/asio/execution.hpp>
+#include <boost/asio/execution_context.hpp>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/http/ViewerHTTPServer.h"
+#include "core/runtime/ViewerTaskHandle.h"
 #include "tests/support/http/ServedWorld.h"
 
 namespace velmora {
 namespace {
+
+using Log = std::vector<std::string>;
+
+/// A queue that notes each time that something is put into it.
+struct NotingQueue final {
+    ViewerExecutor queue;
+    Log* log;
+
+    friend bool operator==(const NotingQueue&, const NotingQueue&) noexcept = default;
+
+    template <typename Function>
+    void execute(Function function) const {
+        log->emplace_back("start");
+        queue.execute(std::move(function));
+    }
+    boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
+        return queue.context();
+    }
+    static constexpr boost::asio::execution::blocking_t query(
+        boost::asio::execution::blocking_t) noexcept {
+        return boost::asio::execution::blocking.never;
+    }
+    NotingQueue require(boost::asio::execution::blocking_t::never_t) const noexcept {
+        return *this;
+    }
+};
+
+ViewerTask<void> startOnly(std::shared_ptr<ViewerHTTPServer> server) {
+    (void)co_await server->start();
+}
+
+TEST(ViewerHTTPServer, StopEndsTheListenerThenTheServedThenTheWaitingThenTheStart) {
+    ServedWorld host;
+    Log log;
+    (void)startTask(NotingQueue{host.world.taskExecutor(), &log}, startOnly(host.server));
+    host.world.settle();
+    Log expected{"listener"};
+    for (int i = 0; i < 18; ++i) {
+        const auto peer = std::make_shared<ScriptedPeer>();
+        expected.push_back(std::to_string(i));
+        peer->onCancel = [&log, name = expected.back()] { log.push_back(name); };
+        host.listener().connect(peer);
+    }
+    expected.emplace_back("start");
+    host.listener().onCancel = [&log] { log.emplace_back("listener"); };
+    host.world.settle();
+    log.clear();
+    const auto stop = host.stop();
+    host.world.settle();
+    ASSERT_TRUE(stop.isThere());
+    // A connection whose end is told of is cancelled once more, later.
+    log.resize(expected.size());
+    EXPECT_EQ(log, expected);
+}
+
+TEST(ViewerHTTPServer, AStoppedServerKeepsNoListener) {
+    ServedWorld host;
+    host.listen();
+    const auto stop = host.stop();
+    host.world.settle();
+    ASSERT_TRUE(stop.isThere());
+    EXPECT_EQ(host.transport->listeners.back().use_count(), 1);
+}
+
+TEST(ViewerHTTPServer, AnUnknownHandlersEndChangesNothing) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(18);
+    host.world.settle();
+    host.server->handlerFinished(makeRandomUUID());
+    host.world.settle();
+    EXPECT_EQ(startedCount(peers), 16U);
+    // The two that wait may have changed places; neither is lost.
+    peers[0]->end();
+    peers[1]->end();
+    host.world.settle();
+    EXPECT_EQ(startedCount(peers), peers.size());
+}
+
+TEST(ViewerHTTPServer, AnUnknownHandlersEndReleasesNobodyWhoWaits) {
+    ServedWorld host;
+    host.listen();
+    host.gate.close();
+    const auto peer = host.listener().connect();
+    peer->send(ServedWorld::frameRequest);
+    host.world.settle();
+    const auto wait = host.waitForHandlers();
+    const auto stop = host.stop();
+    host.world.settle();
+    host.server->handlerFinished(makeRandomUUID());
+    host.world.settle();
+    EXPECT_FALSE(wait.isThere());
+    host.gate.open();
+    host.world.settle();
+    EXPECT_TRUE(wait.isThere());
+    EXPECT_TRUE(stop.isThere());
+}
 
 TEST(ViewerHTTPServer, StopEndsServedAndWaitingConnectionsWithoutAResponse) {
     ServedWorld host;

@@ -82,6 +82,9 @@ std::optional<std::uint16_t> ScriptedListener::port() const {
 }
 
 void ScriptedListener::cancel() {
+    if (onCancel) {
+        onCancel();
+    }
     {
         const ViewerLockGuard guard(lock_);
         if (++cancellations_ > 1 || !queue_) {

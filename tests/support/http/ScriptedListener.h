@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,6 +39,9 @@ class ScriptedListener final : public ViewerListener,
     void start(ViewerExecutor queue) override;
     std::optional<std::uint16_t> port() const override;
     void cancel() override;
+
+    /// Called at each cancel. Set while nobody cancels.
+    std::function<void()> onCancel;
 
   private:
     const std::optional<std::uint16_t> portAtStart_;

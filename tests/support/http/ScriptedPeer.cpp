@@ -144,6 +144,9 @@ void ScriptedPeer::take(const ViewerHostResponseBytes& message,
 }
 
 void ScriptedPeer::cancel() {
+    if (onCancel) {
+        onCancel();
+    }
     std::size_t unfinishedSends = 0;
     {
         const ViewerLockGuard guard(lock_);

@@ -60,8 +60,10 @@ class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
 
     /// Called for each message, on the thread that sends. Set before the connection is made.
     std::function<void()> onMessage;
-    /// Called when the connection is started, and when it has gone. Set before it is made.
+    /// Called when the connection is started, at each cancel, and when it has gone. Set before it
+    /// is made.
     std::function<void()> onStart;
+    std::function<void()> onCancel;
     std::function<void()> onDrop;
 
   private:
