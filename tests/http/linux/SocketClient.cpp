@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -58,6 +59,12 @@ bool SocketClient::send(std::string_view bytes) {
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
+}
+
+std::size_t SocketClient::unsentBytes() const {
+    int bytes = 0;
+    ::ioctl(descriptor_, TIOCOUTQ, &bytes);
+    return static_cast<std::size_t>(bytes);
 }
 
 void SocketClient::endSending() {

@@ -28,6 +28,8 @@ class SocketClient final {
     bool isConnected() const { return isConnected_; }
     /// False when the server does not take everything.
     bool send(std::string_view bytes);
+    /// What the server's system has not confirmed yet.
+    std::size_t unsentBytes() const;
     void endSending();
     ReceivedAnswer receiveAll();
     /// At most `size` bytes, at least one unless the connection has ended.
