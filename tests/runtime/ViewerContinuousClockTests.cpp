@@ -13,6 +13,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/runtime/ViewerTaskHandle.h"
@@ -224,6 +225,18 @@ TEST(ViewerBoottimeClock, GoesOnWhileTheMachineSleeps) {
     (void)under.clock().now();
     EXPECT_THAT(clocksAsked, testing::ElementsAre(CLOCK_BOOTTIME));
     EXPECT_THAT(clocksOfTimers(), testing::Contains(CLOCK_BOOTTIME));
+}
+
+TEST(ViewerBoottimeClock, IsUsedByTheThreadOfItsLoopAlone) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    BoottimeClockUnderTest under;
+    const auto timer = under.clock().schedule(Instant(1h), under.executor(), [] {});
+    under.clock().withdraw(timer);
+    EXPECT_DEATH(std::thread([&] { under.clock().withdraw(timer); }).join(),
+                 "one thread runs the loop");
+    EXPECT_DEATH(
+        std::thread([&] { under.clock().schedule(Instant(1h), under.executor(), [] {}); }).join(),
+        "one thread runs the loop");
 }
 
 INSTANTIATE_TEST_SUITE_P(Simulated, ViewerContinuousClockConformance, testing::Values([] {

@@ -37,6 +37,7 @@ ViewerContinuousClock::Instant ViewerBoottimeClock::now() const {
 ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
                                                              std::function<void()> action) {
+    checkThread();
     const TimerId id = deadlines_.add(deadline, std::move(executor), std::move(action));
     if (deadline < armed_) {
         armFor(deadline);
@@ -45,8 +46,17 @@ ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
 }
 
 void ViewerBoottimeClock::withdraw(TimerId timer) {
+    checkThread();
     // The timerfd stays as it is: at worst it fires once for nothing.
     (void)deadlines_.withdraw(timer);  // the action goes at once
+}
+
+void ViewerBoottimeClock::checkThread() {
+    const std::thread::id current = std::this_thread::get_id();
+    if (thread_ == std::thread::id()) {
+        thread_ = current;
+    }
+    viewerCheck(thread_ == current, "one thread runs the loop and uses its clock");
 }
 
 void ViewerBoottimeClock::armFor(Instant deadline) {
