@@ -112,6 +112,9 @@ void ViewerSocketListener::awaitConnections() {
 }
 
 void ViewerSocketListener::acceptNext() {
+    if (!acceptor_) {
+        return;  // this was on its way when the listener was cancelled
+    }
     // One at a time: the wait is ready at once while more are waiting, and a call of accept that
     // finds nobody costs several times as much as that wait.
     const int descriptor = ::accept4(acceptor_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC);

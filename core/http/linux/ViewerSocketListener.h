@@ -22,6 +22,8 @@ namespace velmora {
 /// When descriptors or memory run out it stops accepting: connections stay in the kernel's queue
 /// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones
 /// are then closed to make room, the oldest first.
+///
+/// The queue may be any serial one; the clock has to bear being used on it.
 class ViewerSocketListener final : public ViewerListener,
                                    public std::enable_shared_from_this<ViewerSocketListener> {
   public:

@@ -4,8 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <boost/asio/execution.hpp>
+#include <boost/asio/execution_context.hpp>
+#include <boost/asio/io_context.hpp>
 #include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -176,6 +183,61 @@ TEST(ViewerSocketListener, FailsWhenItsSocketBreaksAfterItWasReady) {
     world.listener->cancel();
     ASSERT_TRUE(world.log.waitFor("cancelled"));
     EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", failure, "cancelled"));
+}
+
+/// A serial queue whose functions run when a test says so, in the order in which they came. What
+/// another thread of a loop could put into it can come there at any moment.
+struct HeldQueue final {
+    boost::asio::io_context* loop;
+    std::deque<std::function<void()>>* held;
+
+    friend bool operator==(const HeldQueue&, const HeldQueue&) noexcept = default;
+
+    template <typename Function>
+    void execute(Function function) const {
+        // The function may be one that can only be moved.
+        auto shared = std::make_shared<Function>(std::move(function));
+        held->emplace_back([shared] { std::move (*shared)(); });
+    }
+    boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
+        return *loop;
+    }
+    static constexpr boost::asio::execution::blocking_t query(
+        boost::asio::execution::blocking_t) noexcept {
+        return boost::asio::execution::blocking.never;
+    }
+    HeldQueue require(boost::asio::execution::blocking_t::never_t) const noexcept { return *this; }
+};
+
+void runAll(std::deque<std::function<void()>>& held) {
+    while (!held.empty()) {
+        const auto next = std::move(held.front());
+        held.pop_front();
+        next();
+    }
+}
+
+TEST(ViewerSocketListener, AClientThatComesBehindTheCancelIsNotAccepted) {
+    boost::asio::io_context loop;
+    std::deque<std::function<void()>> held;
+    std::vector<std::string> events;
+    const auto listener = std::make_shared<ViewerSocketListener>(0, nullptr);
+    listener->setStateHandler([&](ViewerListenerState state, const std::string& description) {
+        events.push_back(nameOf(state) + description);
+    });
+    listener->setConnectionHandler(
+        [&](const std::shared_ptr<ViewerConnection>&) { events.emplace_back("connection"); });
+    listener->start(HeldQueue{&loop, &held});
+    runAll(held);
+    ASSERT_EQ(events, std::vector<std::string>{"ready"});
+    listener->cancel();
+    const SocketClient client(listener->port().value_or(0));
+    // The loop has seen the client before the queue comes to the cancel.
+    while (held.size() < 2) {
+        (void)loop.run_one();
+    }
+    runAll(held);
+    EXPECT_EQ(events, (std::vector<std::string>{"ready", "cancelled"}));
 }
 
 TEST(ViewerSocketListener, NoSocketOutlivesAnExec) {
