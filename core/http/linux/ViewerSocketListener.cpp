@@ -23,6 +23,10 @@ ViewerSocketListener::ViewerSocketListener(std::uint16_t port,
                                            std::shared_ptr<ViewerContinuousClock> clock)
     : requestedPort_(port), clock_(std::move(clock)) {}
 
+ViewerSocketListener::~ViewerSocketListener() {
+    closeAccepted();
+}
+
 void ViewerSocketListener::setStateHandler(StateHandler handler) {
     stateHandler_ = std::move(handler);
 }
@@ -102,13 +106,18 @@ void ViewerSocketListener::open(const ViewerExecutor& queue) {
 }
 
 void ViewerSocketListener::awaitConnections() {
-    acceptor_->async_wait(tcp::acceptor::wait_read,
-                          [weak = weak_from_this()](const boost::system::error_code& error) {
-                              const auto self = weak.lock();
-                              if (self && !error) {
-                                  self->acceptNext();
-                              }
-                          });
+    auto proceed = [weak = weak_from_this()](const boost::system::error_code& error) {
+        const auto self = weak.lock();
+        if (self && !error) {
+            self->acceptNext();
+        }
+    };
+    if (accepted_ >= 0) {
+        boost::asio::post(acceptor_->get_executor(),
+                          [proceed] { proceed(boost::system::error_code()); });
+    } else {
+        acceptor_->async_wait(tcp::acceptor::wait_read, std::move(proceed));
+    }
 }
 
 void ViewerSocketListener::acceptNext() {
@@ -117,23 +126,24 @@ void ViewerSocketListener::acceptNext() {
     }
     // One at a time: the wait is ready at once while more are waiting, and a call of accept that
     // finds nobody costs several times as much as that wait.
-    const int descriptor = ::accept4(acceptor_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC);
-    const int error = errno;
-    if (descriptor >= 0) {
-        handOver(descriptor);
-        awaitConnections();
+    if (accepted_ < 0) {
+        accepted_ = ::accept4(acceptor_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC);
+    }
+    if (accepted_ >= 0) {
+        if (handOver()) {
+            awaitConnections();
+        } else {
+            makeRoom();
+        }
         return;
     }
+    const int error = errno;
     switch (acceptFailure(error)) {
         case ViewerAcceptFailure::connectionGone:
             awaitConnections();
             return;
         case ViewerAcceptFailure::exhausted:
-            if (ending_->closeOldest()) {
-                awaitConnections();
-            } else {
-                pauseAccepting();
-            }
+            makeRoom();
             return;
         case ViewerAcceptFailure::listenerBroken:
             fail(portFailure(port_, error));
@@ -141,17 +151,26 @@ void ViewerSocketListener::acceptNext() {
     }
 }
 
-void ViewerSocketListener::handOver(int descriptor) {
+bool ViewerSocketListener::handOver() {
     tcp::socket socket(acceptor_->get_executor());
     boost::system::error_code error;
     // The family does not matter: the socket is never opened again.
-    socket.assign(tcp::v6(), descriptor, error);
+    socket.assign(tcp::v6(), accepted_, error);
     if (error) {
-        ::close(descriptor);  // the loop cannot watch one more socket
-        return;
+        return false;  // the loop cannot watch one more socket
     }
+    accepted_ = -1;
     socket.non_blocking(true, error);
     connectionHandler_(std::make_shared<ViewerSocketConnection>(std::move(socket), ending_));
+    return true;
+}
+
+void ViewerSocketListener::makeRoom() {
+    if (ending_->closeOldest()) {
+        awaitConnections();
+    } else {
+        pauseAccepting();
+    }
 }
 
 void ViewerSocketListener::pauseAccepting() {
@@ -176,6 +195,13 @@ void ViewerSocketListener::stopAccepting() {
     }
     port_ = 0;
     acceptor_.reset();
+    closeAccepted();
+}
+
+void ViewerSocketListener::closeAccepted() {
+    if (accepted_ >= 0) {
+        ::close(std::exchange(accepted_, -1));
+    }
 }
 
 void ViewerSocketListener::fail(const std::string& description) {

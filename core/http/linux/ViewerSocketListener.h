@@ -21,7 +21,8 @@ namespace velmora {
 ///
 /// When descriptors or memory run out it stops accepting: connections stay in the kernel's queue
 /// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones
-/// are then closed to make room, the oldest first.
+/// are then closed to make room, the oldest first. One connection may have been accepted by then,
+/// where the loop has no room for it: it is kept, and served as the next.
 ///
 /// The queue may be any serial one; the clock has to bear being used on it.
 class ViewerSocketListener final : public ViewerListener,
@@ -30,6 +31,9 @@ class ViewerSocketListener final : public ViewerListener,
     static constexpr std::chrono::milliseconds exhaustedPause{100};
 
     ViewerSocketListener(std::uint16_t port, std::shared_ptr<ViewerContinuousClock> clock);
+    ~ViewerSocketListener() override;
+    ViewerSocketListener(const ViewerSocketListener&) = delete;
+    ViewerSocketListener& operator=(const ViewerSocketListener&) = delete;
 
     void setStateHandler(StateHandler handler) override;
     void setConnectionHandler(ConnectionHandler handler) override;
@@ -42,10 +46,13 @@ class ViewerSocketListener final : public ViewerListener,
     void open(const ViewerExecutor& queue);
     void awaitConnections();
     void acceptNext();
-    void handOver(int descriptor);
+    /// Gives the accepted connection away. False when there is no room for it.
+    bool handOver();
+    void makeRoom();
     void pauseAccepting();
     void resumeAccepting();
     void stopAccepting();
+    void closeAccepted();
     void fail(const std::string& description);
     void cancelOnQueue();
     void report(ViewerListenerState state, const std::string& description);
@@ -66,6 +73,8 @@ class ViewerSocketListener final : public ViewerListener,
     /// Present while listening.
     std::optional<boost::asio::ip::tcp::acceptor> acceptor_;
     std::shared_ptr<ViewerLingeringSockets> ending_;
+    /// The descriptor of a connection that was accepted and not handed over yet; -1 for none.
+    int accepted_ = -1;
     /// Present while accepting is paused.
     std::optional<ViewerContinuousClock::TimerId> pause_;
 };

@@ -20,8 +20,10 @@
 #include "core/http/linux/ViewerSocketTransport.h"
 #include "tests/http/linux/AnsweringWorld.h"
 #include "tests/http/linux/ListeningWorld.h"
+#include "tests/http/linux/ManualClock.h"
 #include "tests/http/linux/OpenSockets.h"
 #include "tests/http/linux/RefusedIPv6.h"
+#include "tests/http/linux/RefusedRegistration.h"
 #include "tests/http/linux/ServerProcess.h"
 
 namespace velmora {
@@ -238,6 +240,25 @@ TEST(ViewerSocketListener, AClientThatComesBehindTheCancelIsNotAccepted) {
     }
     runAll(held);
     EXPECT_EQ(events, (std::vector<std::string>{"ready", "cancelled"}));
+}
+
+TEST(ViewerSocketListener, KeepsAConnectionThatTheLoopCannotWatchYet) {
+    const AnsweringWorld world(answer);
+    refuseRegistrations(3);
+    EXPECT_TRUE(isAnswered(world.server.port(), SocketClient::Family::IPv4));
+    EXPECT_EQ(registrationsToRefuse(), 0);
+}
+
+TEST(ViewerSocketListener, OneThatIsCancelledClosesTheConnectionThatItKeeps) {
+    const auto clock = std::make_shared<ManualClock>();
+    ListeningWorld world(clock);
+    world.listen(ignoreConnection);
+    refuseRegistrations(1);
+    SocketClient client = world.connect();
+    ASSERT_TRUE(clock->waitForScheduled(1)) << "it waits for room";
+    world.listener->cancel();
+    EXPECT_TRUE(client.receiveAll().isEnded);
+    EXPECT_EQ(world.log.count("connection"), 0U);
 }
 
 TEST(ViewerSocketListener, NoSocketOutlivesAnExec) {
