@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "app/linux/ViewerAlertMessage.h"
+#include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 namespace velmora {
 
@@ -151,6 +152,9 @@ bool ViewerAlertProcess::spawn(const std::filesystem::path& program, int program
     const SpawnActions actions(programsSide);
     const SpawnAttributes attributes;
     const std::vector<std::string> arguments{program.string()};
+    // Lowered here, since posix_spawn() sets no limits, and a limit that is set on the running
+    // program comes when that has begun.
+    const ViewerOriginalDescriptorLimit limit;
     pid_t id = -1;
     const int error =
         ::posix_spawn(&id, program.c_str(), actions.get(), attributes.get(),

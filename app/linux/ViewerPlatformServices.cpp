@@ -7,6 +7,7 @@
 
 #include "app/linux/ViewerLinuxApplicationShell.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "core/runtime/linux/ViewerDescriptorLimit.h"
 #include "core/runtime/linux/ViewerLoopExecutors.h"
 
 namespace velmora {
@@ -32,6 +33,7 @@ void occupyStandardDescriptors() {
 /// all one. No thread is started yet: the signals are still to be blocked.
 ViewerPlatformServices makePlatformServices() {
     occupyStandardDescriptors();
+    raiseDescriptorLimit();
     const auto loop = std::make_shared<boost::asio::io_context>(oneThread);
     ViewerPlatformServices services;
     const auto alerts = std::make_shared<ViewerProcessAlertPresenter>(loop);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "core/runtime/linux/ViewerDescriptorLimit.h"
 #include "tests/support/system/BorrowedEnvironment.h"
 #include "tests/support/system/TemporaryFolder.h"
 
@@ -110,16 +112,25 @@ TEST_F(ViewerAlertProcessTest, TheProgramStartsWithNothingOfTheHosts) {
     ::sigaddset(&blocked, SIGTERM);
     ::pthread_sigmask(SIG_BLOCK, &blocked, &mask);
     const int inherited = ::open("/dev/zero", O_RDONLY);
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit few{123, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    raiseDescriptorLimit();
     const auto file = folder_.path() / "report";
     EXPECT_EQ(answer("report", file), true);
+    rlimit raised{};
+    ::getrlimit(RLIMIT_NOFILE, &raised);
+    EXPECT_GT(raised.rlim_cur, few.rlim_cur);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
     ::close(inherited);
     ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     (void)std::signal(SIGUSR2, before);
 
-    EXPECT_THAT(
-        linesOf(file),
-        UnorderedElementsAre("SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000",
-                             StartsWith("0 socket:"), "1 /dev/null", "2 /dev/null", "session own"));
+    EXPECT_THAT(linesOf(file),
+                UnorderedElementsAre("SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000",
+                                     StartsWith("0 socket:"), "1 /dev/null", "2 /dev/null",
+                                     "descriptors 123", "session own"));
 }
 
 TEST_F(ViewerAlertProcessTest, AHostThatWasStartedWithItsChildrenIgnoredGetsTheAnswer) {

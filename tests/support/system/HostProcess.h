@@ -22,6 +22,8 @@ struct HostLaunch final {
     Output output = Output::captured;
     /// The program's own path as it is told to it.
     std::string name = "VelmoraViewerHost";
+    /// How many descriptors it may have; the test's own limits where it is not said.
+    std::optional<rlimit> descriptors;
     /// Another program than the one that was built.
     std::optional<std::string> program;
 };
@@ -49,8 +51,6 @@ class HostProcess final {
 
     pid_t id() const { return id_; }
     void signal(int number) const;
-    /// What is open already stays open.
-    void limitDescriptors(rlim_t count) const;
 
     /// The next line of standard output without its line feed; nothing at its end or when none
     /// comes in time.
