@@ -92,6 +92,20 @@ TEST_F(Overload, With64DescriptorsTwoHundredConnectionsWaitForNothingAndAreAllSe
     EXPECT_EQ(answered(clients, request, 404), 200U);
 }
 
+TEST_F(Overload, AColdFrameIsThereForEveryoneAlsoWhereDescriptorsRunOut) {
+    for (const std::size_t clientCount : {1020U, 1500U}) {
+        HostLaunch launch = launchOn(server_);
+        launch.descriptors = {1024, 1024};
+        serve(launch);
+        const std::string target = frameTarget(idOf("screen"));
+        ASSERT_EQ(host_->threadsNamed("capture."), 0U);
+        auto clients = connectAll(clientCount);
+
+        EXPECT_EQ(answered(clients, "GET " + target + " HTTP/1.1\r\n\r\n", 200), clientCount);
+        host_.reset();
+    }
+}
+
 TEST_F(Overload, MoreClientsThanItWasStartedWithDescriptorsForWaitInTheHost) {
     HostLaunch launch = launchOn(server_);
     launch.descriptors = {256, 2048};

@@ -1,5 +1,6 @@
 #include "core/http/linux/ViewerSocketListener.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "core/http/linux/ViewerListeningSocket.h"
 #include "core/http/linux/ViewerSocketConnection.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 namespace velmora {
 
@@ -95,6 +97,7 @@ void ViewerSocketListener::open(const ViewerExecutor& queue) {
     }
     port_ = listening.port();
     listening.release();
+    firstReserved_ = firstReservedDescriptor();
     ending_ = std::make_shared<ViewerLingeringSockets>(queue, clock_);
     ending_->setRoomHandler([weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
@@ -152,6 +155,9 @@ void ViewerSocketListener::acceptNext() {
 }
 
 bool ViewerSocketListener::handOver() {
+    if (!isClearOfReserve()) {
+        return false;
+    }
     tcp::socket socket(acceptor_->get_executor());
     boost::system::error_code error;
     // The family does not matter: the socket is never opened again.
@@ -163,6 +169,20 @@ bool ViewerSocketListener::handOver() {
     socket.non_blocking(true, error);
     connectionHandler_(std::make_shared<ViewerSocketConnection>(std::move(socket), ending_));
     return true;
+}
+
+bool ViewerSocketListener::isClearOfReserve() {
+    if (accepted_ < firstReserved_) {
+        return true;
+    }
+    // A lower number may have become free since it was accepted; the system takes the lowest.
+    const int moved = ::fcntl(accepted_, F_DUPFD_CLOEXEC, 0);
+    if (moved < 0) {
+        return false;
+    }
+    const bool isClear = moved < firstReserved_;
+    ::close(isClear ? std::exchange(accepted_, moved) : moved);
+    return isClear;
 }
 
 void ViewerSocketListener::makeRoom() {

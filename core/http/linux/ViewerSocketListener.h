@@ -21,8 +21,9 @@ namespace velmora {
 ///
 /// When descriptors or memory run out it stops accepting: connections stay in the kernel's queue
 /// until one of its own has gone or begins to linger, or for a tenth of a second. Lingering ones
-/// are then closed to make room, the oldest first. One connection may have been accepted by then,
-/// where the loop has no room for it: it is kept, and served as the next.
+/// are then closed to make room, the oldest first. Descriptors count as run out before the last
+/// ones are gone, because a capture or an alert needs some too. One connection may have been
+/// accepted by then: it is kept, and served as the next when there is room.
 ///
 /// The queue may be any serial one; the clock has to bear being used on it.
 class ViewerSocketListener final : public ViewerListener,
@@ -48,6 +49,7 @@ class ViewerSocketListener final : public ViewerListener,
     void acceptNext();
     /// Gives the accepted connection away. False when there is no room for it.
     bool handOver();
+    bool isClearOfReserve();
     void makeRoom();
     void pauseAccepting();
     void resumeAccepting();
@@ -73,6 +75,8 @@ class ViewerSocketListener final : public ViewerListener,
     /// Present while listening.
     std::optional<boost::asio::ip::tcp::acceptor> acceptor_;
     std::shared_ptr<ViewerLingeringSockets> ending_;
+    /// Clients get no descriptor from this one on. Read when the listener opens.
+    int firstReserved_ = 0;
     /// The descriptor of a connection that was accepted and not handed over yet; -1 for none.
     int accepted_ = -1;
     /// Present while accepting is paused.

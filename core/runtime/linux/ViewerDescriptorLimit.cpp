@@ -1,6 +1,7 @@
 #include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 #include "core/runtime/ViewerCheck.h"
@@ -10,6 +11,8 @@ namespace velmora {
 namespace {
 
 constexpr rlim_t mostDescriptors = 16'384;
+constexpr rlim_t mostReserved = 32;
+constexpr rlim_t leastShareReserved = 4;
 
 rlimit currentLimit() {
     rlimit limit{};
@@ -46,6 +49,13 @@ ViewerOriginalDescriptorLimit::ViewerOriginalDescriptorLimit() : raised_(current
 
 ViewerOriginalDescriptorLimit::~ViewerOriginalDescriptorLimit() {
     set(raised_);
+}
+
+int firstReservedDescriptor() {
+    const rlim_t limit = currentLimit().rlim_cur;
+    const rlim_t first = limit - std::min(limit / leastShareReserved, mostReserved);
+    constexpr rlim_t mostInt = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(first, mostInt));
 }
 
 }  // namespace velmora

@@ -22,4 +22,8 @@ class ViewerOriginalDescriptorLimit final {
     const rlimit raised_;
 };
 
+/// The lowest descriptor of those that clients leave to the rest of the process (captures, alerts,
+/// files): the last 32 under the limit, or the last quarter where there are fewer than 128.
+int firstReservedDescriptor();
+
 }  // namespace velmora

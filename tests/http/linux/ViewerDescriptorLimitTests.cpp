@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <cstddef>
@@ -63,10 +64,12 @@ void meetEveryType() {
     (void)answered.receiveAll();  // the tests tell whether that is right
 }
 
-/// Serves, with `prepare` run between the start and the first client.
-void serve(const ServerProcess::Parent& parent, boost::asio::io_context& loop,
-           std::shared_ptr<ViewerContinuousClock> clock, const std::function<void()>& prepare) {
+/// Serves with few descriptors, with `prepare` run between the start and the first client.
+void serve(
+    const ServerProcess::Parent& parent, boost::asio::io_context& loop,
+    std::shared_ptr<ViewerContinuousClock> clock, const std::function<void()>& prepare = [] {}) {
     (void)clock->now();  // meets its type
+    limitOwnDescriptors();
     AnsweringServer server(loop.get_executor(), std::move(clock), answer);
     server.startAndRun(loop, [&] {
         prepare();
@@ -80,7 +83,7 @@ void serveWhileTheClockStandsStill(const ServerProcess::Parent& parent) {
     boost::asio::io_context loop;
     const auto clock = std::make_shared<ReportingClock>(std::make_shared<ManualClock>(),
                                                         [&] { parent.tellEvent(); });
-    serve(parent, loop, clock, limitOwnDescriptors);
+    serve(parent, loop, clock);
 }
 
 std::vector<int> takeEveryDescriptor() {
@@ -121,7 +124,7 @@ TEST(ViewerSocketListener, WaitsWithoutSpinningForDescriptorsAndLosesNobody) {
         boost::asio::io_context loop;
         const auto clock = std::make_shared<ReportingClock>(
             std::make_shared<ViewerBoottimeClock>(loop), [&] { parent.tellEvent(); });
-        serve(parent, loop, clock, limitOwnDescriptors);
+        serve(parent, loop, clock);
     });
     std::vector<SocketClient> clients = connect(server.readPort());
     const auto before = server.processorTime();
@@ -154,6 +157,30 @@ TEST(ViewerSocketListener, GoesOnWhenAConnectionThatAskedForNothingHasGone) {
     EXPECT_EQ(wholeAnswers(asking), clientCount);
 }
 
+TEST(ViewerSocketListener, LeavesTheLastDescriptorsToOthersHoweverLongItWaits) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        std::size_t pauses = 0;
+        const auto clock =
+            std::make_shared<ReportingClock>(std::make_shared<ViewerBoottimeClock>(loop), [&] {
+                if (++pauses != 5) {
+                    return;
+                }
+                const std::vector<int> left = takeEveryDescriptor();
+                std::ranges::for_each(left, [](int descriptor) { ::close(descriptor); });
+                // A quarter of 64, but for the one connection that is kept until there is room.
+                if (left.size() == 15) {
+                    parent.tellEvent();
+                }
+            });
+        serve(parent, loop, clock);
+    });
+    std::vector<SocketClient> clients = connect(server.readPort());
+    EXPECT_TRUE(server.readEvents(1));
+    EXPECT_EQ(wholeAnswers(clients), clientCount);
+}
+
 TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
     meetEveryType();
     const ServerProcess server([](const ServerProcess::Parent& parent) {
@@ -169,10 +196,7 @@ TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
                     }
                 }
             });
-        serve(parent, loop, clock, [&] {
-            limitOwnDescriptors();
-            taken = takeEveryDescriptor();
-        });
+        serve(parent, loop, clock, [&] { taken = takeEveryDescriptor(); });
     });
     SocketClient client(server.readPort());
     client.send("GET / HTTP/1.1\r\n\r\n");

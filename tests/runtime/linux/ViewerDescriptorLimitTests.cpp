@@ -75,5 +75,18 @@ TEST(ViewerDescriptorLimit, OneThatWasNotRaisedIsTheOriginal) {
     }));
 }
 
+TEST(ViewerDescriptorLimit, TheLast32AreReservedOrAQuarterOfFew) {
+    struct Case final {
+        rlim_t limit;
+        int firstReserved;
+    };
+    for (const Case& each : {Case{1024, 992}, Case{129, 97}, Case{128, 96}, Case{127, 96},
+                             Case{64, 48}, Case{20, 15}}) {
+        EXPECT_TRUE(holdsWith(each.limit, [&each] {
+            return firstReservedDescriptor() == each.firstReserved;
+        })) << each.limit;
+    }
+}
+
 }  // namespace
 }  // namespace velmora
