@@ -27,8 +27,11 @@ class RunningCapture final {
     /// Its one stop is the end of the capture.
     StreamRecorder& recorder() { return recorder_; }
 
+    const ViewerX11Pacing& pacing() const { return *pacing_; }
+
   private:
     StreamRecorder recorder_;
+    const std::shared_ptr<ViewerX11Pacing> pacing_;
     const std::shared_ptr<ViewerX11Connection> connection_;
     /// Last, so that everything it uses is there before it.
     std::thread thread_;

@@ -20,6 +20,7 @@ TEST(ViewerX11StreamRace, AConnectionThatComesWhileTheStreamIsBeingStoppedCaptur
         server.thaw();
         EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-connect") == 0; }));
     });
+    ASSERT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-connect") > 0; }));
     monitor.stream().stop([&](bool) { order += "stopped"; });
 
     EXPECT_EQ(order, "failed stopped");
