@@ -76,18 +76,23 @@ TEST(ViewerX11StreamComparison, EveryRowHasItsTurn) {
 }
 
 TEST(ViewerX11StreamComparison, FollowsWhatIsNeverReportedOnceItHasFoundSome) {
-    XFramebuffer framebuffer({});
-    framebuffer.fill(screen, red);
+    // Small, so that only the intervals take time.
+    XServer::Options options;
+    options.width = 64;
+    options.height = 48;
+    constexpr ViewerRectangle smallScreen{0, 0, 64, 48};
+    XFramebuffer framebuffer(options);
+    framebuffer.fill(smallScreen, red);
     CapturedMonitor monitor(framebuffer.server());
     ASSERT_TRUE(monitor.begin());
-    framebuffer.fill(screen, blue);
+    framebuffer.fill(smallScreen, blue);
     ASSERT_TRUE(monitor.recorder().waitForFrames(2));
     const auto begin = std::chrono::steady_clock::now();
     constexpr std::uint32_t changes = 20;
 
     for (std::uint32_t change = 1; change <= changes; ++change) {
         const std::uint32_t colour = change * 0x0a0000;
-        framebuffer.fill(screen, colour);
+        framebuffer.fill(smallScreen, colour);
         ASSERT_TRUE(monitor.recorder().waitForPicture(
             [&](const StreamRecorder::Picture& picture) { return picture.isAll(colour); }));
     }
