@@ -5,6 +5,7 @@
 #include <deque>
 #include <utility>
 
+#include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerLock.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
@@ -70,6 +71,21 @@ void ViewerX11Connector::withdraw(RequestId request) {
         withdrawn = std::move(found->completion);
         line_->waiting.erase(found);
     }
+}
+
+ViewerTask<std::optional<std::shared_ptr<ViewerX11Connection>>> ViewerX11Connector::connectWithin(
+    std::shared_ptr<ViewerX11Connector> connector, std::shared_ptr<ViewerContinuousClock> clock,
+    ViewerContinuousClock::Duration limit) {
+    RequestId request = 0;
+    const auto call = [&](Completion completion) {
+        request = connector->connect(std::move(completion));
+    };
+    auto connection = co_await ViewerBoundedCall<std::shared_ptr<ViewerX11Connection>>::answer(
+        clock, limit, call);
+    if (!connection) {
+        connector->withdraw(request);
+    }
+    co_return connection;
 }
 
 void ViewerX11Connector::serve(const std::shared_ptr<Line>& line) {

@@ -3,9 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/capture/linux/x11/ViewerX11Connection.h"
+#include "core/runtime/ViewerContinuousClock.h"
+#include "core/runtime/ViewerTask.h"
 
 namespace velmora {
 
@@ -34,6 +37,12 @@ class ViewerX11Connector final {
     /// Takes a request out of the line, as everybody does who stops waiting. A completion that is
     /// already on its way still arrives, also after this returned.
     void withdraw(RequestId request);
+
+    /// The same for a task, which waits for at most `limit` on `clock`. Null when there is no
+    /// connection to be had, nothing when it was not known by then.
+    static ViewerTask<std::optional<std::shared_ptr<ViewerX11Connection>>> connectWithin(
+        std::shared_ptr<ViewerX11Connector> connector, std::shared_ptr<ViewerContinuousClock> clock,
+        ViewerContinuousClock::Duration limit);
 
   private:
     struct Line;

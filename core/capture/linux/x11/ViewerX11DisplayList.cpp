@@ -88,16 +88,9 @@ ViewerTask<void> ViewerX11DisplayList::refresh(Self self) {
 }
 
 ViewerTask<void> ViewerX11DisplayList::connect(Self self, Instant deadline) {
-    using Connection = std::shared_ptr<ViewerX11Connection>;
-    ViewerX11Connector::RequestId request = 0;
-    const auto call = [&](ViewerX11Connector::Completion completion) {
-        request = self->connector_->connect(std::move(completion));
-    };
-    const std::optional<Connection> connection = co_await ViewerBoundedCall<Connection>::answer(
-        self->clock_, deadline - self->clock_->now(), call);
-    if (!connection) {
-        self->connector_->withdraw(request);
-    } else if (*connection) {
+    const auto connection = co_await ViewerX11Connector::connectWithin(
+        self->connector_, self->clock_, deadline - self->clock_->now());
+    if (connection && *connection) {
         self->reader_ = std::make_shared<ViewerX11DisplayReader>(*connection);
     }
 }
