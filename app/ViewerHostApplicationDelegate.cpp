@@ -85,6 +85,11 @@ ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
         self->services_.shell->terminate();
         co_return;
     }
+    self->services_.capture->watchSession([weak = WeakSelf(self)] {
+        if (const auto application = weak.lock()) {
+            application->beginTermination();
+        }
+    });
     const auto outcome = co_await self->server()->start();
     if (const auto* const port = std::get_if<std::uint16_t>(&outcome)) {
         self->services_.shell->printLine(listeningLine(*port));

@@ -144,6 +144,11 @@ class ViewerScreenCapture {
     /// A stream that is not started yet.
     virtual std::shared_ptr<ViewerDisplayStream> makeStream(
         const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) = 0;
+    /// Tells when the session whose screen this is has ended for good: `ended` runs once then, on
+    /// the main thread, also if nobody ever asks for anything else. Called once, on the main
+    /// thread, when the screen may be recorded. Never, where the system itself ends the
+    /// applications of a session.
+    virtual void watchSession(std::function<void()> ended) { (void)ended; }
 };
 
 /// The platform's screen capture, defined once for each platform. `mainExecutor` is the main

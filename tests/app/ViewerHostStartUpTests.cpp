@@ -18,7 +18,8 @@ TEST(ViewerHostStartUp, SignalsAreWatchedBeforeThePermissionIsLookedAtAndTheServ
     EXPECT_THAT(host.calls(), IsEmpty());
     host.launch();
 
-    EXPECT_THAT(host.calls(), ElementsAre("watch SIGINT", "watch SIGTERM", "look", "machine name"));
+    EXPECT_THAT(host.calls(), ElementsAre("watch SIGINT", "watch SIGTERM", "look", "watch session",
+                                          "machine name"));
 }
 
 TEST(ViewerHostStartUp, NothingIsOpenedBeforeThePermissionIsKnown) {

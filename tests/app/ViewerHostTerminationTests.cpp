@@ -14,8 +14,10 @@ namespace velmora {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 class ViewerHostTerminationBy : public testing::TestWithParam<int> {};
 
@@ -94,6 +96,68 @@ TEST(ViewerHostTermination, TheSignalSourcesAreCancelledAtOnce) {
     EXPECT_EQ(host.shell->liveSignalSources(), 0U);
 }
 
+TEST(ViewerHostTermination, TheEndOfTheSessionIsAnOrderlyEnd) {
+    LaunchedHost host;
+    host.serve();
+    const auto begin = host.world.now();
+    host.capture->endSession();
+    EXPECT_EQ(host.shell->liveSignalSources(), 0U);
+    host.shell->raise(SIGTERM);
+    host.world.runToEnd();
+
+    EXPECT_EQ(host.listener().cancellations(), 1U);
+    EXPECT_EQ(host.shell->terminationRequests(), 1U);
+    EXPECT_THAT(host.shell->ends(), ElementsAre(begin));
+}
+
+TEST(ViewerHostTermination, TheEndOfTheSessionAfterASignalDoesNothingMore) {
+    LaunchedHost host;
+    host.serve();
+    host.requestThatHangs();
+    const auto begin = host.world.now();
+    host.shell->raise(SIGTERM);
+    host.world.settle();
+    const std::size_t timers = host.world.pendingTimers();
+    host.capture->endSession();
+    host.world.settle();
+    EXPECT_EQ(host.world.pendingTimers(), timers);
+    host.world.runToEnd();
+
+    EXPECT_THAT(host.shell->ends(), ElementsAre(begin + 3s));
+}
+
+TEST(ViewerHostTermination, TheEndOfTheSessionClosesTheAlertThatTellsWhyTheServerFailed) {
+    LaunchedHost host;
+    host.fail();
+    host.capture->endSession();
+    host.world.runToEnd();
+
+    EXPECT_FALSE(host.alerts->isShowing());
+    EXPECT_EQ(host.shell->ends().size(), 1U);
+}
+
+TEST(ViewerHostTermination, TheSessionIsNotWatchedWithoutThePermission) {
+    LaunchedHost host;
+    host.ask();
+    EXPECT_THAT(host.calls(), Not(Contains("watch session")));
+    host.capture->requestedAccess = true;
+    host.capture->seenAccess = true;
+    host.alerts->press(0);
+    host.world.settle();
+
+    EXPECT_THAT(host.calls(), Contains("watch session"));
+}
+
+TEST(ViewerHostTermination, TheEndOfTheSessionOfAnApplicationThatIsGoneDoesNothing) {
+    LaunchedHost host;
+    host.serve();
+    host.delegate.reset();
+    host.capture->endSession();
+    host.world.runToEnd();
+
+    EXPECT_EQ(host.listener().cancellations(), 0U);
+}
+
 TEST(ViewerHostTermination, AStopThatHangsDelaysTheEndByThreeSeconds) {
     LaunchedHost host;
     host.serve();
@@ -154,6 +218,7 @@ TEST(ViewerHostTermination, APermissionThatComesAfterTheSignalStartsNothing) {
 
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
     EXPECT_THAT(host.shell->lines(), IsEmpty());
+    EXPECT_THAT(host.calls(), Not(Contains("watch session")));
     EXPECT_EQ(host.shell->terminationRequests(), 1U);
 }
 
@@ -247,7 +312,7 @@ class ByChance final {
     bool one(std::size_t count) { return host_.world.choose(count) == 0; }
 
     void act() {
-        switch (host_.world.choose(8)) {
+        switch (host_.world.choose(9)) {
             case 0:
                 host_.capture->answerLooks(!one(4));
                 break;
@@ -275,6 +340,11 @@ class ByChance final {
                     host_.shell->raise(one(2) ? SIGINT : SIGTERM);
                 }
                 break;
+            case 7:
+                if (one(6)) {
+                    host_.capture->endSession();
+                }
+                break;
             default:
                 if (one(6)) {
                     host_.shell->quit();
@@ -292,11 +362,11 @@ class ByChance final {
     LaunchedHost& host_;
 };
 
-/// Alerts and requests that came after the application had alerts closed, for its end.
+/// Alerts, requests and watches that came after the application had alerts closed, for its end.
 std::ptrdiff_t askedAfterClosing(const LaunchedHost& host) {
     const auto closing = std::ranges::find(host.calls(), "close alert");
     return std::count_if(closing, host.calls().end(), [](const std::string& call) {
-        return call == "request" || call.starts_with("alert ");
+        return call == "request" || call == "watch session" || call.starts_with("alert ");
     });
 }
 

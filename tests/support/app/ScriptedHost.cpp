@@ -1,5 +1,6 @@
 #include <csignal>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -43,6 +44,9 @@ class ScriptedPermission final : public ViewerScreenCapture {
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override {
         return capture_->makeStream(display, settings);
+    }
+    void watchSession(std::function<void()> ended) override {
+        capture_->watchSession(std::move(ended));
     }
 
   private:

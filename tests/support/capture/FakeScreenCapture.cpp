@@ -73,6 +73,17 @@ std::shared_ptr<ViewerDisplayStream> FakeScreenCapture::makeStream(
     return std::make_shared<ScriptedDisplayStream>(std::move(course));
 }
 
+void FakeScreenCapture::watchSession(std::function<void()> ended) {
+    calls_->emplace_back("watch session");
+    sessionEnded_ = std::move(ended);
+}
+
+void FakeScreenCapture::endSession() {
+    if (sessionEnded_) {
+        sessionEnded_();
+    }
+}
+
 void FakeScreenCapture::report(Displays displays) {
     reported = std::make_shared<const Displays>(std::move(displays));
 }

@@ -29,6 +29,7 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
+    void watchSession(std::function<void()> ended) override;
 
     /// Reports a new list from now on.
     void report(Displays displays);
@@ -39,6 +40,9 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     void answerLooks(bool access);
     /// Answers the requests that wait.
     void answerRequests(bool access);
+
+    /// Tells whoever watches the session that it has ended, as often as the test likes.
+    void endSession();
 
     /// What is known of the permission.
     bool isGranted = true;
@@ -61,8 +65,9 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     std::function<void(ScriptedStreamCourse&)> direct;
 
   private:
-    /// Looks and requests.
+    /// Looks, requests and the watch.
     const CallLog calls_;
+    std::function<void()> sessionEnded_;
 };
 
 }  // namespace velmora

@@ -37,4 +37,9 @@ std::shared_ptr<ViewerDisplayStream> ViewerX11ScreenCapture::makeStream(
     return std::make_shared<ViewerX11Stream>(executor_, clock_, connector_, display, settings);
 }
 
+void ViewerX11ScreenCapture::watchSession(std::function<void()> ended) {
+    watch_ =
+        std::make_unique<ViewerX11SessionWatch>(executor_, clock_, connector_, std::move(ended));
+}
+
 }  // namespace velmora

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/x11/ViewerX11Connector.h"
 #include "core/capture/linux/x11/ViewerX11DisplayList.h"
+#include "core/capture/linux/x11/ViewerX11SessionWatch.h"
 
 namespace velmora {
 
@@ -23,6 +25,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     void shareableDisplays(DisplaysCompletion completion) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
+    void watchSession(std::function<void()> ended) override;
 
   private:
     const ViewerExecutor executor_;
@@ -30,6 +33,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     const std::string displayName_;
     const std::shared_ptr<ViewerX11Connector> connector_;
     const std::shared_ptr<ViewerX11DisplayList> list_;
+    std::unique_ptr<ViewerX11SessionWatch> watch_;
 };
 
 }  // namespace velmora

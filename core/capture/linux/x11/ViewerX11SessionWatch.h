@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "core/capture/linux/x11/ViewerX11Connector.h"
+#include "core/runtime/ViewerContinuousClock.h"
+#include "core/runtime/ViewerExecutor.h"
+#include "core/runtime/ViewerTaskHandle.h"
+
+namespace velmora {
+
+/// Notices the end of the session whose screen an X server shows, also when nobody ever asks for a
+/// picture. It keeps a connection of its own, on which it asks for no events, so that what happens
+/// on the screen wakes nobody, and waits in the loop for its end. From then on it tries every few
+/// seconds whether a server of that name lets this process read its screen; that is the same
+/// session, or the next one of the same person. One that refuses is another person's, and counts as
+/// gone; one that does not answer may come round, and does not. Made, used and destroyed on the
+/// thread of its executor.
+class ViewerX11SessionWatch final {
+  public:
+    /// For so long the server has to be gone, by a clock that goes on while the machine sleeps. The
+    /// time counts from the connection's end, or from the first failure after the server was last
+    /// there without answering.
+    static constexpr std::chrono::seconds patience{60};
+    /// Between two tries.
+    static constexpr std::chrono::seconds interval{3};
+
+    /// `ended` runs at most once, on the executor, and not after the watch was destroyed.
+    ViewerX11SessionWatch(const ViewerExecutor& executor,
+                          std::shared_ptr<ViewerContinuousClock> clock,
+                          std::shared_ptr<ViewerX11Connector> connector,
+                          std::function<void()> ended);
+    /// What waits for the server goes within `ViewerScreenCapture::answerLimit`, all else at once.
+    ~ViewerX11SessionWatch();
+    ViewerX11SessionWatch(const ViewerX11SessionWatch&) = delete;
+    ViewerX11SessionWatch& operator=(const ViewerX11SessionWatch&) = delete;
+
+  private:
+    const std::shared_ptr<ViewerTaskHandle> task_;
+};
+
+}  // namespace velmora
