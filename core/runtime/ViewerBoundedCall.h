@@ -86,10 +86,11 @@ class ViewerBoundedCall final : public std::enable_shared_from_this<ViewerBounde
     }
 
     void finish(T value) {
-        // The operation may keep the completion for long; it must not keep what `late` holds.
+        // The operation may keep the completion for long; it must not keep what is done with.
         const Completion late = std::exchange(late_, nullptr);
+        const Clock clock = std::exchange(clock_, nullptr);
         if (continuation_) {
-            clock_->withdraw(timer_);
+            clock->withdraw(timer_);
             auto task = std::move(continuation_);
             task.complete(std::move(value));
         } else if (late) {
@@ -98,6 +99,7 @@ class ViewerBoundedCall final : public std::enable_shared_from_this<ViewerBounde
     }
 
     void expire() {
+        clock_ = nullptr;
         if (continuation_) {
             auto task = std::move(continuation_);
             task.complete(std::nullopt);

@@ -144,6 +144,10 @@ ViewerTask<void> holdUntilLate(SimulatedWorld* world, std::shared_ptr<int> held,
     (void)co_await ViewerBoundedCall<int>::answer(clock, 4s, call, late);
 }
 
+ViewerTask<void> wait(std::shared_ptr<ViewerContinuousClock> clock, Call call) {
+    (void)co_await ViewerBoundedCall<int>::answer(std::move(clock), 4s, call);
+}
+
 TEST(ViewerBoundedCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompletion) {
     for (const bool isImmediate : {true, false}) {
         SCOPED_TRACE(isImmediate);
@@ -163,6 +167,24 @@ TEST(ViewerBoundedCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompl
         }
         world.settle();
         EXPECT_EQ(held.use_count(), 1);
+    }
+}
+
+TEST(ViewerBoundedCall, ACallThatIsOverDoesNotHoldTheClockThoughThePlatformKeepsTheCompletion) {
+    for (const bool isAnswered : {true, false}) {
+        SCOPED_TRACE(isAnswered);
+        SimulatedWorld world;
+        Completion kept;
+        auto clock = std::shared_ptr<ViewerContinuousClock>(std::make_shared<int>(), &world);
+        const std::weak_ptr<ViewerContinuousClock> held = clock;
+        world.spawn(wait(std::move(clock), [&](Completion given) { kept = std::move(given); }));
+        world.settle();
+        EXPECT_FALSE(held.expired());
+        if (isAnswered) {
+            kept(1);
+        }
+        world.runToEnd();
+        EXPECT_TRUE(held.expired());
     }
 }
 

@@ -20,7 +20,7 @@
 #include "core/http/linux/ViewerSocketTransport.h"
 #include "tests/http/linux/AnsweringWorld.h"
 #include "tests/http/linux/ListeningWorld.h"
-#include "tests/http/linux/ManualClock.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/http/linux/OpenSockets.h"
 #include "tests/http/linux/RefusedIPv6.h"
 #include "tests/http/linux/RefusedRegistration.h"

@@ -1,7 +1,6 @@
 #include "core/capture/linux/x11/ViewerX11DisplayList.h"
 
 #include <iterator>
-#include <utility>
 
 #include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerCheck.h"
@@ -63,8 +62,7 @@ void ViewerX11DisplayList::takeNotices() {
 }
 
 void ViewerX11DisplayList::startRefresh(Waiting waiting) {
-    refresh_.emplace();
-    refresh_->waiting = std::move(waiting);
+    refresh_.emplace(std::move(waiting));
     (void)startTask(executor_, refresh(shared_from_this()));
 }
 

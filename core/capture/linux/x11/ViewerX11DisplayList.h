@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
@@ -44,6 +45,8 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
 
     /// A refresh under way: it connects if need be, then it reads.
     struct Refresh final {
+        explicit Refresh(Waiting callers) : waiting(std::move(callers)) {}
+
         bool isReading = false;
         Waiting waiting;
         /// Came while it was reading: the server may have told them more than was read.

@@ -74,8 +74,8 @@ ViewerTask<void> awaitEnd(Connection connection) {
     while (!error) {
         while (ViewerX11Reply<xcb_generic_event_t>(xcb_poll_for_event(connection->xcb()))) {
         }
-        const bool isCancelled = co_await isTaskCancelled();
-        if (isCancelled || connection->isDead()) {
+        const auto task = co_await boost::asio::this_coro::cancellation_state;
+        if (isCancelled(task) || connection->isDead()) {
             co_return;
         }
         co_await arrivals.async_wait(
@@ -97,8 +97,8 @@ ViewerTask<void> watch(Clock clock, Connector connector, std::function<void()> e
         } else if (!goneSince) {
             goneSince = clock->now();
         }
-        const bool isCancelled = co_await isTaskCancelled();
-        if (isCancelled) {
+        const auto task = co_await boost::asio::this_coro::cancellation_state;
+        if (isCancelled(task)) {
             co_return;
         }
         if (goneSince && clock->now() - *goneSince >= ViewerX11SessionWatch::patience) {
