@@ -33,6 +33,22 @@ XServer::Options sized(int width, int height) {
     return options;
 }
 
+/// How often a test tries what may not come about each time. Mostly once would do, so that a
+/// sanitizer, which makes each attempt slow, need not see all.
+class Attempts final {
+  public:
+    explicit Attempts(std::uint32_t most) : most_(most) {}
+
+    bool has(std::uint32_t attempt) const {
+        return attempt <= most_ && StreamRecorder::Clock::now() < end_;
+    }
+
+  private:
+    const std::uint32_t most_;
+    const StreamRecorder::Clock::time_point end_ =
+        StreamRecorder::Clock::now() + std::chrono::seconds(10);
+};
+
 /// Two monitors side by side that may change places. Whatever is shown where "a" is is red, and
 /// whatever is where "b" is blue, at any time when anybody but the test could look.
 class TwoMonitors final {
@@ -99,7 +115,8 @@ TEST(ViewerX11MonitorCapture, AMonitorThatIsBackBeforeItsFetchEndsShowsNothingOf
     TwoMonitors monitors({0, 0, 3840, 2160});
     auto capture = std::make_unique<RunningCapture>(monitors.server(), "a", hasNoBlue);
     ASSERT_TRUE(capture->recorder().waitForFrames(1));
-    for (std::uint32_t attempt = 1; attempt <= 30; ++attempt) {
+    const Attempts attempts(30);
+    for (std::uint32_t attempt = 1; attempts.has(attempt); ++attempt) {
         swapDuringAFetch(monitors, *capture);
         // Each time the request that waits is served, hardly more, and the next one comes to wait.
         for (int turn = 0; turn < 8; ++turn) {
@@ -127,7 +144,8 @@ TEST(ViewerX11MonitorCapture, WhatIsDamagedDuringAFetchArrivesByItsNotice) {
     XPainter painter(server);
     RunningCapture capture(server, "screen");
     ASSERT_TRUE(capture.recorder().waitForFrames(1));
-    for (std::uint32_t attempt = 1; attempt <= 20; ++attempt) {
+    const Attempts attempts(20);
+    for (std::uint32_t attempt = 1; attempts.has(attempt); ++attempt) {
         const std::uint32_t below = attempt * 0x000500;
         const std::uint32_t above = attempt * 0x050000;
         painter.client().grab();
