@@ -165,6 +165,7 @@ TEST_F(ViewerImagingOnMac, AJPEGMayBeAsLongAsAFrameAndNoLonger) {
     EXPECT_EQ(longest->size(), ViewerHostProtocolV1::maxFrameBytes);
     ImagingScript::shared().jpegBytes = ViewerHostProtocolV1::maxFrameBytes + 1;
     EXPECT_EQ(encode(64, 36), std::nullopt);
+    EXPECT_EQ(encodeImage(64, 36, @"sRGB"), std::nullopt);
 }
 
 TEST_F(ViewerImagingOnMac, NoPictureIsNoJPEGAndAsksForNothing) {
