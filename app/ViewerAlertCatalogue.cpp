@@ -48,12 +48,11 @@ constexpr WordedText consentText{
         {
             .english = "Viewer Host sends reduced JPEG previews of this computer's physical "
                        "displays to Velmora operators on the local network. Capture starts only "
-                       "when a frame is requested. Your desktop will now show its standard "
-                       "screen-sharing request.",
+                       "when a frame is requested. The system will now show its request for "
+                       "access to the screen.",
             .russian = "Viewer Host передаёт уменьшенные JPEG-превью физических дисплеев этого "
                        "компьютера операторам Velmora в локальной сети. Захват начинается только "
-                       "после запроса кадра. Рабочий стол сейчас покажет штатный запрос доступа к "
-                       "экрану.",
+                       "после запроса кадра. Сейчас система покажет запрос на доступ к экрану.",
         },
 };
 
@@ -78,14 +77,57 @@ constexpr WordedText permissionMissingText{
         },
     .linuxDesktop =
         {
-            .english = "Allow Velmora Viewer Host to share this computer's screen when your "
-                       "desktop asks, then choose Connection → Enable Viewer Host in Velmora "
-                       "again.",
+            .english = "Allow Velmora Viewer Host to share this computer's screen when the "
+                       "system asks for permission, then choose Connection → Enable Viewer Host "
+                       "in Velmora again.",
             .russian = "Разрешите Velmora Viewer Host показывать экран этого компьютера, когда "
-                       "рабочий стол спросит об этом, затем снова выберите Connection → Enable "
+                       "система запросит разрешение, затем снова выберите Connection → Enable "
                        "Viewer Host в Velmora.",
         },
 };
+
+// Why nobody can be asked for it.
+
+constexpr Text sessionRefusesText{
+    .english = "This session does not let Viewer Host read its screen.",
+    .russian = "Этот сеанс не разрешает Viewer Host читать экран.",
+};
+
+constexpr Text remoteDisplayText{
+    .english =
+        "The display that DISPLAY names is reached over the network. Viewer Host shows only "
+        "this computer's own displays.",
+    .russian =
+        "Дисплей из DISPLAY подключён по сети. Viewer Host показывает только дисплеи этого "
+        "компьютера.",
+};
+
+constexpr Text waylandSessionText{
+    .english = "This is a Wayland session. Viewer Host needs an X11 (Xorg) session.",
+    .russian = "Это сеанс Wayland. Viewer Host работает в сеансе X11 (Xorg).",
+};
+
+constexpr Text noAnswerText{
+    .english = "The X server did not answer.",
+    .russian = "X-сервер не отвечает.",
+};
+
+const Text& missingText(ViewerCaptureAccess access, ViewerAlertWording wording) {
+    switch (access) {
+        case ViewerCaptureAccess::granted:
+        case ViewerCaptureAccess::requestable:
+            break;
+        case ViewerCaptureAccess::sessionRefuses:
+            return sessionRefusesText;
+        case ViewerCaptureAccess::remoteDisplay:
+            return remoteDisplayText;
+        case ViewerCaptureAccess::waylandSession:
+            return waylandSessionText;
+        case ViewerCaptureAccess::noAnswer:
+            return noAnswerText;
+    }
+    return permissionMissingText.in(wording);
+}
 
 constexpr Text openSettingsButton{
     .english = "Open System Settings",
@@ -111,10 +153,10 @@ ViewerAlert ViewerAlertCatalogue::consent() const {
             {continueButton.in(isRussian_), cancelButton.in(isRussian_)}};
 }
 
-ViewerAlert ViewerAlertCatalogue::permissionMissing() const {
+ViewerAlert ViewerAlertCatalogue::permissionMissing(ViewerCaptureAccess access) const {
     ViewerAlert alert{ViewerAlertStyle::warning,
                       permissionMissingTitle.in(isRussian_),
-                      permissionMissingText.in(wording_).in(isRussian_),
+                      missingText(access, wording_).in(isRussian_),
                       {closeButton.in(isRussian_)}};
     if (wording_ == ViewerAlertWording::mac) {
         alert.buttons.insert(alert.buttons.begin(), openSettingsButton.in(isRussian_));

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "app/ViewerAlert.h"
+#include "core/capture/ViewerCaptureAccess.h"
 
 namespace velmora {
 
@@ -17,9 +18,10 @@ class ViewerAlertCatalogue final {
 
     /// Asks for the user's consent. Its first button is the one that gives it.
     ViewerAlert consent() const;
-    /// Tells that the permission is missing. Where there is a settings page, the first of two
-    /// buttons opens it; else the button that only closes the alert is alone.
-    ViewerAlert permissionMissing() const;
+    /// Tells that the permission is missing, and what `access` says about the reason. Where there
+    /// is a settings page, the first of two buttons opens it; else the button that only closes the
+    /// alert is alone.
+    ViewerAlert permissionMissing(ViewerCaptureAccess access) const;
     /// Tells why the server does not run, in `errorDescription`'s own words.
     ViewerAlert didNotStart(std::string errorDescription) const;
 

@@ -1,5 +1,6 @@
 #include "app/ViewerPermissionGate.h"
 
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -24,15 +25,37 @@ ViewerTask<bool> answerOf(Call call) {
     });
 }
 
-/// The answer of a look, or no when it does not come in time.
-ViewerTask<bool> look(std::shared_ptr<ViewerScreenCapture> capture,
-                      std::shared_ptr<ViewerContinuousClock> clock) {
+/// The answer of a look, or that there is none when it does not come in time.
+ViewerTask<ViewerCaptureAccess> look(std::shared_ptr<ViewerScreenCapture> capture,
+                                     std::shared_ptr<ViewerContinuousClock> clock) {
     const auto ask = [&capture](ViewerScreenCapture::AccessCompletion completion) {
         capture->lookAtAccess(std::move(completion));
     };
-    const auto answer = co_await ViewerBoundedCall<bool>::answer(
+    const auto answer = co_await ViewerBoundedCall<ViewerCaptureAccess>::answer(
         std::move(clock), ViewerScreenCapture::lookLimit, ask);
-    co_return answer.value_or(false);
+    co_return answer.value_or(ViewerCaptureAccess::noAnswer);
+}
+
+/// Lets the system make its request once the person at the machine has agreed; what comes of it, or
+/// nothing when there is no more to be done.
+ViewerTask<std::optional<ViewerCaptureAccess>> request(
+    std::shared_ptr<ViewerScreenCapture> capture, std::shared_ptr<ViewerAlertPresenter> alerts,
+    std::shared_ptr<ViewerContinuousClock> clock, std::shared_ptr<const ViewerTaskHandle> task) {
+    const ViewerAlertCatalogue catalogue(alerts->languageCode(), alerts->wording());
+    const auto askForConsent = [&](auto completion) {
+        alerts->show(catalogue.consent(), completion);
+    };
+    const bool hasConsent = co_await answerOf(askForConsent);
+    if (!hasConsent || task->isCancelled()) {
+        co_return std::nullopt;
+    }
+    const auto askSystem = [&](auto completion) { capture->requestAccess(completion); };
+    const bool isGranted = co_await answerOf(askSystem);
+    if (isGranted) {
+        co_return ViewerCaptureAccess::granted;
+    }
+    const ViewerCaptureAccess access = co_await look(capture, clock);
+    co_return access;
 }
 
 }  // namespace
@@ -41,28 +64,19 @@ ViewerTask<bool> ViewerPermissionGate::isAllowed(std::shared_ptr<ViewerScreenCap
                                                  std::shared_ptr<ViewerAlertPresenter> alerts,
                                                  std::shared_ptr<ViewerContinuousClock> clock,
                                                  std::shared_ptr<const ViewerTaskHandle> task) {
-    bool isGranted = co_await look(capture, clock);
-    if (isGranted || task->isCancelled()) {
-        co_return isGranted;
+    std::optional<ViewerCaptureAccess> access = co_await look(capture, clock);
+    if (access == ViewerCaptureAccess::granted || task->isCancelled()) {
+        co_return access == ViewerCaptureAccess::granted;
     }
     alerts->bringToFront();
+    if (access == ViewerCaptureAccess::requestable) {
+        access = co_await request(capture, alerts, clock, task);
+        if (!access || access == ViewerCaptureAccess::granted || task->isCancelled()) {
+            co_return access == ViewerCaptureAccess::granted;
+        }
+    }
     const ViewerAlertCatalogue catalogue(alerts->languageCode(), alerts->wording());
-    const auto askForConsent = [&](auto completion) {
-        alerts->show(catalogue.consent(), completion);
-    };
-    const bool hasConsent = co_await answerOf(askForConsent);
-    if (!hasConsent || task->isCancelled()) {
-        co_return false;
-    }
-    const auto request = [&](auto completion) { capture->requestAccess(completion); };
-    isGranted = co_await answerOf(request);
-    if (!isGranted) {
-        isGranted = co_await look(capture, clock);
-    }
-    if (isGranted || task->isCancelled()) {
-        co_return isGranted;
-    }
-    const ViewerAlert missing = catalogue.permissionMissing();
+    const ViewerAlert missing = catalogue.permissionMissing(*access);
     const auto tell = [&](auto completion) { alerts->show(missing, completion); };
     const bool isFirstButton = co_await answerOf(tell);
     // A button that is alone is the second one: there is no settings page.

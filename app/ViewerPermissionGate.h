@@ -10,8 +10,9 @@
 
 namespace velmora {
 
-/// Stands between the program's start and its server: tells the user what the program will do, lets
-/// the system ask for the permission to record the screen, and lets the host on once it is there.
+/// Stands between the program's start and its server, and lets the host on once the permission to
+/// record the screen is there. Where the system can be asked for it, the user is told what the
+/// program will do before that; else only why it cannot go on.
 /// Runs on the main thread's executor.
 namespace ViewerPermissionGate {
 

@@ -15,12 +15,13 @@ namespace {
 constexpr std::string_view checkPermissionArgument = "--check-permission";
 
 int checkPermission(const ViewerPlatformServices& services) {
-    const auto answer = std::make_shared<std::promise<bool>>();
-    services.capture->lookAtAccess([answer](bool isGranted) { answer->set_value(isGranted); });
+    const auto answer = std::make_shared<std::promise<ViewerCaptureAccess>>();
+    services.capture->lookAtAccess(
+        [answer](ViewerCaptureAccess access) { answer->set_value(access); });
     auto future = answer->get_future();
     const bool isGranted =
         future.wait_for(ViewerScreenCapture::lookLimit) == std::future_status::ready &&
-        future.get();
+        future.get() == ViewerCaptureAccess::granted;
     services.shell->printLine(isGranted ? "Screen Recording: granted"
                                         : "Screen Recording: not granted");
     return isGranted ? ViewerProcessEntry::permissionGrantedStatus

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/capture/ViewerCaptureAccess.h"
 #include "core/capture/ViewerPixelBuffer.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
@@ -120,8 +121,8 @@ class ViewerScreenCapture {
     /// as the same object.
     using DisplaysCompletion = std::function<void(std::shared_ptr<const Displays>)>;
 
-    /// Receives whether this process may record the screen.
-    using AccessCompletion = std::function<void(bool isGranted)>;
+    using AccessCompletion = std::function<void(ViewerCaptureAccess)>;
+    using RequestCompletion = std::function<void(bool isGranted)>;
 
     virtual ~ViewerScreenCapture() = default;
 
@@ -131,12 +132,13 @@ class ViewerScreenCapture {
     /// Looks whether this process may record the screen, without ever asking the user. The
     /// completion runs at most once, on any thread, possibly before the call returns, and also
     /// where no loop runs; never, where the platform hangs. Whoever waits for it does so for
-    /// `lookLimit`, and takes no answer by then for a no.
+    /// `lookLimit`, and takes no answer by then for `noAnswer`.
     virtual void lookAtAccess(AccessCompletion completion) = 0;
     /// Makes the system's own request for the permission, which may ask the user, and waits for the
-    /// answer without a limit. The completion runs once, on any thread, possibly before the call
-    /// returns; never, where the process ends before the user has answered.
-    virtual void requestAccess(AccessCompletion completion) = 0;
+    /// answer without a limit: for a permission that is requestable. The completion runs once, on
+    /// any thread, possibly before the call returns; never, where the process ends before the user
+    /// has answered.
+    virtual void requestAccess(RequestCompletion completion) = 0;
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Asked for, on the main thread, only where the list of displays lacks
     /// names.

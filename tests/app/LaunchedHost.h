@@ -20,8 +20,8 @@ struct LaunchedHost final : ScriptedPlatform {
         if (delegate) {
             (void)delegate->applicationShouldTerminate();
         }
-        capture->seenAccess = false;
-        capture->answerLooks(false);
+        capture->seenAccess = ViewerCaptureAccess::requestable;
+        capture->answerLooks(ViewerCaptureAccess::requestable);
         capture->answerRequests(false);
         world.settle();
         alerts->close();
@@ -40,7 +40,7 @@ struct LaunchedHost final : ScriptedPlatform {
     }
     /// Launches without the permission, up to the consent alert.
     void ask() {
-        capture->seenAccess = false;
+        capture->seenAccess = ViewerCaptureAccess::requestable;
         launch();
         EXPECT_TRUE(alerts->isShowing());
     }

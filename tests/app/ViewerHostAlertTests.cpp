@@ -31,7 +31,7 @@ TEST(ViewerHostAlerts, CancelEndsTheApplicationWithoutAServer) {
 
 TEST(ViewerHostAlerts, ContinueAndAGrantBringTheServerUp) {
     LaunchedHost host;
-    host.capture->seenAccess = false;
+    host.capture->seenAccess = ViewerCaptureAccess::requestable;
     host.alerts->presses = {0};
     host.capture->requestedAccess = true;
     host.serve();
@@ -50,7 +50,8 @@ TEST(ViewerHostAlerts, CloseEndsTheApplicationWithoutAServer) {
     host.world.settle();
 
     EXPECT_THAT(host.alerts->shown(),
-                ElementsAre(catalogue.consent(), catalogue.permissionMissing()));
+                ElementsAre(catalogue.consent(),
+                            catalogue.permissionMissing(ViewerCaptureAccess::requestable)));
     EXPECT_THAT(host.shell->ends(), ElementsAre(host.world.now()));
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
 }
@@ -178,7 +179,7 @@ TEST(ViewerHostAlerts, APermissionThatIsRefusedAfterTheSignalShowsNoAlert) {
     LaunchedHost host;
     host.capture->seenAccess.reset();
     host.launch();
-    host.capture->answerLooks(false);
+    host.capture->answerLooks(ViewerCaptureAccess::requestable);
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
     host.world.runToEnd();
 

@@ -29,7 +29,7 @@ TEST(ViewerHostStartUp, NothingIsOpenedBeforeThePermissionIsKnown) {
     EXPECT_EQ(host.capture->heldLooks.size(), 1U);
     EXPECT_THAT(host.transport->listeners, IsEmpty());
 
-    host.capture->answerLooks(true);
+    host.capture->answerLooks(ViewerCaptureAccess::granted);
     host.world.settle();
     EXPECT_TRUE(host.listener().isStarted());
 }

@@ -196,7 +196,7 @@ TEST(ViewerHostTermination, ASignalWhileThePermissionIsUnknownEndsTheApplication
 
 TEST(ViewerHostTermination, ASignalWhileTheSystemsRequestWaitsEndsTheApplicationAtOnce) {
     LaunchedHost host;
-    host.capture->seenAccess = false;
+    host.capture->seenAccess = ViewerCaptureAccess::requestable;
     host.alerts->presses = {0};
     host.capture->requestedAccess.reset();
     host.launch();
@@ -213,7 +213,7 @@ TEST(ViewerHostTermination, APermissionThatComesAfterTheSignalStartsNothing) {
     host.capture->seenAccess.reset();
     host.launch();
     host.shell->raise(SIGTERM);
-    host.capture->answerLooks(true);
+    host.capture->answerLooks(ViewerCaptureAccess::granted);
     host.world.runToEnd();
 
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
@@ -228,7 +228,7 @@ TEST(ViewerHostTermination, ARefusalThatComesAfterTheSignalAsksForNothingMore) {
     host.launch();
     host.shell->raise(SIGTERM);
     host.world.settle();
-    host.capture->answerLooks(false);
+    host.capture->answerLooks(ViewerCaptureAccess::requestable);
     host.world.runToEnd();
 
     EXPECT_EQ(host.shell->terminationRequests(), 1U);
@@ -295,14 +295,14 @@ class ByChance final {
     explicit ByChance(LaunchedHost& host) : host_(host) {}
 
     void live() {
-        host_.capture->seenAccess = one(3) ? std::nullopt : std::optional(!one(4));
+        host_.capture->seenAccess = one(3) ? std::nullopt : std::optional(access());
         host_.capture->requestedAccess = one(3) ? std::nullopt : std::optional(one(2));
         host_.shell->launch(host_.delegate);
         for (int step = 0; step < 12; ++step) {
             act();
             host_.world.advance(std::chrono::milliseconds(host_.world.choose(400)));
         }
-        host_.capture->answerLooks(one(2));
+        host_.capture->answerLooks(access());
         host_.shell->raise(SIGTERM);
         host_.world.advance(3s);
     }
@@ -310,11 +310,16 @@ class ByChance final {
   private:
     /// True in one of `count` cases.
     bool one(std::size_t count) { return host_.world.choose(count) == 0; }
+    ViewerCaptureAccess access() {
+        return one(4)   ? ViewerCaptureAccess::sessionRefuses
+               : one(3) ? ViewerCaptureAccess::requestable
+                        : ViewerCaptureAccess::granted;
+    }
 
     void act() {
         switch (host_.world.choose(9)) {
             case 0:
-                host_.capture->answerLooks(!one(4));
+                host_.capture->answerLooks(access());
                 break;
             case 1:
                 onListener([](ScriptedListener& listener) { listener.becomeReady(9090); });

@@ -37,8 +37,8 @@ class ViewerPermissionGateTest : public testing::Test {
     ~ViewerPermissionGateTest() override {
         // A gate that still waits holds what it waits for.
         task_->cancel();
-        capture_->seenAccess = false;
-        capture_->answerLooks(false);
+        capture_->seenAccess = ViewerCaptureAccess::requestable;
+        capture_->answerLooks(ViewerCaptureAccess::requestable);
         alerts_->close();
         capture_->answerRequests(false);
         world_.runToEnd();
@@ -53,7 +53,7 @@ class ViewerPermissionGateTest : public testing::Test {
     }
     /// A user without the permission, who closes each alert by the given button.
     void withoutPermission(std::vector<std::size_t> presses) {
-        capture_->seenAccess = false;
+        capture_->seenAccess = ViewerCaptureAccess::requestable;
         alerts_->presses = std::move(presses);
     }
 
@@ -71,18 +71,57 @@ TEST_F(ViewerPermissionGateTest, APermissionThatIsGrantedAlreadyShowsNoAlert) {
     EXPECT_THAT(*calls_, ElementsAre("look"));
 }
 
-TEST_F(ViewerPermissionGateTest, ALookThatIsNotAnsweredWithinItsLimitIsANo) {
+TEST_F(ViewerPermissionGateTest, ALookThatIsNotAnsweredWithinItsLimitIsToldOf) {
     capture_->seenAccess.reset();
     const Answer answer = askGate();
     world_.advance(ViewerScreenCapture::lookLimit - std::chrono::nanoseconds(1));
     EXPECT_THAT(*calls_, ElementsAre("look"));
     world_.advance(std::chrono::nanoseconds(1));
-    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
+    const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::mac);
+    EXPECT_THAT(alerts_->shown(),
+                ElementsAre(catalogue.permissionMissing(ViewerCaptureAccess::noAnswer)));
 
-    capture_->answerLooks(true);
+    capture_->answerLooks(ViewerCaptureAccess::granted);
+    alerts_->press(1);
     world_.settle();
-    EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
-    EXPECT_FALSE(answer->has_value());
+    EXPECT_THAT(*calls_, ElementsAre("look", "front", missing));
+    EXPECT_EQ(*answer, false);
+}
+
+TEST_F(ViewerPermissionGateTest, WhereNobodyCanBeAskedTheReasonIsToldAtOnce) {
+    for (const auto reason :
+         {ViewerCaptureAccess::sessionRefuses, ViewerCaptureAccess::remoteDisplay,
+          ViewerCaptureAccess::waylandSession, ViewerCaptureAccess::noAnswer}) {
+        calls_->clear();
+        const auto alerts = std::make_shared<ScriptedAlertPresenter>(calls_);
+        alerts->presses = {0};
+        alerts->givenWording = ViewerAlertWording::linuxDesktop;
+        capture_->seenAccess = reason;
+        const auto answer = std::make_shared<std::optional<bool>>();
+        const auto task = std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
+        task->start(ask(capture_, alerts, borrowedClock(world_), task, answer));
+        world_.settle();
+
+        EXPECT_EQ(*answer, false);
+        EXPECT_THAT(*calls_, ElementsAre("look", "front", missing));
+        const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::linuxDesktop);
+        EXPECT_THAT(alerts->shown(), ElementsAre(catalogue.permissionMissing(reason)));
+    }
+}
+
+TEST_F(ViewerPermissionGateTest, AReasonThatOnlyTheSecondLookFindsIsTheOneThatIsTold) {
+    capture_->seenAccess.reset();
+    alerts_->presses = {0, 1};
+    const Answer answer = askGate();
+    capture_->answerLooks(ViewerCaptureAccess::requestable);
+    world_.settle();
+    capture_->answerLooks(ViewerCaptureAccess::sessionRefuses);
+    world_.settle();
+
+    EXPECT_EQ(*answer, false);
+    const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::mac);
+    EXPECT_EQ(alerts_->shown().back(),
+              catalogue.permissionMissing(ViewerCaptureAccess::sessionRefuses));
 }
 
 TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {
@@ -92,7 +131,7 @@ TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {
 }
 
 TEST_F(ViewerPermissionGateTest, AConsentAlertThatCannotBeShownEndsItToo) {
-    capture_->seenAccess = false;
+    capture_->seenAccess = ViewerCaptureAccess::requestable;
     const Answer answer = askGate();
     alerts_->close();
     world_.settle();
@@ -112,10 +151,10 @@ TEST_F(ViewerPermissionGateTest, AGrantThatOnlyASecondLookSeesLetsTheHostOn) {
     capture_->seenAccess.reset();
     alerts_->presses = {0};
     const Answer answer = askGate();
-    capture_->answerLooks(false);
+    capture_->answerLooks(ViewerCaptureAccess::requestable);
     world_.settle();
     EXPECT_EQ(*answer, std::nullopt);
-    capture_->answerLooks(true);
+    capture_->answerLooks(ViewerCaptureAccess::granted);
     world_.settle();
 
     EXPECT_EQ(*answer, true);
@@ -146,7 +185,7 @@ TEST_F(ViewerPermissionGateTest, TheAlertsAreThoseOfTheUsersLanguageAndMachine) 
     for (const auto wording : {ViewerAlertWording::mac, ViewerAlertWording::linuxDesktop}) {
         const ViewerAlertCatalogue catalogue("ru", wording);
         const auto alerts = std::make_shared<ScriptedAlertPresenter>(calls_);
-        capture_->seenAccess = false;
+        capture_->seenAccess = ViewerCaptureAccess::requestable;
         alerts->presses = {0, 1};
         alerts->givenLanguage = "ru";
         alerts->givenWording = wording;
@@ -156,7 +195,8 @@ TEST_F(ViewerPermissionGateTest, TheAlertsAreThoseOfTheUsersLanguageAndMachine) 
         world_.settle();
 
         EXPECT_THAT(alerts->shown(),
-                    ElementsAre(catalogue.consent(), catalogue.permissionMissing()));
+                    ElementsAre(catalogue.consent(),
+                                catalogue.permissionMissing(ViewerCaptureAccess::requestable)));
     }
 }
 
@@ -166,7 +206,9 @@ TEST_F(ViewerPermissionGateTest, ALocaleWithoutALanguageGetsEnglish) {
     askGate();
     const ViewerAlertCatalogue english("en", ViewerAlertWording::mac);
 
-    EXPECT_THAT(alerts_->shown(), ElementsAre(english.consent(), english.permissionMissing()));
+    EXPECT_THAT(alerts_->shown(),
+                ElementsAre(english.consent(),
+                            english.permissionMissing(ViewerCaptureAccess::requestable)));
 }
 
 TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
@@ -174,7 +216,7 @@ TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
     capture_->requestedAccess.reset();
     const Answer answer = askGate();
     EXPECT_THAT(*calls_, ElementsAre("look"));
-    capture_->answerLooks(false);
+    capture_->answerLooks(ViewerCaptureAccess::requestable);
     world_.settle();
     EXPECT_THAT(*calls_, ElementsAre("look", "front", consent));
     alerts_->press(0);
@@ -190,7 +232,7 @@ TEST_F(ViewerPermissionGateTest, TheGateWaitsForEachAnswer) {
 TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheLookShowsNothing) {
     capture_->seenAccess.reset();
     const Answer answer = askGate();
-    capture_->answerLooks(false);
+    capture_->answerLooks(ViewerCaptureAccess::requestable);
     task_->cancel();
     world_.settle();
 
@@ -199,7 +241,7 @@ TEST_F(ViewerPermissionGateTest, OneThatIsCancelledDuringTheLookShowsNothing) {
 }
 
 TEST_F(ViewerPermissionGateTest, OneThatIsCancelledAfterContinueMakesNoRequest) {
-    capture_->seenAccess = false;
+    capture_->seenAccess = ViewerCaptureAccess::requestable;
     const Answer answer = askGate();
     alerts_->press(0);
     task_->cancel();

@@ -29,7 +29,7 @@ TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith0WhenGranted) {
 }
 
 TEST_F(ViewerProcessEntryTest, TheCheckPrintsOneLineAndEndsWith2WhenNotGranted) {
-    platform_.capture->seenAccess = false;
+    platform_.capture->seenAccess = ViewerCaptureAccess::requestable;
     EXPECT_EQ(run({"host", "--check-permission"}), 2);
     EXPECT_THAT(platform_.shell->lines(), ElementsAre("Screen Recording: not granted"));
 }
@@ -54,7 +54,7 @@ class ViewerProcessEntryWith : public ViewerProcessEntryTest,
                                public testing::WithParamInterface<std::vector<const char*>> {};
 
 TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirst) {
-    platform_.capture->seenAccess = false;
+    platform_.capture->seenAccess = ViewerCaptureAccess::requestable;
     platform_.alerts->presses = {1};
     EXPECT_EQ(run(GetParam()), 0);
     EXPECT_THAT(platform_.calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "run",

@@ -51,8 +51,10 @@ class ChanceScreenCapture final : public ViewerScreenCapture,
     explicit ChanceScreenCapture(SimulatedWorld& world) : world_(world) {}
 
     bool preflightAccess() override { return true; }
-    void lookAtAccess(AccessCompletion completion) override { completion(true); }
-    void requestAccess(AccessCompletion completion) override { completion(true); }
+    void lookAtAccess(AccessCompletion completion) override {
+        completion(ViewerCaptureAccess::granted);
+    }
+    void requestAccess(RequestCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;

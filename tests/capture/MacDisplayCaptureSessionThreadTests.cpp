@@ -55,8 +55,10 @@ class ShortLivedStream final : public ViewerDisplayStream {
 class ShortLivedCapture final : public ViewerScreenCapture {
   public:
     bool preflightAccess() override { return true; }
-    void lookAtAccess(AccessCompletion completion) override { completion(true); }
-    void requestAccess(AccessCompletion completion) override { completion(true); }
+    void lookAtAccess(AccessCompletion completion) override {
+        completion(ViewerCaptureAccess::granted);
+    }
+    void requestAccess(RequestCompletion completion) override { completion(true); }
     void shareableDisplays(DisplaysCompletion completion) override { completion(nullptr); }
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay&,
                                                     const ViewerStreamSettings&) override {

@@ -13,7 +13,7 @@ class ViewerScreenCaptureKitCapture final : public ViewerScreenCapture {
   public:
     bool preflightAccess() override;
     void lookAtAccess(AccessCompletion completion) override;
-    void requestAccess(AccessCompletion completion) override;
+    void requestAccess(RequestCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,

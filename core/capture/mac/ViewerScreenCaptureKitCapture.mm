@@ -53,10 +53,10 @@ bool ViewerScreenCaptureKitCapture::preflightAccess() {
 }
 
 void ViewerScreenCaptureKitCapture::lookAtAccess(AccessCompletion completion) {
-    completion(CGPreflightScreenCaptureAccess());
+    completion(preflightAccess() ? ViewerCaptureAccess::granted : ViewerCaptureAccess::requestable);
 }
 
-void ViewerScreenCaptureKitCapture::requestAccess(AccessCompletion completion) {
+void ViewerScreenCaptureKitCapture::requestAccess(RequestCompletion completion) {
     completion(CGRequestScreenCaptureAccess());
 }
 

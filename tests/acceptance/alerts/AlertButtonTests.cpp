@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tests/acceptance/alerts/AlertTest.h"
+#include "tests/support/desktop/HeadlessCompositor.h"
 #include "tests/support/system/PortSquatter.h"
 
 namespace velmora {
@@ -15,19 +16,58 @@ constexpr const char* settings =
 
 using AlertButtons = AlertTestIn;
 
-TEST_P(AlertButtons, CancelEndsTheHostAndTheSystemIsNotAsked) {
+TEST_P(AlertButtons, ASessionThatRefusesIsToldOfAndTheButtonEndsTheHost) {
     launch(withoutPermission());
+    press(catalogue_.permissionMissing(ViewerCaptureAccess::sessionRefuses), 0);
+
+    expectEnd();
+}
+
+TEST_P(AlertButtons, ADisplayOfTheNetworkIsToldOfAndTheButtonEndsTheHost) {
+    HostLaunch launched = withPermission();
+    launched.environment["DISPLAY"].insert(0, "127.0.0.1");
+    launch(launched);
+    press(catalogue_.permissionMissing(ViewerCaptureAccess::remoteDisplay), 0);
+
+    expectEnd();
+}
+
+TEST_P(AlertButtons, AWaylandSessionIsToldOfAndTheButtonEndsTheHost) {
+    const HeadlessCompositor compositor;
+    HostLaunch launched = withPermission();
+    launched.environment.erase("DISPLAY");
+    launched.environment["WAYLAND_DISPLAY"] = compositor.displayName();
+    launch(launched);
+    press(catalogue_.permissionMissing(ViewerCaptureAccess::waylandSession), 0);
+
+    expectEnd();
+}
+
+TEST_P(AlertButtons, AnXServerThatDoesNotAnswerIsToldOfAndTheButtonEndsTheHost) {
+    const HeadlessCompositor compositor;
+    server_.freeze();
+    HostLaunch launched = withPermission();
+    launched.environment["WAYLAND_DISPLAY"] = compositor.displayName();
+    launch(launched);
+    press(catalogue_.permissionMissing(ViewerCaptureAccess::noAnswer), 0);
+
+    expectEnd();
+    server_.thaw();
+}
+
+TEST_P(AlertButtons, CancelEndsTheHostAndTheSystemIsNotAsked) {
+    launch(scripted("n", "y", "linux"));
     press(catalogue_.consent(), 1);
 
     expectEnd();
 }
 
 TEST_P(AlertButtons, ContinueWithoutAGrantLeadsToTheSecondAlertWhoseButtonEndsTheHost) {
-    launch(withoutPermission());
+    launch(scripted("n", "n", "linux"));
     press(catalogue_.consent(), 0);
-    press(catalogue_.permissionMissing(), 0);
+    press(catalogue_.permissionMissing(ViewerCaptureAccess::requestable), 0);
 
-    expectEnd();
+    expectEnd("request\n");
 }
 
 TEST_P(AlertButtons, ATakenPortIsToldOfAndOKEndsTheHost) {
@@ -43,18 +83,11 @@ TEST_P(AlertButtons, ATakenPortIsToldOfAndOKEndsTheHost) {
 /// The same application where the permission's answers are given and there is a settings page.
 class AlertButtonsOnAMac : public AlertTestIn {
   protected:
-    HostLaunch scripted(const std::string& preflights, const std::string& request) const {
-        HostLaunch launch = withPermission();
-        launch.program = SCRIPTED_HOST_PATH;
-        launch.arguments = {preflights, request, "mac"};
-        return launch;
-    }
-
     const ViewerAlertCatalogue macCatalogue_{language_, ViewerAlertWording::mac};
 };
 
 TEST_P(AlertButtonsOnAMac, AGrantAfterContinueBringsTheServerUp) {
-    launch(scripted("n", "y"));
+    launch(scripted("n", "y", "mac"));
     press(macCatalogue_.consent(), 0);
     EXPECT_EQ(host_->readLine(), "request");
     EXPECT_EQ(host_->readLine(), listeningLine);
@@ -65,7 +98,7 @@ TEST_P(AlertButtonsOnAMac, AGrantAfterContinueBringsTheServerUp) {
 }
 
 TEST_P(AlertButtonsOnAMac, AGrantThatOnlyTheSecondLookSeesBringsTheServerUp) {
-    launch(scripted("ny", "n"));
+    launch(scripted("ny", "n", "mac"));
     press(macCatalogue_.consent(), 0);
     EXPECT_EQ(host_->readLine(), "request");
     EXPECT_EQ(host_->readLine(), listeningLine);
@@ -75,17 +108,17 @@ TEST_P(AlertButtonsOnAMac, AGrantThatOnlyTheSecondLookSeesBringsTheServerUp) {
 }
 
 TEST_P(AlertButtonsOnAMac, TheSettingsPageIsOpenedForWhoWantsIt) {
-    launch(scripted("n", "n"));
+    launch(scripted("n", "n", "mac"));
     press(macCatalogue_.consent(), 0);
-    press(macCatalogue_.permissionMissing(), 0);
+    press(macCatalogue_.permissionMissing(ViewerCaptureAccess::requestable), 0);
 
     expectEnd(std::string("request\n") + settings);
 }
 
 TEST_P(AlertButtonsOnAMac, CloseOpensNothing) {
-    launch(scripted("n", "n"));
+    launch(scripted("n", "n", "mac"));
     press(macCatalogue_.consent(), 0);
-    press(macCatalogue_.permissionMissing(), 1);
+    press(macCatalogue_.permissionMissing(ViewerCaptureAccess::requestable), 1);
 
     expectEnd("request\n");
 }

@@ -31,10 +31,13 @@ bool isGone(pid_t process) {
 /// Hosts whose alert closes by something else than a button.
 class AlertEnd : public AlertTest {
   protected:
-    /// The host shows the first alert.
     void askForConsent() {
-        launch(withoutPermission());
+        launch(scripted("n", "y", "linux"));
         expectShown(catalogue_.consent());
+    }
+    void tellMissing() {
+        launch(withoutPermission());
+        expectShown(catalogue_.permissionMissing(ViewerCaptureAccess::sessionRefuses));
     }
     void failToStart() {
         launch(withPermission());
@@ -64,10 +67,8 @@ TEST_F(AlertEnd, ASignalClosesTheConsentAlertAndEndsTheHost) {
     expectEndBy({SIGTERM});
 }
 
-TEST_F(AlertEnd, ASignalClosesTheSecondAlertAndEndsTheHost) {
-    launch(withoutPermission());
-    press(catalogue_.consent(), 0);
-    expectShown(catalogue_.permissionMissing());
+TEST_F(AlertEnd, ASignalClosesTheMissingPermissionAlertAndEndsTheHost) {
+    tellMissing();
     expectEndBy({SIGINT});
 }
 
@@ -83,11 +84,7 @@ TEST_F(AlertEnd, SignalsInARowAreOneOrderlyEnd) {
 }
 
 TEST_F(AlertEnd, AQuitDuringAnAlertIsHandledWhenItHasClosed) {
-    HostLaunch launched = withPermission();
-    launched.program = SCRIPTED_HOST_PATH;
-    launched.arguments = {"n", "y", "linux"};
-    launch(launched);
-    expectShown(catalogue_.consent());
+    askForConsent();
     host_->signal(SIGUSR1);
     EXPECT_EQ(host_->readLine(), "quit");
     EXPECT_FALSE(isGone(alertProgram()));
@@ -111,7 +108,7 @@ TEST_F(AlertEnd, ADisplayServerThatDiesIsNotTheFirstButton) {
     expectEnd();
 }
 
-TEST_F(AlertEnd, AHostWithoutItsAlertProgramEndsInSilence) {
+TEST_F(AlertEnd, WithoutATerminalAHostWithoutItsAlertProgramEndsInSilence) {
     const TemporaryFolder folder;
     HostLaunch launched = withoutPermission();
     launched.program = folder.path() / "VelmoraViewerHost";
@@ -120,7 +117,7 @@ TEST_F(AlertEnd, AHostWithoutItsAlertProgramEndsInSilence) {
     expectEnd();
 }
 
-TEST_F(AlertEnd, AHostWhoseDisplayCannotBeReachedEndsInSilence) {
+TEST_F(AlertEnd, WithoutATerminalAHostWhoseDisplayCannotBeReachedEndsInSilence) {
     HostLaunch launched = withoutPermission();
     launched.environment["DISPLAY"] = ":64999";
     launched.environment["WAYLAND_DISPLAY"] = "/nonexistent/wayland-0";
@@ -139,16 +136,14 @@ TEST_F(AlertEnd, AnAlertEndsWithAHostThatIsKilledAndLeavesNothingBehind) {
 }
 
 TEST_F(AlertEnd, AnAlertEndsWithAHostThatIsKilledAlsoWhileTheDisplayServerHangs) {
-    const HostLaunch launched = withoutPermission();
-    launch(launched);
-    expectShown(catalogue_.consent());
+    tellMissing();
     const pid_t shown = alertProgram();
     server_.freeze();
     host_->signal(SIGKILL);
     EXPECT_TRUE(eventually([&] { return isGone(shown) && temporary_.entries() == 0; }));
 
     // One that has not even reached the server.
-    launch(launched);
+    launch(scripted("n", "y", "linux"));
     ASSERT_TRUE(eventually([&] { return !host_->children().empty(); }));
     const pid_t waiting = alertProgram();
     host_->signal(SIGKILL);

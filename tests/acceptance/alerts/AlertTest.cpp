@@ -9,7 +9,7 @@ namespace velmora {
 XServer::Options AlertTest::serverOptions() {
     XServer::Options options;
     options.isAuthorityRequired = true;
-    options.arguments = {"+extension", "SECURITY"};
+    options.arguments = {"+extension", "SECURITY", "-listen", "tcp"};
     return options;
 }
 
@@ -19,6 +19,14 @@ HostLaunch AlertTest::withoutPermission() const {
 
 HostLaunch AlertTest::withPermission() const {
     return launchWith(server_.authorityFile());
+}
+
+HostLaunch AlertTest::scripted(const std::string& looks, const std::string& request,
+                               const std::string& wording) const {
+    HostLaunch launch = withPermission();
+    launch.program = SCRIPTED_HOST_PATH;
+    launch.arguments = {looks, request, wording};
+    return launch;
 }
 
 HostLaunch AlertTest::launchWith(const std::string& authority) const {

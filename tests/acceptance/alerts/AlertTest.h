@@ -24,6 +24,9 @@ class AlertTest : public testing::Test {
     /// As an untrusted client: windows show, the screen cannot be read.
     HostLaunch withoutPermission() const;
     HostLaunch withPermission() const;
+    /// The same application, but for the permission's answers and the wording, which are given.
+    HostLaunch scripted(const std::string& looks, const std::string& request,
+                        const std::string& wording) const;
 
     void launch(const HostLaunch& launch) { host_ = std::make_unique<HostProcess>(launch); }
     /// Waits for the alert by its first button.

@@ -24,7 +24,8 @@ class AlertOnWaylandIn : public AlertOnWayland, public testing::WithParamInterfa
 TEST_P(AlertOnWaylandIn, EachButtonOfEachAlertIsPressedByItsName) {
     const ViewerAlertCatalogue catalogue(GetParam(), ViewerAlertWording::linuxDesktop);
     for (const ViewerAlert& alert :
-         {catalogue.consent(), catalogue.permissionMissing(), catalogue.didNotStart("Reason")}) {
+         {catalogue.consent(), catalogue.permissionMissing(ViewerCaptureAccess::requestable),
+          catalogue.didNotStart("Reason")}) {
         for (std::size_t button = 0; button < alert.buttons.size(); ++button) {
             const SeenAlert seen = show(alert);
             EXPECT_TRUE(seen.shows(alert)) << seen;

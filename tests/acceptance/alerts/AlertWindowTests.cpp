@@ -122,8 +122,8 @@ TEST_P(AlertWindowOn, TheWindowFitsAndHidesNoButton) {
     useScreen(screen.width, screen.height);
     useFontSize(screen.fontSize);
     environment_.set("QT_SCALE_FACTOR", std::to_string(screen.scale));
-    const SeenAlert seen =
-        show(ViewerAlertCatalogue("ru", ViewerAlertWording::mac).permissionMissing());
+    const SeenAlert seen = show(ViewerAlertCatalogue("ru", ViewerAlertWording::mac)
+                                    .permissionMissing(ViewerCaptureAccess::requestable));
     // Places are told in the window's pixels.
     const ViewerRectangle whole{0, 0, screen.width / screen.scale, screen.height / screen.scale};
 

@@ -30,9 +30,9 @@ class ScriptedPermission final : public ViewerScreenCapture {
         if (looks_.size() > 1) {
             looks_.erase(0, 1);
         }
-        completion(isGranted);
+        completion(isGranted ? ViewerCaptureAccess::granted : ViewerCaptureAccess::requestable);
     }
-    void requestAccess(AccessCompletion completion) override {
+    void requestAccess(RequestCompletion completion) override {
         shell_->printLine("request");
         completion(request_ == "y");
     }

@@ -8,9 +8,10 @@ namespace velmora {
 
 namespace {
 
-void answerAll(std::vector<ViewerScreenCapture::AccessCompletion>& held, bool access) {
+template <typename Answer>
+void answerAll(std::vector<std::function<void(Answer)>>& held, Answer answer) {
     for (const auto& completion : std::exchange(held, {})) {
-        completion(access);
+        completion(answer);
     }
 }
 
@@ -32,7 +33,7 @@ void FakeScreenCapture::lookAtAccess(AccessCompletion completion) {
     }
 }
 
-void FakeScreenCapture::requestAccess(AccessCompletion completion) {
+void FakeScreenCapture::requestAccess(RequestCompletion completion) {
     calls_->emplace_back("request");
     heldRequests.push_back(std::move(completion));
     if (requestedAccess) {
@@ -40,12 +41,12 @@ void FakeScreenCapture::requestAccess(AccessCompletion completion) {
     }
 }
 
-void FakeScreenCapture::answerLooks(bool access) {
+void FakeScreenCapture::answerLooks(ViewerCaptureAccess access) {
     answerAll(heldLooks, access);
 }
 
-void FakeScreenCapture::answerRequests(bool access) {
-    answerAll(heldRequests, access);
+void FakeScreenCapture::answerRequests(bool hasAccess) {
+    answerAll(heldRequests, hasAccess);
 }
 
 void FakeScreenCapture::shareableDisplays(DisplaysCompletion completion) {

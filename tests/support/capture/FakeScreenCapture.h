@@ -24,7 +24,7 @@ class FakeScreenCapture final : public ViewerScreenCapture {
 
     bool preflightAccess() override { return isGranted; }
     void lookAtAccess(AccessCompletion completion) override;
-    void requestAccess(AccessCompletion completion) override;
+    void requestAccess(RequestCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
@@ -37,9 +37,9 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     void completeListing();
 
     /// Answers the looks at the permission that wait.
-    void answerLooks(bool access);
+    void answerLooks(ViewerCaptureAccess access);
     /// Answers the requests that wait.
-    void answerRequests(bool access);
+    void answerRequests(bool hasAccess);
 
     /// Tells whoever watches the session that it has ended, as often as the test likes.
     void endSession();
@@ -47,12 +47,12 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     /// What is known of the permission.
     bool isGranted = true;
     /// What a look at the permission finds; without it, the look waits for `answerLooks`.
-    std::optional<bool> seenAccess = true;
+    std::optional<ViewerCaptureAccess> seenAccess = ViewerCaptureAccess::granted;
     /// What the system's request for the permission answers; without it, it waits for
     /// `answerRequests`.
     std::optional<bool> requestedAccess = false;
     std::vector<AccessCompletion> heldLooks;
-    std::vector<AccessCompletion> heldRequests;
+    std::vector<RequestCompletion> heldRequests;
     /// Null makes a listing fail.
     std::shared_ptr<const Displays> reported;
     std::vector<ViewerNativeScreen> attached;

@@ -31,11 +31,11 @@ ViewerX11Displays ViewerX11DisplayReader::read() {
     ViewerX11Displays result;
     if (!access_) {
         notices_.emplace(*connection_);
-        const bool isGranted = ViewerX11Permission::canReadScreen(*connection_);
+        const ViewerCaptureAccess access = ViewerX11Permission::accessTo(*connection_);
         if (connection_->isDead()) {
             return result;
         }
-        access_ = isGranted;
+        access_ = access == ViewerCaptureAccess::granted;
     }
     result.access = access_;
     if (!*access_) {

@@ -1,31 +1,28 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <string>
 
+#include "core/capture/ViewerCaptureAccess.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 
 namespace velmora {
 
-/// Whether an X server lets this process read its screen. X11 has nobody to ask: it is tried. Any
-/// thread.
+/// Whether a display is this machine's own and its X server lets this process read the screen. X11
+/// has nobody to ask: it is tried, and never `requestable`. Any thread.
 namespace ViewerX11Permission {
 
-/// Reads one pixel of the root window, which an untrusted client may not. False also when the
-/// screen's pixels have a form that no capture can read, and when the connection broke. Blocks for
-/// one round trip.
-bool canReadScreen(ViewerX11Connection& connection);
+/// Judges the display behind a connection: by the socket, since a name without a host may lead over
+/// TCP too; by what only Xwayland has, which shows nothing of a Wayland session but its X11
+/// programs; and by reading one pixel of the root window, which an untrusted client may not, and
+/// whose form has to be one that a capture can read. Blocks for some round trips; nobody else reads
+/// replies of the connection meanwhile.
+ViewerCaptureAccess accessTo(ViewerX11Connection& connection);
 
-/// Connects to the named display and tries, on a thread of its own. `completion` runs once, with
-/// false also when there is no such display: on that thread, or before this returns when the system
-/// has no thread left; with a server that does not answer, never. Whoever waits sets the limit: a
-/// task through `ViewerBoundedCall`, a thread without a loop through the operation below.
-void look(std::string displayName, std::function<void(bool)> completion);
-
-/// The same for the time before a loop runs: blocks for at most `limit`, and takes no answer by
-/// then for a no.
-bool canReadScreen(const std::string& displayName, std::chrono::milliseconds limit);
+/// Connects to the named display and judges it, on a thread of its own. `completion` runs once: on
+/// that thread, or before this returns when there is no name or the system has no thread left; with
+/// a server that does not answer, never. Whoever waits sets the limit.
+void look(std::string displayName, std::function<void(ViewerCaptureAccess)> completion);
 
 }  // namespace ViewerX11Permission
 

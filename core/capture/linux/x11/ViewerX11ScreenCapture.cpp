@@ -24,7 +24,7 @@ void ViewerX11ScreenCapture::lookAtAccess(AccessCompletion completion) {
     ViewerX11Permission::look(displayName_, std::move(completion));
 }
 
-void ViewerX11ScreenCapture::requestAccess(AccessCompletion completion) {
+void ViewerX11ScreenCapture::requestAccess(RequestCompletion completion) {
     completion(false);
 }
 

@@ -21,7 +21,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     bool preflightAccess() override;
     void lookAtAccess(AccessCompletion completion) override;
     /// Answered with false at once: an X server asks nobody.
-    void requestAccess(AccessCompletion completion) override;
+    void requestAccess(RequestCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;

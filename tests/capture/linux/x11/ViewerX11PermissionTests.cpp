@@ -5,6 +5,7 @@
 #include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,7 +15,11 @@
 #include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerTaskHandle.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "tests/capture/linux/x11/CapturedMonitor.h"
+#include "tests/capture/linux/x11/DisplayListOnLoop.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
+#include "tests/support/desktop/HeadlessCompositor.h"
+#include "tests/support/system/BorrowedEnvironment.h"
 #include "tests/support/x11/XAuthority.h"
 #include "tests/support/x11/XServer.h"
 
@@ -23,7 +28,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using std::chrono::steady_clock;
+using Access = ViewerCaptureAccess;
 
 constexpr seconds generous{30};
 
@@ -34,63 +39,121 @@ XServer::Options guarded() {
     return options;
 }
 
+/// A server that is reached over TCP alone, also by a name without a host.
+XServer::Options overTCP() {
+    XServer::Options options;
+    options.arguments = {"-listen", "tcp", "-nolisten", "unix", "-nolisten", "local"};
+    return options;
+}
+
+/// What a look finds; nothing when it finds nothing in time.
+std::optional<Access> seen(const std::string& displayName) {
+    const auto answer = std::make_shared<std::promise<Access>>();
+    std::future<Access> result = answer->get_future();
+    ViewerX11Permission::look(displayName, [answer](Access access) { answer->set_value(access); });
+    return result.wait_for(generous) == std::future_status::ready ? std::optional(result.get())
+                                                                  : std::nullopt;
+}
+
 ViewerTask<void> lookInto(std::shared_ptr<ViewerContinuousClock> clock, milliseconds limit,
-                          std::string displayName, std::vector<std::optional<bool>>* answers) {
-    const auto look = [&](std::function<void(bool)> completion) {
+                          std::string displayName, std::vector<std::optional<Access>>* answers) {
+    const auto look = [&](std::function<void(Access)> completion) {
         ViewerX11Permission::look(displayName, std::move(completion));
     };
-    const auto answer = co_await ViewerBoundedCall<bool>::answer(clock, limit, look);
+    const auto answer = co_await ViewerBoundedCall<Access>::answer(clock, limit, look);
     answers->push_back(answer);
 }
 
 TEST(ViewerX11Permission, AServerWhoseScreenCanBeReadGrantsIt) {
     const XServer server;
-    EXPECT_TRUE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+    EXPECT_EQ(seen(server.displayName()), Access::granted);
 }
 
 TEST(ViewerX11Permission, AScreenWhosePixelsCannotBeReadDoesNotGrantIt) {
-    const auto isGrantedAtDepth = [](int depth) {
+    const auto seenAtDepth = [](int depth) {
         XServer::Options options;
         options.depth = depth;
         const XServer server(options);
-        return ViewerX11Permission::canReadScreen(server.displayName(), generous);
+        return seen(server.displayName());
     };
-    EXPECT_FALSE(isGrantedAtDepth(8));
-    EXPECT_TRUE(isGrantedAtDepth(16));
-    EXPECT_TRUE(isGrantedAtDepth(30));
+    EXPECT_EQ(seenAtDepth(8), Access::sessionRefuses);
+    EXPECT_EQ(seenAtDepth(16), Access::granted);
+    EXPECT_EQ(seenAtDepth(30), Access::granted);
 }
 
 TEST(ViewerX11Permission, ATrustedClientIsGrantedIt) {
     const XServer server(guarded());
     XAuthority::use(server.authorityFile());
-    EXPECT_TRUE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+    EXPECT_EQ(seen(server.displayName()), Access::granted);
 }
 
 TEST(ViewerX11Permission, AnUntrustedClientIsNot) {
     const XServer server(guarded());
     XAuthority::use(XAuthority::makeUntrusted(server));
     EXPECT_NE(ViewerX11Connection::connect(server.displayName()), nullptr);
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+    EXPECT_EQ(seen(server.displayName()), Access::sessionRefuses);
 }
 
 TEST(ViewerX11Permission, AClientThatIsNotLetInIsNot) {
     const XServer server(guarded());
     XAuthority::use("/dev/null");
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+    EXPECT_EQ(seen(server.displayName()), Access::sessionRefuses);
 }
 
-TEST(ViewerX11Permission, WithoutADisplayItIsNotGranted) {
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen("", generous));
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen("no display at all", generous));
+TEST(ViewerX11Permission, AServerThatIsNotThereDoesNotAnswer) {
+    EXPECT_EQ(seen("no display at all"), Access::noAnswer);
+    EXPECT_EQ(seen("no.such.host.invalid:0"), Access::noAnswer);
     XServer server;
     server.kill();
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen(server.displayName(), generous));
+    EXPECT_EQ(seen(server.displayName()), Access::noAnswer);
+}
+
+TEST(ViewerX11Permission, WithoutADisplayItDependsOnWhetherTheSessionIsAWaylandOne) {
+    BorrowedEnvironment environment;
+    environment.set("WAYLAND_DISPLAY", "wayland-0");
+    EXPECT_EQ(seen(""), Access::waylandSession);
+    environment.set("WAYLAND_DISPLAY", "");
+    EXPECT_EQ(seen(""), Access::sessionRefuses);
+    environment.set("WAYLAND_DISPLAY", std::nullopt);
+    EXPECT_EQ(seen(""), Access::sessionRefuses);
+}
+
+TEST(ViewerX11Permission, ADisplayOverTCPIsRemoteWhateverItsNameSays) {
+    XServer server(overTCP());
+    server.setMonitor("left", {0, 0, 640, 720}, "screen");
+    const auto connection = ViewerX11Connection::connect(server.displayName());
+    ASSERT_NE(connection, nullptr);
+    const auto monitors = readMonitors(*connection);
+    ASSERT_TRUE(monitors && !monitors->empty());
+    for (const std::string& name : {server.displayName(), "127.0.0.1" + server.displayName(),
+                                    "localhost" + server.displayName()}) {
+        EXPECT_EQ(seen(name), Access::remoteDisplay) << name;
+    }
+}
+
+TEST(ViewerX11Permission, AnXwaylandIsAWaylandSession) {
+    const HeadlessCompositor compositor(HeadlessCompositor::X11::xwayland);
+    const std::string& name = compositor.xwaylandName();
+    const auto connection = ViewerX11Connection::connect(name);
+    ASSERT_NE(connection, nullptr);
+    const auto monitors = readMonitors(*connection);
+    ASSERT_TRUE(monitors && !monitors->empty());
+    EXPECT_EQ(seen(name), Access::waylandSession);
+}
+
+TEST(ViewerX11Permission, ABrokenConnectionHasNoAnswer) {
+    XServer server;
+    const auto connection = ViewerX11Connection::connect(server.displayName());
+    ASSERT_NE(connection, nullptr);
+    EXPECT_EQ(ViewerX11Permission::accessTo(*connection), Access::granted);
+    server.kill();
+    EXPECT_EQ(ViewerX11Permission::accessTo(*connection), Access::noAnswer);
 }
 
 TEST(ViewerX11Permission, ALookAnswersATaskAndHoldsItNoLongerThanItsLimit) {
     XServer server;
     boost::asio::io_context loop;
-    std::vector<std::optional<bool>> answers;
+    std::vector<std::optional<Access>> answers;
     const auto ask = [&](milliseconds limit) {
         (void)startTask(loop.get_executor(), lookInto(std::make_shared<ViewerBoottimeClock>(loop),
                                                       limit, server.displayName(), &answers));
@@ -100,23 +163,13 @@ TEST(ViewerX11Permission, ALookAnswersATaskAndHoldsItNoLongerThanItsLimit) {
     ask(generous);
     server.freeze();
     ask(milliseconds(50));
-    EXPECT_EQ(answers, std::vector<std::optional<bool>>({true, std::nullopt}));
+    EXPECT_EQ(answers, std::vector<std::optional<Access>>({Access::granted, std::nullopt}));
     EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-permission") == 1; }));
     server.thaw();
     EXPECT_TRUE(X11Waiting::until([] { return X11Waiting::threadsNamed("x11-permission") == 0; }));
     loop.restart();
     EXPECT_GT(loop.run(), 0U) << "the late answer has come";
     EXPECT_EQ(answers.size(), 2U);
-}
-
-TEST(ViewerX11Permission, AFrozenServerIsANoWithinTheLimit) {
-    XServer server;
-    server.freeze();
-    const auto start = steady_clock::now();
-    EXPECT_FALSE(ViewerX11Permission::canReadScreen(server.displayName(), milliseconds(500)));
-    const auto taken = steady_clock::now() - start;
-    EXPECT_GE(taken, milliseconds(500));
-    EXPECT_LT(taken, milliseconds(2000));
 }
 
 }  // namespace

@@ -32,9 +32,9 @@ std::shared_ptr<const ViewerScreenCapture::Displays> listed(ViewerScreenCapture&
 }
 
 /// Waits without running any loop.
-bool seenAccess(ViewerScreenCapture& capture) {
-    std::promise<bool> answer;
-    capture.lookAtAccess([&](bool isGranted) { answer.set_value(isGranted); });
+ViewerCaptureAccess seenAccess(ViewerScreenCapture& capture) {
+    std::promise<ViewerCaptureAccess> answer;
+    capture.lookAtAccess([&](ViewerCaptureAccess access) { answer.set_value(access); });
     return answer.get_future().get();
 }
 
@@ -59,13 +59,13 @@ TEST(ViewerX11ScreenCapture, ALookIsAnsweredWhereNoLoopRuns) {
     const XServer server;
     ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
                                    DisplayListOnLoop::clock(), server.displayName());
-    EXPECT_TRUE(seenAccess(capture));
+    EXPECT_EQ(seenAccess(capture), ViewerCaptureAccess::granted);
 }
 
 TEST(ViewerX11ScreenCapture, WithoutADisplayThePermissionIsMissing) {
     ViewerX11ScreenCapture capture(DisplayListOnLoop::loop().get_executor(),
                                    DisplayListOnLoop::clock(), "");
-    EXPECT_FALSE(seenAccess(capture));
+    EXPECT_NE(seenAccess(capture), ViewerCaptureAccess::granted);
 }
 
 TEST(ViewerX11ScreenCapture, ARequestAsksNobody) {

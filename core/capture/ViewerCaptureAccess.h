@@ -1,0 +1,20 @@
+#pragma once
+
+namespace velmora {
+
+/// Whether this process may record the screen, and if not, why not. Any thread.
+enum class ViewerCaptureAccess {
+    granted,
+    /// Not granted, and the platform can ask the person at the machine for it.
+    requestable,
+    /// The session keeps its screen to itself, or there is no graphical session.
+    sessionRefuses,
+    /// The display is reached over the network: it need not be this computer's.
+    remoteDisplay,
+    /// A Wayland session, of which X11 shows only a part, or nothing.
+    waylandSession,
+    /// The display server is not there, or does not answer.
+    noAnswer,
+};
+
+}  // namespace velmora
