@@ -12,7 +12,8 @@ namespace velmora {
 
 /// What one reading of the displays brought. A plain value.
 struct ViewerX11Displays final {
-    /// Whether the server lets this process read the screen; nothing when it did not say.
+    /// Whether this process may list the displays and read them; nothing when the server did not
+    /// say.
     std::optional<bool> access;
     /// Nothing when the server gave no list, or gives this process none.
     std::optional<std::vector<ViewerNativeDisplay>> displays;

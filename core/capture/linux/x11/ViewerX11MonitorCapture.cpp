@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11Monitors.h"
+#include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 #include "core/runtime/linux/ViewerTimespec.h"
@@ -62,8 +63,11 @@ void ViewerX11MonitorCapture::run(const Delivery& deliver) {
 }
 
 bool ViewerX11MonitorCapture::begin() {
+    // Another server than the listed one may have the display's name by now.
+    const bool isGranted =
+        ViewerX11Permission::accessTo(*connection_) == ViewerCaptureAccess::granted;
     const std::optional<ViewerX11PixelForm> form = ViewerX11PixelForm::of(*connection_);
-    if (!form) {
+    if (!isGranted || !form) {
         return false;
     }
     xcb_connection_t* const xcb = connection_->xcb();

@@ -39,8 +39,8 @@ class ViewerX11MonitorCapture final {
 
     /// Blocks until the connection has ended, the server refused something, or the monitor is no
     /// longer there: gone, moved, of another size, or not shown since the server's virtual terminal
-    /// was switched away. Returns at once when it is not there at first, or when the screen's
-    /// pixels have a form that cannot be read.
+    /// was switched away. Returns at once when it is not there at first, or when this
+    /// process may not read the screen, or cannot.
     void run(const Delivery& deliver);
 
   private:

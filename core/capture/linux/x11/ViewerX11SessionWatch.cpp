@@ -32,7 +32,7 @@ using Instant = ViewerContinuousClock::Instant;
 ViewerTask<std::optional<bool>> canRead(Clock clock, Duration limit, Connection connection) {
     const auto call = [&](ViewerBoundedCall<bool>::Completion completion) {
         (void)startDetachedThread("x11-session", [completion, connection] {
-            completion(ViewerX11Permission::canReadScreen(*connection));
+            completion(ViewerX11Permission::accessTo(*connection) == ViewerCaptureAccess::granted);
         });
     };
     co_return co_await ViewerBoundedCall<bool>::answer(clock, limit, call);

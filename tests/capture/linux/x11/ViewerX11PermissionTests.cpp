@@ -64,6 +64,15 @@ ViewerTask<void> lookInto(std::shared_ptr<ViewerContinuousClock> clock, millisec
     answers->push_back(answer);
 }
 
+/// Nothing of it is listed, and the monitor with the UUID not captured.
+void expectHidden(const std::string& displayName, const std::string& uuidText) {
+    DisplayListOnLoop displays(displayName);
+    EXPECT_EQ(displays.get(), nullptr);
+    EXPECT_FALSE(displays.list().hasAccess());
+    CapturedMonitor monitor(displayName, uuidText);
+    EXPECT_FALSE(monitor.begin());
+}
+
 TEST(ViewerX11Permission, AServerWhoseScreenCanBeReadGrantsIt) {
     const XServer server;
     EXPECT_EQ(seen(server.displayName()), Access::granted);
@@ -128,6 +137,7 @@ TEST(ViewerX11Permission, ADisplayOverTCPIsRemoteWhateverItsNameSays) {
     for (const std::string& name : {server.displayName(), "127.0.0.1" + server.displayName(),
                                     "localhost" + server.displayName()}) {
         EXPECT_EQ(seen(name), Access::remoteDisplay) << name;
+        expectHidden(name, monitors->front().uuidText);
     }
 }
 
@@ -139,6 +149,7 @@ TEST(ViewerX11Permission, AnXwaylandIsAWaylandSession) {
     const auto monitors = readMonitors(*connection);
     ASSERT_TRUE(monitors && !monitors->empty());
     EXPECT_EQ(seen(name), Access::waylandSession);
+    expectHidden(name, monitors->front().uuidText);
 }
 
 TEST(ViewerX11Permission, ABrokenConnectionHasNoAnswer) {
