@@ -13,9 +13,11 @@ namespace velmora {
 /// What the host tells the program that shows its alert, as one packet on the socket that is that
 /// program's standard input. The two are built together and agree on it. A plain value; any thread.
 struct ViewerAlertMessage final {
-    /// The exit status that stands for the first button. Every other end of the program, of its own
-    /// will or not, stands for another one.
+    /// The exit statuses that stand for an answer: the first button, or another one, as which also
+    /// a window counts that is closed without. Every other end of the program, of its own will or
+    /// not, means that the alert could not be shown.
     static constexpr int firstButtonStatus = 10;
+    static constexpr int otherButtonStatus = 11;
 
     ViewerAlertMessage(ViewerAlert shownAlert, std::string folder);
 

@@ -176,14 +176,16 @@ bool ViewerAlertProcess::spawn(const std::filesystem::path& program, int program
     return true;
 }
 
-bool ViewerAlertProcess::reap() {
+std::optional<bool> ViewerAlertProcess::reap() {
     siginfo_t end{};
     const int result =
         ::waitid(P_PIDFD, static_cast<id_t>(end_.native_handle()), &end, WEXITED | WNOHANG);
     boost::system::error_code ignored;  // it is gone in any case
     end_.close(ignored);
-    return result == 0 && end.si_code == CLD_EXITED &&
-           end.si_status == ViewerAlertMessage::firstButtonStatus;
+    const bool isFirst = end.si_status == ViewerAlertMessage::firstButtonStatus;
+    const bool isOther = end.si_status == ViewerAlertMessage::otherButtonStatus;
+    const bool isAnswered = result == 0 && end.si_code == CLD_EXITED && (isFirst || isOther);
+    return isAnswered ? std::optional(isFirst) : std::nullopt;
 }
 
 }  // namespace velmora

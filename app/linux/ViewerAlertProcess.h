@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/ViewerAlert.h"
 #include "app/linux/ViewerAlertEnvironment.h"
@@ -18,7 +19,8 @@ namespace velmora {
 /// host. Made by the presenter, main thread only.
 class ViewerAlertProcess final : public std::enable_shared_from_this<ViewerAlertProcess> {
   public:
-    using Completion = std::function<void(bool isFirstButton)>;
+    /// Receives the answer, or nothing when the alert could not be shown.
+    using Completion = std::function<void(std::optional<bool> isFirstButton)>;
 
     /// The program that belongs to this one.
     static std::filesystem::path program();
@@ -42,8 +44,8 @@ class ViewerAlertProcess final : public std::enable_shared_from_this<ViewerAlert
 
     bool send(const ViewerAlert& alert);
     bool spawn(const std::filesystem::path& program, int programsSide);
-    /// Forgets a process that has ended; whether it ended by the first button.
-    bool reap();
+    /// Forgets a process that has ended; the answer that it ended with, if it did with one.
+    std::optional<bool> reap();
 
     const ViewerAlertEnvironment environment_;
     /// Readable when the process has ended; open while there is one that was not waited for.

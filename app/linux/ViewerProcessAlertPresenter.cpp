@@ -1,5 +1,6 @@
 #include "app/linux/ViewerProcessAlertPresenter.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -10,24 +11,46 @@
 
 namespace velmora {
 
+namespace {
+
+int keptTerminal() {
+    return ::isatty(STDERR_FILENO) != 0 ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0) : -1;
+}
+
+}  // namespace
+
 ViewerProcessAlertPresenter::ViewerProcessAlertPresenter(
     std::shared_ptr<boost::asio::io_context> loop, std::filesystem::path program)
-    : loop_(std::move(loop)), program_(std::move(program)) {}
+    : loop_(std::move(loop)), program_(std::move(program)), terminal_(keptTerminal()) {}
+
+ViewerProcessAlertPresenter::~ViewerProcessAlertPresenter() {
+    ::close(terminal_);
+}
 
 void ViewerProcessAlertPresenter::show(ViewerAlert alert, Completion completion) {
     viewerCheck(!alert_, "a modal alert is the only one");
     if (ViewerAlertEnvironment::hasGraphicalSession()) {
         alert_ = ViewerAlertProcess::start(*loop_, program_, alert);
-    } else if (::isatty(STDERR_FILENO) != 0) {
-        writeLine(STDERR_FILENO, alert.title, outputPatience);
-        writeLine(STDERR_FILENO, alert.informativeText, outputPatience);
     }
     if (!alert_) {
+        tellTerminal(alert);
         completion(false);
         return;
     }
     completion_ = std::move(completion);
-    alert_->awaitEnd([this](bool isFirstButton) { end(isFirstButton); });
+    alert_->awaitEnd([this, alert = std::move(alert)](std::optional<bool> isFirstButton) {
+        if (!isFirstButton) {
+            tellTerminal(alert);
+        }
+        end(isFirstButton.value_or(false));
+    });
+}
+
+void ViewerProcessAlertPresenter::tellTerminal(const ViewerAlert& alert) const {
+    if (terminal_ >= 0) {
+        writeLine(terminal_, alert.title, outputPatience);
+        writeLine(terminal_, alert.informativeText, outputPatience);
+    }
 }
 
 void ViewerProcessAlertPresenter::close() {

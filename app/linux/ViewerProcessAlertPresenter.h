@@ -10,16 +10,20 @@
 
 namespace velmora {
 
-/// Shows each alert by a program in a process of its own. Main thread only.
+/// Shows each alert by a program in a process of its own. Made before anything connects to an X
+/// server; main thread only.
 class ViewerProcessAlertPresenter final : public ViewerAlertPresenter {
   public:
     /// `program` shows the alerts; `loop` is the main thread's.
     explicit ViewerProcessAlertPresenter(
         std::shared_ptr<boost::asio::io_context> loop,
         std::filesystem::path program = ViewerAlertProcess::program());
+    ~ViewerProcessAlertPresenter() override;
+    ViewerProcessAlertPresenter(const ViewerProcessAlertPresenter&) = delete;
+    ViewerProcessAlertPresenter& operator=(const ViewerProcessAlertPresenter&) = delete;
 
-    /// Without a graphical session the texts go to standard error if that is a terminal, and nobody
-    /// is asked.
+    /// Where the alert cannot be shown the texts go to standard error if that is a terminal, and
+    /// nobody is asked.
     void show(ViewerAlert alert, Completion completion) override;
     void close() override;
     /// Nothing: the host has no window, and an alert comes to the front by itself.
@@ -35,9 +39,13 @@ class ViewerProcessAlertPresenter final : public ViewerAlertPresenter {
 
   private:
     void end(bool isFirstButton);
+    void tellTerminal(const ViewerAlert& alert) const;
 
     const std::shared_ptr<boost::asio::io_context> loop_;
     const std::filesystem::path program_;
+    /// Standard error as it was at the start, if that is a terminal; else -1. The descriptor of
+    /// that number leads nowhere while a connection to the X server is made.
+    const int terminal_;
     /// Both are there while an alert shows.
     std::shared_ptr<ViewerAlertProcess> alert_;
     Completion completion_;

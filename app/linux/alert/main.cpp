@@ -117,7 +117,7 @@ int showAlert(int argumentCount, char** arguments, const ViewerAlert& alert) {
     QApplication::alert(&dialog);
     (void)QApplication::exec();  // always 0: what counts is the dialog's result
     return dialog.result() == QDialog::Accepted ? ViewerAlertMessage::firstButtonStatus
-                                                : notShownStatus;
+                                                : ViewerAlertMessage::otherButtonStatus;
 }
 
 }  // namespace

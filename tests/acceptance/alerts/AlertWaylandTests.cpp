@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Languages, AlertOnWaylandIn, testing::Values("en", "ru"
 TEST_F(AlertOnWayland, ACompositorThatDiesIsNotTheFirstButton) {
     show(twoButtons());
     compositor_.kill();
-    EXPECT_EQ(answer(), false);
+    EXPECT_EQ(answer(), std::nullopt);
 }
 
 }  // namespace

@@ -34,13 +34,18 @@ class AlertWindowTest : public testing::Test {
         EXPECT_TRUE(seen.has_value()) << "no alert \"" << alert.title << '"';
         return seen.value_or(SeenAlert());
     }
-    /// How the alert that shows is closed; nothing when it is not.
+    /// By which button the alert that shows is closed; nothing when it is by none.
     std::optional<bool> answer() {
-        std::optional<bool> isFirstButton;
-        process_->awaitEnd([&](bool isFirst) { isFirstButton = isFirst; });
+        std::optional<bool> answer;
+        bool hasEnded = false;
+        process_->awaitEnd([&](std::optional<bool> isFirstButton) {
+            answer = isFirstButton;
+            hasEnded = true;
+        });
         loop_.restart();
         loop_.run_for(std::chrono::seconds(20));
-        return isFirstButton;
+        EXPECT_TRUE(hasEnded);
+        return answer;
     }
 
     AccessibleSession session_;

@@ -33,6 +33,9 @@ using testing::UnorderedElementsAre;
 
 constexpr auto generous = 20s;
 
+using Answer = std::optional<bool>;
+constexpr std::optional<Answer> notShown{std::in_place};
+
 std::vector<std::string> linesOf(const std::filesystem::path& file) {
     std::vector<std::string> lines;
     std::ifstream in(file);
@@ -50,12 +53,12 @@ class ViewerAlertProcessTest : public testing::Test {
         return ViewerAlertProcess::start(loop_, SCRIPTED_ALERT_PATH, alert);
     }
 
-    /// What a program that ends by itself answers.
-    std::optional<bool> answer(const std::string& what, const std::string& detail) {
+    /// What a program that ends by itself answers; nothing when it does not end.
+    std::optional<Answer> answer(const std::string& what, const std::string& detail) {
         const auto process = start(what, detail);
-        std::optional<bool> answer;
+        std::optional<Answer> answer;
         if (process) {
-            process->awaitEnd([&](bool isFirstButton) { answer = isFirstButton; });
+            process->awaitEnd([&](Answer given) { answer = given; });
             loop_.restart();
             loop_.run_for(generous);
         }
@@ -78,20 +81,21 @@ class ViewerAlertProcessTest : public testing::Test {
     TemporaryFolder folder_;
 };
 
-TEST_F(ViewerAlertProcessTest, OnlyOneStatusIsTheFirstButton) {
-    EXPECT_EQ(answer("exit", "10"), true);
-    for (const char* const status : {"0", "1", "2", "9", "11", "127", "255"}) {
-        EXPECT_EQ(answer("exit", status), false) << status;
+TEST_F(ViewerAlertProcessTest, EachAnswerHasAStatusOfItsOwn) {
+    EXPECT_EQ(answer("exit", "10"), Answer(true));
+    EXPECT_EQ(answer("exit", "11"), Answer(false));
+    for (const char* const status : {"0", "1", "2", "9", "12", "127", "255"}) {
+        EXPECT_EQ(answer("exit", status), notShown) << status;
     }
 }
 
-TEST_F(ViewerAlertProcessTest, AProgramThatIsKilledOrCrashesPressesNothing) {
+TEST_F(ViewerAlertProcessTest, AProgramThatIsKilledOrCrashesHasNoAnswer) {
     for (const int signal : {SIGKILL, SIGTERM, SIGINT, SIGSEGV}) {
-        EXPECT_EQ(answer("signal", std::to_string(signal)), false) << signal;
+        EXPECT_EQ(answer("signal", std::to_string(signal)), notShown) << signal;
     }
     // A signal's number is no status.
-    static_assert(SIGUSR1 == 10);
-    EXPECT_EQ(answer("signal", std::to_string(SIGUSR1)), false);
+    static_assert(SIGUSR1 == 10 && SIGSEGV == 11);
+    EXPECT_EQ(answer("signal", std::to_string(SIGUSR1)), notShown);
 }
 
 TEST_F(ViewerAlertProcessTest, AProgramThatIsMissingOrNoProgramIsNotStarted) {
@@ -118,7 +122,7 @@ TEST_F(ViewerAlertProcessTest, TheProgramStartsWithNothingOfTheHosts) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
     raiseDescriptorLimit();
     const auto file = folder_.path() / "report";
-    EXPECT_EQ(answer("report", file), true);
+    EXPECT_EQ(answer("report", file), Answer(true));
     rlimit raised{};
     ::getrlimit(RLIMIT_NOFILE, &raised);
     EXPECT_GT(raised.rlim_cur, few.rlim_cur);
@@ -135,7 +139,7 @@ TEST_F(ViewerAlertProcessTest, TheProgramStartsWithNothingOfTheHosts) {
 
 TEST_F(ViewerAlertProcessTest, AHostThatWasStartedWithItsChildrenIgnoredGetsTheAnswer) {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
-    EXPECT_EQ(answer("exit", "10"), true);
+    EXPECT_EQ(answer("exit", "10"), Answer(true));
     (void)std::signal(SIGCHLD, before);
 }
 
@@ -147,7 +151,7 @@ TEST_F(ViewerAlertProcessTest, TheProgramEndsWithItsObjectAndIsNotHeardOfAgain) 
     bool isHeard = false;
     auto process = startHanging(id);
     ASSERT_GT(id, 0);
-    process->awaitEnd([&](bool) { isHeard = true; });
+    process->awaitEnd([&](Answer) { isHeard = true; });
     const auto privateFolders = [&] {
         return std::ranges::count_if(std::filesystem::directory_iterator(folder_.path()),
                                      [](const auto& entry) { return entry.is_directory(); });
@@ -176,7 +180,7 @@ TEST_F(ViewerAlertProcessTest, TheLoopGoesOnMeanwhile) {
     pid_t id = 0;
     const auto process = startHanging(id);
     bool isHeard = false;
-    process->awaitEnd([&](bool isFirstButton) { isHeard = !isFirstButton; });
+    process->awaitEnd([&](Answer given) { isHeard = !given; });
     EXPECT_EQ(loop_.poll(), 0U);
     EXPECT_FALSE(isHeard);
     ASSERT_GT(id, 0);

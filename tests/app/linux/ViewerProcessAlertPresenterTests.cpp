@@ -95,7 +95,7 @@ class ViewerProcessAlertPresenterTest : public testing::Test {
 TEST_F(ViewerProcessAlertPresenterTest, AlertsAreAnsweredByTheirProgramOneAfterTheOther) {
     alerts_.show(alert("exit", "10"), [&](bool isFirstButton) {
         logAnswer(isFirstButton);
-        alerts_.show(alert("exit", "1"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
+        alerts_.show(alert("exit", "11"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
     });
     loop_->run();
 
@@ -115,7 +115,7 @@ TEST_F(ViewerProcessAlertPresenterTest, WhatWaitsForAnAlertRunsOnceBehindItsAnsw
 TEST_F(ViewerProcessAlertPresenterTest, WhatWaitsForAnAlertWaitsForTheNextThatTheAnswerShows) {
     alerts_.show(alert("exit", "10"), [&](bool isFirstButton) {
         logAnswer(isFirstButton);
-        alerts_.show(alert("exit", "1"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
+        alerts_.show(alert("exit", "11"), [&](bool isSecondsFirst) { logAnswer(isSecondsFirst); });
     });
     alerts_.whenClosed([&] { log("closed"); });
     loop_->run();
@@ -142,11 +142,49 @@ TEST_F(ViewerProcessAlertPresenterTest, AnAlertIsClosedAtOnce) {
 }
 
 TEST_F(ViewerProcessAlertPresenterTest, AnAlertWhoseProgramIsMissingIsNotTheFirstButton) {
+    const StandardError terminal(StandardError::Kind::terminal);
     ViewerProcessAlertPresenter alerts(loop_, "/nonexistent/program");
     std::optional<bool> answer;
     alerts.show(alert("exit", "10"), [&](bool isFirstButton) { answer = isFirstButton; });
 
     EXPECT_EQ(answer, false);
+    EXPECT_EQ(terminal.read(), "exit\r\n10\r\n");
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, AnAlertWhoseProgramEndsWithoutAnAnswerGoesToTheTerminal) {
+    const StandardError terminal(StandardError::Kind::terminal);
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
+    for (const auto& [what, detail] :
+         {std::pair("exit", "0"), std::pair("exit", "1"), std::pair("signal", "9")}) {
+        alerts.show(alert(what, detail), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+        loop_->restart();
+        loop_->run();
+        EXPECT_EQ(terminal.read(), std::string(what) + "\r\n" + detail + "\r\n");
+    }
+
+    EXPECT_THAT(events_, ElementsAre("not first", "not first", "not first"));
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, TheTerminalIsTheOneOfTheStart) {
+    const StandardError terminal(StandardError::Kind::terminal);
+    ViewerProcessAlertPresenter alerts(loop_, "/nonexistent/program");
+    const StandardError pipe(StandardError::Kind::pipe);
+    alerts.show(alert("Title", "What went wrong."), [&](bool isFirst) { logAnswer(isFirst); });
+
+    EXPECT_THAT(events_, ElementsAre("not first"));
+    EXPECT_EQ(terminal.read(), "Title\r\nWhat went wrong.\r\n");
+    EXPECT_EQ(pipe.read(), "");
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, AnAlertThatIsClosedWritesNothingToTheTerminal) {
+    const StandardError terminal(StandardError::Kind::terminal);
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
+    alerts.show(alert("hang", "/dev/null"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+    alerts.close();
+    loop_->run();
+
+    EXPECT_THAT(events_, ElementsAre("not first"));
+    EXPECT_EQ(terminal.read(), "");
 }
 
 TEST_F(ViewerProcessAlertPresenterTest,
@@ -154,8 +192,9 @@ TEST_F(ViewerProcessAlertPresenterTest,
     environment_.set("DISPLAY", std::nullopt);
     environment_.set("WAYLAND_DISPLAY", std::nullopt);
     const StandardError terminal(StandardError::Kind::terminal);
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
     std::optional<bool> answer;
-    alerts_.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
+    alerts.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
 
     EXPECT_EQ(answer, false);
     EXPECT_EQ(terminal.read(), "Title\r\nWhat went wrong.\r\n");
@@ -165,8 +204,14 @@ TEST_F(ViewerProcessAlertPresenterTest, WithoutAGraphicalSessionAndATerminalGoes
     environment_.set("DISPLAY", std::nullopt);
     environment_.set("WAYLAND_DISPLAY", std::nullopt);
     const StandardError pipe(StandardError::Kind::pipe);
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
     std::optional<bool> answer;
-    alerts_.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
+    alerts.show(alert("Title", "What went wrong."), [&](bool isFirst) { answer = isFirst; });
+    EXPECT_EQ(answer, false);
+    answer.reset();
+    environment_.set("DISPLAY", ":7");
+    alerts.show(alert("exit", "1"), [&](bool isFirst) { answer = isFirst; });
+    loop_->run();
 
     EXPECT_EQ(answer, false);
     EXPECT_EQ(pipe.read(), "");
@@ -174,7 +219,8 @@ TEST_F(ViewerProcessAlertPresenterTest, WithoutAGraphicalSessionAndATerminalGoes
 
 TEST_F(ViewerProcessAlertPresenterTest, InAGraphicalSessionWritesNothingToTheTerminal) {
     const StandardError terminal(StandardError::Kind::terminal);
-    alerts_.show(alert("exit", "1"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
+    alerts.show(alert("exit", "11"), [&](bool isFirstButton) { logAnswer(isFirstButton); });
     loop_->run();
 
     EXPECT_THAT(events_, ElementsAre("not first"));

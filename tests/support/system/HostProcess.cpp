@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -54,6 +55,17 @@ int openOutput(HostLaunch::Output output, int pipeEnd) {
     return -1;
 }
 
+/// The program's side of a new terminal, whose other side is `reader`.
+int openTerminal(int& reader) {
+    reader = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::array<char, 64> name{};
+    const bool isMade = ::grantpt(reader) == 0 && ::unlockpt(reader) == 0 &&
+                        ::ptsname_r(reader, name.data(), name.size()) == 0;
+    const int terminal = isMade ? ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    viewerCheck(terminal >= 0, "the test can have a terminal");
+    return terminal;
+}
+
 std::size_t entriesOf(const std::filesystem::path& folder) {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
@@ -70,12 +82,14 @@ HostProcess::HostProcess(const HostLaunch& launch) {
     error_ = ::memfd_create("standard error", MFD_CLOEXEC);
     viewerCheck(::pipe2(ends.data(), O_CLOEXEC) == 0 && error_ >= 0, "the test has descriptors");
     output_ = ends[0];
+    const int terminal = launch.isOnTerminal ? openTerminal(terminal_) : -1;
     id_ = ::fork();
     viewerCheck(id_ >= 0, "the test can start a process");
     if (id_ == 0) {
-        becomeHost(launch, ends[1], error_);
+        becomeHost(launch, ends[1], launch.isOnTerminal ? terminal : error_);
     }
     ::close(ends[1]);
+    ::close(terminal);
     // By number: glibc 2.36 declares pidfd_open() with the linkage of C++.
     idDescriptor_ = static_cast<int>(::syscall(SYS_pidfd_open, id_, 0));
     viewerCheck(idDescriptor_ >= 0, "a started process has a descriptor");
@@ -88,7 +102,7 @@ HostProcess::~HostProcess() {
     }
     // The host is silent there: what is found is a fault's last words.
     EXPECT_EQ(standardError(), "");
-    for (const int descriptor : {idDescriptor_, output_, error_}) {
+    for (const int descriptor : {idDescriptor_, output_, error_, terminal_}) {
         ::close(descriptor);
     }
 }
@@ -155,6 +169,17 @@ std::string HostProcess::standardError() const {
     std::string text(mostBytes, '\0');
     const ssize_t count = ::pread(error_, text.data(), text.size(), 0);
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return text;
+}
+
+std::string HostProcess::readTerminal() const {
+    std::string text;
+    std::array<char, 4096> bytes;
+    ssize_t count = 0;
+    // With nobody on its other side it ends by an error.
+    while ((count = ::read(terminal_, bytes.data(), bytes.size())) > 0) {
+        text.append(bytes.data(), static_cast<std::size_t>(count));
+    }
     return text;
 }
 

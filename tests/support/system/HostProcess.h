@@ -20,6 +20,8 @@ struct HostLaunch final {
     std::vector<std::string> arguments;
     std::map<std::string, std::string> environment;
     Output output = Output::captured;
+    /// Whether standard error is a terminal of the test's.
+    bool isOnTerminal = false;
     /// The program's own path as it is told to it.
     std::string name = "VelmoraViewerHost";
     /// How many descriptors it may have; the test's own limits where it is not said.
@@ -41,7 +43,7 @@ struct HostEnd final {
 inline const HostEnd endedInOrder{0, 0};
 
 /// The real program, started by a test and ended with it. The test fails if the program has written
-/// anything to standard error. One thread.
+/// anything to standard error that is not a terminal. One thread.
 class HostProcess final {
   public:
     explicit HostProcess(const HostLaunch& launch);
@@ -57,6 +59,8 @@ class HostProcess final {
     std::optional<std::string> readLine();
     /// What is left of standard output until the process ends.
     std::string readToEnd();
+    /// What is left of what was written to the terminal. For a process that has ended.
+    std::string readTerminal() const;
     /// Waits for the process to end; nothing when it does not within `limit`.
     std::optional<HostEnd> awaitEnd(std::chrono::milliseconds limit = generousLimit);
 
@@ -84,6 +88,8 @@ class HostProcess final {
     int idDescriptor_ = -1;
     int output_ = -1;
     int error_ = -1;
+    /// The test's side of the terminal; -1 without one.
+    int terminal_ = -1;
     std::string unread_;
     std::optional<HostEnd> end_;
 };
