@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """Makes the pictures of the alerts in docs/alerts from the built program.
 
-Usage: tools/alert_pictures.py [BUILD_FOLDER]. Runs the host on a virtual X server that lets it show
-windows but not read the screen, and then with its port taken, once in each language.
+Usage: tools/alert_pictures.py [BUILD_FOLDER]. Runs the host on a virtual X server, once in each
+language: as the tests do where the system can be asked for the permission, where the server lets it
+show windows but not read the screen, and with its port taken.
 Needs: scripts/packages build demo test
 """
 import json
@@ -21,9 +22,9 @@ PICTURES = ROOT / "docs" / "alerts"
 BACKGROUND = "#23395b"
 MARGIN = 12
 PORT = 9090
-# The language, and the names of the buttons: of the two alerts on the way to the permission and of
-# the one that tells why the server did not start.
-LANGUAGES = {"en": ("Continue", "Close", "OK"), "ru": ("Продолжить", "Закрыть", "OK")}
+# The language, and the name of the button that ends the host, of the alerts that ask for consent, tell
+# what is missing, and tell why the server did not start.
+LANGUAGES = {"en": ("Cancel", "Close", "OK"), "ru": ("Отмена", "Закрыть", "OK")}
 
 
 def screen(environment):
@@ -70,30 +71,31 @@ def take(name, button, environment):
     use("press", button, environment)
 
 
-def run_host(host, environment, language, authority, alerts):
-    process = subprocess.Popen([host], env=dict(environment, LC_ALL=language, XAUTHORITY=authority))
+def take_of(command, environment, language, authority, name, button):
+    """The picture of the only alert of that host."""
+    process = subprocess.Popen(command, env=dict(environment, LC_ALL=language, XAUTHORITY=authority))
     try:
-        for name, button in alerts:
-            take(name, button, environment)
+        take(f"{name}-{language}", button, environment)
         if process.wait(10) != 0:
             raise RuntimeError("the host did not end in order")
     finally:
         process.kill()
 
 
-def take_all(host, folder, display):
+def take_all(folder_of_programs, folder, display):
     environment = dict(os.environ, DISPLAY=display, XAUTHORITY=f"{folder}/authority",
                        XDG_RUNTIME_DIR=folder, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
     environment.pop("WAYLAND_DISPLAY", None)
     subprocess.run(["xauth", "-q", "-f", f"{folder}/untrusted", "generate", display, ".",
                     "untrusted", "timeout", "0"], env=environment, check=True)
     subprocess.run(["xsetroot", "-solid", BACKGROUND], env=environment, check=True)
-    for language, (proceed, close, ok) in LANGUAGES.items():
-        run_host(host, environment, language, f"{folder}/untrusted",
-                 [(f"consent-{language}", proceed), (f"permission-missing-{language}", close)])
+    for language, (cancel, close, ok) in LANGUAGES.items():
+        take_of([folder_of_programs / "scripted_host", "n", "n", "linux"], environment, language,
+                f"{folder}/authority", "consent", cancel)
+        host = [folder_of_programs / "VelmoraViewerHost"]
+        take_of(host, environment, language, f"{folder}/untrusted", "permission-missing", close)
         with socket.create_server(("", PORT)):
-            run_host(host, environment, language, f"{folder}/authority",
-                     [(f"did-not-start-{language}", ok)])
+            take_of(host, environment, language, f"{folder}/authority", "did-not-start", ok)
 
 
 def start_server(folder):
@@ -119,11 +121,11 @@ def main():
         # Everything once more inside a session of its own.
         os.environ["VIEWER_PICTURES_SESSION"] = "1"
         os.execvp("dbus-run-session", ["dbus-run-session", "--", *sys.argv])
-    build = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build/release")
+    build = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build/test")
     with tempfile.TemporaryDirectory() as folder:
         server, display = start_server(folder)
         try:
-            take_all(build / "bin/VelmoraViewerHost", folder, display)
+            take_all(build / "bin", folder, display)
         finally:
             server.send_signal(signal.SIGTERM)
             server.wait()
