@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <xcb/xproto.h>
 
 #include <chrono>
 #include <fstream>
@@ -55,12 +56,16 @@ TEST_F(SessionEnd, AMinuteAfterItsXServerTheHostThatIsAskedAllTheTimeEnds) {
 
 TEST_F(SessionEnd, AHostThatNobodyAskedIsNotWokenByWhatHappensOnTheScreen) {
     serve();
+    const auto client = server_.connect();
     EXPECT_TRUE(eventually([&] {
         const long before = waits();
         for (int i = 0; i < 100; ++i) {
             painter_.fill({i, i, 100, 100}, 0x405060);
         }
         server_.setMonitor("new", {0, 0, 100, 100});
+        xcb_change_property(client->connection(), XCB_PROP_MODE_REPLACE, client->root(),
+                            XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 4, "name");
+        client->finish();
         return before > 0 && waits() == before;
     }));
 }
