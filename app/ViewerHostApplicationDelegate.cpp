@@ -51,6 +51,9 @@ const std::shared_ptr<ViewerHTTPServer>& ViewerHostApplicationDelegate::server()
 }
 
 void ViewerHostApplicationDelegate::applicationDidFinishLaunching() {
+    if (terminationStarted_) {
+        return;  // asked to quit before it had begun
+    }
     installSignalHandlers();
     startupTask_ = std::make_shared<ViewerTaskHandle>(services_.executors->mainExecutor());
     startupTask_->start(startUp(shared_from_this()));

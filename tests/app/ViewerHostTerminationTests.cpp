@@ -141,7 +141,7 @@ TEST(ViewerHostTermination, TheSessionIsNotWatchedWithoutThePermission) {
     host.ask();
     EXPECT_THAT(host.calls(), Not(Contains("watch session")));
     host.capture->requestedAccess = true;
-    host.capture->seenAccess = true;
+    host.capture->seenAccess = ViewerCaptureAccess::granted;
     host.alerts->press(0);
     host.world.settle();
 
