@@ -78,7 +78,7 @@ TEST_F(StartUp, ASignalWhileTheServerHangsEndsTheHostAtOnce) {
     server_.freeze();
     HostProcess host(launchOn(server_));
     // The host asks for its permission when it watches for signals already.
-    ASSERT_TRUE(eventually([&] { return host.threadsNamed("permission") > 0; }));
+    ASSERT_TRUE(eventually([&] { return host.threadsNamed("x11-permission") > 0; }));
     const auto begin = std::chrono::steady_clock::now();
     host.signal(SIGTERM);
 
