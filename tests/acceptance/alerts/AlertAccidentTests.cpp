@@ -37,7 +37,10 @@ class AlertAccident : public AlertX11Test {
     void start() {
         process_ = ViewerAlertProcess::start(loop_, ViewerAlertProcess::program(), twoButtons());
         ASSERT_NE(process_, nullptr);
-        process_->awaitEnd([this](bool isFirst) { isFirstButton_ = isFirst; });
+        process_->awaitEnd([this](std::optional<bool> isFirst) {
+            EXPECT_TRUE(isFirst.has_value()) << "it could not be shown";
+            isFirstButton_ = isFirst.value_or(false);
+        });
     }
     /// Whether it was closed; waits a moment for that.
     bool hasEnded(std::chrono::milliseconds moment = betweenKeys) {

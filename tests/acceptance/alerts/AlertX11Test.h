@@ -42,7 +42,10 @@ class AlertX11Test : public AlertWindowTest {
     /// How the alert that shows is closed by someone who presses the key until it is.
     std::optional<bool> answerTo(xcb_keysym_t key) {
         std::optional<bool> isFirstButton;
-        process_->awaitEnd([&](bool isFirst) { isFirstButton = isFirst; });
+        process_->awaitEnd([&](std::optional<bool> isFirst) {
+            EXPECT_TRUE(isFirst.has_value()) << "it could not be shown";
+            isFirstButton = isFirst.value_or(false);
+        });
         XInput input(*server_);
         EXPECT_TRUE(eventually([&] {
             input.press(key);
