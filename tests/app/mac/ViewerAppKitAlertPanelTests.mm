@@ -110,7 +110,7 @@ TEST_F(ViewerAppKitAlertPanel, ASignalMayCloseIt) {
 
 TEST_F(ViewerAppKitAlertPanel, ATerminationWaitsForTheAlertAndDoesNotCloseIt) {
     script_.answers.emplace_back([this] {
-        shell_->terminate();
+        services_.shell->terminate();
         EXPECT_THAT(FrameworkCalls::take(), IsEmpty());
         return ApplicationScript::firstButton;
     });
@@ -122,8 +122,8 @@ TEST_F(ViewerAppKitAlertPanel, ATerminationWaitsForTheAlertAndDoesNotCloseIt) {
 
 TEST_F(ViewerAppKitAlertPanel, ATerminationIsMadeOnce) {
     script_.answers = {[this] {
-                           shell_->terminate();
-                           shell_->terminate();
+                           services_.shell->terminate();
+                           services_.shell->terminate();
                            return ApplicationScript::firstButton;
                        },
                        [] { return ApplicationScript::firstButton; }};
