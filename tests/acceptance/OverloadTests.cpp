@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/acceptance/HostTest.h"
+#include "tests/support/x11/HostTest.h"
 
 namespace velmora {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "tests/acceptance/HostTest.h"
+#include "tests/support/x11/HostTest.h"
 
 namespace velmora {
 

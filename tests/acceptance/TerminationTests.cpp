@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/acceptance/HostTest.h"
+#include "tests/support/x11/HostTest.h"
 
 namespace velmora {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/ProtocolTest.h"
+#include "tests/support/x11/HostTest.h"
 
 namespace velmora {
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <thread>
 
-#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/alerts/AlertX11Test.h"
+#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XPainter.h"
 #include "tests/support/x11/XWindow.h"

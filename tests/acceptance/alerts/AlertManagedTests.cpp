@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/alerts/AlertX11Test.h"
 #include "tests/support/desktop/WindowManager.h"
+#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XWindow.h"
 
 namespace velmora {

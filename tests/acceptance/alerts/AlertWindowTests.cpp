@@ -5,8 +5,8 @@
 #include <string>
 
 #include "app/ViewerAlertCatalogue.h"
-#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/alerts/AlertX11Test.h"
+#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XPainter.h"
 

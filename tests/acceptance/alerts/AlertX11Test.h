@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "tests/acceptance/HostTest.h"
 #include "tests/acceptance/alerts/AlertWindowTest.h"
 #include "tests/support/system/TemporaryFolder.h"
+#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XServer.h"
 

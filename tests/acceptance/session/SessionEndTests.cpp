@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "tests/acceptance/HostTest.h"
+#include "tests/support/x11/HostTest.h"
 
 namespace velmora {
 

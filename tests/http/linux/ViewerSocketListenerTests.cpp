@@ -20,11 +20,11 @@
 #include "core/http/linux/ViewerSocketTransport.h"
 #include "tests/http/linux/AnsweringWorld.h"
 #include "tests/http/linux/ListeningWorld.h"
-#include "tests/support/runtime/ManualClock.h"
 #include "tests/http/linux/OpenSockets.h"
 #include "tests/http/linux/RefusedIPv6.h"
 #include "tests/http/linux/RefusedRegistration.h"
 #include "tests/http/linux/ServerProcess.h"
+#include "tests/support/runtime/ManualClock.h"
 
 namespace velmora {
 

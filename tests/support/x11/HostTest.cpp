@@ -1,4 +1,4 @@
-#include "tests/acceptance/HostTest.h"
+#include "tests/support/x11/HostTest.h"
 
 #include <poll.h>
 
