@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/x11/XAuthority.h"
 
 namespace velmora {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

@@ -10,7 +10,7 @@
 #include "app/linux/ViewerMachineName.h"
 #include "core/protocol/ViewerHostListingJSON.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

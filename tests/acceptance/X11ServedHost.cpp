@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "tests/acceptance/ProtocolTest.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

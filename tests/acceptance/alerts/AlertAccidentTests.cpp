@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "tests/acceptance/alerts/AlertX11Test.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XPainter.h"
 #include "tests/support/x11/XWindow.h"

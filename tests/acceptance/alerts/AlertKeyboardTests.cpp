@@ -7,7 +7,7 @@
 
 #include "app/ViewerAlertCatalogue.h"
 #include "tests/acceptance/alerts/AlertX11Test.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/x11/XInput.h"
 
 namespace velmora {

@@ -7,7 +7,7 @@
 
 #include "tests/acceptance/alerts/AlertX11Test.h"
 #include "tests/support/desktop/WindowManager.h"
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/x11/XWindow.h"
 
 namespace velmora {

@@ -7,9 +7,9 @@
 
 #include "app/ViewerAlertCatalogue.h"
 #include "tests/support/desktop/AccessibleSession.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/system/HostProcess.h"
 #include "tests/support/system/TemporaryFolder.h"
-#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XAuthority.h"
 #include "tests/support/x11/XServer.h"
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "tests/acceptance/alerts/AlertWindowTest.h"
+#include "tests/support/host/HostTest.h"
 #include "tests/support/system/TemporaryFolder.h"
-#include "tests/support/x11/HostTest.h"
 #include "tests/support/x11/XInput.h"
 #include "tests/support/x11/XServer.h"
 

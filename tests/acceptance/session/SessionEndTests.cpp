@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "tests/support/x11/HostTest.h"
+#include "tests/support/host/HostTest.h"
 
 #include <poll.h>
 
