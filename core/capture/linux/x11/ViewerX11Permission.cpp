@@ -64,6 +64,7 @@ bool hasXwaylandOutput(xcb_connection_t* xcb, xcb_window_t root) {
     const xcb_randr_output_t* const outputs =
         xcb_randr_get_screen_resources_current_outputs(resources.get());
     std::vector<xcb_randr_get_output_info_cookie_t> cookies;
+    cookies.reserve(resources->num_outputs);
     for (std::uint16_t i = 0; i < resources->num_outputs; ++i) {
         cookies.push_back(xcb_randr_get_output_info(xcb, outputs[i], XCB_CURRENT_TIME));
     }
