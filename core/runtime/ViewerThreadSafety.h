@@ -15,7 +15,5 @@
 #define VIEWER_GUARDED_BY(guard) VIEWER_THREAD_ANNOTATION(guarded_by(guard))
 /// The operation may be called only while the named lock is held, or inside the named isolation.
 #define VIEWER_REQUIRES(guard) VIEWER_THREAD_ANNOTATION(requires_capability(guard))
-/// The operation may be called only while the named lock is not held.
-#define VIEWER_EXCLUDES(guard) VIEWER_THREAD_ANNOTATION(locks_excluded(guard))
 /// After this operation the analysis takes it that the object guards.
 #define VIEWER_ASSERTS_ITSELF VIEWER_THREAD_ANNOTATION(assert_capability(this))
