@@ -12,7 +12,6 @@ namespace velmora {
 namespace {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using Description = ViewerX11PixelForm::Description;
 using Bytes = std::vector<std::uint8_t>;
 

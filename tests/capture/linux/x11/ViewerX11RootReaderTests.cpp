@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -58,7 +59,7 @@ TEST(ViewerX11RootReader, APixelHasFourBytesWhateverTheServerHas) {
     NarrowScreen screen;
     const std::uint8_t* const pixels = screen.read(ViewerX11PixelForm::of(screen.connection()));
     ASSERT_NE(pixels, nullptr);
-    for (int pixel = 0; pixel < 15; ++pixel) {
+    for (std::size_t pixel = 0; pixel < 15; ++pixel) {
         EXPECT_EQ(pixels[4 * pixel], 0);
         EXPECT_EQ(pixels[4 * pixel + 1], 0);
         EXPECT_EQ(pixels[4 * pixel + 2], 255);

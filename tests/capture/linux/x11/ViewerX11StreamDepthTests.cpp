@@ -38,7 +38,7 @@ class ViewerX11StreamDepth : public testing::TestWithParam<std::vector<std::stri
         XPainter painter(server);
         CapturedMonitor monitor(server);
         std::mt19937 engine(1);
-        std::vector<std::uint32_t> expected(213 * 101);
+        std::vector<std::uint32_t> expected(std::size_t{213} * 101);
         const auto below = [&](std::int64_t bound) {
             return static_cast<std::int64_t>(engine()) % bound;
         };
