@@ -19,7 +19,6 @@ namespace velmora {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using ViewerAppKitApplicationShell = ApplicationTest;
 
