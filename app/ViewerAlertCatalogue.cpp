@@ -116,6 +116,11 @@ const Text& missingText(ViewerCaptureAccess access, ViewerAlertWording wording) 
     switch (access) {
         case ViewerCaptureAccess::granted:
         case ViewerCaptureAccess::requestable:
+        case ViewerCaptureAccess::declined:
+        case ViewerCaptureAccess::portalMissing:
+        case ViewerCaptureAccess::portalWithoutScreens:
+        case ViewerCaptureAccess::portalSilent:
+        case ViewerCaptureAccess::noWholeScreen:
             break;
         case ViewerCaptureAccess::sessionRefuses:
             return sessionRefusesText;

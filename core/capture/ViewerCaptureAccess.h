@@ -15,6 +15,15 @@ enum class ViewerCaptureAccess {
     waylandSession,
     /// The display server is not there, or does not answer.
     noAnswer,
+    /// The person declined the desktop's own request.
+    declined,
+    /// The session is a Wayland one, and the service that asks the person for its screens is not
+    /// there, has nothing that can show screens, or does not answer.
+    portalMissing,
+    portalWithoutScreens,
+    portalSilent,
+    /// What the person granted has no whole screen in it.
+    noWholeScreen,
 };
 
 }  // namespace velmora
