@@ -1,5 +1,5 @@
 // Whatever the bytes of an EDID, the monitor's name in it is fit for the wire.
-#include "core/capture/linux/x11/ViewerEDID.h"
+#include "core/capture/linux/identity/ViewerEDID.h"
 
 #include <cstddef>
 #include <cstdint>

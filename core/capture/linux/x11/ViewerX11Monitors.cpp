@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "core/capture/linux/x11/ViewerX11Identity.h"
+#include "core/capture/linux/identity/ViewerMonitorIdentity.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 
 namespace velmora {
@@ -139,7 +139,8 @@ bool takeAnswers(xcb_connection_t* xcb, MonitorRequests& requests) {
     ViewerX11Monitor& monitor = requests.monitor;
     const std::string randrName =
         textOf(xcb_get_atom_name_name(name.get()), xcb_get_atom_name_name_length(name.get()));
-    ViewerX11Identity identity = ViewerX11Identity::of(monitor.edid, monitor.connector, randrName);
+    ViewerMonitorIdentity identity =
+        ViewerMonitorIdentity::of(monitor.edid, monitor.connector, randrName);
     monitor.uuidText = std::move(identity.uuidText);
     monitor.name = std::move(identity.name);
     return true;
@@ -158,7 +159,7 @@ std::optional<Monitors> readMonitorsOnce(xcb_connection_t* xcb, const Overview& 
 }
 
 Monitors wholeRoot(const xcb_get_geometry_reply_t& root) {
-    ViewerX11Identity identity = ViewerX11Identity::of({}, {}, rootName);
+    ViewerMonitorIdentity identity = ViewerMonitorIdentity::of({}, {}, rootName);
     ViewerX11Monitor monitor;
     monitor.name = std::move(identity.name);
     monitor.uuidText = std::move(identity.uuidText);

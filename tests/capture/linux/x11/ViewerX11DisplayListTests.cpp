@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "tests/capture/linux/x11/DisplayListOnLoop.h"
-#include "tests/capture/linux/x11/EDIDBlock.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
+#include "tests/support/capture/EDIDBlock.h"
 #include "tests/support/x11/XClient.h"
 #include "tests/support/x11/XServer.h"
 

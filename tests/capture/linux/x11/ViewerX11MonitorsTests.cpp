@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "core/capture/linux/x11/ViewerX11Connection.h"
-#include "tests/capture/linux/x11/EDIDBlock.h"
+#include "tests/support/capture/EDIDBlock.h"
 #include "tests/support/x11/XServer.h"
 
 namespace velmora {

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "tests/capture/linux/x11/CapturedMonitor.h"
-#include "tests/capture/linux/x11/EDIDBlock.h"
 #include "tests/capture/linux/x11/LoopThread.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
+#include "tests/support/capture/EDIDBlock.h"
 
 namespace velmora {
 namespace {

@@ -1,9 +1,9 @@
-#include "core/capture/linux/x11/ViewerX11Identity.h"
+#include "core/capture/linux/identity/ViewerMonitorIdentity.h"
 
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <utility>
 
-#include "core/capture/linux/x11/ViewerEDID.h"
+#include "core/capture/linux/identity/ViewerEDID.h"
 #include "core/protocol/ViewerUTF8.h"
 #include "core/runtime/ViewerUUID.h"
 
@@ -31,14 +31,15 @@ std::string seedOf(std::string_view edid, bool hasSerialNumber, std::string_view
 
 }  // namespace
 
-ViewerX11Identity ViewerX11Identity::of(std::span<const std::uint8_t> edid,
-                                        std::string_view connector, std::string_view randrName) {
+ViewerMonitorIdentity ViewerMonitorIdentity::of(std::span<const std::uint8_t> edid,
+                                                std::string_view connector,
+                                                std::string_view randrName) {
     const ViewerEDID facts = ViewerEDID::parse(edid);
     const std::string_view edidText(reinterpret_cast<const char*>(edid.data()), edid.size());
     const std::string seed = seedOf(edidText, facts.hasSerialNumber, connector, randrName);
     const boost::uuids::name_generator_sha1 generate(displayNamespace);
 
-    ViewerX11Identity identity;
+    ViewerMonitorIdentity identity;
     identity.uuidText = velmora::uuidText(generate(seed.data(), seed.size()));
     identity.name = facts.monitorName.empty() ? ViewerUTF8::repaired(randrName) : facts.monitorName;
     return identity;

@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerEDID.h"
+#include "core/capture/linux/identity/ViewerEDID.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "core/protocol/ViewerUTF8.h"
-#include "tests/capture/linux/x11/EDIDBlock.h"
+#include "tests/support/capture/EDIDBlock.h"
 
 namespace velmora {
 namespace {

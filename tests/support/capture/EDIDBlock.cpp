@@ -1,4 +1,4 @@
-#include "tests/capture/linux/x11/EDIDBlock.h"
+#include "tests/support/capture/EDIDBlock.h"
 
 #include <algorithm>
 #include <cstddef>

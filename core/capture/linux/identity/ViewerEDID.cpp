@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerEDID.h"
+#include "core/capture/linux/identity/ViewerEDID.h"
 
 #include <algorithm>
 #include <array>
