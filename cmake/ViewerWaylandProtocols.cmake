@@ -1,0 +1,28 @@
+# A library of C code that wayland-scanner writes for extensions of the Wayland protocol. It is
+# compiled without our warnings: nobody here can change it.
+enable_language(C)
+find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
+pkg_get_variable(WAYLAND_PROTOCOLS_FOLDER wayland-protocols pkgdatadir)
+
+function(viewer_add_wayland_protocols target)
+    set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target})
+    file(MAKE_DIRECTORY ${folder})
+    foreach(description ${ARGN})
+        get_filename_component(name ${description} NAME_WE)
+        set(header ${folder}/${name}-client-protocol.h)
+        set(code ${folder}/${name}-protocol.c)
+        add_custom_command(OUTPUT ${header} ${code}
+            COMMAND ${WAYLAND_SCANNER} client-header ${description} ${header}
+            COMMAND ${WAYLAND_SCANNER} private-code ${description} ${code}
+            DEPENDS ${description} VERBATIM)
+        list(APPEND generated ${header} ${code})
+    endforeach()
+    add_library(${target} STATIC ${generated})
+    target_include_directories(${target} SYSTEM PUBLIC ${folder})
+    target_link_libraries(${target} PUBLIC PkgConfig::WAYLAND)
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON UNITY_BUILD OFF)
+    # What is true of every other object of the product holds for these too.
+    get_target_property(options ViewerCompile INTERFACE_COMPILE_OPTIONS)
+    list(FILTER options EXCLUDE REGEX "-W|-fobjc")
+    target_compile_options(${target} PRIVATE ${options})
+endfunction()

@@ -1,0 +1,196 @@
+#include "core/capture/linux/wayland/outputs/ViewerWaylandOutputs.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tests/capture/linux/wayland/outputs/OutputsOnLoop.h"
+#include "tests/support/desktop/HeadlessCompositor.h"
+#include "tests/support/system/TemporaryFolder.h"
+#include "tests/support/wayland/ScriptedCompositor.h"
+#include "tests/support/wayland/SwayControl.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+using Snapshot = ViewerOutputs::Snapshot;
+
+bool hasOne(const Snapshot& snapshot) {
+    return snapshot.outputs.size() == 1;
+}
+
+/// A socket that takes in as many clients as there is room for, and answers none.
+class MuteSocket final {
+  public:
+    explicit MuteSocket(int room = 64) : path_(folder_.path() / "mute") {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::copy(path_.begin(), path_.end(), std::begin(address.sun_path));
+        EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::listen(socket_, room), 0);
+    }
+    ~MuteSocket() { ::close(socket_); }
+    MuteSocket(const MuteSocket&) = delete;
+    MuteSocket& operator=(const MuteSocket&) = delete;
+
+    const std::string& path() const { return path_; }
+
+  private:
+    const TemporaryFolder folder_;
+    const std::string path_;
+    const int socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+TEST(ViewerWaylandOutputs, ARealCompositorsOutputIsToldInFull) {
+    const HeadlessCompositor sway;
+    const SwayControl control(sway);
+    control.run("output HEADLESS-1 mode 1280x720 position 100 50 scale 1");
+    OutputsOnLoop loop(sway.displayName());
+    EXPECT_EQ(loop.current(), nullptr);
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    const ViewerWaylandOutput output = loop.current()->outputs.front();
+    EXPECT_EQ(output.connector, "HEADLESS-1");
+    EXPECT_EQ(output.make, "headless");
+    EXPECT_EQ(output.seenSize(), (ViewerWaylandOutput::PixelSize{1280, 720}));
+    EXPECT_EQ(output.position, (ViewerLogicalPosition{100, 50}));
+    EXPECT_EQ(output.logicalSize, (ViewerLogicalSize{1280, 720}));
+    EXPECT_TRUE(loop.current()->offersScreenCopy);
+}
+
+TEST(ViewerWaylandOutputs, ARotationAndAScaleAreToldByThemselves) {
+    const HeadlessCompositor sway;
+    const SwayControl control(sway);
+    control.run("output HEADLESS-1 mode 1280x720");
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    const int changesBefore = loop.changes();
+    control.run("output HEADLESS-1 transform 90");
+    control.run("output HEADLESS-1 scale 2");
+    EXPECT_TRUE(loop.untilTold([](const Snapshot& snapshot) {
+        return snapshot.outputs.front().seenSize() == ViewerWaylandOutput::PixelSize{720, 1280} &&
+               snapshot.outputs.front().logicalSize == ViewerLogicalSize{360, 640};
+    }));
+    EXPECT_GT(loop.changes(), changesBefore);
+}
+
+TEST(ViewerWaylandOutputs, OutputsComeAndGo) {
+    const HeadlessCompositor sway;
+    const SwayControl control(sway);
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    const std::uint32_t first = loop.current()->outputs.front().global;
+    control.run("create_output");
+    ASSERT_TRUE(
+        loop.untilTold([](const Snapshot& snapshot) { return snapshot.outputs.size() == 2; }));
+    control.run("output HEADLESS-1 disable");
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    EXPECT_EQ(loop.current()->outputs.front().connector, "HEADLESS-2");
+    EXPECT_NE(loop.current()->outputs.front().global, first);
+}
+
+TEST(ViewerWaylandOutputs, WhatDoesNotChangeIsTheSameObjectAndIsToldOnce) {
+    const HeadlessCompositor sway;
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    loop.settle();
+    const ViewerOutputs::Current current = loop.current();
+    loop.settle();
+    EXPECT_EQ(loop.current(), current);
+    EXPECT_EQ(loop.changes(), 1);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatStaysNeverEndsAndNeedsNoTimer) {
+    const HeadlessCompositor sway;
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    loop.pass(200s);
+    EXPECT_EQ(loop.ends(), 0);
+    EXPECT_EQ(loop.pendingTimers(), 0U);
+    EXPECT_NE(loop.current(), nullptr);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatIsGoneForAMinuteIsTheEnd) {
+    HeadlessCompositor sway;
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    sway.kill();
+    ASSERT_TRUE(loop.until([&] { return loop.pendingTimers() > 0; }));
+    EXPECT_EQ(loop.current(), nullptr);
+    EXPECT_EQ(loop.changes(), 2);
+    loop.pass(59s);
+    EXPECT_EQ(loop.ends(), 0);
+    loop.pass(1s);
+    EXPECT_EQ(loop.ends(), 1);
+    loop.pass(200s);
+    EXPECT_EQ(loop.ends(), 1);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatWasNeverThereIsGone) {
+    const TemporaryFolder folder;
+    OutputsOnLoop loop(folder.path() / "nobody");
+    loop.pass(60s);
+    EXPECT_EQ(loop.ends(), 1);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatComesBackIsTheSameSession) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() / "wayland";
+    auto compositor = std::make_unique<ScriptedCompositor>(ScriptedCompositor::Versions{});
+    std::filesystem::create_symlink(compositor->socketPath(), path);
+    OutputsOnLoop loop(path, [&] {
+        if (compositor) {
+            compositor->pump();
+        }
+    });
+    ASSERT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+    for (int round = 0; round < 3; ++round) {
+        compositor.reset();
+        ASSERT_TRUE(loop.until([&] { return loop.current() == nullptr; }));
+        loop.pass(50s);
+        std::filesystem::remove(path);
+        compositor = std::make_unique<ScriptedCompositor>(ScriptedCompositor::Versions{});
+        std::filesystem::create_symlink(compositor->socketPath(), path);
+        loop.pass(4s);
+        ASSERT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+    }
+    EXPECT_EQ(loop.ends(), 0);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatDoesNotAnswerIsNotGone) {
+    const MuteSocket mute;
+    OutputsOnLoop loop(mute.path());
+    loop.pass(200s);
+    EXPECT_EQ(loop.ends(), 0);
+    EXPECT_EQ(loop.current(), nullptr);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatTakesInNobodyIsNotGoneAndHoldsNobodyUp) {
+    const MuteSocket mute(0);
+    const OutputsOnLoop first(mute.path());
+    OutputsOnLoop loop(mute.path());
+    loop.pass(200s);
+    EXPECT_EQ(loop.ends(), 0);
+}
+
+TEST(ViewerWaylandOutputs, NothingIsToldAfterItsEnd) {
+    HeadlessCompositor sway;
+    OutputsOnLoop loop(sway.displayName());
+    ASSERT_TRUE(loop.untilTold(hasOne));
+    loop.drop();
+    sway.kill();
+    loop.pass(100s);
+    EXPECT_EQ(loop.ends(), 0);
+    EXPECT_EQ(loop.changes(), 1);
+    EXPECT_EQ(loop.pendingTimers(), 0U);
+}
+
+}  // namespace
+}  // namespace velmora
