@@ -31,8 +31,10 @@ std::string received(int socket, std::size_t size) {
 
 }  // namespace
 
-SwayControl::SwayControl(const HeadlessCompositor& compositor) {
-    const auto folder = std::filesystem::path(compositor.displayName()).parent_path();
+SwayControl::SwayControl(const HeadlessCompositor& compositor)
+    : SwayControl(std::filesystem::path(compositor.displayName()).parent_path()) {}
+
+SwayControl::SwayControl(const std::filesystem::path& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         if (entry.path().filename().string().starts_with("sway-ipc")) {
             socketPath_ = entry.path();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "tests/support/desktop/HeadlessCompositor.h"
@@ -11,6 +12,8 @@ namespace velmora {
 class SwayControl final {
   public:
     explicit SwayControl(const HeadlessCompositor& compositor);
+    /// The compositor whose runtime folder this is.
+    explicit SwayControl(const std::filesystem::path& folder);
 
     /// Runs a command as a person's configuration has it; returns when it was carried out.
     void run(const std::string& command) const;

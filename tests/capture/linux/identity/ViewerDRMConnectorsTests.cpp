@@ -1,0 +1,74 @@
+#include "core/capture/linux/identity/ViewerDRMConnectors.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tests/support/capture/EDIDBlock.h"
+#include "tests/support/capture/KernelConnectors.h"
+
+namespace velmora {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class ViewerDRMConnectorsTest : public testing::Test {
+  protected:
+    Bytes edidOf(std::string_view connector) const {
+        return ViewerDRMConnectors::edidOf(kernel_.folder(), connector);
+    }
+
+    const Bytes edid_ = EDIDBlock().serialNumber(1).bytes();
+    const KernelConnectors kernel_;
+};
+
+TEST_F(ViewerDRMConnectorsTest, AConnectedMonitorsEDIDIsRead) {
+    kernel_.add("card1-DP-1", "connected", edid_);
+    EXPECT_EQ(edidOf("DP-1"), edid_);
+}
+
+TEST_F(ViewerDRMConnectorsTest, AConnectorWithoutAMonitorHasNone) {
+    kernel_.add("card1-DP-1", "disconnected", edid_);
+    EXPECT_EQ(edidOf("DP-1"), Bytes());
+}
+
+TEST_F(ViewerDRMConnectorsTest, OfTwoCardsTheOneWithTheMonitorCounts) {
+    kernel_.add("card0-DP-1", "disconnected", {});
+    kernel_.add("card1-DP-1", "connected", edid_);
+    EXPECT_EQ(edidOf("DP-1"), edid_);
+}
+
+TEST_F(ViewerDRMConnectorsTest, WhatTwoCardsHaveIsNotGuessed) {
+    kernel_.add("card0-DP-1", "connected", EDIDBlock().serialNumber(2).bytes());
+    kernel_.add("card1-DP-1", "connected", edid_);
+    EXPECT_EQ(edidOf("DP-1"), Bytes());
+}
+
+TEST_F(ViewerDRMConnectorsTest, ANameIsComparedWhole) {
+    kernel_.add("card0-eDP-1", "connected", edid_);
+    kernel_.add("card0-DP-11", "connected", edid_);
+    EXPECT_EQ(edidOf("DP-1"), Bytes());
+}
+
+TEST_F(ViewerDRMConnectorsTest, TheKernelsAndTheServersNamesOfHDMIAreOne) {
+    kernel_.add("card0-HDMI-A-2", "connected", edid_);
+    EXPECT_EQ(edidOf("HDMI-2"), edid_);
+    EXPECT_EQ(edidOf("HDMI-A-2"), edid_);
+    EXPECT_EQ(edidOf("HDMI-A-1"), Bytes());
+}
+
+TEST_F(ViewerDRMConnectorsTest, BlocksThatTheFirstOneDoesNotTellAreLeftOut) {
+    Bytes longer = edid_;
+    longer.resize(2 * longer.size(), 7);
+    kernel_.add("card0-DP-1", "connected", longer);
+    EXPECT_EQ(edidOf("DP-1"), edid_);
+}
+
+TEST_F(ViewerDRMConnectorsTest, AKernelWithoutCardsHasNone) {
+    EXPECT_EQ(ViewerDRMConnectors::edidOf(kernel_.folder() / "none", "DP-1"), Bytes());
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,398 @@
+#include "core/capture/linux/wayland/outputs/ViewerStreamMatching.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velmora {
+namespace {
+
+using Outputs = std::vector<ViewerWaylandOutput>;
+using Streams = std::vector<ViewerGrantedStream>;
+using Nodes = std::vector<ViewerStreamNode>;
+
+// The outputs' numbers, and what stands for a stream that shows one of several like outputs, or
+// none.
+constexpr std::int64_t A = 1;
+constexpr std::int64_t B = 2;
+constexpr std::int64_t C = 3;
+constexpr std::int64_t someOne = 0;
+constexpr std::int64_t none = -1;
+
+/// An output of that size in logical coordinates and, unless said otherwise, in pixels.
+ViewerWaylandOutput output(std::int64_t global, std::string connector,
+                           ViewerLogicalPosition position, ViewerLogicalSize size) {
+    ViewerWaylandOutput result;
+    result.global = static_cast<std::uint32_t>(global);
+    result.connector = std::move(connector);
+    result.position = position;
+    result.logicalSize = size;
+    result.mode = {size.width, size.height};
+    return result;
+}
+
+ViewerWaylandOutput withMode(ViewerWaylandOutput result, ViewerWaylandOutput::PixelSize mode,
+                             std::int32_t transform = 0) {
+    result.mode = mode;
+    result.transform = transform;
+    return result;
+}
+
+/// What GNOME tells of a monitor, and newer KDEs.
+ViewerGrantedStream placed(ViewerLogicalPosition position, ViewerLogicalSize size,
+                           std::string mappingId = "") {
+    ViewerGrantedStream stream;
+    stream.position = position;
+    stream.size = size;
+    stream.sourceType = ViewerGrantedStream::monitor;
+    stream.mappingId = std::move(mappingId);
+    return stream;
+}
+
+/// What KDE tells up to 6.2.
+ViewerGrantedStream sized(ViewerLogicalSize size) {
+    ViewerGrantedStream stream;
+    stream.size = size;
+    stream.sourceType = ViewerGrantedStream::monitor;
+    return stream;
+}
+
+ViewerGrantedStream ofType(ViewerGrantedStream stream, std::uint32_t type) {
+    stream.sourceType = type;
+    return stream;
+}
+
+/// What the portal of wlroots tells in version 0.7.
+ViewerGrantedStream ofWlroots(ViewerLogicalSize size) {
+    return ofType(placed({0, 0}, size), ViewerGrantedStream::window);
+}
+
+constexpr ViewerLogicalSize fullHD = {1920, 1080};
+constexpr ViewerLogicalSize ultraHD = {3840, 2160};
+constexpr ViewerLogicalSize small = {1280, 720};
+
+Outputs twoUnlike() {
+    return {output(A, "DP-1", {0, 0}, fullHD), output(B, "HDMI-A-1", {1920, 0}, small)};
+}
+
+Outputs twoEqual() {
+    return {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, fullHD)};
+}
+
+struct Case final {
+    std::string name;
+    Outputs outputs;
+    Streams streams;
+    /// By stream: what its node's `media.name` is.
+    std::vector<std::string> mediaNames;
+    bool offersScreenCopy = false;
+    /// By stream.
+    std::vector<std::int64_t> expected;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Case& each) {
+    return stream << each.name;
+}
+
+class ViewerStreamMatchingTable : public testing::TestWithParam<Case> {
+  protected:
+    /// Where the stream with that node was put.
+    static std::int64_t placeOf(const std::vector<ViewerMatchedStream>& matched,
+                                std::uint32_t node) {
+        const auto found = std::ranges::find_if(
+            matched, [&](const ViewerMatchedStream& each) { return each.stream.node == node; });
+        if (found == matched.end()) {
+            return none;
+        }
+        return found->output ? std::int64_t{*found->output} : someOne;
+    }
+};
+
+TEST_P(ViewerStreamMatchingTable, IsMatched) {
+    Streams streams = GetParam().streams;
+    Nodes nodes;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        streams[i].node = static_cast<std::uint32_t>(40 + i);
+        const bool isNamed = i < GetParam().mediaNames.size();
+        nodes.push_back(
+            {streams[i].node, std::nullopt, isNamed ? GetParam().mediaNames[i] : std::string()});
+    }
+    const ViewerOutputs::Snapshot compositor{GetParam().outputs, GetParam().offersScreenCopy};
+    // The order of nothing means anything.
+    for (int turn = 0; turn < 2; ++turn) {
+        const auto matched = ViewerStreamMatching::match(streams, nodes, compositor);
+        for (std::size_t i = 0; i < GetParam().expected.size(); ++i) {
+            EXPECT_EQ(placeOf(matched, static_cast<std::uint32_t>(40 + i)), GetParam().expected[i])
+                << "stream " << i << " in turn " << turn;
+        }
+        std::ranges::reverse(streams);
+        std::ranges::reverse(nodes);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    GNOME, ViewerStreamMatchingTable,
+    testing::Values(
+        Case{"43, by place and size",
+             twoUnlike(),
+             {placed({1920, 0}, small), placed({0, 0}, fullHD)},
+             {},
+             false,
+             {B, A}},
+        Case{"43, two equal monitors",
+             twoEqual(),
+             {placed({1920, 0}, fullHD), placed({0, 0}, fullHD)},
+             {},
+             false,
+             {B, A}},
+        Case{"45, whose mapping is no connector",
+             twoEqual(),
+             {placed({1920, 0}, fullHD, "5a0f-5bf9"), placed({0, 0}, fullHD, "9bbd-4d3e")},
+             {},
+             false,
+             {B, A}},
+        Case{"48, scale 2",
+             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(B, "DP-2", {1920, 0}, fullHD)},
+             {placed({0, 0}, fullHD), placed({1920, 0}, fullHD)},
+             {},
+             false,
+             {A, B}},
+        Case{"a fractional scale",
+             {withMode(output(A, "eDP-1", {0, 0}, {1707, 1067}), {2560, 1600}),
+              output(B, "DP-1", {1707, 0}, fullHD)},
+             {placed({0, 0}, {1707, 1067}), placed({1707, 0}, fullHD)},
+             {},
+             false,
+             {A, B}},
+        Case{"rotated",
+             {withMode(output(A, "DP-1", {0, 0}, {1080, 1920}), {1920, 1080}, 1),
+              output(B, "DP-2", {1080, 0}, fullHD)},
+             {placed({0, 0}, {1080, 1920}), placed({1080, 0}, fullHD)},
+             {},
+             false,
+             {A, B}},
+        Case{
+            "a window beside a monitor",
+            twoUnlike(),
+            {ofType(placed({0, 0}, fullHD), ViewerGrantedStream::window), placed({1920, 0}, small)},
+            {},
+            false,
+            {none, B}},
+        Case{"a window of no output's size",
+             twoUnlike(),
+             {ofType(sized({640, 480}), ViewerGrantedStream::window)},
+             {},
+             false,
+             {none}},
+        Case{"one of two equal monitors", twoEqual(), {placed({1920, 0}, fullHD)}, {}, false, {B}},
+        Case{"two that mirror each other",
+             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {0, 0}, fullHD)},
+             {placed({0, 0}, fullHD)},
+             {},
+             false,
+             {someOne}},
+        Case{"a place where nothing is, with a size that one has",
+             twoUnlike(),
+             {placed({7, 7}, small)},
+             {},
+             false,
+             {B}}));
+
+INSTANTIATE_TEST_SUITE_P(
+    KDE, ViewerStreamMatchingTable,
+    testing::Values(
+        Case{"5.27, by size", twoUnlike(), {sized(small), sized(fullHD)}, {}, false, {B, A}},
+        Case{"5.27, two equal monitors by the name of the node",
+             twoEqual(),
+             {sized(fullHD), sized(fullHD)},
+             {"kwin-screencast-DP-2", "kwin-screencast-DP-1"},
+             false,
+             {B, A}},
+        Case{"two equal monitors whose nodes are not named",
+             twoEqual(),
+             {sized(fullHD), sized(fullHD)},
+             {},
+             false,
+             {someOne, someOne}},
+        Case{"one of two equal monitors whose node is not named",
+             twoEqual(),
+             {sized(fullHD)},
+             {},
+             false,
+             {someOne}},
+        Case{"a third stream of two equal monitors",
+             twoEqual(),
+             {sized(fullHD), sized(fullHD), sized(fullHD)},
+             {},
+             false,
+             {none, none, none}},
+        Case{"the name of a node before the place",
+             twoEqual(),
+             {placed({0, 0}, fullHD)},
+             {"kwin-screencast-DP-2"},
+             false,
+             {B}},
+        Case{"6.7, the mapping before the name of the node",
+             twoEqual(),
+             {placed({0, 0}, fullHD, "DP-2")},
+             {"kwin-screencast-DP-1"},
+             false,
+             {B}},
+        Case{"a place whose output is another's by name",
+             twoEqual(),
+             {placed({0, 0}, fullHD, "DP-2"), placed({1920, 0}, fullHD)},
+             {},
+             false,
+             {B, someOne}},
+        Case{"6.3, scale 2, by logical size",
+             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(B, "DP-2", {1920, 0}, small)},
+             {sized(fullHD)},
+             {},
+             false,
+             {A}},
+        Case{"scale 2, by pixels",
+             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(B, "DP-2", {1920, 0}, fullHD)},
+             {sized(ultraHD)},
+             {},
+             false,
+             {A}},
+        Case{"one output's points are another's pixels",
+             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(B, "DP-2", {1920, 0}, fullHD)},
+             {sized(fullHD)},
+             {},
+             false,
+             {someOne}},
+        Case{"rotated, by pixels as seen",
+             {withMode(output(A, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 3),
+              withMode(output(B, "DP-2", {540, 0}, {960, 540}), {1920, 1080})},
+             {sized({1080, 1920})},
+             {},
+             false,
+             {A}},
+        Case{"a full workspace of two monitors",
+             twoUnlike(),
+             {sized({3200, 1080})},
+             {},
+             false,
+             {none}},
+        Case{"a full workspace beside its monitors",
+             twoUnlike(),
+             {sized({3200, 1080}), sized(fullHD)},
+             {"kwin-screencast-", "kwin-screencast-DP-1"},
+             false,
+             {none, A}},
+        Case{"a region", twoUnlike(), {sized({400, 300})}, {}, false, {none}},
+        Case{"a region as large as a monitor",
+             twoUnlike(),
+             {sized(fullHD)},
+             {"kwin-screencast-100,0 1920x1080"},
+             false,
+             {none}},
+        Case{"an only monitor and the full workspace, which it is",
+             {twoUnlike().front()},
+             {sized(fullHD), sized(fullHD)},
+             {"kwin-screencast-DP-1", "kwin-screencast-"},
+             false,
+             {A, none}},
+        Case{"nobody knows which of the two is the monitor",
+             {twoUnlike().front()},
+             {sized(fullHD), sized(fullHD)},
+             {},
+             false,
+             {none, none}},
+        Case{"one of three is named, two are alike",
+             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, fullHD),
+              output(C, "DP-3", {3840, 0}, fullHD)},
+             {sized(fullHD), sized(fullHD)},
+             {"kwin-screencast-DP-3"},
+             false,
+             {C, someOne}},
+        Case{"no size at all",
+             twoUnlike(),
+             {ofType({}, ViewerGrantedStream::monitor)},
+             {},
+             false,
+             {none}},
+        Case{"a name without a size",
+             twoUnlike(),
+             {ofType({}, ViewerGrantedStream::monitor)},
+             {"kwin-screencast-HDMI-A-1"},
+             false,
+             {B}}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Wlroots, ViewerStreamMatchingTable,
+    testing::Values(
+        Case{"0.7, which calls every monitor a window",
+             twoUnlike(),
+             {ofWlroots(small)},
+             {},
+             true,
+             {B}},
+        Case{"0.7, the origin is no place", twoEqual(), {ofWlroots(fullHD)}, {}, true, {someOne}},
+        Case{"0.7, the origin is no place of another size either",
+             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, small),
+              output(C, "DP-3", {3200, 0}, small)},
+             {ofWlroots(small)},
+             {},
+             true,
+             {someOne}},
+        Case{"0.7, rotated and scaled",
+             {withMode(output(A, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 1),
+              output(B, "DP-2", {540, 0}, fullHD)},
+             {ofWlroots({540, 960})},
+             {},
+             true,
+             {A}},
+        Case{"0.7, a fractional scale in pixels",
+             {withMode(output(A, "DP-1", {0, 0}, {1536, 864}), {1920, 1080}),
+              output(B, "DP-2", {1536, 0}, small)},
+             {ofWlroots(fullHD)},
+             {},
+             true,
+             {A}},
+        Case{"a later one that tells the place",
+             twoEqual(),
+             {placed({1920, 0}, fullHD)},
+             {},
+             true,
+             {B}},
+        Case{
+            "a window of no output's size", twoUnlike(), {ofWlroots({640, 480})}, {}, true, {none}},
+        Case{"outputs without names",
+             {output(A, "", {0, 0}, fullHD), output(B, "", {1920, 0}, small)},
+             {ofWlroots(fullHD)},
+             {},
+             true,
+             {A}},
+        Case{"an output that is gone", {}, {ofWlroots(fullHD)}, {}, true, {none}}));
+
+TEST(ViewerStreamMatching, ANodeIsKnownByItsSerialNumberWhereThatIsTold) {
+    Streams streams = {sized(fullHD)};
+    streams.front().node = 40;
+    streams.front().serial = 1000;
+    // The number was given out again.
+    const Nodes nodes = {{40, 2000, "kwin-screencast-DP-1"}, {41, 1000, "kwin-screencast-DP-2"}};
+    const auto matched = ViewerStreamMatching::match(streams, nodes, {twoEqual(), false});
+    ASSERT_EQ(matched.size(), 1U);
+    EXPECT_EQ(matched.front().output, std::optional<std::uint32_t>(B));
+}
+
+TEST(ViewerStreamMatching, WhatIsNotToldApartIsOneOfTheLike) {
+    const auto matched = ViewerStreamMatching::match({sized(fullHD)}, {}, {twoEqual(), false});
+    ASSERT_EQ(matched.size(), 1U);
+    EXPECT_EQ(matched.front().likeOutputs, (std::vector<std::uint32_t>{A, B}));
+}
+
+}  // namespace
+}  // namespace velmora
