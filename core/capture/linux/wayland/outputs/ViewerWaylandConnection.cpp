@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 
 namespace velmora {
 
@@ -91,6 +92,17 @@ bool ViewerWaylandConnection::exchangeUntil(const std::function<bool()>& isDone,
         (void)::poll(&arrival, 1, static_cast<int>(left.count()));  // the loop looks what came
     }
     return false;
+}
+
+bool ViewerWaylandConnection::roundTrip(std::chrono::steady_clock::time_point deadline) {
+    static constexpr wl_callback_listener listener = {
+        [](void* data, wl_callback*, std::uint32_t) { *static_cast<bool*>(data) = true; }};
+    bool isAnswered = false;
+    wl_callback* const answer = wl_display_sync(display_);
+    wl_callback_add_listener(answer, &listener, &isAnswered);
+    const bool isDone = exchangeUntil([&] { return isAnswered; }, deadline);
+    wl_callback_destroy(answer);
+    return isDone;
 }
 
 }  // namespace velmora

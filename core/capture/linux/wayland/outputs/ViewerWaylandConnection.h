@@ -41,6 +41,10 @@ class ViewerWaylandConnection final {
     bool exchangeUntil(const std::function<bool()>& isDone,
                        std::chrono::steady_clock::time_point deadline);
 
+    /// Exchanges until the compositor has answered to everything that was asked before. False as
+    /// above.
+    bool roundTrip(std::chrono::steady_clock::time_point deadline);
+
   private:
     explicit ViewerWaylandConnection(wl_display* display) : display_(display) {}
 

@@ -1,11 +1,7 @@
 #include "core/capture/linux/wayland/outputs/ViewerWaylandOutputs.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -14,6 +10,7 @@
 #include "tests/capture/linux/wayland/outputs/OutputsOnLoop.h"
 #include "tests/support/desktop/HeadlessCompositor.h"
 #include "tests/support/system/TemporaryFolder.h"
+#include "tests/support/wayland/MuteSocket.h"
 #include "tests/support/wayland/NestedCompositor.h"
 #include "tests/support/wayland/ScriptedCompositor.h"
 #include "tests/support/wayland/SwayControl.h"
@@ -27,28 +24,6 @@ using Snapshot = ViewerOutputs::Snapshot;
 bool hasOne(const Snapshot& snapshot) {
     return snapshot.outputs.size() == 1;
 }
-
-/// A socket that takes in as many clients as there is room for, and answers none.
-class MuteSocket final {
-  public:
-    explicit MuteSocket(int room = 64) : path_(folder_.path() / "mute") {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::copy(path_.begin(), path_.end(), std::begin(address.sun_path));
-        EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        EXPECT_EQ(::listen(socket_, room), 0);
-    }
-    ~MuteSocket() { ::close(socket_); }
-    MuteSocket(const MuteSocket&) = delete;
-    MuteSocket& operator=(const MuteSocket&) = delete;
-
-    const std::string& path() const { return path_; }
-
-  private:
-    const TemporaryFolder folder_;
-    const std::string path_;
-    const int socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-};
 
 TEST(ViewerWaylandOutputs, ARealCompositorsOutputIsToldInFull) {
     const HeadlessCompositor sway;
