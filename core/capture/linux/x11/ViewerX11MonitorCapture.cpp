@@ -51,10 +51,10 @@ void ViewerX11MonitorCapture::run(const Delivery& deliver) {
     while (isAlive && takeNotices()) {
         const Clock::time_point now = Clock::now();
         schedule_->holdUntil(pacing_->nextFetch());
-        const ViewerX11Schedule::Step step = schedule_->stepAt(now);
-        if (step == ViewerX11Schedule::Step::renew) {
+        const ViewerCaptureSchedule::Step step = schedule_->stepAt(now);
+        if (step == ViewerCaptureSchedule::Step::renew) {
             isAlive = captureFrame(deliver);
-        } else if (step == ViewerX11Schedule::Step::compare) {
+        } else if (step == ViewerCaptureSchedule::Step::compare) {
             isAlive = compareRows();
         } else {
             isAlive = sleep(step, schedule_->wakeAfter(now) - now);
@@ -66,7 +66,7 @@ bool ViewerX11MonitorCapture::begin() {
     // Another server than the listed one may have the display's name by now.
     const bool isGranted =
         ViewerX11Permission::accessTo(*connection_) == ViewerCaptureAccess::granted;
-    const std::optional<ViewerX11PixelForm> form = ViewerX11PixelForm::of(*connection_);
+    const std::optional<ViewerPixelForm> form = ViewerX11PixelForm::of(*connection_);
     if (!isGranted || !form) {
         return false;
     }
@@ -180,8 +180,8 @@ bool ViewerX11MonitorCapture::compareRows() {
     return true;
 }
 
-bool ViewerX11MonitorCapture::sleep(ViewerX11Schedule::Step step, Clock::duration duration) {
-    const bool isListening = step == ViewerX11Schedule::Step::listen;
+bool ViewerX11MonitorCapture::sleep(ViewerCaptureSchedule::Step step, Clock::duration duration) {
+    const bool isListening = step == ViewerCaptureSchedule::Step::listen;
     const timespec limit = timespecOf(duration);
     pollfd server{xcb_get_file_descriptor(connection_->xcb()),
                   static_cast<short>(isListening ? POLLIN : 0), 0};

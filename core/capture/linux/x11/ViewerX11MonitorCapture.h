@@ -7,13 +7,13 @@
 #include <string>
 
 #include "core/capture/ViewerPixelBuffer.h"
+#include "core/capture/linux/imaging/ViewerCaptureSchedule.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
 #include "core/capture/linux/x11/ViewerX11Damage.h"
 #include "core/capture/linux/x11/ViewerX11Notices.h"
 #include "core/capture/linux/x11/ViewerX11Pacing.h"
 #include "core/capture/linux/x11/ViewerX11Picture.h"
-#include "core/capture/linux/x11/ViewerX11Schedule.h"
 #include "core/capture/linux/x11/ViewerX11VirtualTerminal.h"
 
 namespace velmora {
@@ -44,7 +44,7 @@ class ViewerX11MonitorCapture final {
     void run(const Delivery& deliver);
 
   private:
-    using Clock = ViewerX11Schedule::Clock;
+    using Clock = ViewerCaptureSchedule::Clock;
 
     bool begin();
     /// The monitor's place, or nothing when there is none with the capture's UUID or none is shown.
@@ -58,18 +58,18 @@ class ViewerX11MonitorCapture final {
     /// What was found; nothing when the capture is over.
     std::optional<ViewerRectangle> inspectRows();
     /// Also true when it is over early.
-    bool sleep(ViewerX11Schedule::Step step, Clock::duration duration);
+    bool sleep(ViewerCaptureSchedule::Step step, Clock::duration duration);
 
     const std::shared_ptr<ViewerX11Connection> connection_;
     const std::string uuidText_;
-    const ViewerX11Schedule::Intervals intervals_;
+    const ViewerCaptureSchedule::Intervals intervals_;
     const std::shared_ptr<ViewerX11Pacing> pacing_;
     std::optional<ViewerX11Notices> notices_;
     std::optional<ViewerX11VirtualTerminal> terminal_;
     std::optional<ViewerX11Damage> damage_;
     ViewerRectangle monitor_;
     std::optional<ViewerX11Picture> picture_;
-    std::optional<ViewerX11Schedule> schedule_;
+    std::optional<ViewerCaptureSchedule> schedule_;
 };
 
 }  // namespace velmora

@@ -12,7 +12,7 @@ constexpr std::uint32_t allPlanes = 0xffffffff;
 }  // namespace
 
 ViewerX11RootReader::ViewerX11RootReader(std::shared_ptr<ViewerX11Connection> connection,
-                                         const ViewerX11PixelForm& form)
+                                         const ViewerPixelForm& form)
     : connection_(std::move(connection)),
       form_(form),
       memory_(ViewerX11SharedMemory::make(connection_, slotCount * slotBytes)) {}

@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
+#include "core/capture/linux/imaging/ViewerPixelForm.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
 #include "core/capture/linux/x11/ViewerX11Connection.h"
-#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
 #include "core/capture/linux/x11/ViewerX11SharedMemory.h"
 
@@ -26,11 +26,11 @@ class ViewerX11RootReader final {
   public:
     static constexpr std::size_t slotCount = 2;
     static constexpr std::size_t slotBytes = std::size_t{512} * 1024;
-    static constexpr std::size_t bytesPerPixel = ViewerX11PixelForm::convertedBytes;
+    static constexpr std::size_t bytesPerPixel = ViewerPixelForm::convertedBytes;
 
     /// `form` is that of the connection's screen. Blocks for a few round trips.
     ViewerX11RootReader(std::shared_ptr<ViewerX11Connection> connection,
-                        const ViewerX11PixelForm& form);
+                        const ViewerPixelForm& form);
     ViewerX11RootReader(const ViewerX11RootReader&) = delete;
     ViewerX11RootReader& operator=(const ViewerX11RootReader&) = delete;
 
@@ -56,7 +56,7 @@ class ViewerX11RootReader final {
     const std::uint8_t* plain(const Slot& slot, const std::uint8_t* pixels);
 
     const std::shared_ptr<ViewerX11Connection> connection_;
-    const ViewerX11PixelForm form_;
+    const ViewerPixelForm form_;
     /// Null where the server does not share memory.
     const std::unique_ptr<ViewerX11SharedMemory> memory_;
     std::array<Slot, slotCount> slots_;

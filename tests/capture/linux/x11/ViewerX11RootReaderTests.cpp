@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "tests/support/x11/XPainter.h"
 #include "tests/support/x11/XServer.h"
 
@@ -24,7 +25,7 @@ class NarrowScreen final {
         XPainter(server_).fill({0, 0, 64, 48}, 0xff0000);
     }
 
-    const std::uint8_t* read(const std::optional<ViewerX11PixelForm>& form) {
+    const std::uint8_t* read(const std::optional<ViewerPixelForm>& form) {
         reader_ = std::make_unique<ViewerX11RootReader>(connection_, *form);
         reader_->request(0, {1, 1, 5, 3});
         return reader_->wait(0);
@@ -48,7 +49,7 @@ class NarrowScreen final {
 };
 
 TEST(ViewerX11RootReader, AnAnswerOfAnotherSizeIsNone) {
-    const auto plain = ViewerX11PixelForm::make({});
+    const auto plain = ViewerPixelForm::make({});
     NarrowScreen shared;
     EXPECT_EQ(shared.read(plain), nullptr);
     NarrowScreen unshared({"-extension", "MIT-SHM"});

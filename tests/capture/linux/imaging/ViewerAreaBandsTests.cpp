@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerX11Bands.h"
+#include "core/capture/linux/imaging/ViewerAreaBands.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ ViewerAreaAverage reduction(std::int64_t width, std::int64_t height) {
 std::vector<ViewerRectangle> bandsOf(const ViewerAreaAverage& average,
                                      const std::vector<ViewerRectangle>& parts,
                                      std::size_t maximumPixels) {
-    ViewerX11Bands bands(average, parts, maximumPixels);
+    ViewerAreaBands bands(average, parts, maximumPixels);
     std::vector<ViewerRectangle> result;
     while (const auto band = bands.next()) {
         result.push_back(*band);
@@ -29,19 +29,19 @@ std::vector<ViewerRectangle> bandsOf(const ViewerAreaAverage& average,
     return result;
 }
 
-TEST(ViewerX11Bands, OfNothingThereAreNone) {
+TEST(ViewerAreaBands, OfNothingThereAreNone) {
     const ViewerAreaAverage average = reduction(1920, 1080);
     EXPECT_TRUE(bandsOf(average, {}, 1000).empty());
     EXPECT_TRUE(bandsOf(average, {{3, 3, 0, 5}, {3, 3, 5, 0}}, 1000).empty());
 }
 
-TEST(ViewerX11Bands, ASmallPartIsOneBand) {
+TEST(ViewerAreaBands, ASmallPartIsOneBand) {
     const ViewerAreaAverage average = reduction(1920, 1080);
     const std::vector<ViewerRectangle> parts{{10, 20, 30, 10}, {100, 100, 2, 2}};
     EXPECT_EQ(bandsOf(average, parts, std::size_t{90} * 30), parts);
 }
 
-TEST(ViewerX11Bands, ALargePartIsCutIntoRowsThatFillABand) {
+TEST(ViewerAreaBands, ALargePartIsCutIntoRowsThatFillABand) {
     const ViewerAreaAverage average = reduction(1920, 1080);
     const auto bands = bandsOf(average, {{0, 0, 640, 360}}, std::size_t{1920} * 3 * 100);
     ASSERT_EQ(bands.size(), 4U);
@@ -49,14 +49,14 @@ TEST(ViewerX11Bands, ALargePartIsCutIntoRowsThatFillABand) {
     EXPECT_EQ(bands.back(), (ViewerRectangle{0, 300, 640, 60}));
 }
 
-TEST(ViewerX11Bands, ARowThatIsTooLongIsCutToo) {
+TEST(ViewerAreaBands, ARowThatIsTooLongIsCutToo) {
     const ViewerAreaAverage average = reduction(32767, 64);
     for (const ViewerRectangle& band : bandsOf(average, {{0, 0, 640, 1}}, 16384)) {
         EXPECT_LT(band.width, 640);
     }
 }
 
-TEST(ViewerX11Bands, EveryPixelIsInOneBandAndNoBandIsTooLarge) {
+TEST(ViewerAreaBands, EveryPixelIsInOneBandAndNoBandIsTooLarge) {
     for (std::uint32_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 engine(seed);

@@ -12,9 +12,9 @@
 namespace velmora {
 
 /// What the capture of one monitor does next, and when: what of its picture is out of date, when
-/// that may be fetched, and which rows are compared next in case the server has not told of a
+/// that may be fetched, and which rows are compared next in case nobody has told of a
 /// change. A plain value that is told the time.
-class ViewerX11Schedule final {
+class ViewerCaptureSchedule final {
   public:
     using Clock = std::chrono::steady_clock;
     using Instant = Clock::time_point;
@@ -31,9 +31,9 @@ class ViewerX11Schedule final {
     };
 
     /// Of a picture of this size, none of which was fetched yet.
-    ViewerX11Schedule(const ViewerRectangle& picture, const Intervals& intervals, Instant now);
+    ViewerCaptureSchedule(const ViewerRectangle& picture, const Intervals& intervals, Instant now);
 
-    /// The server has changes to tell of, until that is taken.
+    /// There are changes to be told of, until that is taken.
     void noticeDamage() { isDamaged_ = true; }
     bool takeDamage() { return std::exchange(isDamaged_, false); }
 
@@ -53,7 +53,7 @@ class ViewerX11Schedule final {
     ViewerRectangle rowsToCompare() const;
     /// `found` is around all that was different in those rows. What nothing had told of renews the
     /// whole picture, and from then on comparisons are as frequent as pictures, until all rows had
-    /// their turn and nothing more was found: this server does not tell of everything.
+    /// their turn and nothing more was found: this screen does not tell of everything.
     void endComparison(const ViewerRectangle& found, Instant now);
 
   private:

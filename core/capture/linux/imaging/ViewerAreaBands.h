@@ -11,11 +11,11 @@ namespace velmora {
 
 /// Cuts rectangles of a reduced picture into bands whose source is small enough to be fetched at
 /// once. Refers to what it is given, which outlives it; one thread.
-class ViewerX11Bands final {
+class ViewerAreaBands final {
   public:
     /// `maximumPixels` is how much source a band may have. REQUIRES: enough for one pixel's source.
-    ViewerX11Bands(const ViewerAreaAverage& average, const std::vector<ViewerRectangle>& parts,
-                   std::size_t maximumPixels);
+    ViewerAreaBands(const ViewerAreaAverage& average, const std::vector<ViewerRectangle>& parts,
+                    std::size_t maximumPixels);
 
     /// The next band, never empty, or nothing when all parts are through.
     std::optional<ViewerRectangle> next();

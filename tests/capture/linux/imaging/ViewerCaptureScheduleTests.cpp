@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerX11Schedule.h"
+#include "core/capture/linux/imaging/ViewerCaptureSchedule.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using Step = ViewerX11Schedule::Step;
-using Instant = ViewerX11Schedule::Instant;
+using Step = ViewerCaptureSchedule::Step;
+using Instant = ViewerCaptureSchedule::Instant;
 
 constexpr ViewerRectangle picture{0, 0, 640, 359};
 constexpr ViewerRectangle dot{5, 5, 1, 1};
@@ -21,15 +21,15 @@ constexpr milliseconds frame{40};
 const Instant start{seconds(1000)};
 
 /// One that has just begun its first frame.
-ViewerX11Schedule current(std::optional<seconds> comparison = seconds(1)) {
-    ViewerX11Schedule result(picture, {frame, comparison}, start);
+ViewerCaptureSchedule current(std::optional<seconds> comparison = seconds(1)) {
+    ViewerCaptureSchedule result(picture, {frame, comparison}, start);
     result.beginFrame(start);
     (void)result.takeOutdated();
     return result;
 }
 
-TEST(ViewerX11Schedule, AtFirstTheWholePictureIsRenewedAtOnce) {
-    ViewerX11Schedule schedule(picture, {frame, seconds(1)}, start);
+TEST(ViewerCaptureSchedule, AtFirstTheWholePictureIsRenewedAtOnce) {
+    ViewerCaptureSchedule schedule(picture, {frame, seconds(1)}, start);
 
     EXPECT_EQ(schedule.stepAt(start), Step::renew);
 
@@ -38,8 +38,8 @@ TEST(ViewerX11Schedule, AtFirstTheWholePictureIsRenewedAtOnce) {
     EXPECT_TRUE(schedule.isCurrent());
 }
 
-TEST(ViewerX11Schedule, ChangesAreRestedForUntilTheNextFrameIsDue) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, ChangesAreRestedForUntilTheNextFrameIsDue) {
+    ViewerCaptureSchedule schedule = current();
     schedule.noticeDamage();
     EXPECT_EQ(schedule.stepAt(start + milliseconds(39)), Step::rest);
     EXPECT_EQ(schedule.wakeAfter(start + milliseconds(39)), start + frame);
@@ -50,20 +50,20 @@ TEST(ViewerX11Schedule, ChangesAreRestedForUntilTheNextFrameIsDue) {
     EXPECT_EQ(schedule.stepAt(start + frame), Step::renew);
 }
 
-TEST(ViewerX11Schedule, WithoutAChangeItListensUntilTheNextComparison) {
-    const ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, WithoutAChangeItListensUntilTheNextComparison) {
+    const ViewerCaptureSchedule schedule = current();
     EXPECT_EQ(schedule.stepAt(start + frame), Step::listen);
     EXPECT_EQ(schedule.wakeAfter(start + frame), start + seconds(1));
     EXPECT_EQ(schedule.stepAt(start + seconds(1)), Step::compare);
 }
 
-TEST(ViewerX11Schedule, WithoutComparisonsItListensForEver) {
-    const ViewerX11Schedule schedule = current(std::nullopt);
+TEST(ViewerCaptureSchedule, WithoutComparisonsItListensForEver) {
+    const ViewerCaptureSchedule schedule = current(std::nullopt);
     EXPECT_EQ(schedule.stepAt(start + std::chrono::hours(1000)), Step::listen);
 }
 
-TEST(ViewerX11Schedule, EveryRowHasItsTurn) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, EveryRowHasItsTurn) {
+    ViewerCaptureSchedule schedule = current();
     Instant now = start;
     for (int round = 0; round < 2; ++round) {
         std::int64_t row = 0;
@@ -80,8 +80,8 @@ TEST(ViewerX11Schedule, EveryRowHasItsTurn) {
     EXPECT_TRUE(schedule.isCurrent());
 }
 
-TEST(ViewerX11Schedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {
+    ViewerCaptureSchedule schedule = current();
     schedule.outdate(dot);
     schedule.endComparison(dot, start);
     EXPECT_EQ(schedule.takeOutdated(), std::vector{dot});
@@ -90,7 +90,7 @@ TEST(ViewerX11Schedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {
 }
 
 /// How many comparisons that find nothing come at the distance of frames.
-int comparisonsInDoubt(ViewerX11Schedule& schedule, Instant& now) {
+int comparisonsInDoubt(ViewerCaptureSchedule& schedule, Instant& now) {
     int count = 0;
     while (schedule.stepAt(now + frame) == Step::compare) {
         now += frame;
@@ -100,8 +100,8 @@ int comparisonsInDoubt(ViewerX11Schedule& schedule, Instant& now) {
     return count;
 }
 
-TEST(ViewerX11Schedule, AfterAFindingComparisonsAreAsFrequentAsFramesForAWholeRound) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, AfterAFindingComparisonsAreAsFrequentAsFramesForAWholeRound) {
+    ViewerCaptureSchedule schedule = current();
     Instant now = start + seconds(1);
     schedule.endComparison(dot, now);
     schedule.beginFrame(now);
@@ -112,8 +112,8 @@ TEST(ViewerX11Schedule, AfterAFindingComparisonsAreAsFrequentAsFramesForAWholeRo
     EXPECT_EQ(schedule.wakeAfter(now + frame), now + seconds(1));
 }
 
-TEST(ViewerX11Schedule, EachFurtherFindingBeginsTheRoundAnew) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, EachFurtherFindingBeginsTheRoundAnew) {
+    ViewerCaptureSchedule schedule = current();
     Instant now = start + seconds(1);
     for (int finding = 0; finding < 20; ++finding) {
         EXPECT_EQ(schedule.stepAt(now), Step::compare);
@@ -126,8 +126,8 @@ TEST(ViewerX11Schedule, EachFurtherFindingBeginsTheRoundAnew) {
     EXPECT_EQ(comparisonsInDoubt(schedule, now), 10);
 }
 
-TEST(ViewerX11Schedule, WhatTheServerToldOfIsNoFinding) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, WhatTheServerToldOfIsNoFinding) {
+    ViewerCaptureSchedule schedule = current();
     Instant now = start + seconds(1);
     schedule.outdate({0, 0, 20, 20});
     schedule.endComparison(dot, now);
@@ -136,8 +136,8 @@ TEST(ViewerX11Schedule, WhatTheServerToldOfIsNoFinding) {
     EXPECT_EQ(comparisonsInDoubt(schedule, now), 0);
 }
 
-TEST(ViewerX11Schedule, NothingIsFetchedWhileItIsHeld) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, NothingIsFetchedWhileItIsHeld) {
+    ViewerCaptureSchedule schedule = current();
     schedule.holdUntil(start + seconds(3));
     EXPECT_EQ(schedule.stepAt(start + seconds(2)), Step::rest);
     schedule.outdate(dot);
@@ -146,8 +146,8 @@ TEST(ViewerX11Schedule, NothingIsFetchedWhileItIsHeld) {
     EXPECT_EQ(schedule.stepAt(start + seconds(3)), Step::renew);
 }
 
-TEST(ViewerX11Schedule, OfTwoThatAreDueTheOneThatWaitsLongerIsFirst) {
-    ViewerX11Schedule schedule = current();
+TEST(ViewerCaptureSchedule, OfTwoThatAreDueTheOneThatWaitsLongerIsFirst) {
+    ViewerCaptureSchedule schedule = current();
     schedule.outdate(dot);
     EXPECT_EQ(schedule.stepAt(start + seconds(5)), Step::renew);
     schedule.beginFrame(start + seconds(5));

@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerX11Schedule.h"
+#include "core/capture/linux/imaging/ViewerCaptureSchedule.h"
 
 #include <algorithm>
 
@@ -20,8 +20,8 @@ std::int64_t rowsPerComparison(const ViewerRectangle& picture) {
 
 }  // namespace
 
-ViewerX11Schedule::ViewerX11Schedule(const ViewerRectangle& picture, const Intervals& intervals,
-                                     Instant now)
+ViewerCaptureSchedule::ViewerCaptureSchedule(const ViewerRectangle& picture,
+                                             const Intervals& intervals, Instant now)
     : picture_(picture),
       intervals_(intervals),
       outdated_(joiningArea),
@@ -30,13 +30,13 @@ ViewerX11Schedule::ViewerX11Schedule(const ViewerRectangle& picture, const Inter
     outdateAll();
 }
 
-std::vector<ViewerRectangle> ViewerX11Schedule::takeOutdated() {
+std::vector<ViewerRectangle> ViewerCaptureSchedule::takeOutdated() {
     std::vector<ViewerRectangle> result = outdated_.rectangles();
     outdated_.clear();
     return result;
 }
 
-ViewerX11Schedule::Step ViewerX11Schedule::stepAt(Instant now) const {
+ViewerCaptureSchedule::Step ViewerCaptureSchedule::stepAt(Instant now) const {
     const bool mayRenew = now >= std::max(nextFrame_, held_);
     const bool isRenewalDue = mayRenew && isFrameWanted();
     const bool isComparisonDue = now >= std::max(nextComparison_, held_);
@@ -50,18 +50,18 @@ ViewerX11Schedule::Step ViewerX11Schedule::stepAt(Instant now) const {
     return mayRenew ? Step::listen : Step::rest;
 }
 
-ViewerX11Schedule::Instant ViewerX11Schedule::wakeAfter(Instant now) const {
+ViewerCaptureSchedule::Instant ViewerCaptureSchedule::wakeAfter(Instant now) const {
     const Instant frame = std::max(nextFrame_, held_);
     const Instant comparison = std::max(nextComparison_, held_);
     return now < frame ? std::min(frame, comparison) : comparison;
 }
 
-ViewerRectangle ViewerX11Schedule::rowsToCompare() const {
+ViewerRectangle ViewerCaptureSchedule::rowsToCompare() const {
     const std::int64_t rows = std::min(rowsPerComparison(picture_), picture_.height - comparedRow_);
     return {0, comparedRow_, picture_.width, rows};
 }
 
-void ViewerX11Schedule::endComparison(const ViewerRectangle& found, Instant now) {
+void ViewerCaptureSchedule::endComparison(const ViewerRectangle& found, Instant now) {
     comparedRow_ = rowsToCompare().bottom() % picture_.height;
     if (!found.isEmpty() && !outdated_.covers(found)) {
         outdateAll();

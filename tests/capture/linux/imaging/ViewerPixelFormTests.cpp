@@ -1,4 +1,4 @@
-#include "core/capture/linux/x11/ViewerX11PixelForm.h"
+#include "core/capture/linux/imaging/ViewerPixelForm.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@ namespace velmora {
 namespace {
 
 using testing::ElementsAre;
-using Description = ViewerX11PixelForm::Description;
+using Description = ViewerPixelForm::Description;
 using Bytes = std::vector<std::uint8_t>;
 
 Description described(int bitsPerPixel, std::uint32_t red, std::uint32_t green,
@@ -27,13 +27,13 @@ Description described(int bitsPerPixel, std::uint32_t red, std::uint32_t green,
 
 /// The bytes of a picture's row, as many pixels as it has whole ones.
 Bytes converted(const Description& description, const Bytes& row) {
-    const auto form = ViewerX11PixelForm::make(description);
+    const auto form = ViewerPixelForm::make(description);
     if (!form) {
         ADD_FAILURE() << "the form is refused";
         return {};
     }
     const std::size_t count = row.size() * 8 / static_cast<std::size_t>(description.bitsPerPixel);
-    Bytes result(count * ViewerX11PixelForm::convertedBytes);
+    Bytes result(count * ViewerPixelForm::convertedBytes);
     form->convert(row.data(), count, result.data());
     return result;
 }
@@ -50,21 +50,21 @@ std::uint32_t colourOf(const Description& description, std::uint32_t pixel) {
                : static_cast<std::uint32_t>(result[2] << 16 | result[1] << 8 | result[0]);
 }
 
-TEST(ViewerX11PixelForm, EightBitsOfBlueGreenRedAndAByteNeedNoConversion) {
-    const auto plain = ViewerX11PixelForm::make(Description());
+TEST(ViewerPixelForm, EightBitsOfBlueGreenRedAndAByteNeedNoConversion) {
+    const auto plain = ViewerPixelForm::make(Description());
     ASSERT_TRUE(plain.has_value());
     EXPECT_TRUE(plain->isPlain());
     EXPECT_EQ(colourOf(Description(), 0xff123456), 0x123456U);
     for (const Description& other :
          {described(32, 0x0000ff, 0x00ff00, 0xff0000), described(16, 0xf800, 0x07e0, 0x001f)}) {
-        EXPECT_FALSE(ViewerX11PixelForm::make(other)->isPlain());
+        EXPECT_FALSE(ViewerPixelForm::make(other)->isPlain());
     }
     Description reversed;
     reversed.isLeastByteFirst = false;
-    EXPECT_FALSE(ViewerX11PixelForm::make(reversed)->isPlain());
+    EXPECT_FALSE(ViewerPixelForm::make(reversed)->isPlain());
 }
 
-TEST(ViewerX11PixelForm, OfTenBitsTheTwoLowOnesAreDropped) {
+TEST(ViewerPixelForm, OfTenBitsTheTwoLowOnesAreDropped) {
     const Description deep = described(32, 0x3ff00000, 0x000ffc00, 0x000003ff);
     EXPECT_EQ(colourOf(deep, 0x3ff00000), 0xff0000U);
     EXPECT_EQ(colourOf(deep, 0xc0000000), 0x000000U);
@@ -76,7 +76,7 @@ TEST(ViewerX11PixelForm, OfTenBitsTheTwoLowOnesAreDropped) {
     }
 }
 
-TEST(ViewerX11PixelForm, FiveAndSixBitsAreRepeatedFromTheTop) {
+TEST(ViewerPixelForm, FiveAndSixBitsAreRepeatedFromTheTop) {
     const Description form = described(16, 0xf800, 0x07e0, 0x001f);
     EXPECT_EQ(colourOf(form, 0xffff), 0xffffffU);
     EXPECT_EQ(colourOf(form, 0x0000), 0x000000U);
@@ -88,7 +88,7 @@ TEST(ViewerX11PixelForm, FiveAndSixBitsAreRepeatedFromTheTop) {
     }
 }
 
-TEST(ViewerX11PixelForm, AnyRunsOfBitsAreColours) {
+TEST(ViewerPixelForm, AnyRunsOfBitsAreColours) {
     EXPECT_EQ(colourOf(described(32, 0x0000ff, 0x00ff00, 0xff0000), 0x123456), 0x563412U);
     EXPECT_EQ(colourOf(described(32, 0xff000000, 0x00ff0000, 0x0000ff00), 0x12345678), 0x123456U);
     EXPECT_EQ(colourOf(described(16, 0x7c00, 0x03e0, 0x001f), 0x7fff), 0xffffffU);
@@ -98,7 +98,7 @@ TEST(ViewerX11PixelForm, AnyRunsOfBitsAreColours) {
     EXPECT_EQ(colourOf(described(32, 0xffff0000, 0x0000ff00, 0x000000ff), 0x12345678), 0x125678U);
 }
 
-TEST(ViewerX11PixelForm, TheServersByteOrderCounts) {
+TEST(ViewerPixelForm, TheServersByteOrderCounts) {
     Description wide;
     Description narrow = described(16, 0xf800, 0x07e0, 0x001f);
     wide.isLeastByteFirst = narrow.isLeastByteFirst = false;
@@ -106,16 +106,16 @@ TEST(ViewerX11PixelForm, TheServersByteOrderCounts) {
     EXPECT_THAT(converted(narrow, {0xf8, 0, 0, 0x1f}), ElementsAre(0, 0, 255, 0, 255, 0, 0, 0));
 }
 
-TEST(ViewerX11PixelForm, ARowBeginsWhereTheServerSays) {
+TEST(ViewerPixelForm, ARowBeginsWhereTheServerSays) {
     Description narrow = described(16, 0xf800, 0x07e0, 0x001f);
-    EXPECT_EQ(ViewerX11PixelForm::make(narrow)->bytesPerRow(3), 8U);
-    EXPECT_EQ(ViewerX11PixelForm::make(narrow)->bytesPerRow(4), 8U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 8U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(4), 8U);
     narrow.rowBits = 16;
-    EXPECT_EQ(ViewerX11PixelForm::make(narrow)->bytesPerRow(3), 6U);
-    EXPECT_EQ(ViewerX11PixelForm::make(Description())->bytesPerRow(3), 12U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 6U);
+    EXPECT_EQ(ViewerPixelForm::make(Description())->bytesPerRow(3), 12U);
 }
 
-TEST(ViewerX11PixelForm, WhatIsNoPixelOfThreeColoursIsRefused) {
+TEST(ViewerPixelForm, WhatIsNoPixelOfThreeColoursIsRefused) {
     const std::vector<Description> refused{described(8, 0xe0, 0x1c, 0x03),
                                            described(24, 0xff0000, 0x00ff00, 0x0000ff),
                                            described(32, 0, 0, 0),
@@ -124,12 +124,12 @@ TEST(ViewerX11PixelForm, WhatIsNoPixelOfThreeColoursIsRefused) {
                                            described(32, 0xff0000, 0x00ff00, 0x1ff),
                                            described(16, 0xff0000, 0x00ff00, 0xff)};
     for (const Description& each : refused) {
-        EXPECT_FALSE(ViewerX11PixelForm::make(each).has_value())
+        EXPECT_FALSE(ViewerPixelForm::make(each).has_value())
             << each.bitsPerPixel << std::hex << " " << each.redMask << " " << each.blueMask;
     }
     Description wideRows;
     wideRows.rowBits = 64;
-    EXPECT_FALSE(ViewerX11PixelForm::make(wideRows).has_value());
+    EXPECT_FALSE(ViewerPixelForm::make(wideRows).has_value());
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
-#include "core/capture/linux/x11/ViewerX11Bands.h"
+#include "core/capture/linux/imaging/ViewerAreaBands.h"
 
 #include <algorithm>
 
 namespace velmora {
 
-ViewerX11Bands::ViewerX11Bands(const ViewerAreaAverage& average,
-                               const std::vector<ViewerRectangle>& parts, std::size_t maximumPixels)
+ViewerAreaBands::ViewerAreaBands(const ViewerAreaAverage& average,
+                                 const std::vector<ViewerRectangle>& parts,
+                                 std::size_t maximumPixels)
     : average_(average), parts_(parts), maximumPixels_(static_cast<std::int64_t>(maximumPixels)) {}
 
-std::optional<ViewerRectangle> ViewerX11Bands::next() {
+std::optional<ViewerRectangle> ViewerAreaBands::next() {
     while (part_ < parts_.size() && parts_[part_].isEmpty()) {
         ++part_;
     }
@@ -29,8 +30,8 @@ std::optional<ViewerRectangle> ViewerX11Bands::next() {
     return band;
 }
 
-ViewerRectangle ViewerX11Bands::bandAt(std::int64_t x, std::int64_t y,
-                                       const ViewerRectangle& part) const {
+ViewerRectangle ViewerAreaBands::bandAt(std::int64_t x, std::int64_t y,
+                                        const ViewerRectangle& part) const {
     // Narrower than the part only where even a single row has too much source. The width does not
     // depend on the row, so that the bands fit together.
     const std::int64_t sourceRowsOfOne = average_.sourceHeight() / average_.targetHeight() + 2;
