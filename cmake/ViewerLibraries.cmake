@@ -29,6 +29,11 @@ else()
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-shm xcb-damage xcb-xfixes)
     pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET libsystemd)
     pkg_check_modules(PIPEWIRE REQUIRED IMPORTED_TARGET libpipewire-0.3)
+    # The host is not linked with it, but loads it when it is first needed: linked, it would cost every
+    # start, and no host would run where it is missing.
+    add_library(ViewerPipeWireHeaders INTERFACE)
+    target_include_directories(ViewerPipeWireHeaders SYSTEM INTERFACE ${PIPEWIRE_INCLUDE_DIRS})
+    target_link_libraries(ViewerPipeWireHeaders INTERFACE ${CMAKE_DL_LIBS})
     pkg_check_modules(WAYLAND REQUIRED IMPORTED_TARGET wayland-client)
     pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
     pkg_check_modules(HIGHWAY REQUIRED IMPORTED_TARGET libhwy)

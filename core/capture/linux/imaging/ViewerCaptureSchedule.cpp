@@ -61,11 +61,15 @@ ViewerRectangle ViewerCaptureSchedule::rowsToCompare() const {
     return {0, comparedRow_, picture_.width, rows};
 }
 
+std::int64_t ViewerCaptureSchedule::comparisonsPerRound() const {
+    return quotientRoundedUp(picture_.height, rowsPerComparison(picture_));
+}
+
 void ViewerCaptureSchedule::endComparison(const ViewerRectangle& found, Instant now) {
     comparedRow_ = rowsToCompare().bottom() % picture_.height;
     if (!found.isEmpty() && !outdated_.covers(found)) {
         outdateAll();
-        comparisonsInDoubt_ = quotientRoundedUp(picture_.height, rowsPerComparison(picture_));
+        comparisonsInDoubt_ = comparisonsPerRound();
     } else if (comparisonsInDoubt_ > 0) {
         --comparisonsInDoubt_;
     }

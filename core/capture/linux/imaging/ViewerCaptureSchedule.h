@@ -51,6 +51,8 @@ class ViewerCaptureSchedule final {
 
     void beginFrame(Instant now) { nextFrame_ = now + intervals_.frame; }
     ViewerRectangle rowsToCompare() const;
+    /// How many comparisons it takes until all rows had their turn.
+    std::int64_t comparisonsPerRound() const;
     /// `found` is around all that was different in those rows. What nothing had told of renews the
     /// whole picture, and from then on comparisons are as frequent as pictures, until all rows had
     /// their turn and nothing more was found: this screen does not tell of everything.

@@ -1,0 +1,267 @@
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireCapture.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/runtime/linux/ViewerTimespec.h"
+
+namespace velmora {
+
+namespace {
+
+/// What the desktop may show as the reader of the screen.
+constexpr const char* streamName = "Velmora Viewer Host";
+
+ViewerPipeWireVitality::State stateOf(pw_stream_state state) {
+    switch (state) {
+        case PW_STREAM_STATE_CONNECTING:
+            return ViewerPipeWireVitality::State::connecting;
+        case PW_STREAM_STATE_PAUSED:
+            return ViewerPipeWireVitality::State::paused;
+        case PW_STREAM_STATE_STREAMING:
+            return ViewerPipeWireVitality::State::streaming;
+        default:
+            return ViewerPipeWireVitality::State::failed;
+    }
+}
+
+ViewerPipeWireCapture* captureAt(void* self) {
+    return static_cast<ViewerPipeWireCapture*>(self);
+}
+
+}  // namespace
+
+const pw_stream_events ViewerPipeWireCapture::events = [] {
+    pw_stream_events result{};
+    result.version = PW_VERSION_STREAM_EVENTS;
+    result.state_changed = onState;
+    result.param_changed = onParameter;
+    result.add_buffer = onBufferAdded;
+    result.remove_buffer = onBufferRemoved;
+    result.process = onProcess;
+    return result;
+}();
+
+ViewerPipeWireCapture::ViewerPipeWireCapture(ViewerPipeWireConnection& connection,
+                                             std::uint64_t serial,
+                                             std::chrono::nanoseconds frameInterval,
+                                             Handlers handlers)
+    : connection_(connection),
+      library_(connection.library()),
+      serial_(serial),
+      handlers_(std::move(handlers)),
+      vitality_(Clock::now()),
+      picture_(frameInterval) {
+    connection_.watch(*this);
+}
+
+ViewerPipeWireCapture::~ViewerPipeWireCapture() {
+    connection_.unwatch(*this);
+    if (timer_ != nullptr) {
+        pw_loop_destroy_source(connection_.loop(), timer_);
+    }
+    if (stream_ != nullptr) {
+        spa_hook_remove(&hook_);
+        library_.streamDestroy(stream_);
+    }
+}
+
+bool ViewerPipeWireCapture::connect() {
+    const std::string target = std::to_string(serial_);
+    const std::array items{spa_dict_item{PW_KEY_MEDIA_TYPE, "Video"},
+                           spa_dict_item{PW_KEY_MEDIA_CATEGORY, "Capture"},
+                           spa_dict_item{PW_KEY_MEDIA_ROLE, "Screen"},
+                           spa_dict_item{PW_KEY_TARGET_OBJECT, target.c_str()}};
+    const spa_dict settings{0, static_cast<std::uint32_t>(items.size()), items.data()};
+    stream_ = library_.streamNew(connection_.core(), streamName, library_.propertiesNew(&settings));
+    timer_ = pw_loop_add_timer(connection_.loop(), onTimer, this);
+    if (stream_ == nullptr || timer_ == nullptr) {
+        return false;
+    }
+    library_.streamAddListener(stream_, &hook_, &events, this);
+    // Its events are left to the loop: nothing of ours runs on a thread of PipeWire's.
+    const auto flags =
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT);
+    ViewerPipeWireParameters parameters;
+    std::vector<const spa_pod*> formats = parameters.formats();
+    const int result =
+        library_.streamConnect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, formats.data(),
+                               static_cast<std::uint32_t>(formats.size()));
+    arm();
+    return result >= 0;
+}
+
+void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {
+    if (serial == serial_) {
+        end();
+    }
+}
+
+void ViewerPipeWireCapture::connectionIsLost() {
+    end();
+}
+
+void ViewerPipeWireCapture::enter(pw_stream_state state) {
+    vitality_.enter(stateOf(state), Clock::now());
+    wake();
+}
+
+void ViewerPipeWireCapture::take(const spa_pod* format) {
+    release();
+    picture_.distrust();
+    format_.reset();
+    if (format == nullptr) {
+        return;
+    }
+    format_ = ViewerPipeWireParameters::formatIn(format);
+    if (!format_) {
+        end();
+        return;
+    }
+    ViewerPipeWireParameters parameters;
+    std::vector<const spa_pod*> buffers = parameters.buffers();
+    if (library_.streamUpdateParams(stream_, buffers.data(),
+                                    static_cast<std::uint32_t>(buffers.size())) < 0) {
+        end();
+    }
+}
+
+ViewerPipeWireFrame ViewerPipeWireCapture::frameIn(pw_buffer& buffer) const {
+    const auto memory = memories_.find(&buffer);
+    if (!format_ || memory == memories_.end()) {
+        return {};
+    }
+    return ViewerPipeWireFrame::in(*buffer.buffer, memory->second.bytes(), *format_);
+}
+
+void ViewerPipeWireCapture::process() {
+    const Instant now = Clock::now();
+    while (pw_buffer* const buffer = library_.streamDequeueBuffer(stream_)) {
+        const ViewerPipeWireFrame frame = frameIn(*buffer);
+        if (frame.kind == ViewerPipeWireFrame::Kind::picture) {
+            release();
+            held_ = buffer;
+            frame_ = frame;
+            hasPicture_ = true;
+            picture_.notice(frame, *format_, now);
+            continue;
+        }
+        if (frame.kind == ViewerPipeWireFrame::Kind::broken) {
+            picture_.distrust();
+        }
+        (void)library_.streamQueueBuffer(stream_, buffer);  // A stream that refuses says so itself.
+    }
+    act(now);
+    arm();
+}
+
+void ViewerPipeWireCapture::act(Instant now) {
+    if (held_ != nullptr && memories_.at(held_).bytes().empty()) {
+        release();
+        picture_.distrust();
+    }
+    if (held_ == nullptr) {
+        return;
+    }
+    const ViewerPipeWirePicture::Outcome outcome = picture_.act(frame_, now);
+    next_ = outcome.next;
+    if (!next_) {
+        release();
+    }
+    if (outcome.isDifferent) {
+        handlers_.deliver(picture_.pixels());
+    }
+}
+
+void ViewerPipeWireCapture::wake() {
+    const Instant now = Clock::now();
+    if (vitality_.isDeadAt(now)) {
+        end();
+        return;
+    }
+    const auto streamed = vitality_.firstStreamed();
+    if (!hasPicture_ && !hasFallenSilent_ && streamed && now >= *streamed + silenceLimit) {
+        hasFallenSilent_ = true;
+        handlers_.fallSilent();
+    }
+    act(now);
+    arm();
+}
+
+void ViewerPipeWireCapture::arm() {
+    std::optional<Instant> next = vitality_.limit();
+    const auto include = [&next](const std::optional<Instant>& instant) {
+        if (instant) {
+            next = next ? std::min(*next, *instant) : *instant;
+        }
+    };
+    include(next_);
+    if (!hasPicture_ && !hasFallenSilent_ && vitality_.firstStreamed()) {
+        include(*vitality_.firstStreamed() + silenceLimit);
+    }
+    // All zeros: not at all.
+    timespec when = next && !isOver_ ? timespecOf(next->time_since_epoch()) : timespec{};
+    (void)pw_loop_update_timer(connection_.loop(), timer_, &when, nullptr, true);  // Cannot fail.
+}
+
+void ViewerPipeWireCapture::release() {
+    if (held_ != nullptr) {
+        (void)library_.streamQueueBuffer(stream_, held_);  // A stream that refuses says so itself.
+    }
+    held_ = nullptr;
+    next_.reset();
+}
+
+void ViewerPipeWireCapture::end() {
+    if (isOver_) {
+        return;
+    }
+    isOver_ = true;
+    if (timer_ != nullptr) {
+        arm();
+    }
+    handlers_.end();
+}
+
+void ViewerPipeWireCapture::onState(void* self, pw_stream_state, pw_stream_state state,
+                                    const char*) {
+    if (!captureAt(self)->isOver_) {
+        captureAt(self)->enter(state);
+    }
+}
+
+void ViewerPipeWireCapture::onParameter(void* self, std::uint32_t id, const spa_pod* parameter) {
+    if (id == SPA_PARAM_Format && !captureAt(self)->isOver_) {
+        captureAt(self)->take(parameter);
+    }
+}
+
+void ViewerPipeWireCapture::onBufferAdded(void* self, pw_buffer* buffer) {
+    captureAt(self)->memories_.try_emplace(buffer, *buffer->buffer);
+}
+
+void ViewerPipeWireCapture::onBufferRemoved(void* self, pw_buffer* buffer) {
+    ViewerPipeWireCapture* const capture = captureAt(self);
+    if (capture->held_ == buffer) {
+        capture->held_ = nullptr;
+        capture->next_.reset();
+    }
+    capture->memories_.erase(buffer);
+}
+
+void ViewerPipeWireCapture::onProcess(void* self) {
+    if (!captureAt(self)->isOver_) {
+        captureAt(self)->process();
+    }
+}
+
+void ViewerPipeWireCapture::onTimer(void* self, std::uint64_t) {
+    if (!captureAt(self)->isOver_) {
+        captureAt(self)->wake();
+    }
+}
+
+}  // namespace velmora

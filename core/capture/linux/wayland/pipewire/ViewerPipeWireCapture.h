@@ -1,0 +1,98 @@
+#pragma once
+
+#include <pipewire/pipewire.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+
+#include "core/capture/ViewerPixelBuffer.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireConnection.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireFormat.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireFrame.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireMemory.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWirePicture.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireVitality.h"
+
+namespace velmora {
+
+/// The capture of one node, from its making to its destruction: a stream of PipeWire's, its buffers
+/// and what is delivered of them. It holds at most one buffer, the newest, and only while something
+/// of it is still to be looked at. Made, used and destroyed on the connection's thread, though
+/// never destroyed by one of its handlers.
+class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
+  public:
+    struct Handlers final {
+        /// Receives the first picture and then every different one.
+        std::function<void(const ViewerPixelBuffer&)> deliver;
+        /// Once, when there is no picture though the stream has been running for a while.
+        std::function<void()> fallSilent;
+        /// Once, when the capture is over by itself.
+        std::function<void()> end;
+    };
+
+    /// How long a running stream may take for its first picture before it counts as silent.
+    static constexpr std::chrono::milliseconds silenceLimit{200};
+
+    /// Of the node with this serial number. `frameInterval` is the least time between two pictures.
+    ViewerPipeWireCapture(ViewerPipeWireConnection& connection, std::uint64_t serial,
+                          std::chrono::nanoseconds frameInterval, Handlers handlers);
+    ~ViewerPipeWireCapture() override;
+    ViewerPipeWireCapture(const ViewerPipeWireCapture&) = delete;
+    ViewerPipeWireCapture& operator=(const ViewerPipeWireCapture&) = delete;
+
+    /// False when PipeWire refuses at once. REQUIRES: the connection is not lost. Called once.
+    bool connect();
+    /// Whether a picture has come from the stream itself.
+    bool hasPicture() const { return hasPicture_; }
+
+    void nodeIsGone(std::uint64_t serial) override;
+    void connectionIsLost() override;
+
+  private:
+    using Clock = ViewerCaptureSchedule::Clock;
+    using Instant = ViewerCaptureSchedule::Instant;
+
+    void enter(pw_stream_state state);
+    void take(const spa_pod* format);
+    void process();
+    void act(Instant now);
+    void wake();
+    void arm();
+    void release();
+    void end();
+    ViewerPipeWireFrame frameIn(pw_buffer& buffer) const;
+
+    static void onState(void* self, pw_stream_state old, pw_stream_state state, const char* error);
+    static void onParameter(void* self, std::uint32_t id, const spa_pod* parameter);
+    static void onBufferAdded(void* self, pw_buffer* buffer);
+    static void onBufferRemoved(void* self, pw_buffer* buffer);
+    static void onProcess(void* self);
+    static void onTimer(void* self, std::uint64_t expirations);
+    static const pw_stream_events events;
+
+    ViewerPipeWireConnection& connection_;
+    const ViewerPipeWireLibrary& library_;
+    const std::uint64_t serial_;
+    const Handlers handlers_;
+
+    pw_stream* stream_ = nullptr;
+    spa_hook hook_{};
+    spa_source* timer_ = nullptr;
+    std::optional<ViewerPipeWireFormat> format_;
+    std::map<const pw_buffer*, ViewerPipeWireMemory> memories_;
+    ViewerPipeWireVitality vitality_;
+    ViewerPipeWirePicture picture_;
+    /// The newest buffer with a picture, while it is needed.
+    pw_buffer* held_ = nullptr;
+    ViewerPipeWireFrame frame_;
+    /// When the held buffer is needed next.
+    std::optional<Instant> next_;
+    bool hasPicture_ = false;
+    bool hasFallenSilent_ = false;
+    bool isOver_ = false;
+};
+
+}  // namespace velmora
