@@ -1,0 +1,441 @@
+#include "core/capture/linux/wayland/portal/ViewerDesktopPortal.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <string_view>
+
+#include "tests/capture/linux/wayland/portal/PortalOnBus.h"
+
+namespace velmora {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Key;
+using testing::Not;
+using testing::Pair;
+using testing::StartsWith;
+
+class ViewerDesktopPortalTest : public PortalOnBus {};
+
+ViewerGrantedStream stream(std::uint32_t node, std::optional<ViewerLogicalPosition> position,
+                           ViewerLogicalSize size, std::uint32_t type) {
+    ViewerGrantedStream granted;
+    granted.node = node;
+    granted.position = position;
+    granted.size = size;
+    granted.sourceType = type;
+    return granted;
+}
+
+TEST_F(ViewerDesktopPortalTest, NobodyIsOnTheBusBeforeTheRequest) {
+    const auto before = namesOnBus().size();
+    consent_->outputsHaveChanged();
+    consent_->remoteIsLost();
+    settle();
+    EXPECT_EQ(namesOnBus().size(), before);
+    EXPECT_THAT(portal_->calls, IsEmpty());
+}
+
+TEST_F(ViewerDesktopPortalTest, IntroducesTheProgramBeforeItAsksForMonitorsWithoutACursor) {
+    grant();
+    EXPECT_THAT(portal_->calls,
+                ElementsAre("Register", "GetAll", "CreateSession", "SelectSources", "Start"));
+    EXPECT_EQ(portal_->applicationId, "com.quilmer.velmora.viewer_host");
+    EXPECT_THAT(portal_->options["SelectSources"],
+                IsSupersetOf({Pair("types", "1"), Pair("multiple", "true"),
+                              Pair("persist_mode", "1"), Pair("cursor_mode", "1")}));
+    EXPECT_THAT(portal_->options["SelectSources"], Not(Contains(Key("restore_token"))));
+}
+
+TEST_F(ViewerDesktopPortalTest, AsksForNoHiddenCursorWhereThereIsNone) {
+    portal_->cursorModes = 2;
+    grant();
+    EXPECT_THAT(portal_->options["SelectSources"], Not(Contains(Key("cursor_mode"))));
+}
+
+TEST_F(ViewerDesktopPortalTest, TellsWhatGnomeTells) {
+    grant();
+    ViewerGrantedStream second = stream(47, ViewerLogicalPosition{0, 0}, {1920, 1080}, 1);
+    second.mappingId = "region";
+    second.serial = 99;
+    EXPECT_THAT(consent_->grant()->streams,
+                ElementsAre(stream(51, ViewerLogicalPosition{1920, 0}, {1280, 720}, 1), second));
+}
+
+TEST_F(ViewerDesktopPortalTest, TellsWhatKdeTells) {
+    portal_->streams = ScriptedPortal::streamsOfKde();
+    grant();
+    EXPECT_THAT(consent_->grant()->streams, ElementsAre(stream(60, std::nullopt, {960, 540}, 1)));
+}
+
+TEST_F(ViewerDesktopPortalTest, TellsWhatThePortalOfWlrootsTells) {
+    portal_->streams = ScriptedPortal::streamsOfWlroots();
+    grant();
+    EXPECT_THAT(consent_->grant()->streams,
+                ElementsAre(stream(33, ViewerLogicalPosition{0, 0}, {1280, 720}, 2)));
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatKnowsNoRegistryOrNoDesktopFileIsAskedAllTheSame) {
+    portal_->errors["Register"] = "org.freedesktop.DBus.Error.UnknownMethod";
+    grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatFindsNoDesktopFileIsAskedAllTheSame) {
+    portal_->errors["Register"] = "org.freedesktop.portal.Error.Failed";
+    grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, TheDialogMayStayOpenAsLongAsThePersonLikes) {
+    openDialog();
+    pass(48h);
+    EXPECT_THAT(answers_, IsEmpty());
+    portal_->answerDialog(ScriptedPortal::granted);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::granted));
+    EXPECT_THAT(portal_->closed, IsEmpty());
+}
+
+TEST_F(ViewerDesktopPortalTest, WhatThePersonCancelsIsDeclined) {
+    portal_->outcomes["Start"] = ScriptedPortal::cancelled;
+    EXPECT_EQ(answerToRequest(), Access::declined);
+    settle();
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->session));
+    EXPECT_EQ(consent_->state(), State::none);
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatFailsAnywhereDoesNotWork) {
+    for (const char* const call : {"CreateSession", "SelectSources", "Start"}) {
+        portal_->outcomes = {{call, ScriptedPortal::failed}};
+        makeConsent();
+        EXPECT_EQ(answerToRequest(), Access::portalSilent) << call;
+    }
+}
+
+TEST_F(ViewerDesktopPortalTest, WithoutABusThePortalIsMissing) {
+    for (const char* const address : {"unix:path=/nonexistent", "nonsense", ""}) {
+        environment_.set("DBUS_SESSION_BUS_ADDRESS", address);
+        environment_.set("XDG_RUNTIME_DIR", std::nullopt);
+        makeConsent();
+        EXPECT_EQ(answerToRequest(), Access::portalMissing) << address;
+    }
+}
+
+TEST_F(ViewerDesktopPortalTest, ABusWithoutAPortalHasNone) {
+    portal_->leave();
+    EXPECT_EQ(answerToRequest(), Access::portalMissing);
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalWithoutItsInterfaceForScreensHasNoScreens) {
+    for (const char* const error :
+         {"org.freedesktop.DBus.Error.InvalidArgs", "org.freedesktop.DBus.Error.UnknownInterface",
+          "org.freedesktop.DBus.Error.UnknownMethod"}) {
+        portal_->errors["GetAll"] = error;
+        makeConsent();
+        EXPECT_EQ(answerToRequest(), Access::portalWithoutScreens) << error;
+    }
+    EXPECT_FALSE(wasAsked("CreateSession"));
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatOffersNoMonitorsHasNoScreens) {
+    portal_->sourceTypes = 6;
+    EXPECT_EQ(answerToRequest(), Access::portalWithoutScreens);
+    portal_->sourceTypes.reset();
+    makeConsent();
+    EXPECT_EQ(answerToRequest(), Access::portalWithoutScreens);
+}
+
+TEST_F(ViewerDesktopPortalTest, TheFirstCallHasAMinuteForItMayStartThePortal) {
+    portal_->mute.insert("Register");
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("Register"); }));
+    pass(59s);
+    EXPECT_THAT(answers_, IsEmpty());
+    pass(1s);
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    EXPECT_FALSE(wasAsked("GetAll"));
+}
+
+TEST_F(ViewerDesktopPortalTest, EveryOtherCallHasFourSeconds) {
+    for (const char* const call : {"GetAll", "CreateSession", "SelectSources", "Start"}) {
+        SCOPED_TRACE(call);
+        portal_->mute = {call};
+        portal_->calls.clear();
+        makeConsent();
+        request();
+        EXPECT_TRUE(until([&] { return wasAsked(call); }));
+        pass(3999ms);
+        EXPECT_THAT(answers_, IsEmpty());
+        pass(1ms);
+        EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    }
+}
+
+TEST_F(ViewerDesktopPortalTest, AnOutcomeThatWaitsForNobodyHasFourSeconds) {
+    for (const char* const call : {"CreateSession", "SelectSources"}) {
+        SCOPED_TRACE(call);
+        portal_->undecided = {call};
+        portal_->calls.clear();
+        makeConsent();
+        request();
+        EXPECT_TRUE(until([&] { return wasAsked(call); }));
+        pass(3999ms);
+        EXPECT_THAT(answers_, IsEmpty());
+        pass(1ms);
+        EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+        EXPECT_THAT(portal_->closed, Contains(portal_->request));
+    }
+}
+
+TEST_F(ViewerDesktopPortalTest, ABusThatHasFrozenIsGivenUpAfterAMinute) {
+    bus_.freeze();
+    portal_.reset();  // it would wait for the bus as well
+    request();
+    loop_.poll();
+    EXPECT_THAT(answers_, IsEmpty());
+    clock_->advance(60s);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+}
+
+TEST_F(ViewerDesktopPortalTest, ABusThatEndsTakesThePortalWithIt) {
+    portal_->mute.insert("GetAll");
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("GetAll"); }));
+    bus_.kill();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(testing::AnyOf(Access::portalMissing, Access::portalSilent)));
+}
+
+TEST_F(ViewerDesktopPortalTest, ABusThatEndsDuringTheDialogEndsTheWait) {
+    openDialog();
+    bus_.kill();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::portalMissing));
+}
+
+TEST_F(ViewerDesktopPortalTest, AnOlderPortalNamesItsRequestsAsItLikes) {
+    portal_->usesOldPaths = true;
+    grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, AnOutcomeMayComeBeforeTheAnswer) {
+    portal_->tellsOutcomeFirst = true;
+    grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, AnOlderPortalMayTellTheOutcomeBeforeTheAnswerToo) {
+    portal_->usesOldPaths = true;
+    portal_->tellsOutcomeFirst = true;
+    grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, OnlyThePortalAnswersForThePerson) {
+    openDialog();
+    BusPeer stranger(bus_.address(), {}, nullptr);
+    portal_->tellOutcome(stranger, ScriptedPortal::granted, ScriptedPortal::streamsOfGnome());
+    settle();
+    EXPECT_THAT(answers_, IsEmpty());
+    portal_->answerDialog(ScriptedPortal::cancelled);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::declined));
+}
+
+TEST_F(ViewerDesktopPortalTest, AnotherRequestsOutcomeIsNotThisOnes) {
+    openDialog();
+    const std::string request = std::exchange(portal_->request, portal_->request + "x");
+    portal_->answerDialog(ScriptedPortal::cancelled);
+    settle();
+    EXPECT_THAT(answers_, IsEmpty());
+    portal_->request = request;
+    portal_->answerDialog(ScriptedPortal::granted);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::granted));
+}
+
+TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostClosesTheDialog) {
+    openDialog();
+    consent_.reset();
+    EXPECT_TRUE(until([this] { return portal_->closed.size() == 2; }));
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->request, portal_->session));
+    EXPECT_THAT(answers_, IsEmpty());
+}
+
+TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostEndsTheSessionAndTheConnection) {
+    const auto before = namesOnBus().size();
+    grant();
+    EXPECT_EQ(namesOnBus().size(), before + 1);
+    consent_.reset();
+    EXPECT_TRUE(until([this] { return !portal_->closed.empty(); }));
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->session));
+    EXPECT_EQ(namesOnBus().size(), before);
+}
+
+TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostLeavesNothingBehindAtAnyStep) {
+    for (const char* const call :
+         {"Register", "GetAll", "CreateSession", "SelectSources", "Start", "OpenPipeWireRemote"}) {
+        SCOPED_TRACE(call);
+        portal_->mute = {call};
+        portal_->calls.clear();
+        makeConsent();
+        request();
+        if (std::string_view(call) == "OpenPipeWireRemote") {
+            EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+            consent_->openRemote([](int descriptor) { EXPECT_EQ(descriptor, -1); });
+        }
+        EXPECT_TRUE(until([&] { return wasAsked(call); }));
+        consent_.reset();
+        settle();
+        EXPECT_EQ(clock_->pendingTimers(), 0U);
+    }
+}
+
+TEST_F(ViewerDesktopPortalTest, ASessionThatIsClosedDuringTheDialogIsDeclined) {
+    openDialog();
+    portal_->closeSession();
+    pass(999ms);
+    EXPECT_THAT(answers_, IsEmpty());
+    pass(1ms);
+    EXPECT_THAT(answers_, ElementsAre(Access::declined));
+}
+
+TEST_F(ViewerDesktopPortalTest, ASessionThatIsClosedJustBeforeItsOutcomeHasThatOutcome) {
+    openDialog();
+    portal_->closeSession();
+    portal_->answerDialog(ScriptedPortal::failed);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatGoesDuringTheDialogHasToBeRestarted) {
+    openDialog();
+    portal_->leave();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    portal_->comeBack();
+    portal_->calls.clear();
+    EXPECT_TRUE(until([this] { return !portal_->calls.empty(); }));
+    EXPECT_THAT(portal_->calls, ElementsAre("Register"));
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatGoesAfterTheGrantTakesItWithIt) {
+    grant();
+    portal_->leave();
+    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
+    EXPECT_THAT(told_, ElementsAre(State::interrupted, State::stopped));
+    consent_->outputsHaveChanged();
+    portal_->calls.clear();
+    pass(100s);
+    EXPECT_THAT(portal_->calls, IsEmpty());
+}
+
+TEST_F(ViewerDesktopPortalTest, ABusThatEndsAfterTheGrantTakesItWithIt) {
+    grant();
+    bus_.kill();
+    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
+}
+
+TEST_F(ViewerDesktopPortalTest, AnInterruptedSessionIsRenewedByItsToken) {
+    grant();
+    interrupt();
+    portal_->token = "second";
+    portal_->streams = ScriptedPortal::streamsOfKde();
+    pass(1s);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::granted; }));
+    EXPECT_THAT(portal_->options["SelectSources"], Contains(Pair("restore_token", "token")));
+    EXPECT_EQ(consent_->grant()->streams.size(), 1U);
+    EXPECT_EQ(timesAsked("Register"), 1U);
+    EXPECT_EQ(timesAsked("Start"), 2U);
+    interrupt();
+    pass(1s);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::granted; }));
+    EXPECT_THAT(portal_->options["SelectSources"], Contains(Pair("restore_token", "second")));
+}
+
+TEST_F(ViewerDesktopPortalTest, ADialogWhereNoneWasExpectedGoesAndIsThePersonsStop) {
+    grant();
+    interrupt();
+    portal_->undecided.insert("Start");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("Start") == 2; }));
+    pass(3999ms);
+    EXPECT_EQ(consent_->state(), State::interrupted);
+    portal_->closed.clear();
+    pass(1ms);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
+    settle();
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->request, portal_->session));
+}
+
+TEST_F(ViewerDesktopPortalTest, ALockBeforeTheTokenIsSentSendsNone) {
+    BusPeer& saver = *others_.emplace_back(std::make_unique<BusPeer>(
+        bus_.address(), std::vector<std::string>{"org.gnome.ScreenSaver"},
+        [](sd_bus_message* call) { sd_bus_reply_method_return(call, "b", 0); }));
+    grant();
+    interrupt();
+    portal_->mute.insert("CreateSession");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("CreateSession") == 2; }));
+    saver.emit("", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
+               [](sd_bus_message* signal) { sd_bus_message_append(signal, "b", 1); });
+    pass(1h);
+    EXPECT_EQ(consent_->state(), State::interrupted);
+    EXPECT_EQ(timesAsked("SelectSources"), 1U);
+}
+
+TEST_F(ViewerDesktopPortalTest, HandsOutADescriptorOfItsOwn) {
+    grant();
+    const std::optional<int> descriptor = remote();
+    ASSERT_TRUE(descriptor && *descriptor >= 0);
+    std::array<char, 16> text{};
+    const auto count = ::read(*descriptor, text.data(), text.size());
+    EXPECT_EQ(std::string_view(text.data(), static_cast<std::size_t>(count)),
+              ScriptedPortal::greeting);
+    EXPECT_NE(::fcntl(*descriptor, F_GETFD) & FD_CLOEXEC, 0);
+    ::close(*descriptor);
+}
+
+TEST_F(ViewerDesktopPortalTest, HandsOutNoDescriptorWithoutASession) {
+    EXPECT_EQ(remote(), -1);
+    grant();
+    portal_->errors["OpenPipeWireRemote"] = "org.freedesktop.portal.Error.Failed";
+    EXPECT_EQ(remote(), -1);
+    interrupt();
+    EXPECT_EQ(remote(), -1);
+}
+
+TEST_F(ViewerDesktopPortalTest, ADescriptorHasFourSecondsToCome) {
+    grant();
+    portal_->mute.insert("OpenPipeWireRemote");
+    std::optional<int> received;
+    consent_->openRemote([&](int descriptor) { received = descriptor; });
+    EXPECT_TRUE(until([this] { return wasAsked("OpenPipeWireRemote"); }));
+    pass(3999ms);
+    EXPECT_FALSE(received);
+    pass(1ms);
+    EXPECT_EQ(received, -1);
+}
+
+TEST_F(ViewerDesktopPortalTest, AnAnswerThatIsTooLateChangesNothing) {
+    portal_->undecided.insert("CreateSession");
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("CreateSession"); }));
+    pass(4s);
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    const std::string session = portal_->session;
+    portal_->tellOutcome(*others_.emplace_back(std::make_unique<BusPeer>(
+                             bus_.address(), std::vector<std::string>(), nullptr)),
+                         ScriptedPortal::granted, nullptr);
+    settle();
+    EXPECT_FALSE(wasAsked("SelectSources"));
+}
+
+}  // namespace
+}  // namespace velmora
