@@ -11,7 +11,8 @@ enum class ViewerCaptureAccess {
     sessionRefuses,
     /// The display is reached over the network: it need not be this computer's.
     remoteDisplay,
-    /// A Wayland session, of which X11 shows only a part, or nothing.
+    /// A Wayland session whose compositor cannot be reached; X11 shows only a part of it, or
+    /// nothing.
     waylandSession,
     /// The display server is not there, or does not answer.
     noAnswer,

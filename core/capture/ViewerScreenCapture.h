@@ -139,6 +139,9 @@ class ViewerScreenCapture {
     /// any thread, possibly before the call returns; never, where the process ends before the user
     /// has answered.
     virtual void requestAccess(RequestCompletion completion) = 0;
+    /// Takes back a request that waits for the user, so that the system stops asking: the process
+    /// is about to end. Main thread; any number of times, also when there is none.
+    virtual void withdrawRequest() {}
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Asked for, on the main thread, only where the list of displays lacks
     /// names.
@@ -151,6 +154,9 @@ class ViewerScreenCapture {
     /// thread, when the screen may be recorded. Never, where the system itself ends the
     /// applications of a session.
     virtual void watchSession(std::function<void()> ended) { (void)ended; }
+    /// What a program needs in its environment, in place of what this process has there, to show
+    /// its windows in the session whose screens these are: "NAME=value" each. Main thread.
+    virtual std::vector<std::string> sessionVariables() { return {}; }
 };
 
 /// The platform's screen capture, defined once for each platform. `mainExecutor` is the main

@@ -25,6 +25,7 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     bool preflightAccess() override { return isGranted; }
     void lookAtAccess(AccessCompletion completion) override;
     void requestAccess(RequestCompletion completion) override;
+    void withdrawRequest() override { calls_->emplace_back("withdraw"); }
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -116,13 +115,6 @@ ViewerCaptureAccess accessWithoutConnection(const std::string& displayName) {
                                     : ViewerCaptureAccess::noAnswer;
 }
 
-ViewerCaptureAccess accessWithoutDisplay() {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes this process's environment.
-    const char* const wayland = std::getenv("WAYLAND_DISPLAY");
-    return wayland != nullptr && *wayland != '\0' ? ViewerCaptureAccess::waylandSession
-                                                  : ViewerCaptureAccess::sessionRefuses;
-}
-
 }  // namespace
 
 ViewerCaptureAccess ViewerX11Permission::accessTo(ViewerX11Connection& connection) {
@@ -147,7 +139,7 @@ ViewerCaptureAccess ViewerX11Permission::accessTo(ViewerX11Connection& connectio
 void ViewerX11Permission::look(std::string displayName,
                                std::function<void(ViewerCaptureAccess)> completion) {
     if (displayName.empty()) {
-        completion(accessWithoutDisplay());
+        completion(ViewerCaptureAccess::sessionRefuses);
         return;
     }
     const bool isStarted =

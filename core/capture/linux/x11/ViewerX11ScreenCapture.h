@@ -19,6 +19,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
                            std::shared_ptr<ViewerContinuousClock> clock, std::string displayName);
 
     bool preflightAccess() override;
+    /// Any thread.
     void lookAtAccess(AccessCompletion completion) override;
     /// Answered with false at once: an X server asks nobody.
     void requestAccess(RequestCompletion completion) override;

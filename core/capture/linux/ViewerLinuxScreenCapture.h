@@ -1,0 +1,61 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/capture/ViewerScreenCapture.h"
+#include "core/capture/linux/ViewerLinuxSession.h"
+
+namespace velmora {
+
+/// The screen capture of the session that this process stands in. Which one that is is settled by
+/// the first look at the permission; from then on, and X11's until then, a capture of that kind of
+/// session does everything. Made, used and destroyed on the main thread.
+class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
+  public:
+    /// Makes the capture of the compositor's screens, whose socket is named as in WAYLAND_DISPLAY.
+    using MakeWayland = std::function<std::shared_ptr<ViewerScreenCapture>(std::string compositor)>;
+
+    /// `x11` answers a look on any thread.
+    ViewerLinuxScreenCapture(ViewerLinuxSession session, std::shared_ptr<ViewerScreenCapture> x11,
+                             MakeWayland makeWayland);
+    ~ViewerLinuxScreenCapture() override;
+    ViewerLinuxScreenCapture(const ViewerLinuxScreenCapture&) = delete;
+    ViewerLinuxScreenCapture& operator=(const ViewerLinuxScreenCapture&) = delete;
+
+    bool preflightAccess() override;
+    /// In a Wayland session nobody knows before the person was asked: it is `requestable` then.
+    void lookAtAccess(AccessCompletion completion) override;
+    void requestAccess(RequestCompletion completion) override;
+    void withdrawRequest() override;
+    void shareableDisplays(DisplaysCompletion completion) override;
+    std::vector<ViewerNativeScreen> screens() override;
+    std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
+                                                    const ViewerStreamSettings& settings) override;
+    void watchSession(std::function<void()> ended) override;
+    /// Makes sure that a window comes up in the session that was settled on, be it nested in
+    /// another or found without the help of the environment.
+    std::vector<std::string> sessionVariables() override;
+
+  private:
+    class Settlement;
+    struct Look;
+
+    /// Goes on until the session is known and the look answered. Any thread.
+    static void proceed(const std::shared_ptr<Look>& look);
+    static void lookAtXServer(const std::shared_ptr<Look>& look);
+    static void lookAtSockets(const std::shared_ptr<Look>& look);
+
+    ViewerScreenCapture& chosen();
+
+    const ViewerLinuxSession session_;
+    const std::shared_ptr<ViewerScreenCapture> x11_;
+    const MakeWayland makeWayland_;
+    const std::shared_ptr<Settlement> settlement_;
+    /// Made when it is first needed.
+    std::shared_ptr<ViewerScreenCapture> wayland_;
+};
+
+}  // namespace velmora
