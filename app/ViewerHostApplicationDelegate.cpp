@@ -122,6 +122,7 @@ void ViewerHostApplicationDelegate::beginTermination() {
     }
     signalSources_.clear();
     services_.alerts->close();
+    services_.capture->withdrawRequest();
     ViewerExecutors& executors = *services_.executors;
     // Both run by themselves: whichever ends first ends the process.
     (void)startTask(executors.taskExecutor(),

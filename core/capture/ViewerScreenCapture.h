@@ -139,8 +139,9 @@ class ViewerScreenCapture {
     /// any thread, possibly before the call returns; never, where the process ends before the user
     /// has answered.
     virtual void requestAccess(RequestCompletion completion) = 0;
-    /// Takes back a request that waits for the user, so that the system stops asking: the process
-    /// is about to end. Main thread; any number of times, also when there is none.
+    /// Takes back a request that waits for the user: the process is about to end. When this
+    /// returns the system has been told, and asks no longer. Main thread; any number of times, also
+    /// when there is no request.
     virtual void withdrawRequest() {}
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
     /// The attached screens. Asked for, on the main thread, only where the list of displays lacks

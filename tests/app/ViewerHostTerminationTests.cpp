@@ -194,17 +194,19 @@ TEST(ViewerHostTermination, ASignalWhileThePermissionIsUnknownEndsTheApplication
     EXPECT_THAT(host.transport->requestedPorts, IsEmpty());
 }
 
-TEST(ViewerHostTermination, ASignalWhileTheSystemsRequestWaitsEndsTheApplicationAtOnce) {
+TEST(ViewerHostTermination, ASignalWhileTheSystemsRequestWaitsTakesItBackAndEndsTheApplication) {
     LaunchedHost host;
     host.capture->seenAccess = ViewerCaptureAccess::requestable;
     host.alerts->presses = {0};
     host.capture->requestedAccess.reset();
     host.launch();
     ASSERT_EQ(host.capture->heldRequests.size(), 1U);
+    EXPECT_EQ(host.calls().back(), "request");
     const auto begin = host.world.now();
     host.shell->raise(SIGTERM);
     host.world.settle();
 
+    EXPECT_THAT(host.calls(), Contains("withdraw"));
     EXPECT_THAT(host.shell->ends(), ElementsAre(begin));
 }
 
@@ -261,7 +263,7 @@ TEST(ViewerHostTermination, AStartThatFailsAfterTheSignalAsksForNothingMore) {
 TEST(ViewerHostTermination, AnApplicationThatNeverServedStillStopsItsServer) {
     LaunchedHost host;
     EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
-    EXPECT_THAT(host.calls(), ElementsAre("close alert", "machine name"));
+    EXPECT_THAT(host.calls(), ElementsAre("close alert", "withdraw", "machine name"));
     host.shell->launch(host.delegate);
     host.world.runToEnd();
 

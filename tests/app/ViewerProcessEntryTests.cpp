@@ -60,7 +60,7 @@ TEST_P(ViewerProcessEntryWith, OtherArgumentsRunTheHostWithItsSignalsIgnoredFirs
     EXPECT_THAT(platform_.calls(), ElementsAre("ignore SIGINT", "ignore SIGTERM", "run",
                                                "watch SIGINT", "watch SIGTERM", "look", "front",
                                                "alert Allow Viewer Host to Share Displays?",
-                                               "close alert", "machine name"));
+                                               "close alert", "withdraw", "machine name"));
     EXPECT_THAT(platform_.shell->lines(), IsEmpty());
 }
 

@@ -83,6 +83,17 @@ TEST_F(AlertEnd, SignalsInARowAreOneOrderlyEnd) {
     expectEndBy({SIGTERM, SIGTERM, SIGINT, SIGTERM});
 }
 
+TEST_F(AlertEnd, ASignalTakesBackARequestThatWaitsAndEndsTheHost) {
+    launch(scripted("n", "never", "linux"));
+    press(catalogue_.consent(), 0);
+    EXPECT_EQ(host_->readLine(), "request");
+    const auto begin = std::chrono::steady_clock::now();
+    host_->signal(SIGTERM);
+
+    expectEnd("withdraw\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, grace);
+}
+
 TEST_F(AlertEnd, AQuitDuringAnAlertIsHandledWhenItHasClosed) {
     askForConsent();
     host_->signal(SIGUSR1);

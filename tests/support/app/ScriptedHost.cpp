@@ -14,8 +14,29 @@ namespace velmora {
 
 namespace {
 
+/// What a letter stands for: "y" and "n" for granted or not, the others for reasons.
+ViewerCaptureAccess accessOf(char letter) {
+    switch (letter) {
+        case 'y':
+            return ViewerCaptureAccess::granted;
+        case 'd':
+            return ViewerCaptureAccess::declined;
+        case 'm':
+            return ViewerCaptureAccess::portalMissing;
+        case 'b':
+            return ViewerCaptureAccess::portalWithoutScreens;
+        case 's':
+            return ViewerCaptureAccess::portalSilent;
+        case 'w':
+            return ViewerCaptureAccess::noWholeScreen;
+        default:
+            return ViewerCaptureAccess::requestable;
+    }
+}
+
 /// The capture service as it is, but for the permission, whose answers are given: one letter each,
-/// "y" or "n", the last one for every further look. A request is told on standard output.
+/// the last one for every further look. A request is told on standard output, and its answer is "y"
+/// or "n", or never comes.
 class ScriptedPermission final : public ViewerScreenCapture {
   public:
     ScriptedPermission(const ViewerPlatformServices& services, std::string looks,
@@ -26,15 +47,24 @@ class ScriptedPermission final : public ViewerScreenCapture {
           request_(std::move(request)) {}
 
     void lookAtAccess(AccessCompletion completion) override {
-        const bool isGranted = looks_.front() == 'y';
+        const char look = looks_.front();
         if (looks_.size() > 1) {
             looks_.erase(0, 1);
         }
-        completion(isGranted ? ViewerCaptureAccess::granted : ViewerCaptureAccess::requestable);
+        completion(accessOf(look));
     }
     void requestAccess(RequestCompletion completion) override {
         shell_->printLine("request");
-        completion(request_ == "y");
+        if (request_ == "never") {
+            pending_ = std::move(completion);
+        } else {
+            completion(request_ == "y");
+        }
+    }
+    void withdrawRequest() override {
+        if (pending_) {
+            shell_->printLine("withdraw");
+        }
     }
 
     bool preflightAccess() override { return capture_->preflightAccess(); }
@@ -54,10 +84,11 @@ class ScriptedPermission final : public ViewerScreenCapture {
     const std::shared_ptr<ViewerApplicationShell> shell_;
     std::string looks_;
     const std::string request_;
+    RequestCompletion pending_;
 };
 
-/// The presenter as it is, but for the wording, which is given, and the system's pages, which are
-/// told on standard output.
+/// The presenter as it is, but for the wording, which may be that of a Mac, and the system's pages,
+/// which are told on standard output.
 class ScriptedWording final : public ViewerAlertPresenter {
   public:
     ScriptedWording(const ViewerPlatformServices& services, std::string wording)
@@ -65,7 +96,7 @@ class ScriptedWording final : public ViewerAlertPresenter {
 
     void openPage(std::string_view url) override { shell_->printLine("open " + std::string(url)); }
     ViewerAlertWording wording() override {
-        return wording_ == "mac" ? ViewerAlertWording::mac : ViewerAlertWording::linuxDesktop;
+        return wording_ == "mac" ? ViewerAlertWording::mac : alerts_->wording();
     }
 
     void show(ViewerAlert alert, Completion completion) override {
