@@ -8,8 +8,9 @@ namespace velmora {
 
 enum class ViewerAlertStyle { warning, informational, critical };
 
-/// Whose words an alert uses: those for someone at a Mac, or at a Linux machine.
-enum class ViewerAlertWording { mac, linuxDesktop };
+/// Whose words an alert uses: those for someone at a Mac, or at a Linux machine, with the names of
+/// that machine's desktop where it is one that the host knows.
+enum class ViewerAlertWording { mac, linuxDesktop, gnome, kde, wlroots, hyprland };
 
 /// What a modal alert shows. A plain value; any thread.
 struct ViewerAlert final {

@@ -48,11 +48,12 @@ constexpr WordedText consentText{
         {
             .english = "Viewer Host sends reduced JPEG previews of this computer's physical "
                        "displays to Velmora operators on the local network. Capture starts only "
-                       "when a frame is requested. The system will now show its request for "
-                       "access to the screen.",
+                       "when a frame is requested. Your desktop will now ask you which screens to "
+                       "share: choose whole screens.",
             .russian = "Viewer Host передаёт уменьшенные JPEG-превью физических дисплеев этого "
                        "компьютера операторам Velmora в локальной сети. Захват начинается только "
-                       "после запроса кадра. Сейчас система покажет запрос на доступ к экрану.",
+                       "после запроса кадра. Сейчас рабочий стол сам спросит, какие экраны "
+                       "показывать: выберите экраны целиком.",
         },
 };
 
@@ -77,12 +78,12 @@ constexpr WordedText permissionMissingText{
         },
     .linuxDesktop =
         {
-            .english = "Allow Velmora Viewer Host to share this computer's screen when the "
-                       "system asks for permission, then choose Connection → Enable Viewer Host "
-                       "in Velmora again.",
-            .russian = "Разрешите Velmora Viewer Host показывать экран этого компьютера, когда "
-                       "система запросит разрешение, затем снова выберите Connection → Enable "
-                       "Viewer Host в Velmora.",
+            .english = "Start Viewer Host again, or choose Connection → Enable Viewer Host in "
+                       "Velmora again. When your desktop asks which screens to share, choose "
+                       "them and then Share.",
+            .russian = "Запустите Viewer Host заново или снова выберите Connection → Enable "
+                       "Viewer Host в Velmora. Когда рабочий стол спросит, какие экраны "
+                       "показывать, выберите их и разрешите показ.",
         },
 };
 
@@ -103,8 +104,12 @@ constexpr Text remoteDisplayText{
 };
 
 constexpr Text waylandSessionText{
-    .english = "This is a Wayland session. Viewer Host needs an X11 (Xorg) session.",
-    .russian = "Это сеанс Wayland. Viewer Host работает в сеансе X11 (Xorg).",
+    .english =
+        "This is a Wayland session, but its compositor does not answer. Start Viewer Host "
+        "in that session.",
+    .russian =
+        "Это сеанс Wayland, но его композитор не отвечает. Запустите Viewer Host в этом "
+        "сеансе.",
 };
 
 constexpr Text noAnswerText{
@@ -112,15 +117,80 @@ constexpr Text noAnswerText{
     .russian = "X-сервер не отвечает.",
 };
 
+constexpr Text noWholeScreenText{
+    .english =
+        "What you shared has no whole screen in it. Start Viewer Host again and, when your "
+        "desktop asks, choose whole screens: no window and no part of a screen.",
+    .russian =
+        "Среди того, что вы разрешили показывать, нет целого экрана. Запустите Viewer Host "
+        "заново и, когда рабочий стол спросит, выберите экраны целиком, а не окно и не "
+        "часть экрана.",
+};
+
+// The same where the service that asks is at fault. In place of `packageMark` stands the package
+// of the user's desktop.
+
+constexpr std::string_view packageMark = "%";
+
+constexpr Text portalMissingText{
+    .english =
+        "The desktop portal, which asks you which screens to share, is missing. Install "
+        "xdg-desktop-portal and %, log in again and start Viewer Host.",
+    .russian =
+        "Портал рабочего стола, который спрашивает, какие экраны показывать, отсутствует. "
+        "Установите xdg-desktop-portal и %, войдите в систему снова и запустите Viewer "
+        "Host.",
+};
+
+constexpr Text portalWithoutScreensText{
+    .english =
+        "The desktop portal cannot share screens. Install %. If it is installed, restart "
+        "the portal (systemctl --user restart xdg-desktop-portal) or log in again. Then "
+        "start Viewer Host.",
+    .russian =
+        "Портал рабочего стола не умеет показывать экраны. Установите %. Если он установлен, "
+        "перезапустите портал (systemctl --user restart xdg-desktop-portal) или войдите в "
+        "систему снова. Затем запустите Viewer Host.",
+};
+
+constexpr Text portalSilentText{
+    .english =
+        "The desktop portal does not answer. Restart it (systemctl --user restart "
+        "xdg-desktop-portal) or log in again, then start Viewer Host. It needs %.",
+    .russian =
+        "Портал рабочего стола не отвечает. Перезапустите его (systemctl --user restart "
+        "xdg-desktop-portal) или войдите в систему снова, затем запустите Viewer Host. "
+        "Порталу нужен %.",
+};
+
+constexpr Text unknownPackage{
+    .english = "the package xdg-desktop-portal-… of your desktop",
+    .russian = "пакет xdg-desktop-portal-… вашего рабочего стола",
+};
+
+/// The package with what the desktop's portal shows screens with.
+std::string packageOf(ViewerAlertWording wording, bool isRussian) {
+    switch (wording) {
+        case ViewerAlertWording::gnome:
+            return "xdg-desktop-portal-gnome";
+        case ViewerAlertWording::kde:
+            return "xdg-desktop-portal-kde";
+        case ViewerAlertWording::wlroots:
+            return "xdg-desktop-portal-wlr";
+        case ViewerAlertWording::hyprland:
+            return "xdg-desktop-portal-hyprland";
+        case ViewerAlertWording::mac:
+        case ViewerAlertWording::linuxDesktop:
+            break;
+    }
+    return unknownPackage.in(isRussian);
+}
+
 const Text& missingText(ViewerCaptureAccess access, ViewerAlertWording wording) {
     switch (access) {
         case ViewerCaptureAccess::granted:
         case ViewerCaptureAccess::requestable:
         case ViewerCaptureAccess::declined:
-        case ViewerCaptureAccess::portalMissing:
-        case ViewerCaptureAccess::portalWithoutScreens:
-        case ViewerCaptureAccess::portalSilent:
-        case ViewerCaptureAccess::noWholeScreen:
             break;
         case ViewerCaptureAccess::sessionRefuses:
             return sessionRefusesText;
@@ -130,6 +200,14 @@ const Text& missingText(ViewerCaptureAccess access, ViewerAlertWording wording) 
             return waylandSessionText;
         case ViewerCaptureAccess::noAnswer:
             return noAnswerText;
+        case ViewerCaptureAccess::portalMissing:
+            return portalMissingText;
+        case ViewerCaptureAccess::portalWithoutScreens:
+            return portalWithoutScreensText;
+        case ViewerCaptureAccess::portalSilent:
+            return portalSilentText;
+        case ViewerCaptureAccess::noWholeScreen:
+            return noWholeScreenText;
     }
     return permissionMissingText.in(wording);
 }
@@ -159,9 +237,13 @@ ViewerAlert ViewerAlertCatalogue::consent() const {
 }
 
 ViewerAlert ViewerAlertCatalogue::permissionMissing(ViewerCaptureAccess access) const {
+    std::string text = missingText(access, wording_).in(isRussian_);
+    if (const std::size_t mark = text.find(packageMark); mark != std::string::npos) {
+        text.replace(mark, packageMark.size(), packageOf(wording_, isRussian_));
+    }
     ViewerAlert alert{ViewerAlertStyle::warning,
                       permissionMissingTitle.in(isRussian_),
-                      missingText(access, wording_).in(isRussian_),
+                      std::move(text),
                       {closeButton.in(isRussian_)}};
     if (wording_ == ViewerAlertWording::mac) {
         alert.buttons.insert(alert.buttons.begin(), openSettingsButton.in(isRussian_));

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/ViewerLineOutput.h"
+#include "app/linux/ViewerDesktop.h"
 #include "app/linux/ViewerLocale.h"
 #include "core/runtime/ViewerCheck.h"
 
@@ -80,7 +81,7 @@ void ViewerProcessAlertPresenter::bringToFront() {}
 void ViewerProcessAlertPresenter::openPage(std::string_view) {}
 
 ViewerAlertWording ViewerProcessAlertPresenter::wording() {
-    return ViewerAlertWording::linuxDesktop;
+    return ViewerDesktop::wording();
 }
 
 std::optional<std::string> ViewerProcessAlertPresenter::languageCode() {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <utility>
@@ -13,6 +14,9 @@ namespace {
 
 using Access = ViewerCaptureAccess;
 using Wording = ViewerAlertWording;
+
+constexpr std::array linuxWordings{Wording::linuxDesktop, Wording::gnome, Wording::kde,
+                                   Wording::wlroots, Wording::hyprland};
 
 ViewerAlert informational(const char* title, const char* text, std::vector<std::string> buttons) {
     return {ViewerAlertStyle::informational, title, text, std::move(buttons)};
@@ -49,7 +53,8 @@ TEST(ViewerAlertCatalogue, TheConsentAlertOfALinuxMachineInEnglish) {
                   "Allow Viewer Host to Share Displays?",
                   "Viewer Host sends reduced JPEG previews of this computer's physical displays to "
                   "Velmora operators on the local network. Capture starts only when a frame is "
-                  "requested. The system will now show its request for access to the screen.",
+                  "requested. Your desktop will now ask you which screens to share: choose whole "
+                  "screens.",
                   {"Continue", "Cancel"}));
 }
 
@@ -59,7 +64,8 @@ TEST(ViewerAlertCatalogue, TheConsentAlertOfALinuxMachineInRussian) {
                   "Разрешить Viewer Host показывать дисплеи?",
                   "Viewer Host передаёт уменьшенные JPEG-превью физических дисплеев этого "
                   "компьютера операторам Velmora в локальной сети. Захват начинается только после "
-                  "запроса кадра. Сейчас система покажет запрос на доступ к экрану.",
+                  "запроса кадра. Сейчас рабочий стол сам спросит, какие экраны показывать: "
+                  "выберите экраны целиком.",
                   {"Продолжить", "Отмена"}));
 }
 
@@ -84,8 +90,8 @@ TEST(ViewerAlertCatalogue, ThePermissionMissingAlertOfALinuxMachineInEnglish) {
     EXPECT_EQ(
         ViewerAlertCatalogue("en", Wording::linuxDesktop).permissionMissing(Access::requestable),
         warning("Viewer Host Does Not Have Screen Recording Access",
-                "Allow Velmora Viewer Host to share this computer's screen when the system asks "
-                "for permission, then choose Connection → Enable Viewer Host in Velmora again.",
+                "Start Viewer Host again, or choose Connection → Enable Viewer Host in Velmora "
+                "again. When your desktop asks which screens to share, choose them and then Share.",
                 {"Close"}));
 }
 
@@ -94,8 +100,9 @@ TEST(ViewerAlertCatalogue, ThePermissionMissingAlertOfALinuxMachineInRussian) {
         ViewerAlertCatalogue("ru", Wording::linuxDesktop).permissionMissing(Access::requestable),
         warning(
             "Viewer Host не получил доступ к записи экрана",
-            "Разрешите Velmora Viewer Host показывать экран этого компьютера, когда система "
-            "запросит разрешение, затем снова выберите Connection → Enable Viewer Host в Velmora.",
+            "Запустите Viewer Host заново или снова выберите Connection → Enable Viewer Host в "
+            "Velmora. Когда рабочий стол спросит, какие экраны показывать, выберите их и разрешите "
+            "показ.",
             {"Закрыть"}));
 }
 
@@ -120,9 +127,89 @@ TEST(ViewerAlertCatalogue, ThePermissionMissingAlertTellsTheReasonWhereNobodyCan
                  "Дисплей из DISPLAY подключён по сети. Viewer Host показывает только дисплеи "
                  "этого компьютера.");
     expectReason(Access::waylandSession,
-                 "This is a Wayland session. Viewer Host needs an X11 (Xorg) session.",
-                 "Это сеанс Wayland. Viewer Host работает в сеансе X11 (Xorg).");
+                 "This is a Wayland session, but its compositor does not answer. Start Viewer Host "
+                 "in that session.",
+                 "Это сеанс Wayland, но его композитор не отвечает. Запустите Viewer Host в этом "
+                 "сеансе.");
     expectReason(Access::noAnswer, "The X server did not answer.", "X-сервер не отвечает.");
+}
+
+TEST(ViewerAlertCatalogue, WhatThePersonDeclinedIsNoOtherAlertThanAMissingGrant) {
+    for (const Wording wording : linuxWordings) {
+        const ViewerAlertCatalogue catalogue("en", wording);
+        EXPECT_EQ(catalogue.permissionMissing(Access::declined),
+                  ViewerAlertCatalogue("en", Wording::linuxDesktop)
+                      .permissionMissing(Access::requestable));
+    }
+}
+
+TEST(ViewerAlertCatalogue, ThePermissionMissingAlertSaysToChooseWholeScreens) {
+    expectReason(
+        Access::noWholeScreen,
+        "What you shared has no whole screen in it. Start Viewer Host again and, when your "
+        "desktop asks, choose whole screens: no window and no part of a screen.",
+        "Среди того, что вы разрешили показывать, нет целого экрана. Запустите Viewer "
+        "Host заново и, когда рабочий стол спросит, выберите экраны целиком, а не окно и "
+        "не часть экрана.");
+}
+
+std::string portalText(Access access, const char* language, Wording wording) {
+    return ViewerAlertCatalogue(language, wording).permissionMissing(access).informativeText;
+}
+
+TEST(ViewerAlertCatalogue, APortalThatIsMissingIsNamedByTheDesktop) {
+    EXPECT_EQ(portalText(Access::portalMissing, "en", Wording::gnome),
+              "The desktop portal, which asks you which screens to share, is missing. Install "
+              "xdg-desktop-portal and xdg-desktop-portal-gnome, log in again and start Viewer "
+              "Host.");
+    EXPECT_EQ(portalText(Access::portalMissing, "ru", Wording::gnome),
+              "Портал рабочего стола, который спрашивает, какие экраны показывать, отсутствует. "
+              "Установите xdg-desktop-portal и xdg-desktop-portal-gnome, войдите в систему снова и "
+              "запустите Viewer Host.");
+    EXPECT_EQ(portalText(Access::portalMissing, "en", Wording::linuxDesktop),
+              "The desktop portal, which asks you which screens to share, is missing. Install "
+              "xdg-desktop-portal and the package xdg-desktop-portal-… of your desktop, log in "
+              "again and start Viewer Host.");
+    EXPECT_EQ(portalText(Access::portalMissing, "ru", Wording::linuxDesktop),
+              "Портал рабочего стола, который спрашивает, какие экраны показывать, отсутствует. "
+              "Установите xdg-desktop-portal и пакет xdg-desktop-portal-… вашего рабочего стола, "
+              "войдите в систему снова и запустите Viewer Host.");
+}
+
+TEST(ViewerAlertCatalogue, APortalThatHasNoScreensOrIsSilentIsToBeInstalledOrRestarted) {
+    EXPECT_EQ(portalText(Access::portalWithoutScreens, "en", Wording::kde),
+              "The desktop portal cannot share screens. Install xdg-desktop-portal-kde. If it is "
+              "installed, restart the portal (systemctl --user restart xdg-desktop-portal) or log "
+              "in again. Then start Viewer Host.");
+    EXPECT_EQ(portalText(Access::portalWithoutScreens, "ru", Wording::kde),
+              "Портал рабочего стола не умеет показывать экраны. Установите "
+              "xdg-desktop-portal-kde. Если он установлен, перезапустите портал (systemctl --user "
+              "restart xdg-desktop-portal) или войдите в систему снова. Затем запустите Viewer "
+              "Host.");
+    EXPECT_EQ(portalText(Access::portalSilent, "en", Wording::kde),
+              "The desktop portal does not answer. Restart it (systemctl --user restart "
+              "xdg-desktop-portal) or log in again, then start Viewer Host. It needs "
+              "xdg-desktop-portal-kde.");
+    EXPECT_EQ(portalText(Access::portalSilent, "ru", Wording::kde),
+              "Портал рабочего стола не отвечает. Перезапустите его (systemctl --user restart "
+              "xdg-desktop-portal) или войдите в систему снова, затем запустите Viewer Host. "
+              "Порталу нужен xdg-desktop-portal-kde.");
+}
+
+TEST(ViewerAlertCatalogue, EachKnownDesktopHasAPackageOfItsOwn) {
+    for (const auto& [wording, package] :
+         {std::pair(Wording::gnome, "xdg-desktop-portal-gnome"),
+          std::pair(Wording::kde, "xdg-desktop-portal-kde"),
+          std::pair(Wording::wlroots, "xdg-desktop-portal-wlr"),
+          std::pair(Wording::hyprland, "xdg-desktop-portal-hyprland")}) {
+        for (const char* const language : {"en", "ru"}) {
+            for (const Access access :
+                 {Access::portalMissing, Access::portalWithoutScreens, Access::portalSilent}) {
+                EXPECT_NE(portalText(access, language, wording).find(package), std::string::npos)
+                    << portalText(access, language, wording);
+            }
+        }
+    }
 }
 
 TEST(ViewerAlertCatalogue, TheDidNotStartAlertTellsTheReasonAsItIsInBothLanguages) {
@@ -165,14 +252,16 @@ TEST(ViewerAlertCatalogue, WithoutALanguageTheAlertsAreInEnglish) {
 }
 
 TEST(ViewerAlertCatalogue, NothingSpeaksOfAMacToSomeoneAtALinuxMachine) {
-    for (const char* const code : {"en", "ru"}) {
-        const ViewerAlertCatalogue alerts(code, Wording::linuxDesktop);
-        for (const ViewerAlert& alert :
-             {alerts.consent(), alerts.permissionMissing(Access::requestable)}) {
-            for (const char* const word : {"Mac", "macOS", "System Settings", "Системн"}) {
-                EXPECT_EQ(alert.title.find(word), std::string::npos) << alert.title;
-                EXPECT_EQ(alert.informativeText.find(word), std::string::npos)
-                    << alert.informativeText;
+    for (const Wording wording : linuxWordings) {
+        for (const char* const code : {"en", "ru"}) {
+            const ViewerAlertCatalogue alerts(code, wording);
+            for (const ViewerAlert& alert :
+                 {alerts.consent(), alerts.permissionMissing(Access::requestable)}) {
+                for (const char* const word : {"Mac", "macOS", "System Settings", "Системн"}) {
+                    EXPECT_EQ(alert.title.find(word), std::string::npos) << alert.title;
+                    EXPECT_EQ(alert.informativeText.find(word), std::string::npos)
+                        << alert.informativeText;
+                }
             }
         }
     }

@@ -110,18 +110,29 @@ TEST_F(ViewerPermissionGateTest, WhereNobodyCanBeAskedTheReasonIsToldAtOnce) {
 }
 
 TEST_F(ViewerPermissionGateTest, AReasonThatOnlyTheSecondLookFindsIsTheOneThatIsTold) {
-    capture_->seenAccess.reset();
-    alerts_->presses = {0, 1};
-    const Answer answer = askGate();
-    capture_->answerLooks(ViewerCaptureAccess::requestable);
-    world_.settle();
-    capture_->answerLooks(ViewerCaptureAccess::sessionRefuses);
-    world_.settle();
+    for (const auto reason :
+         {ViewerCaptureAccess::sessionRefuses, ViewerCaptureAccess::declined,
+          ViewerCaptureAccess::portalMissing, ViewerCaptureAccess::portalWithoutScreens,
+          ViewerCaptureAccess::portalSilent, ViewerCaptureAccess::noWholeScreen}) {
+        calls_->clear();
+        const auto alerts = std::make_shared<ScriptedAlertPresenter>(calls_);
+        alerts->presses = {0, 0};
+        alerts->givenWording = ViewerAlertWording::kde;
+        capture_->seenAccess.reset();
+        const auto answer = std::make_shared<std::optional<bool>>();
+        const auto task = std::make_shared<ViewerTaskHandle>(world_.mainExecutor());
+        task->start(ask(capture_, alerts, borrowedClock(world_), task, answer));
+        world_.settle();
+        capture_->answerLooks(ViewerCaptureAccess::requestable);
+        world_.settle();
+        capture_->answerLooks(reason);
+        world_.settle();
 
-    EXPECT_EQ(*answer, false);
-    const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::mac);
-    EXPECT_EQ(alerts_->shown().back(),
-              catalogue.permissionMissing(ViewerCaptureAccess::sessionRefuses));
+        EXPECT_EQ(*answer, false);
+        EXPECT_THAT(*calls_, ElementsAre("look", "front", consent, "request", "look", missing));
+        const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::kde);
+        EXPECT_EQ(alerts->shown().back(), catalogue.permissionMissing(reason));
+    }
 }
 
 TEST_F(ViewerPermissionGateTest, CancelEndsItBeforeTheSystemIsAsked) {

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <string>
+#include <utility>
 
+#include "core/capture/ViewerCaptureAccess.h"
 #include "tests/acceptance/alerts/AlertTest.h"
 #include "tests/support/desktop/HeadlessCompositor.h"
 #include "tests/support/system/PortSquatter.h"
@@ -32,11 +35,10 @@ TEST_P(AlertButtons, ADisplayOfTheNetworkIsToldOfAndTheButtonEndsTheHost) {
     expectEnd();
 }
 
-TEST_P(AlertButtons, AWaylandSessionIsToldOfAndTheButtonEndsTheHost) {
-    const HeadlessCompositor compositor;
+TEST_P(AlertButtons, AnXwaylandWhoseCompositorCannotBeReachedIsToldOfAndTheButtonEndsTheHost) {
+    const HeadlessCompositor compositor(HeadlessCompositor::X11::xwayland);
     HostLaunch launched = withPermission();
-    launched.environment.erase("DISPLAY");
-    launched.environment["WAYLAND_DISPLAY"] = compositor.displayName();
+    launched.environment["DISPLAY"] = compositor.xwaylandName();
     launch(launched);
     press(catalogue_.permissionMissing(ViewerCaptureAccess::waylandSession), 0);
 
@@ -47,6 +49,7 @@ TEST_P(AlertButtons, AnXServerThatDoesNotAnswerIsToldOfAndTheButtonEndsTheHost) 
     const HeadlessCompositor compositor;
     server_.freeze();
     HostLaunch launched = withPermission();
+    launched.environment["XDG_SESSION_TYPE"] = "x11";
     launched.environment["WAYLAND_DISPLAY"] = compositor.displayName();
     launch(launched);
     press(catalogue_.permissionMissing(ViewerCaptureAccess::noAnswer), 0);
@@ -68,6 +71,26 @@ TEST_P(AlertButtons, ContinueWithoutAGrantLeadsToTheSecondAlertWhoseButtonEndsTh
     press(catalogue_.permissionMissing(ViewerCaptureAccess::requestable), 0);
 
     expectEnd("request\n");
+}
+
+/// What the desktop's own request may come to, by its letter.
+constexpr std::array reasons{std::pair("nd", ViewerCaptureAccess::declined),
+                             std::pair("nm", ViewerCaptureAccess::portalMissing),
+                             std::pair("nb", ViewerCaptureAccess::portalWithoutScreens),
+                             std::pair("ns", ViewerCaptureAccess::portalSilent),
+                             std::pair("nw", ViewerCaptureAccess::noWholeScreen)};
+
+TEST_P(AlertButtons, WhatBecameOfTheRequestIsToldInTheWordsOfTheDesktop) {
+    const ViewerAlertCatalogue ofKDE(language_, ViewerAlertWording::kde);
+    for (const auto& [looks, reason] : reasons) {
+        HostLaunch launched = scripted(looks, "n", "linux");
+        launched.environment["XDG_CURRENT_DESKTOP"] = "other:KDE";
+        launch(launched);
+        press(ofKDE.consent(), 0);
+        press(ofKDE.permissionMissing(reason), 0);
+
+        expectEnd("request\n");
+    }
 }
 
 TEST_P(AlertButtons, ATakenPortIsToldOfAndOKEndsTheHost) {

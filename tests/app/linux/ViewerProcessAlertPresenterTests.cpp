@@ -230,7 +230,10 @@ TEST_F(ViewerProcessAlertPresenterTest, InAGraphicalSessionWritesNothingToTheTer
 TEST_F(ViewerProcessAlertPresenterTest, SpeaksAsTheEnvironmentSaysAndOfNoMac) {
     environment_.set("LC_ALL", "ru_RU.UTF-8");
     EXPECT_EQ(alerts_.languageCode(), "ru");
+    environment_.set("XDG_CURRENT_DESKTOP", std::nullopt);
     EXPECT_EQ(alerts_.wording(), ViewerAlertWording::linuxDesktop);
+    environment_.set("XDG_CURRENT_DESKTOP", "GNOME");
+    EXPECT_EQ(alerts_.wording(), ViewerAlertWording::gnome);
 }
 
 }  // namespace
