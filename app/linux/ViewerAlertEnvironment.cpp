@@ -3,7 +3,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 namespace velmora {
@@ -16,20 +18,35 @@ bool isSet(const char* name) {
     return value != nullptr && *value != '\0';
 }
 
-}  // namespace
-
-bool ViewerAlertEnvironment::hasGraphicalSession() {
-    return isSet("WAYLAND_DISPLAY") || isSet("DISPLAY");
+/// The beginning of a variable, up to its value.
+std::string_view nameOf(const std::string& variable) {
+    return std::string_view(variable).substr(0, variable.find('=') + 1);
 }
 
-ViewerAlertEnvironment::ViewerAlertEnvironment() {
+bool isSetIn(const std::string& name, const ViewerAlertEnvironment::Variables& own) {
+    const std::string beginning = name + "=";
+    const auto found = std::ranges::find(own, beginning, nameOf);
+    return found == own.end() ? isSet(name.c_str()) : *found != beginning;
+}
+
+}  // namespace
+
+bool ViewerAlertEnvironment::hasGraphicalSession(const Variables& own) {
+    return isSetIn("WAYLAND_DISPLAY", own) || isSetIn("DISPLAY", own);
+}
+
+ViewerAlertEnvironment::ViewerAlertEnvironment(const Variables& own) {
     for (char** variable = environ; *variable != nullptr; ++variable) {
         variables_.emplace_back(*variable);
     }
+    for (const std::string& variable : own) {
+        remove(nameOf(variable));
+        variables_.push_back(variable);
+    }
     // A session manager would start the program again at the next login.
-    remove("SESSION_MANAGER");
+    remove("SESSION_MANAGER=");
     // A socket that a compositor left to the host is not passed on.
-    remove("WAYLAND_SOCKET");
+    remove("WAYLAND_SOCKET=");
     if (!isSet("XDG_RUNTIME_DIR")) {
         makePrivateFolder();
     }
@@ -57,12 +74,12 @@ void ViewerAlertEnvironment::makePrivateFolder() {
 }
 
 void ViewerAlertEnvironment::set(const std::string& name, const std::string& value) {
-    remove(name);
+    remove(name + "=");
     variables_.push_back(name + "=" + value);
 }
 
-void ViewerAlertEnvironment::remove(const std::string& name) {
-    std::erase_if(variables_, [beginning = name + "="](const std::string& variable) {
+void ViewerAlertEnvironment::remove(std::string_view beginning) {
+    std::erase_if(variables_, [beginning](const std::string& variable) {
         return variable.starts_with(beginning);
     });
 }

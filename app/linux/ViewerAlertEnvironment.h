@@ -1,26 +1,32 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora {
 
-/// What the program that shows an alert finds around it: the host's own environment, less what
-/// would let it act beyond its window, plus what it would otherwise make for itself and leave
-/// behind. Owns the folder that it may have to make. Main thread only.
+/// What the program that shows an alert finds around it: the host's own environment, with what is
+/// different for that program, less what would let it act beyond its window, plus what it would
+/// otherwise make for itself and leave behind. Owns the folder that it may have to make. Main
+/// thread only.
 class ViewerAlertEnvironment final {
   public:
-    /// Whether the host's environment names a display to show anything on.
-    static bool hasGraphicalSession();
+    /// "NAME=value" each.
+    using Variables = std::vector<std::string>;
 
-    ViewerAlertEnvironment();
+    /// Whether the host's environment, with the variables of `own` in place of those that it has,
+    /// names a display to show anything on.
+    static bool hasGraphicalSession(const Variables& own);
+
+    /// The variables of `own` stand in place of those that the host's environment has.
+    explicit ViewerAlertEnvironment(const Variables& own = {});
     /// Removes the private folder.
     ~ViewerAlertEnvironment();
     ViewerAlertEnvironment(const ViewerAlertEnvironment&) = delete;
     ViewerAlertEnvironment& operator=(const ViewerAlertEnvironment&) = delete;
 
-    /// "NAME=value" each.
-    const std::vector<std::string>& variables() const { return variables_; }
+    const Variables& variables() const { return variables_; }
     /// In place of the session's runtime folder where there is none, for this user alone; else
     /// empty.
     const std::string& privateFolder() const { return privateFolder_; }
@@ -28,9 +34,10 @@ class ViewerAlertEnvironment final {
   private:
     void makePrivateFolder();
     void set(const std::string& name, const std::string& value);
-    void remove(const std::string& name);
+    /// The variables that begin so: a name and its sign of equality.
+    void remove(std::string_view beginning);
 
-    std::vector<std::string> variables_;
+    Variables variables_;
     std::string privateFolder_;
 };
 

@@ -102,10 +102,10 @@ std::filesystem::path ViewerAlertProcess::programOf(const std::filesystem::path&
     return std::filesystem::exists(beside, error) ? beside : folder / installedFolder / programName;
 }
 
-std::shared_ptr<ViewerAlertProcess> ViewerAlertProcess::start(boost::asio::io_context& loop,
-                                                              const std::filesystem::path& program,
-                                                              const ViewerAlert& alert) {
-    std::shared_ptr<ViewerAlertProcess> process(new ViewerAlertProcess(loop));
+std::shared_ptr<ViewerAlertProcess> ViewerAlertProcess::start(
+    boost::asio::io_context& loop, const std::filesystem::path& program, const ViewerAlert& alert,
+    const ViewerAlertEnvironment::Variables& variables) {
+    std::shared_ptr<ViewerAlertProcess> process(new ViewerAlertProcess(loop, variables));
     std::array<int, 2> sides{-1, -1};
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sides.data()) != 0) {
         return nullptr;

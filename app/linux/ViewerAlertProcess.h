@@ -27,11 +27,11 @@ class ViewerAlertProcess final : public std::enable_shared_from_this<ViewerAlert
     /// The one that belongs to `host`: beside it, or in the `libexec` folder of its installation.
     static std::filesystem::path programOf(const std::filesystem::path& host);
 
-    /// Starts `program`, which gets the alert through a socket that nobody else can open. Nothing
-    /// when it cannot be started.
-    static std::shared_ptr<ViewerAlertProcess> start(boost::asio::io_context& loop,
-                                                     const std::filesystem::path& program,
-                                                     const ViewerAlert& alert);
+    /// Starts `program`, which gets the alert through a socket that nobody else can open, and
+    /// `variables` in its environment. Nothing when it cannot be started.
+    static std::shared_ptr<ViewerAlertProcess> start(
+        boost::asio::io_context& loop, const std::filesystem::path& program,
+        const ViewerAlert& alert, const ViewerAlertEnvironment::Variables& variables = {});
     ~ViewerAlertProcess();
     ViewerAlertProcess(const ViewerAlertProcess&) = delete;
     ViewerAlertProcess& operator=(const ViewerAlertProcess&) = delete;
@@ -40,7 +40,9 @@ class ViewerAlertProcess final : public std::enable_shared_from_this<ViewerAlert
     void awaitEnd(Completion completion);
 
   private:
-    explicit ViewerAlertProcess(boost::asio::io_context& loop) : end_(loop) {}
+    ViewerAlertProcess(boost::asio::io_context& loop,
+                       const ViewerAlertEnvironment::Variables& variables)
+        : environment_(variables), end_(loop) {}
 
     bool send(const ViewerAlert& alert);
     bool spawn(const std::filesystem::path& program, int programsSide);

@@ -43,6 +43,7 @@ ViewerPlatformServices makePlatformServices() {
     services.clock = std::make_shared<ViewerBoottimeClock>(*loop);
     services.transport = makeTransport(services.clock);
     services.capture = makeScreenCapture(services.executors->mainExecutor(), services.clock);
+    alerts->showIn([capture = services.capture] { return capture->sessionVariables(); });
     return services;
 }
 

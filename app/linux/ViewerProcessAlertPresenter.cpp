@@ -1,8 +1,12 @@
 #include "app/linux/ViewerProcessAlertPresenter.h"
 
 #include <fcntl.h>
+#include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
 #include <utility>
 
 #include "app/ViewerLineOutput.h"
@@ -18,11 +22,27 @@ int keptTerminal() {
     return ::isatty(STDERR_FILENO) != 0 ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0) : -1;
 }
 
+/// Takes the desktop's activation token out of the environment, by both of its names.
+ViewerAlertEnvironment::Variables takenActivation() {
+    ViewerAlertEnvironment::Variables taken;
+    for (const std::string name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the process has one thread yet.
+        if (const char* const value = ::getenv(name.c_str())) {
+            taken.push_back(name + "=" + value);
+            ::unsetenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
+        }
+    }
+    return taken;
+}
+
 }  // namespace
 
 ViewerProcessAlertPresenter::ViewerProcessAlertPresenter(
     std::shared_ptr<boost::asio::io_context> loop, std::filesystem::path program)
-    : loop_(std::move(loop)), program_(std::move(program)), terminal_(keptTerminal()) {}
+    : loop_(std::move(loop)),
+      program_(std::move(program)),
+      terminal_(keptTerminal()),
+      activation_(takenActivation()) {}
 
 ViewerProcessAlertPresenter::~ViewerProcessAlertPresenter() {
     ::close(terminal_);
@@ -30,8 +50,10 @@ ViewerProcessAlertPresenter::~ViewerProcessAlertPresenter() {
 
 void ViewerProcessAlertPresenter::show(ViewerAlert alert, Completion completion) {
     viewerCheck(!alert_, "a modal alert is the only one");
-    if (ViewerAlertEnvironment::hasGraphicalSession()) {
-        alert_ = ViewerAlertProcess::start(*loop_, program_, alert);
+    auto variables = session_ ? session_() : ViewerAlertEnvironment::Variables();
+    if (ViewerAlertEnvironment::hasGraphicalSession(variables)) {
+        std::ranges::move(std::exchange(activation_, {}), std::back_inserter(variables));
+        alert_ = ViewerAlertProcess::start(*loop_, program_, alert, variables);
     }
     if (!alert_) {
         tellTerminal(alert);

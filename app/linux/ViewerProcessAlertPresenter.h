@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "app/ViewerAlertPresenter.h"
 #include "app/linux/ViewerAlertProcess.h"
@@ -11,9 +12,13 @@
 namespace velmora {
 
 /// Shows each alert by a program in a process of its own. Made before anything connects to an X
-/// server; main thread only.
+/// server, and before the process has a second thread, since it takes something out of the
+/// environment; main thread only.
 class ViewerProcessAlertPresenter final : public ViewerAlertPresenter {
   public:
+    /// Yields variables for the environment of the program that shows an alert.
+    using Session = std::function<ViewerAlertEnvironment::Variables()>;
+
     /// `program` shows the alerts; `loop` is the main thread's.
     explicit ViewerProcessAlertPresenter(
         std::shared_ptr<boost::asio::io_context> loop,
@@ -21,6 +26,9 @@ class ViewerProcessAlertPresenter final : public ViewerAlertPresenter {
     ~ViewerProcessAlertPresenter() override;
     ViewerProcessAlertPresenter(const ViewerProcessAlertPresenter&) = delete;
     ViewerProcessAlertPresenter& operator=(const ViewerProcessAlertPresenter&) = delete;
+
+    /// The session that the alerts are shown in; until then it is that of the environment.
+    void showIn(Session session) { session_ = std::move(session); }
 
     /// Where the alert cannot be shown the texts go to standard error if that is a terminal, and
     /// nobody is asked.
@@ -46,6 +54,10 @@ class ViewerProcessAlertPresenter final : public ViewerAlertPresenter {
     /// Standard error as it was at the start, if that is a terminal; else -1. The descriptor of
     /// that number leads nowhere while a connection to the X server is made.
     const int terminal_;
+    /// What the desktop gave to the host whose user has just started it, so that a window may come
+    /// to the front: good for one, and no business of anybody else's.
+    ViewerAlertEnvironment::Variables activation_;
+    Session session_;
     /// Both are there while an alert shows.
     std::shared_ptr<ViewerAlertProcess> alert_;
     Completion completion_;

@@ -16,6 +16,7 @@
 
 #include "app/linux/ViewerAlertMessage.h"
 #include "app/linux/alert/ViewerAlertDialog.h"
+#include "app/linux/alert/ViewerWindowActivation.h"
 
 namespace velmora {
 
@@ -96,22 +97,31 @@ bool isFocusUnmanaged(const QApplication& application) {
     return manager != nullptr && manager->value_len == 0;
 }
 
+/// Whether the desktop gave a token for what its user has just started, by either of its names: the
+/// toolkit looks for the older one on X11 alone, where it is at home, and takes away what it finds.
+bool hasActivationToken() {
+    constexpr const char* name = "XDG_ACTIVATION_TOKEN";
+    const QByteArray older = qgetenv("DESKTOP_STARTUP_ID");
+    if (qEnvironmentVariableIsEmpty(name) && !older.isEmpty()) {
+        qputenv(name, older);
+    }
+    return !qEnvironmentVariableIsEmpty(name);
+}
+
 int showAlert(int argumentCount, char** arguments, const ViewerAlert& alert) {
     qInstallMessageHandler(dropToolkitMessage);
     // Not what the session's type says: it is often missing. What cannot be had is passed over.
     qputenv("QT_QPA_PLATFORM",
             qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ? "xcb" : "wayland;xcb");
-    // The desktop's token for what its user has just started. The toolkit takes it away.
-    const bool isStartedByUser = !qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN") ||
-                                 !qEnvironmentVariableIsEmpty("DESKTOP_STARTUP_ID");
+    const bool isStartedByUser = hasActivationToken();
     const QApplication application(argumentCount, arguments);
-    QGuiApplication::setDesktopFileName(QStringLiteral("com.quilmer.velmora.viewer-host"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.quilmer.velmora.viewer_host"));
     ViewerAlertDialog dialog(alert);
     // No modal one: some window managers give those the focus whatever their user is doing.
     dialog.show();
     dialog.raise();
     if (isStartedByUser || isFocusUnmanaged(application)) {
-        dialog.activateWindow();
+        ViewerWindowActivation::ofWindow(dialog);
     }
     // A window manager that leaves the focus where it is tells its user of the window instead.
     QApplication::alert(&dialog);

@@ -1,15 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <fstream>
 #include <string>
 
 #include "app/ViewerAlertCatalogue.h"
 #include "tests/acceptance/alerts/AlertWindowTest.h"
 #include "tests/support/desktop/HeadlessCompositor.h"
+#include "tests/support/desktop/WaylandRelay.h"
+#include "tests/support/host/HostTest.h"
 
 namespace velmora {
 
 namespace {
+
+using Access = ViewerCaptureAccess;
 
 /// The windows of alerts on a Wayland compositor, where there is no X11.
 class AlertOnWayland : public AlertWindowTest {
@@ -22,10 +27,13 @@ class AlertOnWayland : public AlertWindowTest {
 class AlertOnWaylandIn : public AlertOnWayland, public testing::WithParamInterface<const char*> {};
 
 TEST_P(AlertOnWaylandIn, EachButtonOfEachAlertIsPressedByItsName) {
-    const ViewerAlertCatalogue catalogue(GetParam(), ViewerAlertWording::linuxDesktop);
+    const ViewerAlertCatalogue catalogue(GetParam(), ViewerAlertWording::gnome);
     for (const ViewerAlert& alert :
-         {catalogue.consent(), catalogue.permissionMissing(ViewerCaptureAccess::requestable),
-          catalogue.didNotStart("Reason")}) {
+         {catalogue.consent(), catalogue.permissionMissing(Access::requestable),
+          catalogue.permissionMissing(Access::portalMissing),
+          catalogue.permissionMissing(Access::portalWithoutScreens),
+          catalogue.permissionMissing(Access::portalSilent),
+          catalogue.permissionMissing(Access::noWholeScreen), catalogue.didNotStart("Reason")}) {
         for (std::size_t button = 0; button < alert.buttons.size(); ++button) {
             const SeenAlert seen = show(alert);
             EXPECT_TRUE(seen.shows(alert)) << seen;
@@ -41,6 +49,20 @@ TEST_F(AlertOnWayland, ACompositorThatDiesIsNotTheFirstButton) {
     show(twoButtons());
     compositor_.kill();
     EXPECT_EQ(answer(), std::nullopt);
+}
+
+TEST_F(AlertOnWayland, WhatItsUserHasJustStartedShowsTheCompositorTheDesktopsToken) {
+    WaylandRelay relay(compositor_.displayName());
+    environment_.set("WAYLAND_DISPLAY", relay.displayName());
+    for (const char* const name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        const std::string token = std::string("token-of-") + name;
+        environment_.set(name, token);
+        show(twoButtons());
+        EXPECT_TRUE(eventually([&] { return relay.hasHeard(token); })) << name;
+        environment_.set(name, std::nullopt);
+        session_.press("Second");
+        EXPECT_EQ(answer(), false);
+    }
 }
 
 }  // namespace

@@ -86,15 +86,28 @@ TEST_F(ViewerAlertEnvironmentTest, DoesWithoutAFolderWhereNoneCanBeMade) {
     EXPECT_THAT(environment.variables(), Each(Not(StartsWith("XDG_RUNTIME_DIR="))));
 }
 
+TEST_F(ViewerAlertEnvironmentTest, VariablesOfItsOwnStandInPlaceOfTheHosts) {
+    given_.set("WAYLAND_DISPLAY", "wayland-0");
+    given_.set("WAYLAND_DISPLAY_OTHER", "kept");
+    const ViewerAlertEnvironment environment({"WAYLAND_DISPLAY=", "VIEWER_TEST=a=b"});
+
+    EXPECT_THAT(
+        environment.variables(),
+        IsSupersetOf({"WAYLAND_DISPLAY=", "WAYLAND_DISPLAY_OTHER=kept", "VIEWER_TEST=a=b"}));
+    EXPECT_THAT(environment.variables(), Not(Contains("WAYLAND_DISPLAY=wayland-0")));
+}
+
 TEST_F(ViewerAlertEnvironmentTest, AGraphicalSessionNamesItsDisplay) {
     given_.set("WAYLAND_DISPLAY", "");
     given_.set("DISPLAY", std::nullopt);
-    EXPECT_FALSE(ViewerAlertEnvironment::hasGraphicalSession());
+    EXPECT_FALSE(ViewerAlertEnvironment::hasGraphicalSession({}));
+    EXPECT_TRUE(ViewerAlertEnvironment::hasGraphicalSession({"WAYLAND_DISPLAY=wayland-0"}));
     given_.set("DISPLAY", ":7");
-    EXPECT_TRUE(ViewerAlertEnvironment::hasGraphicalSession());
+    EXPECT_TRUE(ViewerAlertEnvironment::hasGraphicalSession({}));
     given_.set("DISPLAY", "");
     given_.set("WAYLAND_DISPLAY", "wayland-0");
-    EXPECT_TRUE(ViewerAlertEnvironment::hasGraphicalSession());
+    EXPECT_TRUE(ViewerAlertEnvironment::hasGraphicalSession({}));
+    EXPECT_FALSE(ViewerAlertEnvironment::hasGraphicalSession({"WAYLAND_DISPLAY="}));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -19,12 +20,19 @@
 #include <vector>
 
 #include "tests/support/system/BorrowedEnvironment.h"
+#include "tests/support/system/TemporaryFolder.h"
 
 namespace velmora {
 
 namespace {
 
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::Not;
 
 /// What the process writes to standard error meanwhile, which is a terminal or a pipe.
 class StandardError final {
@@ -225,6 +233,51 @@ TEST_F(ViewerProcessAlertPresenterTest, InAGraphicalSessionWritesNothingToTheTer
 
     EXPECT_THAT(events_, ElementsAre("not first"));
     EXPECT_EQ(terminal.read(), "");
+}
+
+/// The environment of an alert program that reports it.
+std::vector<std::string> environmentOf(ViewerProcessAlertPresenter& alerts,
+                                       boost::asio::io_context& loop) {
+    const TemporaryFolder folder;
+    const auto report = folder.path() / "report";
+    alerts.show(alert("environment", report), [](bool isFirst) { EXPECT_TRUE(isFirst); });
+    loop.restart();
+    loop.run();
+    std::vector<std::string> lines;
+    std::ifstream in(report);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, TheDesktopsTokenIsForTheFirstAlertAlone) {
+    environment_.set("XDG_ACTIVATION_TOKEN", "token-1");
+    environment_.set("DESKTOP_STARTUP_ID", "token-2");
+    ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
+
+    EXPECT_EQ(::getenv("XDG_ACTIVATION_TOKEN"), nullptr);
+    EXPECT_EQ(::getenv("DESKTOP_STARTUP_ID"), nullptr);
+    EXPECT_THAT(environmentOf(alerts, *loop_),
+                IsSupersetOf({"XDG_ACTIVATION_TOKEN=token-1", "DESKTOP_STARTUP_ID=token-2"}));
+    EXPECT_THAT(environmentOf(alerts, *loop_), Each(Not(HasSubstr("token-"))));
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, AnAlertIsShownInTheSessionAsItIsByThen) {
+    environment_.set("WAYLAND_DISPLAY", "wayland-0");
+    std::string display = "wayland-1";
+    alerts_.showIn([&] { return std::vector<std::string>{"WAYLAND_DISPLAY=" + display}; });
+    EXPECT_THAT(environmentOf(alerts_, *loop_), Contains("WAYLAND_DISPLAY=wayland-1"));
+    display = "";
+    EXPECT_THAT(environmentOf(alerts_, *loop_),
+                AllOf(Contains("WAYLAND_DISPLAY="), Not(Contains("WAYLAND_DISPLAY=wayland-0"))));
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, ASessionThatWasFoundIsAGraphicalOne) {
+    environment_.set("DISPLAY", std::nullopt);
+    environment_.set("WAYLAND_DISPLAY", std::nullopt);
+    alerts_.showIn([] { return std::vector<std::string>{"WAYLAND_DISPLAY=wayland-1"}; });
+    EXPECT_THAT(environmentOf(alerts_, *loop_), Contains("WAYLAND_DISPLAY=wayland-1"));
 }
 
 TEST_F(ViewerProcessAlertPresenterTest, SpeaksAsTheEnvironmentSaysAndOfNoMac) {

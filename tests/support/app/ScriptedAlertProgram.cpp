@@ -58,6 +58,13 @@ int act(const ViewerAlertMessage& message) {
         report(message.alert.informativeText);
         return ViewerAlertMessage::firstButtonStatus;
     }
+    if (what == "environment") {
+        std::ofstream out(message.alert.informativeText);
+        for (char** variable = environ; *variable != nullptr; ++variable) {
+            out << *variable << '\n';
+        }
+        return ViewerAlertMessage::firstButtonStatus;
+    }
     if (what == "hang") {
         std::ofstream(message.alert.informativeText) << ::getpid() << '\n';
         while (true) {
