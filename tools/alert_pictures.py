@@ -2,8 +2,8 @@
 """Makes the pictures of the alerts in docs/alerts from the built program.
 
 Usage: tools/alert_pictures.py [BUILD_FOLDER]. Runs the host on a virtual X server, once in each
-language: as the tests do where the system can be asked for the permission, where the server lets it
-show windows but not read the screen, and with its port taken.
+language: as the tests do where the system can be asked for the permission and what comes of that is
+given, where the server lets it show windows but not read the screen, and with its port taken.
 Needs: scripts/packages build demo test
 """
 import json
@@ -22,9 +22,15 @@ PICTURES = ROOT / "docs" / "alerts"
 BACKGROUND = "#23395b"
 MARGIN = 12
 PORT = 9090
-# The language, and the name of the button that ends the host, of the alerts that ask for consent, tell
-# what is missing, and tell why the server did not start.
-LANGUAGES = {"en": ("Cancel", "Close", "OK"), "ru": ("Отмена", "Закрыть", "OK")}
+# The language, and the names of the buttons that go on from and cancel the alert that asks for consent,
+# and of those that close the alerts that tell what is missing, and why the server did not start.
+LANGUAGES = {"en": ("Continue", "Cancel", "Close", "OK"),
+             "ru": ("Продолжить", "Отмена", "Закрыть", "OK")}
+# What may come of a desktop's own request: the picture's name, and the tests' letter for it.
+OUTCOMES = {"declined": "d", "no-whole-screen": "w", "portal-missing": "m",
+            "portal-without-screens": "b", "portal-silent": "s"}
+# Whose package the alerts name.
+DESKTOP = "sway"
 
 
 def screen(environment):
@@ -71,10 +77,13 @@ def take(name, button, environment):
     use("press", button, environment)
 
 
-def take_of(command, environment, language, authority, name, button):
-    """The picture of the only alert of that host."""
-    process = subprocess.Popen(command, env=dict(environment, LC_ALL=language, XAUTHORITY=authority))
+def take_of(command, environment, language, authority, name, button, before=None):
+    """The picture of the last alert of that host; with `before`, the button of the one before it."""
+    process = subprocess.Popen(command, env=dict(environment, LC_ALL=language, XAUTHORITY=authority),
+                               stdout=subprocess.DEVNULL)
     try:
+        if before:
+            use("press", before, environment)
         take(f"{name}-{language}", button, environment)
         if process.wait(10) != 0:
             raise RuntimeError("the host did not end in order")
@@ -84,14 +93,19 @@ def take_of(command, environment, language, authority, name, button):
 
 def take_all(folder_of_programs, folder, display):
     environment = dict(os.environ, DISPLAY=display, XAUTHORITY=f"{folder}/authority",
-                       XDG_RUNTIME_DIR=folder, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+                       XDG_RUNTIME_DIR=folder, XDG_CURRENT_DESKTOP=DESKTOP,
+                       QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
     environment.pop("WAYLAND_DISPLAY", None)
     subprocess.run(["xauth", "-q", "-f", f"{folder}/untrusted", "generate", display, ".",
                     "untrusted", "timeout", "0"], env=environment, check=True)
     subprocess.run(["xsetroot", "-solid", BACKGROUND], env=environment, check=True)
-    for language, (cancel, close, ok) in LANGUAGES.items():
-        take_of([folder_of_programs / "scripted_host", "n", "n", "linux"], environment, language,
-                f"{folder}/authority", "consent", cancel)
+    for language, (proceed, cancel, close, ok) in LANGUAGES.items():
+        scripted = folder_of_programs / "scripted_host"
+        take_of([scripted, "n", "n", "linux"], environment, language, f"{folder}/authority",
+                "consent", cancel)
+        for name, letter in OUTCOMES.items():
+            take_of([scripted, f"n{letter}", "n", "linux"], environment, language,
+                    f"{folder}/authority", name, close, before=proceed)
         host = [folder_of_programs / "VelmoraViewerHost"]
         take_of(host, environment, language, f"{folder}/untrusted", "permission-missing", close)
         with socket.create_server(("", PORT)):
