@@ -1,0 +1,58 @@
+#include "tests/support/desktop/WaylandPainter.h"
+
+#include <sstream>
+
+#include "core/runtime/ViewerCheck.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::chrono::seconds patience{30};
+/// More than any output has.
+constexpr std::int64_t everything = 100'000;
+
+std::string placed(const std::string& verb, const ViewerRectangle& part) {
+    std::ostringstream text;
+    text << verb << ' ' << part.x << ' ' << part.y << ' ' << part.width << ' ' << part.height;
+    return text.str();
+}
+
+std::string filling(const ViewerRectangle& part, std::uint32_t colour) {
+    std::ostringstream text;
+    text << placed("fill", part) << ' ' << std::hex << colour;
+    return text.str();
+}
+
+}  // namespace
+
+WaylandPainter::WaylandPainter(DesktopSession& session, const std::string& output,
+                               std::uint32_t colour) {
+    const std::string name = "painter-" + output;
+    conversation_ = std::make_unique<Conversation>(session.runtimeFolder(), name);
+    session.start(name, conversation_->joinedBy({WAYLAND_PAINTER_PATH, output}));
+    fill(colour);
+}
+
+void WaylandPainter::fill(std::uint32_t colour) {
+    fill({0, 0, everything, everything}, colour);
+}
+
+void WaylandPainter::fill(const ViewerRectangle& part, std::uint32_t colour) {
+    paint(filling(part, colour));
+}
+
+void WaylandPainter::move(const ViewerRectangle& part) {
+    paint(placed("move", part));
+}
+
+void WaylandPainter::rest() {
+    paint("rest");
+}
+
+void WaylandPainter::paint(const std::string& command) {
+    conversation_->say(command);
+    viewerCheck(conversation_->hear(patience) == "done", "a painter paints its output");
+}
+
+}  // namespace velmora
