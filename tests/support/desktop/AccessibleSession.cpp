@@ -75,6 +75,10 @@ std::string readLine(int descriptor) {
     return line;
 }
 
+std::map<std::string, std::string> environmentOf(const std::string& busAddress) {
+    return {{"DBUS_SESSION_BUS_ADDRESS", busAddress}, {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}};
+}
+
 std::string contentOf(const std::filesystem::path& file) {
     std::ostringstream content;
     content << std::ifstream(file).rdbuf();
@@ -116,11 +120,16 @@ AccessibleSession::AccessibleSession() {
     const std::string address = readLine(ends[0]);
     ::close(ends[0]);
     viewerCheck(!address.empty(), "the test's session bus does not start");
-    environment_ = {{"DBUS_SESSION_BUS_ADDRESS", address},
-                    {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}};
+    environment_ = environmentOf(address);
 }
 
+AccessibleSession::AccessibleSession(const std::string& busAddress)
+    : environment_(environmentOf(busAddress)) {}
+
 AccessibleSession::~AccessibleSession() {
+    if (bus_ == 0) {
+        return;
+    }
     // What it started ends with it.
     (void)::kill(bus_, SIGTERM);
     int status = 0;

@@ -40,6 +40,8 @@ struct SeenAlert final {
 class AccessibleSession final {
   public:
     AccessibleSession();
+    /// In a session whose bus is there already, which starts what is asked of it.
+    explicit AccessibleSession(const std::string& busAddress);
     ~AccessibleSession();
     AccessibleSession(const AccessibleSession&) = delete;
     AccessibleSession& operator=(const AccessibleSession&) = delete;
@@ -58,6 +60,7 @@ class AccessibleSession final {
 
     const TemporaryFolder folder_;
     std::map<std::string, std::string> environment_;
+    /// 0 where it is somebody else's.
     pid_t bus_ = 0;
 };
 

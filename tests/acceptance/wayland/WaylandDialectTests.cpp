@@ -1,0 +1,101 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/acceptance/wayland/WaylandHostTest.h"
+
+namespace velmora {
+
+namespace {
+
+using Dialect = PortalBackend::Dialect;
+
+struct Desktop final {
+    const char* name;
+    Dialect dialect;
+    bool isReversed;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Desktop& desktop) {
+        return stream << desktop.name;
+    }
+};
+
+/// Two equal monitors, of which each desktop tells something else.
+class WaylandDialect : public MutterHostTest, public testing::WithParamInterface<Desktop> {
+  protected:
+    WaylandDialect() {
+        backend_.speak(GetParam().dialect);
+        if (GetParam().isReversed) {
+            backend_.reverseOrder();
+        }
+    }
+};
+
+TEST_P(WaylandDialect, TwoEqualMonitorsAreTwoDisplaysAndEachShowsOneColourOnly) {
+    serve();
+    const auto displays = listDisplays();
+    ASSERT_TRUE(displays.has_value());
+    ASSERT_EQ(displays->size(), 2U);
+    const std::string left = idOf(red);
+    const std::string right = idOf(green);
+    ASSERT_NE(left, "");
+    ASSERT_NE(right, "");
+
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_TRUE(shows(left, red));
+        EXPECT_TRUE(shows(right, green));
+    }
+    for (const ViewerHostDisplay& display : *displays) {
+        EXPECT_EQ(display.width, 1280);
+        EXPECT_EQ(display.height, 720);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Desktops, WaylandDialect,
+                         testing::Values(Desktop{"Full", Dialect::full, false},
+                                         Desktop{"GNOME43", Dialect::gnome43, false},
+                                         Desktop{"GNOME45Reversed", Dialect::gnome45, true},
+                                         Desktop{"KDE527", Dialect::kde527, false},
+                                         Desktop{"Wlroots07Reversed", Dialect::wlr07, true}),
+                         testing::PrintToStringParamName());
+
+std::vector<DesktopOutput> differentMonitors() {
+    auto monitors = equalMonitors();
+    monitors[1].width = 800;
+    monitors[1].height = 600;
+    return monitors;
+}
+
+/// Monitors that their size tells apart.
+class WaylandDialectOfSizes : public MutterHostTest {
+  protected:
+    WaylandDialectOfSizes() : MutterHostTest(differentMonitors()) {}
+};
+
+TEST_F(WaylandDialectOfSizes, WhereOnlySizesAreToldTheMainDisplayIsStillFirst) {
+    backend_.speak(Dialect::kde527);
+    backend_.reverseOrder();
+    serve();
+    const auto displays = listDisplays();
+
+    ASSERT_TRUE(displays.has_value());
+    ASSERT_EQ(displays->size(), 2U);
+    EXPECT_EQ(displays->at(0).width, 1280);
+    EXPECT_TRUE(shows(displays->at(0).id, red));
+    EXPECT_EQ(displays->at(1).width, 800);
+    EXPECT_EQ(displays->at(1).height, 600);
+    EXPECT_TRUE(shows(displays->at(1).id, green));
+}
+
+TEST_F(WaylandDialectOfSizes, WhereEveryOutputIsAWindowInACornerTheSizeTells) {
+    backend_.speak(Dialect::wlr07);
+    serve();
+
+    EXPECT_NE(idOf(red), "");
+    EXPECT_NE(idOf(green), "");
+}
+
+}  // namespace
+
+}  // namespace velmora
