@@ -1,0 +1,74 @@
+# What the proofs on another release of Debian share; sourced by them. Each has its system in a folder
+# of build/prove, which is $root, and ends with `take_away`.
+
+name=$(basename "$0")
+root=$PWD/build/prove/$name
+fail() {
+    echo "scripts/prove $name: $1" >&2
+    exit 1
+}
+[ "$(id -u)" -eq 0 ] || fail "only root can enter another system: sudo scripts/prove $name"
+
+# Entered in a namespace of mounts of its own, which ends with its last process. The machine's own
+# devices stay out of it: a package that is installed may change their modes.
+enter() {
+    unshare --mount --pid --fork --kill-child bash -euc '
+        root=$1
+        mount -t tmpfs -o mode=755 devices "$root/dev"
+        for device in null:3 zero:5 full:7 random:8 urandom:9; do
+            mknod -m 666 "$root/dev/${device%:*}" c 1 "${device#*:}"
+        done
+        mkdir "$root/dev/pts" "$root/dev/shm"
+        mount -t devpts -o newinstance,ptmxmode=666 terminals "$root/dev/pts"
+        mount -t tmpfs -o mode=1777 memory "$root/dev/shm"
+        ln -s pts/ptmx "$root/dev/ptmx"
+        ln -s /proc/self/fd "$root/dev/fd"
+        for number in 0:stdin 1:stdout 2:stderr; do
+            ln -s "fd/${number%:*}" "$root/dev/${number#*:}"
+        done
+        mount -t proc processes "$root/proc"
+        mount -t sysfs -o ro system "$root/sys"
+        mount -t tmpfs -o mode=1777 temporary "$root/tmp"
+        exec chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
+            http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "${@:2}"' enter "$root" "$@"
+}
+
+# The smallest system of that release, and the packages that are named.
+make_root() {
+    # The machine's own mirror serves every release.
+    local release=$1 mirror
+    mirror=$(apt-get indextargets --format '$(ORIGIN) $(LABEL) $(REPO_URI)' 'Created-By: Packages' |
+        sed -n 's/^Debian Debian //p' | sort -u | head -n 1)
+    [ -n "$mirror" ] || fail "apt names no mirror of Debian: apt-get update"
+    rm -rf --one-file-system "$root"
+    mkdir -p "$(dirname "$root")"
+    mmdebstrap --quiet --variant=apt "$release" "$root" "$mirror"
+    # How this machine reaches the mirror.
+    mkdir -p "$root/etc/ssl/certs"
+    cp -rL /etc/ssl/certs/. "$root/etc/ssl/certs/"
+    cp -L /etc/resolv.conf "$root/etc/resolv.conf"
+    apt-config dump Acquire >"$root/etc/apt/apt.conf.d/90machine"
+}
+
+# Into /srv/host of the system, where the ordinary user that tests become may read them.
+copy_sources() {
+    mkdir -p "$root/srv/host"
+    git -c safe.directory="$PWD" ls-files -z --cached --others --exclude-standard |
+        tar -c --null --ignore-failed-read -T - | tar -x -C "$root/srv/host"
+}
+
+# Waits for the port, which is one of a kind on a machine: tests and benchmarks wait for the same
+# lock. Held until `give_port`.
+take_port() {
+    exec 9>"${TMPDIR:-/tmp}/velmora-viewer-host-port-9090.lock"
+    flock 9
+}
+give_port() {
+    exec 9>&-
+}
+
+take_away() {
+    if [ -z "${KEEP:-}" ]; then
+        rm -rf --one-file-system "$root"
+    fi
+}
