@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "core/capture/linux/imaging/ViewerPixelForm.h"
 #include "core/capture/linux/wayland/outputs/ViewerWaylandOutput.h"
-#include "core/capture/linux/x11/ViewerX11PixelForm.h"
 
 namespace velmora {
 
@@ -22,8 +22,8 @@ constexpr std::uint32_t maximumSide = 16'384;
 constexpr std::size_t maximumBytes = std::numeric_limits<std::int32_t>::max();
 
 /// How pixels of a format lie; nothing for a format that is not read.
-std::optional<ViewerX11PixelForm> formOf(std::uint32_t format) {
-    ViewerX11PixelForm::Description description;
+std::optional<ViewerPixelForm> formOf(std::uint32_t format) {
+    ViewerPixelForm::Description description;
     switch (format) {
         case WL_SHM_FORMAT_XRGB8888:
         case WL_SHM_FORMAT_ARGB8888:
@@ -46,7 +46,7 @@ std::optional<ViewerX11PixelForm> formOf(std::uint32_t format) {
         default:
             return std::nullopt;
     }
-    return ViewerX11PixelForm::make(description);
+    return ViewerPixelForm::make(description);
 }
 
 /// Where a picture's pixel goes when it is turned back to how it is seen. What an output shows was
