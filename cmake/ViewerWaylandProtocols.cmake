@@ -21,8 +21,9 @@ function(viewer_add_wayland_protocols target)
     target_include_directories(${target} SYSTEM PUBLIC ${folder})
     target_link_libraries(${target} PUBLIC PkgConfig::WAYLAND)
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON UNITY_BUILD OFF)
-    # What is true of every other object of the product holds for these too.
+    # What is true of every other object of the product holds for these too, but for a sanitizer, of
+    # which the C compiler may have another one.
     get_target_property(options ViewerCompile INTERFACE_COMPILE_OPTIONS)
-    list(FILTER options EXCLUDE REGEX "-W|-fobjc")
+    list(FILTER options EXCLUDE REGEX "-W|-fobjc|sanitize")
     target_compile_options(${target} PRIVATE ${options})
 endfunction()

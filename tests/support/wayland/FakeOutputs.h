@@ -36,7 +36,8 @@ class FakeOutputs final : public ViewerOutputs {
 
     /// Tells how the outputs are from now on.
     void tell(std::vector<ViewerWaylandOutput> outputs) {
-        become(std::make_shared<const Snapshot>(Snapshot{std::move(outputs), offersScreenCopy}));
+        become(std::make_shared<const Snapshot>(
+            Snapshot{std::move(outputs), offersScreenCopy, offersImageCopy}));
     }
     /// The compositor is gone.
     void leave() { become(nullptr); }
@@ -47,6 +48,7 @@ class FakeOutputs final : public ViewerOutputs {
     }
 
     bool offersScreenCopy = false;
+    bool offersImageCopy = false;
     int starts = 0;
 
   private:

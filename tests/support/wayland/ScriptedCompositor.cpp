@@ -81,6 +81,10 @@ ScriptedCompositor::~ScriptedCompositor() {
     wl_display_destroy(native_->display);
 }
 
+wl_display* ScriptedCompositor::display() const {
+    return native_->display;
+}
+
 void ScriptedCompositor::pump() {
     wl_event_loop_dispatch(wl_display_get_event_loop(native_->display), 0);
     wl_display_flush_clients(native_->display);

@@ -6,6 +6,8 @@
 
 #include "tests/support/system/TemporaryFolder.h"
 
+struct wl_display;
+
 namespace velmora {
 
 /// A compositor that has nothing but outputs, of the protocol versions that a test wants, and tells
@@ -24,6 +26,7 @@ class ScriptedCompositor final {
     ScriptedCompositor& operator=(const ScriptedCompositor&) = delete;
 
     const std::string& socketPath() const { return socketPath_; }
+    wl_display* display() const;
     /// Takes in what clients ask, and sends what was told.
     void pump();
 

@@ -79,21 +79,20 @@ void ViewerWaylandScreenCapture::requestAccess(RequestCompletion completion) {
 }
 
 void ViewerWaylandScreenCapture::shareableDisplays(DisplaysCompletion completion) {
-    displays_.follow(parts_.outputs->current());
+    (void)parts_.outputs->current();  // what has arrived may change the list
     completion(displays_.list());
 }
 
 std::shared_ptr<ViewerDisplayStream> ViewerWaylandScreenCapture::makeStream(
     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) {
     const ViewerOutputs::Current compositor = parts_.outputs->current();
-    displays_.follow(compositor);
     const ViewerGrantedDisplays::Granted* const granted =
         displays_.find(display.uuidText.value_or(""));
     if (granted == nullptr || !remote_ || !compositor) {
         return std::make_shared<ViewerRefusedStream>();
     }
     ViewerScreenCastRemote::StillPicture still;
-    if (granted->output && compositor->offersScreenCopy) {
+    if (granted->output && (compositor->offersScreenCopy || compositor->offersImageCopy)) {
         still = [copy = parts_.copyOutput, output = *granted->output](const auto& receive) {
             return copy(output, receive);
         };

@@ -188,6 +188,14 @@ TEST_F(ViewerWaylandScreenCaptureTest, OnlyAnOutputBeyondDoubtIsCopied) {
     EXPECT_FALSE(streams[1].hasStill);
 }
 
+TEST_F(ViewerWaylandScreenCaptureTest, EitherWayToCopyWillDo) {
+    session_.outputs->offersImageCopy = true;
+    session_.outputs->tell(twoOutputs());
+    session_.grant(bothStreams());
+    EXPECT_TRUE(session_.starts(session_.listed()->front()));
+    EXPECT_TRUE(session_.remote().streams.front().hasStill);
+}
+
 TEST_F(ViewerWaylandScreenCaptureTest, ACompositorWithoutCopiesIsNotAskedForOne) {
     session_.grant(bothStreams());
     EXPECT_TRUE(session_.starts(session_.listed()->front()));

@@ -1,5 +1,6 @@
 #include "core/capture/linux/wayland/outputs/ViewerOutputReader.h"
 
+#include <ext-image-copy-capture-v1-client-protocol.h>
 #include <wayland-client.h>
 #include <wlr-screencopy-unstable-v1-client-protocol.h>
 #include <xdg-output-unstable-v1-client-protocol.h>
@@ -198,8 +199,10 @@ class ViewerOutputReader::Told final {
     wl_registry* registry() const { return registry_; }
 
     std::vector<std::unique_ptr<Output>> outputs;
-    Global screenCopy;
     Global sharedMemory;
+    Global screenCopy;
+    Global imageSources;
+    Global imageCopy;
     bool isComplete = false;
 
   private:
@@ -220,6 +223,10 @@ class ViewerOutputReader::Told final {
             }
         } else if (interface == zwlr_screencopy_manager_v1_interface.name) {
             screenCopy = {name, version};
+        } else if (interface == ext_output_image_capture_source_manager_v1_interface.name) {
+            imageSources = {name, version};
+        } else if (interface == ext_image_copy_capture_manager_v1_interface.name) {
+            imageCopy = {name, version};
         } else if (interface == wl_shm_interface.name) {
             sharedMemory = {name, version};
         }
@@ -281,6 +288,14 @@ ViewerOutputReader::Global ViewerOutputReader::screenCopy() const {
 
 ViewerOutputReader::Global ViewerOutputReader::sharedMemory() const {
     return told_->sharedMemory;
+}
+
+ViewerOutputReader::Global ViewerOutputReader::imageSources() const {
+    return told_->imageSources;
+}
+
+ViewerOutputReader::Global ViewerOutputReader::imageCopy() const {
+    return told_->imageCopy;
 }
 
 wl_registry* ViewerOutputReader::registry() const {

@@ -36,8 +36,13 @@ class ViewerOutputReader final {
     /// The outputs that are wholly known, in the compositor's order.
     std::vector<ViewerWaylandOutput> outputs() const;
 
-    Global screenCopy() const;
     Global sharedMemory() const;
+    /// wlr-screencopy.
+    Global screenCopy() const;
+    /// The two halves of ext-image-copy-capture.
+    Global imageSources() const;
+    Global imageCopy() const;
+    bool offersImageCopy() const { return imageSources().name != 0 && imageCopy().name != 0; }
     /// What the pieces above are bound on.
     wl_registry* registry() const;
     /// Null when there is no such output (any more).

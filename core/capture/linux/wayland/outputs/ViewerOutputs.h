@@ -18,8 +18,10 @@ class ViewerOutputs {
 
         /// In the compositor's order.
         std::vector<ViewerWaylandOutput> outputs;
-        /// Whether it hands out plain copies of an output (wlr-screencopy).
+        /// Whether it hands out plain copies of an output as the compositors on wlroots do
+        /// (wlr-screencopy), and in the common way (ext-image-copy-capture).
         bool offersScreenCopy = false;
+        bool offersImageCopy = false;
     };
     using Current = std::shared_ptr<const Snapshot>;
 

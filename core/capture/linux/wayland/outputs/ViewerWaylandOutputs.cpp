@@ -56,7 +56,7 @@ class ViewerWaylandOutputs::State final {
             return false;
         }
         if (reader_->isComplete()) {
-            keep({reader_->outputs(), reader_->screenCopy().name != 0});
+            keep({reader_->outputs(), reader_->screenCopy().name != 0, reader_->offersImageCopy()});
         }
         return true;
     }
