@@ -79,22 +79,29 @@ std::shared_ptr<ViewerBusConnection> ViewerBusConnection::open(Bus bus, ViewerEx
     if (result < 0) {
         return nullptr;
     }
-    const int descriptor = ::fcntl(library->descriptor(opened), F_DUPFD_CLOEXEC, 0);
-    if (descriptor < 0) {
-        library->close(opened);
-        library->unref(opened);
-        return nullptr;
-    }
     // The constructor is private.
     std::shared_ptr<ViewerBusConnection> connection(
-        new ViewerBusConnection(opened, descriptor, executor, std::move(clock)));
+        new ViewerBusConnection(opened, executor, std::move(clock)));
+    if (!connection->isInLoop()) {
+        return nullptr;
+    }
     connection->runSoon();
     return connection;
 }
 
-ViewerBusConnection::ViewerBusConnection(sd_bus* bus, int descriptor,
-                                         const ViewerExecutor& executor, Clock clock)
-    : executor_(executor), clock_(std::move(clock)), bus_(bus), arrivals_(executor, descriptor) {}
+ViewerBusConnection::ViewerBusConnection(sd_bus* bus, const ViewerExecutor& executor, Clock clock)
+    : executor_(executor), clock_(std::move(clock)), bus_(bus), arrivals_(executor) {}
+
+bool ViewerBusConnection::isInLoop() {
+    // A copy: the library closes its own, and the loop what it waits on.
+    const int copy = ::fcntl(ViewerBusLibrary::loaded().descriptor(bus_), F_DUPFD_CLOEXEC, 0);
+    boost::system::error_code error;
+    (void)arrivals_.assign(copy, error);
+    if (error && copy >= 0) {
+        ::close(copy);
+    }
+    return !error;
+}
 
 ViewerBusConnection::~ViewerBusConnection() {
     close();

@@ -59,7 +59,10 @@ class ViewerBusConnection final : public std::enable_shared_from_this<ViewerBusC
     struct Subscription;
     using Calls = std::list<std::unique_ptr<PendingCall>>;
 
-    ViewerBusConnection(sd_bus* bus, int descriptor, const ViewerExecutor& executor, Clock clock);
+    ViewerBusConnection(sd_bus* bus, const ViewerExecutor& executor, Clock clock);
+
+    /// Whether the loop waits for the bus, with a descriptor of its own.
+    bool isInLoop();
 
     static int replyHasCome(sd_bus_message* reply, void* call, sd_bus_error* error);
     static int signalHasCome(sd_bus_message* signal, void* subscription, sd_bus_error* error);
@@ -79,7 +82,6 @@ class ViewerBusConnection final : public std::enable_shared_from_this<ViewerBusC
     const Clock clock_;
     /// Null once it is closed or lost.
     sd_bus* bus_;
-    /// A copy: the library closes its own, and the loop what it waits on.
     boost::asio::posix::stream_descriptor arrivals_;
     bool hasAnswer_ = false;
     bool isReadAwaited_ = false;

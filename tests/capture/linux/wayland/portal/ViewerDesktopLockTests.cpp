@@ -69,8 +69,8 @@ class ViewerDesktopLockTest : public PortalOnBus {
     }
     void watch() {
         lock_->watch([this](bool isLocked) { told_.push_back(isLocked); });
-        settle();
-        settle();
+        // Who has answered has also been told what to listen for.
+        (void)state();
     }
     static void tellActive(BusPeer& saver, const std::string& name, bool isActive) {
         saver.emit("", "/ScreenSaver", name, "ActiveChanged", [&](sd_bus_message* signal) {
@@ -133,7 +133,6 @@ TEST_F(ViewerDesktopLockTest, TheLoginManagerIsLeftAloneWhereThereIsAScreenSaver
     addScreenSaver(gnome);
     addLoginManager();
     watch();
-    EXPECT_EQ(state(), LockState::unlocked);
     EXPECT_THAT(asked_, ElementsAre(gnome, gnome));
 }
 
@@ -199,6 +198,7 @@ TEST_F(ViewerDesktopLockTest, TheHintOfTheLoginManagerIsToldWhereThereIsNoScreen
 TEST_F(ViewerDesktopLockTest, AfterTheEndNothingIsTold) {
     BusPeer& saver = addScreenSaver(gnome);
     watch();
+    said_.clear();
     ask();
     lock_->end();
     tellActive(saver, gnome, true);

@@ -119,20 +119,6 @@ TEST_F(ViewerDesktopPortalTest, APortalThatFailsAnywhereDoesNotWork) {
     }
 }
 
-TEST_F(ViewerDesktopPortalTest, WithoutABusThePortalIsMissing) {
-    for (const char* const address : {"unix:path=/nonexistent", "nonsense", ""}) {
-        environment_.set("DBUS_SESSION_BUS_ADDRESS", address);
-        environment_.set("XDG_RUNTIME_DIR", std::nullopt);
-        makeConsent();
-        EXPECT_EQ(answerToRequest(), Access::portalMissing) << address;
-    }
-}
-
-TEST_F(ViewerDesktopPortalTest, ABusWithoutAPortalHasNone) {
-    portal_->leave();
-    EXPECT_EQ(answerToRequest(), Access::portalMissing);
-}
-
 TEST_F(ViewerDesktopPortalTest, APortalWithoutItsInterfaceForScreensHasNoScreens) {
     for (const char* const error :
          {"org.freedesktop.DBus.Error.InvalidArgs", "org.freedesktop.DBus.Error.UnknownInterface",
@@ -150,75 +136,6 @@ TEST_F(ViewerDesktopPortalTest, APortalThatOffersNoMonitorsHasNoScreens) {
     portal_->sourceTypes.reset();
     makeConsent();
     EXPECT_EQ(answerToRequest(), Access::portalWithoutScreens);
-}
-
-TEST_F(ViewerDesktopPortalTest, TheFirstCallHasAMinuteForItMayStartThePortal) {
-    portal_->mute.insert("Register");
-    request();
-    EXPECT_TRUE(until([this] { return wasAsked("Register"); }));
-    pass(59s);
-    EXPECT_THAT(answers_, IsEmpty());
-    pass(1s);
-    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-    EXPECT_FALSE(wasAsked("GetAll"));
-}
-
-TEST_F(ViewerDesktopPortalTest, EveryOtherCallHasFourSeconds) {
-    for (const char* const call : {"GetAll", "CreateSession", "SelectSources", "Start"}) {
-        SCOPED_TRACE(call);
-        portal_->mute = {call};
-        portal_->calls.clear();
-        makeConsent();
-        request();
-        EXPECT_TRUE(until([&] { return wasAsked(call); }));
-        pass(3999ms);
-        EXPECT_THAT(answers_, IsEmpty());
-        pass(1ms);
-        EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-    }
-}
-
-TEST_F(ViewerDesktopPortalTest, AnOutcomeThatWaitsForNobodyHasFourSeconds) {
-    for (const char* const call : {"CreateSession", "SelectSources"}) {
-        SCOPED_TRACE(call);
-        portal_->undecided = {call};
-        portal_->calls.clear();
-        makeConsent();
-        request();
-        EXPECT_TRUE(until([&] { return wasAsked(call); }));
-        pass(3999ms);
-        EXPECT_THAT(answers_, IsEmpty());
-        pass(1ms);
-        EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-        EXPECT_THAT(portal_->closed, Contains(portal_->request));
-    }
-}
-
-TEST_F(ViewerDesktopPortalTest, ABusThatHasFrozenIsGivenUpAfterAMinute) {
-    bus_.freeze();
-    portal_.reset();  // it would wait for the bus as well
-    request();
-    loop_.poll();
-    EXPECT_THAT(answers_, IsEmpty());
-    clock_->advance(60s);
-    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-}
-
-TEST_F(ViewerDesktopPortalTest, ABusThatEndsTakesThePortalWithIt) {
-    portal_->mute.insert("GetAll");
-    request();
-    EXPECT_TRUE(until([this] { return wasAsked("GetAll"); }));
-    bus_.kill();
-    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-    EXPECT_THAT(answers_, ElementsAre(testing::AnyOf(Access::portalMissing, Access::portalSilent)));
-}
-
-TEST_F(ViewerDesktopPortalTest, ABusThatEndsDuringTheDialogEndsTheWait) {
-    openDialog();
-    bus_.kill();
-    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-    EXPECT_THAT(answers_, ElementsAre(Access::portalMissing));
 }
 
 TEST_F(ViewerDesktopPortalTest, AnOlderPortalNamesItsRequestsAsItLikes) {
@@ -258,88 +175,6 @@ TEST_F(ViewerDesktopPortalTest, AnotherRequestsOutcomeIsNotThisOnes) {
     portal_->answerDialog(ScriptedPortal::granted);
     EXPECT_TRUE(until([this] { return !answers_.empty(); }));
     EXPECT_THAT(answers_, ElementsAre(Access::granted));
-}
-
-TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostClosesTheDialog) {
-    openDialog();
-    consent_.reset();
-    EXPECT_TRUE(until([this] { return portal_->closed.size() == 2; }));
-    EXPECT_THAT(portal_->closed, ElementsAre(portal_->request, portal_->session));
-    EXPECT_THAT(answers_, IsEmpty());
-}
-
-TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostEndsTheSessionAndTheConnection) {
-    const auto before = namesOnBus().size();
-    grant();
-    EXPECT_EQ(namesOnBus().size(), before + 1);
-    consent_.reset();
-    EXPECT_TRUE(until([this] { return !portal_->closed.empty(); }));
-    EXPECT_THAT(portal_->closed, ElementsAre(portal_->session));
-    EXPECT_EQ(namesOnBus().size(), before);
-}
-
-TEST_F(ViewerDesktopPortalTest, TheEndOfTheHostLeavesNothingBehindAtAnyStep) {
-    for (const char* const call :
-         {"Register", "GetAll", "CreateSession", "SelectSources", "Start", "OpenPipeWireRemote"}) {
-        SCOPED_TRACE(call);
-        portal_->mute = {call};
-        portal_->calls.clear();
-        makeConsent();
-        request();
-        if (std::string_view(call) == "OpenPipeWireRemote") {
-            EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-            consent_->openRemote([](int descriptor) { EXPECT_EQ(descriptor, -1); });
-        }
-        EXPECT_TRUE(until([&] { return wasAsked(call); }));
-        consent_.reset();
-        settle();
-        EXPECT_EQ(clock_->pendingTimers(), 0U);
-    }
-}
-
-TEST_F(ViewerDesktopPortalTest, ASessionThatIsClosedDuringTheDialogIsDeclined) {
-    openDialog();
-    portal_->closeSession();
-    pass(999ms);
-    EXPECT_THAT(answers_, IsEmpty());
-    pass(1ms);
-    EXPECT_THAT(answers_, ElementsAre(Access::declined));
-}
-
-TEST_F(ViewerDesktopPortalTest, ASessionThatIsClosedJustBeforeItsOutcomeHasThatOutcome) {
-    openDialog();
-    portal_->closeSession();
-    portal_->answerDialog(ScriptedPortal::failed);
-    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-}
-
-TEST_F(ViewerDesktopPortalTest, APortalThatGoesDuringTheDialogHasToBeRestarted) {
-    openDialog();
-    portal_->leave();
-    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
-    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-    portal_->comeBack();
-    portal_->calls.clear();
-    EXPECT_TRUE(until([this] { return !portal_->calls.empty(); }));
-    EXPECT_THAT(portal_->calls, ElementsAre("Register"));
-}
-
-TEST_F(ViewerDesktopPortalTest, APortalThatGoesAfterTheGrantTakesItWithIt) {
-    grant();
-    portal_->leave();
-    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
-    EXPECT_THAT(told_, ElementsAre(State::interrupted, State::stopped));
-    consent_->outputsHaveChanged();
-    portal_->calls.clear();
-    pass(100s);
-    EXPECT_THAT(portal_->calls, IsEmpty());
-}
-
-TEST_F(ViewerDesktopPortalTest, ABusThatEndsAfterTheGrantTakesItWithIt) {
-    grant();
-    bus_.kill();
-    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
 }
 
 TEST_F(ViewerDesktopPortalTest, AnInterruptedSessionIsRenewedByItsToken) {
@@ -421,20 +256,6 @@ TEST_F(ViewerDesktopPortalTest, ADescriptorHasFourSecondsToCome) {
     EXPECT_FALSE(received);
     pass(1ms);
     EXPECT_EQ(received, -1);
-}
-
-TEST_F(ViewerDesktopPortalTest, AnAnswerThatIsTooLateChangesNothing) {
-    portal_->undecided.insert("CreateSession");
-    request();
-    EXPECT_TRUE(until([this] { return wasAsked("CreateSession"); }));
-    pass(4s);
-    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-    const std::string session = portal_->session;
-    portal_->tellOutcome(*others_.emplace_back(std::make_unique<BusPeer>(
-                             bus_.address(), std::vector<std::string>(), nullptr)),
-                         ScriptedPortal::granted, nullptr);
-    settle();
-    EXPECT_FALSE(wasAsked("SelectSources"));
 }
 
 }  // namespace

@@ -254,112 +254,6 @@ TEST(ViewerPortalScreenCast, ARenewalThatGivesNoTokenIsTheLast) {
     EXPECT_EQ(at.state(), State::stopped);
 }
 
-TEST(ViewerPortalScreenCast, ALockedSessionHasToBeUnlockedForAWholeSecond) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.close();
-    at.lock();
-    for (int i = 0; i < 5; ++i) {
-        at.unlock();
-        at.pass(900ms);
-        at.lock();
-        at.pass(900ms);
-    }
-    EXPECT_EQ(at.renewals(), 0U);
-    at.unlock();
-    at.pass(1s);
-    EXPECT_EQ(at.renewals(), 1U);
-}
-
-TEST(ViewerPortalScreenCast, ALockAfterAChangeOfTheOutputsHoldsTheRenewalBack) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.changeOutputs();
-    at.close();
-    at.pass(999ms);
-    at.lock();
-    at.pass(1h);
-    EXPECT_EQ(at.renewals(), 0U);
-    at.unlock();
-    at.pass(1s);
-    EXPECT_EQ(at.renewals(), 1U);
-}
-
-TEST(ViewerPortalScreenCast, ALockThatIsFoundOnlyByAskingHoldsTheRenewalBack) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.sessionLock->state = ViewerSessionLock::State::locked;
-    at.changeOutputs();
-    at.close();
-    at.pass(1h);
-    EXPECT_EQ(at.renewals(), 0U);
-    at.sessionLock->state = ViewerSessionLock::State::unlocked;
-    at.pass(ViewerPortalScreenCast::lockInterval);
-    EXPECT_EQ(at.renewals(), 0U);
-    at.pass(1s);
-    EXPECT_EQ(at.renewals(), 1U);
-}
-
-TEST(ViewerPortalScreenCast, NothingIsAskedWhileNobodyKnowsWhetherTheSessionIsLocked) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.sessionLock->state = ViewerSessionLock::State::unknown;
-    at.changeOutputs();
-    at.close();
-    at.pass(1h);
-    EXPECT_EQ(at.renewals(), 0U);
-    at.sessionLock->state = ViewerSessionLock::State::unlocked;
-    at.pass(ViewerPortalScreenCast::lockInterval + 1s);
-    EXPECT_EQ(at.renewals(), 1U);
-}
-
-TEST(ViewerPortalScreenCast, AnAnswerFromBeforeTheLockCountsForNothing) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.changeOutputs();
-    at.close();
-    at.sessionLock->isSlow = true;
-    at.pass(1s);
-    at.lock();
-    at.sessionLock->answerAll();
-    at.pass(4s);
-    EXPECT_EQ(at.renewals(), 0U);
-}
-
-TEST(ViewerPortalScreenCast, ALockBeforeTheTokenIsSentTakesTheRenewalBack) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.changeOutputs();
-    at.close();
-    at.pass(1s);
-    ASSERT_TRUE(at.portal->isOpening());
-    at.lock();
-    EXPECT_FALSE(at.portal->isOpening());
-    at.pass(1h);
-    EXPECT_EQ(at.renewals(), 1U);
-    at.unlock();
-    at.pass(1s);
-    EXPECT_THAT(at.portal->opened, ElementsAre("", "a", "a"));
-    at.portal->grant("b");
-    EXPECT_EQ(at.state(), State::granted);
-}
-
-TEST(ViewerPortalScreenCast, ALockAfterTheTokenWasSentLeavesTheRenewalToItsOwnLimit) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.changeOutputs();
-    at.close();
-    at.pass(1s);
-    at.portal->tokenIsSent = true;
-    at.lock();
-    EXPECT_TRUE(at.portal->isOpening());
-    at.portal->refuse(Access::portalSilent);
-    EXPECT_EQ(at.state(), State::stopped);
-    at.unlock();
-    at.pass(100s);
-    EXPECT_EQ(at.renewals(), 1U);
-}
-
 TEST(ViewerPortalScreenCast, ALostPipeWireConnectionIsFollowedByOneRenewal) {
     ConsentWorld at;
     at.grantWith("a");
@@ -433,22 +327,6 @@ TEST(ViewerPortalScreenCast, WithThePortalTheTokenIsGone) {
     EXPECT_EQ(at.state(), State::stopped);
     at.pass(100s);
     EXPECT_EQ(at.renewals(), 0U);
-}
-
-TEST(ViewerPortalScreenCast, WhatHappenedWhileTheMachineSleptIsStillHeard) {
-    ConsentWorld at;
-    at.grantWith("a");
-    at.close();
-    at.sessionLock->isSlow = true;
-    at.pass(8h);  // the notice of the lock has waited in the bus, ahead of the answer
-    EXPECT_EQ(at.state(), State::interrupted);
-    at.lock();
-    at.sessionLock->answerAll();
-    EXPECT_EQ(at.state(), State::interrupted);
-    at.sessionLock->isSlow = false;
-    at.unlock();
-    at.pass(1s);
-    EXPECT_EQ(at.renewals(), 1U);
 }
 
 }  // namespace
