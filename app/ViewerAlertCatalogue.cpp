@@ -113,8 +113,8 @@ constexpr Text waylandSessionText{
 };
 
 constexpr Text noAnswerText{
-    .english = "The X server did not answer.",
-    .russian = "X-сервер не отвечает.",
+    .english = "The display server did not answer.",
+    .russian = "Дисплейный сервер не отвечает.",
 };
 
 constexpr Text noWholeScreenText{
@@ -155,10 +155,11 @@ constexpr Text portalWithoutScreensText{
 
 constexpr Text portalSilentText{
     .english =
-        "The desktop portal does not answer. Restart it (systemctl --user restart "
+        "The desktop portal fails or does not answer. Restart it (systemctl --user restart "
         "xdg-desktop-portal) or log in again, then start Viewer Host. It needs %.",
     .russian =
-        "Портал рабочего стола не отвечает. Перезапустите его (systemctl --user restart "
+        "Портал рабочего стола не работает или не отвечает. Перезапустите его (systemctl --user "
+        "restart "
         "xdg-desktop-portal) или войдите в систему снова, затем запустите Viewer Host. "
         "Порталу нужен %.",
 };

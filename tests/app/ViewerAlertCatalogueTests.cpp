@@ -131,7 +131,8 @@ TEST(ViewerAlertCatalogue, ThePermissionMissingAlertTellsTheReasonWhereNobodyCan
                  "in that session.",
                  "Это сеанс Wayland, но его композитор не отвечает. Запустите Viewer Host в этом "
                  "сеансе.");
-    expectReason(Access::noAnswer, "The X server did not answer.", "X-сервер не отвечает.");
+    expectReason(Access::noAnswer, "The display server did not answer.",
+                 "Дисплейный сервер не отвечает.");
 }
 
 TEST(ViewerAlertCatalogue, WhatThePersonDeclinedIsNoOtherAlertThanAMissingGrant) {
@@ -187,11 +188,12 @@ TEST(ViewerAlertCatalogue, APortalThatHasNoScreensOrIsSilentIsToBeInstalledOrRes
               "restart xdg-desktop-portal) или войдите в систему снова. Затем запустите Viewer "
               "Host.");
     EXPECT_EQ(portalText(Access::portalSilent, "en", Wording::kde),
-              "The desktop portal does not answer. Restart it (systemctl --user restart "
+              "The desktop portal fails or does not answer. Restart it (systemctl --user restart "
               "xdg-desktop-portal) or log in again, then start Viewer Host. It needs "
               "xdg-desktop-portal-kde.");
     EXPECT_EQ(portalText(Access::portalSilent, "ru", Wording::kde),
-              "Портал рабочего стола не отвечает. Перезапустите его (systemctl --user restart "
+              "Портал рабочего стола не работает или не отвечает. Перезапустите его (systemctl "
+              "--user restart "
               "xdg-desktop-portal) или войдите в систему снова, затем запустите Viewer Host. "
               "Порталу нужен xdg-desktop-portal-kde.");
 }
