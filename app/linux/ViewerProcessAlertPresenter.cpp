@@ -4,8 +4,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -52,7 +50,8 @@ void ViewerProcessAlertPresenter::show(ViewerAlert alert, Completion completion)
     viewerCheck(!alert_, "a modal alert is the only one");
     auto variables = session_ ? session_() : ViewerAlertEnvironment::Variables();
     if (ViewerAlertEnvironment::hasGraphicalSession(variables)) {
-        std::ranges::move(std::exchange(activation_, {}), std::back_inserter(variables));
+        variables.insert(variables.end(), activation_.begin(), activation_.end());
+        activation_.clear();
         alert_ = ViewerAlertProcess::start(*loop_, program_, alert, variables);
     }
     if (!alert_) {

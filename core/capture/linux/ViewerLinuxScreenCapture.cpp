@@ -123,7 +123,7 @@ ViewerScreenCapture& ViewerLinuxScreenCapture::chosen() {
         return *wayland_;
     }
     const auto settled = settlement_->session();
-    if (!settled || settled->verdict() != ViewerLinuxSession::Verdict::wayland) {
+    if (!settled || settled->verdict() != ViewerLinuxSession::Verdict::wayland || !makeWayland_) {
         return *x11_;
     }
     wayland_ = makeWayland_(settled->compositor());
@@ -135,11 +135,19 @@ bool ViewerLinuxScreenCapture::preflightAccess() {
 }
 
 void ViewerLinuxScreenCapture::requestAccess(RequestCompletion completion) {
-    chosen().requestAccess(std::move(completion));
+    *isAsking_ = true;
+    chosen().requestAccess(
+        [isAsking = isAsking_, completion = std::move(completion)](bool isGranted) {
+            *isAsking = false;
+            completion(isGranted);
+        });
 }
 
 void ViewerLinuxScreenCapture::withdrawRequest() {
-    chosen().withdrawRequest();
+    if (*isAsking_) {
+        makeWayland_ = nullptr;
+        wayland_ = nullptr;
+    }
 }
 
 void ViewerLinuxScreenCapture::shareableDisplays(DisplaysCompletion completion) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -29,6 +30,8 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     /// In a Wayland session nobody knows before the person was asked: it is `requestable` then.
     void lookAtAccess(AccessCompletion completion) override;
     void requestAccess(RequestCompletion completion) override;
+    /// Destroys the capture that waits for an answer of the person, and with it what asks. Nothing
+    /// is captured then, nor ever again.
     void withdrawRequest() override;
     void shareableDisplays(DisplaysCompletion completion) override;
     std::vector<ViewerNativeScreen> screens() override;
@@ -52,10 +55,13 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
 
     const ViewerLinuxSession session_;
     const std::shared_ptr<ViewerScreenCapture> x11_;
-    const MakeWayland makeWayland_;
+    /// Nothing after a request was withdrawn.
+    MakeWayland makeWayland_;
     const std::shared_ptr<Settlement> settlement_;
     /// Made when it is first needed.
     std::shared_ptr<ViewerScreenCapture> wayland_;
+    /// Whether a request of this object waits for its answer, which comes on any thread.
+    const std::shared_ptr<std::atomic<bool>> isAsking_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 }  // namespace velmora

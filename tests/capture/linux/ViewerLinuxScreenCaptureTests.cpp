@@ -49,7 +49,7 @@ class ViewerLinuxScreenCaptureTest : public testing::Test {
     const CallLog x11Calls_ = makeCallLog();
     const CallLog waylandCalls_ = makeCallLog();
     const std::shared_ptr<FakeScreenCapture> x11_ = std::make_shared<FakeScreenCapture>(x11Calls_);
-    const std::shared_ptr<FakeScreenCapture> wayland_ =
+    std::shared_ptr<FakeScreenCapture> wayland_ =
         std::make_shared<FakeScreenCapture>(waylandCalls_);
 };
 
@@ -139,14 +139,42 @@ TEST_F(ViewerLinuxScreenCaptureTest, InAWaylandSessionTheCompositorsCaptureDoesE
     ASSERT_EQ(seen(*capture), Access::requestable);
     std::optional<bool> isGranted;
     capture->requestAccess([&](bool granted) { isGranted = granted; });
-    capture->withdrawRequest();
     EXPECT_EQ(isGranted, false);
     EXPECT_EQ(seen(*capture), Access::declined);
     capture->watchSession([] {});
 
-    EXPECT_THAT(*waylandCalls_, ElementsAre("make " + compositor.displayName(), "request",
-                                            "withdraw", "look", "watch session"));
+    EXPECT_THAT(*waylandCalls_, ElementsAre("make " + compositor.displayName(), "request", "look",
+                                            "watch session"));
     EXPECT_THAT(*x11Calls_, IsEmpty());
+}
+
+TEST_F(ViewerLinuxScreenCaptureTest, WithARequestThatIsWithdrawnGoesTheCaptureThatMadeIt) {
+    const AnsweringCompositor compositor;
+    const auto capture = captureOf({.waylandDisplay = compositor.displayName()});
+    ASSERT_EQ(seen(*capture), Access::requestable);
+    wayland_->requestedAccess.reset();
+    const std::weak_ptr<FakeScreenCapture> asking = wayland_;
+    capture->requestAccess([](bool) { ADD_FAILURE() << "nobody has answered"; });
+    wayland_ = nullptr;
+    ASSERT_FALSE(asking.expired());
+    capture->withdrawRequest();
+    EXPECT_TRUE(asking.expired());
+    capture->withdrawRequest();
+    EXPECT_TRUE(capture->preflightAccess());
+
+    EXPECT_THAT(*waylandCalls_, ElementsAre("make " + compositor.displayName(), "request"));
+}
+
+TEST_F(ViewerLinuxScreenCaptureTest, ACaptureWhoseRequestIsAnsweredStays) {
+    const AnsweringCompositor compositor;
+    const auto capture = captureOf({.waylandDisplay = compositor.displayName()});
+    ASSERT_EQ(seen(*capture), Access::requestable);
+    wayland_->requestedAccess = true;
+    capture->requestAccess([](bool isGranted) { EXPECT_TRUE(isGranted); });
+    capture->withdrawRequest();
+    wayland_->isGranted = false;
+
+    EXPECT_FALSE(capture->preflightAccess());
 }
 
 TEST_F(ViewerLinuxScreenCaptureTest, ListsAndCapturesTheChosenSessionsDisplays) {

@@ -58,7 +58,16 @@ TEST(ViewerWaylandSockets, ACompositorAnswersByItsPathAndByItsNameInTheRuntimeFo
     EXPECT_THAT(ViewerWaylandSockets::answering({path}, ""), ElementsAre(path));
     EXPECT_THAT(ViewerWaylandSockets::answering({path.filename()}, path.parent_path()),
                 ElementsAre(path.filename()));
+}
+
+TEST(ViewerWaylandSockets, WithoutARuntimeFolderANameLeadsNowhere) {
+    const AnsweringCompositor compositor;
+    const std::filesystem::path path = compositor.displayName();
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(path.parent_path());
+
     EXPECT_THAT(ViewerWaylandSockets::answering({path.filename()}, ""), IsEmpty());
+    std::filesystem::current_path(before);
 }
 
 TEST(ViewerWaylandSockets, OneThatHangsDoesNotAnswerBesideOneThatDoes) {
