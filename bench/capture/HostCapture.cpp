@@ -48,7 +48,9 @@ std::string textBetween(const std::string& text, const std::string& beginning, c
 
 }  // namespace
 
-HostCapture::HostCapture(const std::string& program) : process_({program}) {
+HostCapture::HostCapture(const std::string& program, const std::function<void()>& consent)
+    : process_({program}) {
+    consent();
     (void)process_.awaitLine("Velmora Viewer Host");  // which port is known
     const std::string prefix = "macos-display:";
     displayId_ = prefix + textBetween(get("/viewer/v1/displays"), prefix, "\"");

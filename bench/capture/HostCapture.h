@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 #include <string>
 
 #include "bench/capture/ChildProcess.h"
@@ -12,8 +12,9 @@ namespace velmora::bench {
 /// is asked for until 5 seconds after the last one. One thread.
 class HostCapture final {
   public:
-    /// Returns when the host listens and has listed its displays.
-    explicit HostCapture(const std::string& program);
+    /// Returns when the host listens and has listed its displays. `consent` answers what it asks
+    /// before that.
+    explicit HostCapture(const std::string& program, const std::function<void()>& consent = [] {});
 
     /// Asks for the newest frame and returns how many the host has encoded since it captures.
     std::uint64_t frames() const;

@@ -42,6 +42,10 @@ void WaylandPainter::fill(const ViewerRectangle& part, std::uint32_t colour) {
     paint(filling(part, colour));
 }
 
+void WaylandPainter::show(const std::string& file) {
+    paint("image " + file);
+}
+
 void WaylandPainter::move(const ViewerRectangle& part) {
     paint(placed("move", part));
 }

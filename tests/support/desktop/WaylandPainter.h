@@ -22,6 +22,8 @@ class WaylandPainter final {
     /// Paints all of the output.
     void fill(std::uint32_t colour);
     void fill(const ViewerRectangle& part, std::uint32_t colour);
+    /// Shows a picture of the output's size: a file of rows of 4 bytes a pixel, blue first.
+    void show(const std::string& file);
     /// Lets a part scroll 30 times a second until `rest()`.
     void move(const ViewerRectangle& part);
     void rest();

@@ -10,41 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-import gi
-
-gi.require_version("Gio", "2.0")
-from gi.repository import Gio, GLib  # noqa: E402
-
-NAME = "org.freedesktop.portal.Desktop"
-PATH = "/org/freedesktop/portal/desktop"
-CAST = "org.freedesktop.portal.ScreenCast"
-BUS = Gio.bus_get_sync(Gio.BusType.SESSION, None)
-
-
-def answer_of(method, signature, *arguments, **options):
-    """Calls a method that answers by a signal of its request."""
-    loop = GLib.MainLoop()
-    answers = []
-    token = method.lower()
-    sender = BUS.get_unique_name()[1:].replace(".", "_")
-    request = f"/org/freedesktop/portal/desktop/request/{sender}/{token}"
-
-    def answered(*signal):
-        answers.append(signal[5].unpack())
-        loop.quit()
-
-    BUS.signal_subscribe(NAME, "org.freedesktop.portal.Request", "Response", request, None, 0,
-                         answered)
-    options["handle_token"] = GLib.Variant("s", token)
-    BUS.call_sync(NAME, PATH, CAST, method, GLib.Variant(signature, (*arguments, options)), None,
-                  0, 60_000, None)
-    if not answers:
-        loop.run()
-    status, result = answers[0]
-    if status != 0:
-        print("[]")
-        sys.exit(status)
-    return result
+from portal_grant import PortalGrant, Refusal
 
 
 def frame_of(remote, node):
@@ -74,24 +40,21 @@ def colours(width, height, pixels):
 
 
 def main():
-    session = answer_of("CreateSession", "(a{sv})",
-                        session_handle_token=GLib.Variant("s", "session"))["session_handle"]
-    answer_of("SelectSources", "(oa{sv})", session, types=GLib.Variant("u", 1),
-              multiple=GLib.Variant("b", True), cursor_mode=GLib.Variant("u", 1),
-              persist_mode=GLib.Variant("u", 1))
-    granted = answer_of("Start", "(osa{sv})", session, "")
+    try:
+        grant = PortalGrant()
+    except Refusal as refusal:
+        print("[]")
+        return refusal.status
     seen = []
-    for node, facts in granted["streams"]:
-        _, descriptors = BUS.call_with_unix_fd_list_sync(
-            NAME, PATH, CAST, "OpenPipeWireRemote", GLib.Variant("(oa{sv})", (session, {})), None,
-            0, 5_000, None, None)
-        remote = descriptors.get(0)
+    for node, facts in grant.streams:
+        remote = grant.open_remote()
         width, height, pixels = frame_of(remote, node)
         os.close(remote)
         seen.append({"facts": facts, "width": width, "height": height,
                      "colours": colours(width, height, pixels)})
     print(json.dumps(seen))
+    return 0
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())
