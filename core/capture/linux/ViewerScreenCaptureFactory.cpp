@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -5,6 +6,9 @@
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/ViewerLinuxScreenCapture.h"
 #include "core/capture/linux/ViewerLinuxSession.h"
+#include "core/capture/linux/wayland/ViewerWaylandScreenCapture.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireRemote.h"
+#include "core/capture/linux/wayland/portal/ViewerPortalScreenCastFactory.h"
 #include "core/capture/linux/x11/ViewerX11ScreenCapture.h"
 
 namespace velmora {
@@ -12,11 +16,17 @@ namespace velmora {
 std::shared_ptr<ViewerScreenCapture> makeScreenCapture(
     ViewerExecutor mainExecutor, std::shared_ptr<ViewerContinuousClock> clock) {
     ViewerLinuxSession session = ViewerLinuxSession::fromEnvironment();
-    const auto x11 = std::make_shared<ViewerX11ScreenCapture>(std::move(mainExecutor),
-                                                              std::move(clock), session.x11Display);
-    // A compositor's screens are captured by nothing yet: what X11 says of the session is told.
-    const auto makeWayland = [x11](const std::string&) { return x11; };
-    return std::make_shared<ViewerLinuxScreenCapture>(std::move(session), x11, makeWayland);
+    auto x11 = std::make_shared<ViewerX11ScreenCapture>(mainExecutor, clock, session.x11Display);
+    const auto makeRemote = [mainExecutor, clock](int descriptor, std::function<void()> lost) {
+        return std::make_shared<ViewerPipeWireRemote>(mainExecutor, clock, descriptor,
+                                                      std::move(lost));
+    };
+    const auto makeWayland = [mainExecutor, clock, makeRemote](const std::string& compositor) {
+        return ViewerWaylandScreenCapture::onSocket(
+            mainExecutor, clock, compositor, makePortalScreenCast(mainExecutor, clock), makeRemote);
+    };
+    return std::make_shared<ViewerLinuxScreenCapture>(std::move(session), std::move(x11),
+                                                      makeWayland);
 }
 
 }  // namespace velmora
