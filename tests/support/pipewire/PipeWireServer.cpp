@@ -65,8 +65,7 @@ PipeWireServer::PipeWireServer() {
                     "a folder cannot be given to another user");
     }
     server_ = start({"pipewire"}, "pipewire.log");
-    await([this] { return std::filesystem::is_socket(folder_.path() / socketName); },
-          folder_.path() / "pipewire.log");
+    await([this] { return isListening(); }, folder_.path() / "pipewire.log");
     manager_ = start(sessionManager(), "manager.log");
     await([this] { return isManaged(); }, folder_.path() / "manager.log");
 }
@@ -101,17 +100,32 @@ bool PipeWireServer::isManaged() const {
     return client.hasClient("WirePlumber");
 }
 
+bool PipeWireServer::isListening() const {
+    const int descriptor = tryToConnect();
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+    return descriptor >= 0;
+}
+
 int PipeWireServer::connect() const {
+    const int descriptor = tryToConnect();
+    viewerCheck(descriptor >= 0, "the test's PipeWire cannot be connected to");
+    return descriptor;
+}
+
+int PipeWireServer::tryToConnect() const {
     const std::string path = folder_.path() / socketName;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     viewerCheck(path.size() < sizeof address.sun_path, "a socket's path is too long");
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    viewerCheck(
-        descriptor >= 0 &&
-            ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
-        "the test's PipeWire cannot be connected to");
+    viewerCheck(descriptor >= 0, "a socket cannot be made");
+    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ::close(descriptor);
+        return -1;
+    }
     return descriptor;
 }
 

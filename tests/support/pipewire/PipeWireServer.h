@@ -33,6 +33,9 @@ class PipeWireServer final {
 
   private:
     pid_t start(const std::vector<std::string>& command, const std::string& log) const;
+    /// -1 where nobody listens.
+    int tryToConnect() const;
+    bool isListening() const;
     /// Whether the session manager has told PipeWire of itself.
     bool isManaged() const;
 

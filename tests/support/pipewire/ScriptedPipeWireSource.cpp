@@ -96,6 +96,7 @@ ScriptedPipeWireSource::ScriptedPipeWireSource(const PipeWireServer& server, Opt
     events_.remove_buffer = [](void* self, pw_buffer* buffer) {
         sourceAt(self).removeBuffer(*buffer);
     };
+    events_.trigger_done = [](void* self) { sourceAt(self).setUnderWay(false); };
     client_.locked([this] { connect(); });
     viewerCheck(await([this] { return isThere_; }), "a scripted source gets no node");
 }
@@ -128,6 +129,7 @@ void ScriptedPipeWireSource::setState(pw_stream_state state) {
     const bool isStreaming = state == PW_STREAM_STATE_STREAMING;
     readers_ += isStreaming && !isStreaming_ ? 1 : 0;
     isStreaming_ = isStreaming;
+    isUnderWay_ = false;
     changed_.notify_all();
 }
 
@@ -191,6 +193,7 @@ void ScriptedPipeWireSource::addBuffer(pw_buffer& buffer) {
     data.maxsize = bytes + options_.missingBytes;
     data.data = mapping;
     memories_.emplace(buffer.buffer, memory);
+    isRenegotiating_ = false;
 }
 
 void ScriptedPipeWireSource::removeBuffer(const pw_buffer& buffer) {
@@ -207,6 +210,12 @@ bool ScriptedPipeWireSource::await(const std::function<bool()>& holds) {
     return changed_.wait_for(guard, patience, holds);
 }
 
+void ScriptedPipeWireSource::setUnderWay(bool isUnderWay) {
+    const std::lock_guard guard(mutex_);
+    isUnderWay_ = isUnderWay;
+    changed_.notify_all();
+}
+
 std::size_t ScriptedPipeWireSource::readers() {
     const std::lock_guard guard(mutex_);
     return readers_;
@@ -216,13 +225,16 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
     constexpr int betweenLooks = 2;
     const auto end = std::chrono::steady_clock::now() + patience;
     bool isSent = false;
-    while (!isSent && awaitReader() && std::chrono::steady_clock::now() < end) {
+    while (!isSent && await([this] { return isStreaming_ && !isUnderWay_; }) &&
+           std::chrono::steady_clock::now() < end) {
         client_.locked([&] {
-            pw_buffer* const buffer =
-                stream_ != nullptr ? pw_stream_dequeue_buffer(stream_) : nullptr;
+            const bool isReady = stream_ != nullptr && !isRenegotiating_;
+            pw_buffer* const buffer = isReady ? pw_stream_dequeue_buffer(stream_) : nullptr;
             if (buffer != nullptr) {
                 fill(*buffer->buffer, picture);
                 isSent = pw_stream_queue_buffer(stream_, buffer) >= 0;
+                setUnderWay(true);
+                pw_stream_trigger_process(stream_);
             }
         });
         if (!isSent) {
@@ -234,7 +246,7 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
 
 void ScriptedPipeWireSource::fill(spa_buffer& buffer, const Picture& picture) {
     std::uint8_t* row = memories_.at(&buffer).bytes + options_.offset;
-    for (std::uint32_t y = 0; y < options_.height; ++y, row += rowBytes()) {
+    for (std::uint32_t y = 0; picture.painting && y < options_.height; ++y, row += rowBytes()) {
         for (std::uint32_t x = 0; x < options_.width; ++x) {
             const std::uint32_t pixel = pixelOf(options_.format, picture.painting(x, y));
             std::memcpy(row + std::size_t{x} * sizeof pixel, &pixel, sizeof pixel);
@@ -244,6 +256,7 @@ void ScriptedPipeWireSource::fill(spa_buffer& buffer, const Picture& picture) {
     if (auto* const header = static_cast<spa_meta_header*>(
             spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)))) {
         header->flags = picture.headerFlags;
+        header->seq = ++sequence_;
     }
     if (auto* const crop = static_cast<spa_meta_region*>(
             spa_buffer_find_meta_data(&buffer, SPA_META_VideoCrop, sizeof(spa_meta_region)))) {
@@ -269,6 +282,7 @@ void ScriptedPipeWireSource::renegotiate(std::uint32_t format, std::uint32_t wid
         options_.format = format;
         options_.width = width;
         options_.height = height;
+        isRenegotiating_ = true;
         const std::vector<std::uint8_t> memory = formatParameter();
         const auto* parameter = reinterpret_cast<const spa_pod*>(memory.data());
         pw_stream_update_params(stream_, &parameter, 1);
@@ -281,10 +295,6 @@ void ScriptedPipeWireSource::pause() {
 
 void ScriptedPipeWireSource::resume() {
     client_.locked([this] { pw_stream_set_active(stream_, true); });
-}
-
-void ScriptedPipeWireSource::fail() {
-    client_.locked([this] { pw_stream_set_error(stream_, -EIO, "a scripted failure"); });
 }
 
 void ScriptedPipeWireSource::remove() {

@@ -41,7 +41,8 @@ class ScriptedPipeWireSource final {
     };
 
     struct Picture final {
-        Painting painting;
+        /// Without one the buffer's memory is not touched.
+        Painting painting = {};
         /// What is said to have changed; empty where nothing is told.
         std::vector<ViewerRectangle> damage = {};
         std::optional<ViewerRectangle> crop = std::nullopt;
@@ -76,13 +77,13 @@ class ScriptedPipeWireSource final {
     bool send(const Picture& picture);
     /// The same for a picture of one colour.
     bool send(std::uint32_t colour) { return send(Picture{all(colour)}); }
+    /// The same for whatever a buffer holds.
+    bool sendUnpainted() { return send(Picture{}); }
 
-    /// From now on the pictures are others.
+    /// From the next picture on they are others.
     void renegotiate(std::uint32_t format, std::uint32_t width, std::uint32_t height);
     void pause();
     void resume();
-    /// The stream reports a failure.
-    void fail();
     /// The node goes.
     void remove();
     /// The memory of the buffers goes while they are in use.
@@ -105,6 +106,7 @@ class ScriptedPipeWireSource final {
     void removeBuffer(const pw_buffer& buffer);
     void fill(spa_buffer& buffer, const Picture& picture);
     void setState(pw_stream_state state);
+    void setUnderWay(bool isUnderWay);
 
     Options options_;
     PipeWireClient client_;
@@ -114,11 +116,17 @@ class ScriptedPipeWireSource final {
     std::uint32_t node_ = 0;
     /// The client's loop and whoever has locked it touch these.
     std::map<const spa_buffer*, Memory> memories_;
+    /// The buffers are still those of a format before.
+    bool isRenegotiating_ = false;
+    std::uint64_t sequence_ = 0;
 
     std::mutex mutex_;
     std::condition_variable changed_;
     bool isStreaming_ = false;
     bool isThere_ = false;
+    /// The last picture is on its way to the reader. One that is sent meanwhile can be lost, which
+    /// happens to no compositor: its pictures are further apart.
+    bool isUnderWay_ = false;
     std::size_t readers_ = 0;
 };
 

@@ -141,6 +141,11 @@ void ViewerPipeWireCapture::process() {
     const Instant now = Clock::now();
     while (pw_buffer* const buffer = library_.streamDequeueBuffer(stream_)) {
         const ViewerPipeWireFrame frame = frameIn(*buffer);
+        // PipeWire itself drops buffers, and what they say of changes with them.
+        if (frame.sequence > sequence_ + 1) {
+            picture_.distrust();
+        }
+        sequence_ = frame.sequence;
         if (frame.kind == ViewerPipeWireFrame::Kind::picture) {
             release();
             held_ = buffer;

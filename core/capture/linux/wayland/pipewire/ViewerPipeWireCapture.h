@@ -88,6 +88,8 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     /// The newest buffer with a picture, while it is needed.
     pw_buffer* held_ = nullptr;
     ViewerPipeWireFrame frame_;
+    /// The number of the last buffer.
+    std::uint64_t sequence_ = 0;
     /// When the held buffer is needed next.
     std::optional<Instant> next_;
     bool hasPicture_ = false;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -217,9 +218,10 @@ void ViewerPipeWireConnection::onDone(void* self, std::uint32_t id, int sync) {
     }
 }
 
-void ViewerPipeWireConnection::onError(void* self, std::uint32_t id, int, int, const char*) {
-    // What concerns another object is told to that object too.
-    if (id == PW_ID_CORE) {
+void ViewerPipeWireConnection::onError(void* self, std::uint32_t id, int, int result, const char*) {
+    // Other errors of the core tell of a request whose object had gone meanwhile, as happens when
+    // a node goes while it is captured.
+    if (id == PW_ID_CORE && result == -EPIPE) {
         static_cast<ViewerPipeWireConnection*>(self)->lose();
     }
 }

@@ -77,9 +77,7 @@ bool findRows(const spa_data& data, std::span<const std::uint8_t> memory,
     return needed <= there;
 }
 
-ViewerPipeWireFrame::Kind kindOf(const spa_buffer& buffer) {
-    const auto header = metaIn<spa_meta_header>(buffer, SPA_META_Header);
-    const std::uint32_t headerFlags = header ? header->flags : 0;
+ViewerPipeWireFrame::Kind kindOf(const spa_buffer& buffer, std::uint32_t headerFlags) {
     if (buffer.n_datas < 1 || buffer.datas[0].chunk == nullptr ||
         buffer.datas[0].chunk->size == 0 || (headerFlags & SPA_META_HEADER_FLAG_GAP) != 0) {
         return ViewerPipeWireFrame::Kind::none;
@@ -96,7 +94,10 @@ ViewerPipeWireFrame ViewerPipeWireFrame::in(const spa_buffer& buffer,
                                             std::span<const std::uint8_t> memory,
                                             const ViewerPipeWireFormat& format) {
     ViewerPipeWireFrame result;
-    result.kind = kindOf(buffer);
+    const auto header =
+        metaIn<spa_meta_header>(buffer, SPA_META_Header).value_or(spa_meta_header());
+    result.sequence = header.seq;
+    result.kind = kindOf(buffer, header.flags);
     if (result.kind != Kind::picture) {
         return result;
     }

@@ -25,6 +25,8 @@ struct ViewerPipeWireFrame final {
                                   const ViewerPipeWireFormat& format);
 
     Kind kind = Kind::none;
+    /// The buffer's number in the order in which they were sent, where the compositor counts.
+    std::uint64_t sequence = 0;
     /// The first pixel of the buffer's picture, which has the format's size.
     const std::uint8_t* pixels = nullptr;
     std::size_t bytesPerRow = 0;
