@@ -256,8 +256,8 @@ TEST_F(ViewerProcessAlertPresenterTest, TheDesktopsTokenIsForTheFirstAlertAlone)
     environment_.set("DESKTOP_STARTUP_ID", "token-2");
     ViewerProcessAlertPresenter alerts(loop_, SCRIPTED_ALERT_PATH);
 
-    EXPECT_EQ(::getenv("XDG_ACTIVATION_TOKEN"), nullptr);
-    EXPECT_EQ(::getenv("DESKTOP_STARTUP_ID"), nullptr);
+    EXPECT_EQ(::getenv("XDG_ACTIVATION_TOKEN"), nullptr);  // NOLINT(concurrency-mt-unsafe)
+    EXPECT_EQ(::getenv("DESKTOP_STARTUP_ID"), nullptr);    // NOLINT(concurrency-mt-unsafe)
     EXPECT_THAT(environmentOf(alerts, *loop_),
                 IsSupersetOf({"XDG_ACTIVATION_TOKEN=token-1", "DESKTOP_STARTUP_ID=token-2"}));
     EXPECT_THAT(environmentOf(alerts, *loop_), Each(Not(HasSubstr("token-"))));
