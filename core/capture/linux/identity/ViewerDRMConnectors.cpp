@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t blockBytes = 128;
+constexpr std::size_t edidBlockBytes = 128;
 /// Where the first block says how many follow it.
 constexpr std::size_t extensionsOffset = 126;
 constexpr std::size_t maximumBlocks = 256;
@@ -27,7 +27,7 @@ std::string lineOf(const fs::path& file) {
 
 std::vector<std::uint8_t> bytesOf(const fs::path& file) {
     std::ifstream input(file, std::ios::binary);
-    std::vector<std::uint8_t> bytes(maximumBlocks * blockBytes);
+    std::vector<std::uint8_t> bytes(maximumBlocks * edidBlockBytes);
     input.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(input.gcount()));
     return bytes;
@@ -66,9 +66,9 @@ std::vector<std::uint8_t> ViewerDRMConnectors::edidOf(const fs::path& folder,
         return {};
     }
     std::vector<std::uint8_t> edid = bytesOf(connected.front() / "edid");
-    if (edid.size() >= blockBytes) {
+    if (edid.size() >= edidBlockBytes) {
         // X servers hand on as many blocks as the first one tells, newer kernels know of more.
-        const std::size_t told = (edid[extensionsOffset] + std::size_t{1}) * blockBytes;
+        const std::size_t told = (edid[extensionsOffset] + std::size_t{1}) * edidBlockBytes;
         edid.resize(std::min(edid.size(), told));
     }
     return edid;

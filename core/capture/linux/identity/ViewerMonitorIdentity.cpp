@@ -21,7 +21,7 @@ std::string delimited(std::string_view text) {
     return std::to_string(text.size()) + ":" + std::string(text);
 }
 
-std::string textOf(std::span<const std::uint8_t> bytes) {
+std::string asText(std::span<const std::uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
@@ -29,7 +29,7 @@ std::string textOf(std::span<const std::uint8_t> bytes) {
 // the same.
 
 std::string seedOfConnector(std::span<const std::uint8_t> edid, std::string_view connector) {
-    return "connector:" + delimited(connector) + textOf(edid);
+    return "connector:" + delimited(connector) + asText(edid);
 }
 
 std::string seedOf(std::span<const std::uint8_t> edid, bool hasSerialNumber,
@@ -37,7 +37,7 @@ std::string seedOf(std::span<const std::uint8_t> edid, bool hasSerialNumber,
     if (edid.empty()) {
         return "name:" + std::string(fallbackName);
     }
-    return hasSerialNumber ? "edid:" + textOf(edid) : seedOfConnector(edid, connector);
+    return hasSerialNumber ? "edid:" + asText(edid) : seedOfConnector(edid, connector);
 }
 
 std::string uuidOver(const std::string& seed) {

@@ -53,7 +53,7 @@ bool comesBefore(const Granted& a, const Granted& b) {
     if (a.output.has_value() != b.output.has_value()) {
         return a.output.has_value();
     }
-    return a.output && a.output->global < b.output->global;
+    return a.output ? a.output->global < b.output->global : a.stream.node < b.stream.node;
 }
 
 }  // namespace
@@ -76,7 +76,7 @@ bool ViewerGrantedDisplays::grant(const std::vector<ViewerMatchedStream>& stream
         }
     }
     wasGranted_ = true;
-    std::ranges::stable_sort(granted_, comesBefore);
+    std::ranges::sort(granted_, comesBefore);
     followed_ = compositor;
     write(compositor->outputs);
     return !granted_.empty();

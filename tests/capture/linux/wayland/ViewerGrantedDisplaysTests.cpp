@@ -187,17 +187,28 @@ TEST_F(ViewerGrantedDisplaysTest, ATwinThatComesLaterChangesNobodysId) {
 }
 
 TEST_F(ViewerGrantedDisplaysTest, WhatIsNotToldApartIsListedWithANumberAndTheCommonSize) {
-    ViewerWaylandOutput twin = left();
+    ViewerWaylandOutput scaled = left();
+    scaled.mode = {3840, 2160};
+    ViewerWaylandOutput twin = scaled;
     twin.global = 2;
-    displays_.grant({oneOf({1, 2}, 50), oneOf({1, 2}, 51)}, told({left(), twin}));
+    displays_.grant({oneOf({1, 2}, 50), oneOf({1, 2}, 51)}, told({scaled, twin}));
     ASSERT_EQ(count(), 2U);
     EXPECT_NE(uuid(0), uuid(1));
     EXPECT_EQ(listed(0).name, std::nullopt);
     EXPECT_EQ(listed(0).number, 1U);
     EXPECT_EQ(listed(1).number, 2U);
-    EXPECT_EQ(listed(0).width, 1920);
+    EXPECT_EQ(listed(0).width, 3840);
     EXPECT_TRUE(listed(0).isMain);
     EXPECT_FALSE(displays_.find(uuid(0))->output);
+}
+
+TEST_F(ViewerGrantedDisplaysTest, WithoutACommonSizeItIsTheStreamsOwn) {
+    ViewerWaylandOutput scaled = left();
+    scaled.mode = {3840, 2160};
+    ViewerWaylandOutput other = left();
+    other.global = 2;
+    displays_.grant({oneOf({1, 2})}, told({scaled, other}));
+    EXPECT_EQ(listed(0).width, 1920);
 }
 
 TEST_F(ViewerGrantedDisplaysTest, WhatIsNotToldApartComesBackUnderAnotherIdAndNotMoreOften) {

@@ -283,6 +283,17 @@ TEST_F(ViewerWaylandScreenCaptureTest, APipeWireThatIsLostIsToldOnceAndGivenUp) 
     EXPECT_TRUE(session_.starts(session_.listed()->front()));
 }
 
+TEST_F(ViewerWaylandScreenCaptureTest, TheEndOfAPipeWireThatWasGivenUpIsNoLoss) {
+    session_.grant(bothStreams());
+    session_.screenCast->interrupt();
+    session_.screenCast->renew(bothStreams());
+    session_.remote().lose();
+    session_.world.settle();
+    session_.answerAll();
+    EXPECT_EQ(session_.screenCast->losses, 0);
+    EXPECT_TRUE(session_.starts(session_.listed()->front()));
+}
+
 TEST_F(ViewerWaylandScreenCaptureTest, ARenewalWhosePipeWireDoesNotAnswerIsALossToo) {
     session_.grant(bothStreams());
     session_.screenCast->interrupt();

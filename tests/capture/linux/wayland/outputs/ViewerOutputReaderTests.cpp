@@ -38,8 +38,8 @@ class ScriptedOutput final {
     /// Everything that an output of the fourth version tells, but its end mark.
     void tellModern() {
         compositor.geometry(7, 7, "Maker", "Model", 0);
-        compositor.mode(false, 640, 480);
         compositor.mode(true, 1920, 1080);
+        compositor.mode(false, 640, 480);
         compositor.scale(1);
         compositor.name("DP-1");
     }
