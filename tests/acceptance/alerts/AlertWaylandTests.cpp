@@ -52,13 +52,15 @@ TEST_F(AlertOnWayland, ACompositorThatDiesIsNotTheFirstButton) {
 }
 
 TEST_F(AlertOnWayland, WhatItsUserHasJustStartedShowsTheCompositorTheDesktopsToken) {
-    WaylandRelay relay(compositor_.displayName());
-    environment_.set("WAYLAND_DISPLAY", relay.displayName());
     for (const char* const name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {
+        WaylandRelay relay(compositor_.displayName());
+        environment_.set("WAYLAND_DISPLAY", relay.displayName());
         const std::string token = std::string("token-of-") + name;
         environment_.set(name, token);
         show(twoButtons());
         EXPECT_TRUE(eventually([&] { return relay.hasHeard(token); })) << name;
+        // Else it would be passed over.
+        EXPECT_TRUE(relay.hasHeardAfterPicture(token)) << name;
         environment_.set(name, std::nullopt);
         session_.press("Second");
         EXPECT_EQ(answer(), false);

@@ -63,6 +63,12 @@ bool WaylandRelay::hasHeard(const std::string& text) {
     return heard_.find(text) != std::string::npos;
 }
 
+bool WaylandRelay::hasHeardAfterPicture(const std::string& text) {
+    const ViewerLockGuard guard(lock_);
+    const std::size_t place = heard_.find(text);
+    return place != std::string::npos && place > firstMemory_;
+}
+
 void WaylandRelay::run() {
     while (!isEnding_) {
         if (isReadable(listener_)) {
@@ -107,6 +113,9 @@ bool WaylandRelay::passOn(int from, int to, bool isKept) {
     part.iov_len = static_cast<std::size_t>(size);
     if (isKept) {
         const ViewerLockGuard guard(lock_);
+        if (firstMemory_ == std::string::npos && message.msg_controllen > 0) {
+            firstMemory_ = heard_.size();
+        }
         heard_.append(bytes.data(), part.iov_len);
     }
     // The control bytes that came are those that go on, or none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 #include <thread>
 
@@ -24,6 +25,8 @@ class WaylandRelay final {
     std::string displayName() const { return folder_.path() / "wayland-0"; }
     /// Whether the program, or another one before it, has named this text by now.
     bool hasHeard(const std::string& text);
+    /// The same, after it had handed over memory, as it does to show its first picture.
+    bool hasHeardAfterPicture(const std::string& text);
 
   private:
     void run();
@@ -38,6 +41,8 @@ class WaylandRelay final {
     std::atomic<bool> isEnding_ = false;
     ViewerLock lock_;
     std::string heard_ VIEWER_GUARDED_BY(lock_);
+    /// Where in that the first descriptor came, with the bytes that came along; else nowhere.
+    std::size_t firstMemory_ VIEWER_GUARDED_BY(lock_) = std::string::npos;
     std::thread thread_;
 };
 
