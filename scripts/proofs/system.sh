@@ -72,3 +72,28 @@ take_away() {
         rm -rf --one-file-system "$root"
     fi
 }
+
+# Has the real desktop of that name used on Debian 13; $packages are what it needs.
+prove_desktop() {
+    scripts/packages prove
+    trap take_away EXIT
+    if [ ! -e "$root/made" ]; then
+        echo "Making Debian 13 with ${name^^} in $root…"
+        make_root trixie
+        enter apt-get update -qq
+        enter env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "${packages[@]}" >/dev/null
+        touch "$root/made"
+    fi
+    copy_sources
+    echo "Building the host…"
+    enter bash -euc '
+        cd /srv/host
+        scripts/packages build test
+        cmake --preset test -B build/prove >/dev/null
+        cmake --build build/prove --target \
+            VelmoraViewerHost VelmoraViewerHostAlert wayland_painter screencopy_formats'
+    take_port
+    enter bash "/srv/host/scripts/proofs/desktops/$name.sh" "$@"
+    give_port
+}

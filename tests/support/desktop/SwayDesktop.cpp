@@ -59,11 +59,13 @@ void SwayDesktop::writeSettings() const {
 }
 
 void SwayDesktop::startCompositor() {
-    // A window that fills an output would be handed on as it is, and not be on what is captured.
+    // A window that fills an output would be handed on as it is, and not be on what is captured:
+    // older releases want an option, newer ones a variable.
     session_.start("sway", {"sway", "-D", "noscanout"},
                    {{"LD_PRELOAD", OUTPUT_SWITCH_PATH},
                     {"WLR_BACKENDS", "headless"},
                     {"WLR_RENDERER", "pixman"},
+                    {"WLR_SCENE_DISABLE_DIRECT_SCANOUT", "1"},
                     {"WLR_LIBINPUT_NO_DEVICES", "1"},
                     {"WLR_HEADLESS_OUTPUTS", std::to_string(outputs_.size())},
                     {"LIBSEAT_BACKEND", "noop"}});

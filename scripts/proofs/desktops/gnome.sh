@@ -1,0 +1,85 @@
+# GNOME Shell with its own portal, its own dialog and a lock screen, on two virtual monitors without a
+# graphics card.
+#
+# What it needs to be told, all seen with GNOME Shell 48 and its portal of the same release:
+# - The shell ends at its start without any system's bus; an empty one is enough. It has a lock screen
+#   only where the display manager answers and the system has seats: both are played by dbusmock.
+# - Without a screen it lets casts go on while it is locked; an extension tells it that it has one.
+# - Its overview covers every window at first; the same extension leaves it out.
+set -euo pipefail
+
+# As root, once.
+prepare() {
+    mkdir -p /run/systemd/seats
+}
+. "$(dirname "$0")/desktop.sh"
+
+export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_ID=c1 GSETTINGS_BACKEND=keyfile
+
+write_settings() {
+    local extension=$XDG_DATA_HOME/gnome-shell/extensions/screen@proof
+    mkdir -p "$extension" "$XDG_CONFIG_HOME/glib-2.0/settings"
+    cat >"$extension/metadata.json" <<-END
+		{"uuid": "screen@proof", "name": "screen", "description": "As if there were a screen",
+		 "shell-version": ["46", "47", "48"], "session-modes": ["user", "unlock-dialog"]}
+	END
+    cat >"$extension/extension.js" <<-END
+		import * as Main from 'resource:///org/gnome/shell/ui/main.js';
+		export default class {
+		    enable() {
+		        if (Main.layoutManager._startingUp)
+		            Main.sessionMode.hasOverview = false;
+		        global.backend.is_headless = () => false;
+		    }
+		    disable() {}
+		}
+	END
+    cat >"$XDG_CONFIG_HOME/glib-2.0/settings/keyfile" <<-END
+		[org/gnome/shell]
+		enabled-extensions=['screen@proof']
+		welcome-dialog-last-shown-version='999'
+		[org/gnome/desktop/interface]
+		enable-animations=false
+	END
+}
+
+# mock NAME OBJECT METHOD ARGUMENT…
+mock() {
+    gdbus call --system -d "$1" -o "$2" -m "org.freedesktop.DBus.Mock.$3" "${@:4}" >/dev/null
+}
+start_system() {
+    cat >"$DESKTOP_FOLDER/system.conf" <<-END
+		<busconfig><type>system</type><listen>$DBUS_SYSTEM_BUS_ADDRESS</listen>
+		<policy context="default"><allow user="*"/><allow own="*"/>
+		<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/></policy></busconfig>
+	END
+    start bus dbus-daemon --nofork --nopidfile --config-file="$DESKTOP_FOLDER/system.conf"
+    await test -S "$XDG_RUNTIME_DIR/system_bus"
+    start logind /usr/bin/python3 -m dbusmock --system -t logind
+    start manager /usr/bin/python3 -m dbusmock --system org.gnome.DisplayManager \
+        /org/gnome/DisplayManager/Manager org.gnome.DisplayManager.Manager
+    await is_owned org.freedesktop.login1 --system
+    await is_owned org.gnome.DisplayManager --system
+    mock org.freedesktop.login1 /org/freedesktop/login1 AddSession \
+        c1 seat0 "$(id -u)" "$(id -un)" true
+    # The template's own fails on a number.
+    mock org.freedesktop.login1 /org/freedesktop/login1 AddMethod org.freedesktop.login1.Manager \
+        GetUser u o 'ret="/org/freedesktop/login1/user/%d" % args[0]'
+    mock org.gnome.DisplayManager /org/gnome/DisplayManager/Manager AddProperty \
+        org.gnome.DisplayManager.Manager Version "<'48.0'>"
+}
+
+write_settings
+start_system
+start_pipewire
+dbus-update-activation-environment XDG_CURRENT_DESKTOP XDG_SESSION_TYPE GSETTINGS_BACKEND \
+    LIBGL_ALWAYS_SOFTWARE DBUS_SYSTEM_BUS_ADDRESS
+start shell gnome-shell --headless --no-x11 --virtual-monitor 1280x720 --virtual-monitor 800x600 \
+    --wayland-display wayland-0
+await is_owned org.gnome.Mutter.ScreenCast
+await is_owned org.gnome.Shell
+export WAYLAND_DISPLAY=wayland-0
+dbus-update-activation-environment WAYLAND_DISPLAY
+start_portal gnome /usr/libexec/xdg-desktop-portal-gnome
+paint Meta-0 c02020 Meta-1 20c020
+"$here/use_desktop.py" gnome "$@"
