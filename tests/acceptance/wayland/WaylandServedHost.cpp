@@ -9,7 +9,7 @@
 
 #include "tests/acceptance/ProtocolTest.h"
 #include "tests/acceptance/wayland/WaylandHost.h"
-#include "tests/capture/linux/x11/EDIDBlock.h"
+#include "tests/support/capture/EDIDBlock.h"
 #include "tests/support/desktop/MonitorDescriptions.h"
 #include "tests/support/desktop/SwayDesktop.h"
 
