@@ -29,6 +29,7 @@ struct ScriptedCompositor::Native final {
         wl_resource_set_implementation(native.output, &requests, data, [](wl_resource* resource) {
             of(wl_resource_get_user_data(resource)).output = nullptr;
         });
+        native.owner->whenBound();
     }
 
     struct ManagerRequests final {
@@ -58,6 +59,7 @@ struct ScriptedCompositor::Native final {
         wl_resource_set_implementation(manager, &requests, data, nullptr);
     }
 
+    ScriptedCompositor* owner = nullptr;
     Versions versions;
     wl_display* display = wl_display_create();
     wl_global* outputGlobal = nullptr;
@@ -67,6 +69,7 @@ struct ScriptedCompositor::Native final {
 
 ScriptedCompositor::ScriptedCompositor(Versions versions)
     : socketPath_(folder_.path() / "wayland"), native_(std::make_unique<Native>()) {
+    native_->owner = this;
     native_->versions = versions;
     if (versions.xdgOutput != 0) {
         wl_global_create(native_->display, &zxdg_output_manager_v1_interface,

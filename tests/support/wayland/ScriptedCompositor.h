@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -30,7 +31,7 @@ class ScriptedCompositor final {
     /// Takes in what clients ask, and sends what was told.
     void pump();
 
-    /// Adds an output that tells nothing by itself to those who bind it.
+    /// Adds an output that tells nothing by itself to those who bind it, unless `whenBound` does.
     void addOutput();
     void removeOutput();
     /// Whether somebody listens to the output, and to what `xdg_output` adds to it.
@@ -48,6 +49,8 @@ class ScriptedCompositor final {
     void xdgSize(std::int32_t width, std::int32_t height);
     void xdgName(const std::string& text);
     void xdgDone();
+
+    std::function<void()> whenBound = [] {};
 
   private:
     struct Native;

@@ -33,12 +33,11 @@ class ViewerImageCopyTest : public testing::Test {
     /// The copy's pixels, row by row; nothing when there is none.
     Pixels copy() {
         script_.addTo(compositor_.display());
+        compositor_.whenBound = [this] { tellOutput(); };
         compositor_.addOutput();
         ViewerWaylandOutput output;
         {
             OutputsOnLoop loop(compositor_.socketPath(), [&] { compositor_.pump(); });
-            EXPECT_TRUE(loop.until([&] { return compositor_.isBound(); }));
-            tellOutput();
             EXPECT_TRUE(loop.untilTold([](const auto& told) { return !told.outputs.empty(); }));
             EXPECT_TRUE(loop.current()->offersImageCopy);
             EXPECT_FALSE(loop.current()->offersScreenCopy);
@@ -53,13 +52,8 @@ class ViewerImageCopyTest : public testing::Test {
             EXPECT_EQ(isCopied, !pixels.empty());
             isOver = true;
         });
-        bool isTold = false;
         while (!isOver) {
             compositor_.pump();
-            if (compositor_.isBound() && !isTold) {
-                tellOutput();
-            }
-            isTold = compositor_.isBound();
             std::this_thread::yield();
         }
         asking.join();
@@ -83,7 +77,6 @@ class ViewerImageCopyTest : public testing::Test {
         compositor_.mode(true, 3, 2);
         compositor_.name("DP-1");
         compositor_.done();
-        compositor_.pump();
     }
 
     ScriptedCompositor compositor_{{4, 0}};
