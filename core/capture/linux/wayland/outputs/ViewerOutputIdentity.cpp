@@ -32,12 +32,14 @@ ViewerMonitorIdentity identityOf(const ViewerWaylandOutput& output, const Bytes&
 std::vector<ViewerMonitorIdentity> ViewerOutputIdentity::of(
     const std::vector<ViewerWaylandOutput>& outputs, const std::filesystem::path& drmFolder) {
     std::vector<Bytes> edids;
+    edids.reserve(outputs.size());
     for (const ViewerWaylandOutput& output : outputs) {
         edids.push_back(output.connector.empty()
                             ? Bytes()
                             : ViewerDRMConnectors::edidOf(drmFolder, output.connector));
     }
     std::vector<ViewerMonitorIdentity> identities;
+    identities.reserve(outputs.size());
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         const bool hasTwin = std::ranges::count(edids, edids[i]) > 1;
         identities.push_back(identityOf(outputs[i], edids[i], hasTwin));
