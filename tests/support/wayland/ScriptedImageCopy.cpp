@@ -103,9 +103,13 @@ struct ManagerRequests final {
     void (*destroy)(wl_client*, wl_resource*) = destroyResource;
 };
 
+struct SourceRequests final {
+    void (*destroy)(wl_client*, wl_resource*) = destroyResource;
+};
+
 struct SourceManagerRequests final {
     static void create(wl_client* client, wl_resource*, std::uint32_t id, wl_resource*) {
-        static constexpr auto requests = destroyResource;
+        static constexpr SourceRequests requests;
         wl_resource* const source =
             wl_resource_create(client, &ext_image_capture_source_v1_interface, 1, id);
         wl_resource_set_implementation(source, &requests, nullptr, nullptr);
