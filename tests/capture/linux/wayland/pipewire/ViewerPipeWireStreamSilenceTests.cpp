@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <future>
+#include <memory>
+
+#include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
+#include "tests/support/pipewire/ScriptedPipeWireSource.h"
+
+namespace velmora {
+namespace {
+
+using StillPicture = RemoteOnLoop::StillPicture;
+
+constexpr std::uint32_t red = 0xff0000;
+constexpr std::uint32_t blue = 0x0000ff;
+
+StreamRecorder::Judgement isAll(std::uint32_t colour) {
+    return [colour](const StreamRecorder::Picture& picture) { return picture.isAll(colour); };
+}
+
+/// A copy of an output of 1280 × 720 that is all of one colour.
+bool handCopy(const std::function<void(const ViewerPixelBuffer&)>& receive, std::uint32_t colour) {
+    const std::vector<std::uint32_t> pixels(std::size_t{1280} * 720, colour);
+    ViewerPixelBuffer copy;
+    copy.width = 1280;
+    copy.height = 720;
+    copy.pixels = reinterpret_cast<const std::uint8_t*>(pixels.data());
+    copy.bytesPerRow = std::size_t{1280} * sizeof(std::uint32_t);
+    receive(copy);
+    return true;
+}
+
+/// A node, and how often a copy of it was asked for.
+struct Cast final {
+    CapturedNode& capture(const StillPicture& still) {
+        const StillPicture counted =
+            [count = asked, still](const std::function<void(const ViewerPixelBuffer&)>& receive) {
+                ++*count;
+                return still(receive);
+            };
+        node.emplace(remote, screen.node(), counted);
+        EXPECT_TRUE(node->start());
+        return *node;
+    }
+
+    PipeWireServer server;
+    ScriptedPipeWireSource screen{server};
+    RemoteOnLoop remote{server};
+    const std::shared_ptr<std::atomic<int>> asked = std::make_shared<std::atomic<int>>(0);
+    std::optional<CapturedNode> node;
+};
+
+TEST(ViewerPipeWireStreamSilence, ASilentNodeIsCopiedOnceAndReduced) {
+    Cast cast;
+
+    CapturedNode& node = cast.capture([](const auto& receive) { return handCopy(receive, red); });
+
+    ASSERT_TRUE(node.recorder().waitForPicture(isAll(red)));
+    EXPECT_EQ(node.recorder().latest().width, 640);
+    EXPECT_EQ(node.recorder().latest().height, 360);
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(500)));
+    EXPECT_EQ(*cast.asked, 1);
+}
+
+TEST(ViewerPipeWireStreamSilence, AfterACopyTheNodesOwnPicturesAreShown) {
+    Cast cast;
+    CapturedNode& node = cast.capture([](const auto& receive) { return handCopy(receive, red); });
+    ASSERT_TRUE(node.recorder().waitForPicture(isAll(red)));
+
+    ASSERT_TRUE(cast.screen.send(blue));
+
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(blue)));
+}
+
+TEST(ViewerPipeWireStreamSilence, ARefusedCopyDeliversNothing) {
+    Cast cast;
+    const auto isAsked = std::make_shared<std::promise<void>>();
+
+    CapturedNode& node = cast.capture([isAsked](const auto& receive) {
+        (void)handCopy(receive, red);
+        isAsked->set_value();
+        return false;
+    });
+
+    isAsked->get_future().wait();
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(200)));
+    EXPECT_EQ(node.recorder().frames(), 0U);
+    EXPECT_EQ(node.recorder().stops(), 0U);
+}
+
+TEST(ViewerPipeWireStreamSilence, ANodeThatShowsSomethingIsNotCopied) {
+    Cast cast;
+    CapturedNode node(cast.remote, cast.screen.node(), [&](const auto&) {
+        ++*cast.asked;
+        return false;
+    });
+    std::future<bool> isStarted = std::async(std::launch::async, [&] { return node.start(); });
+    ASSERT_TRUE(cast.screen.send(blue));
+    ASSERT_TRUE(isStarted.get());
+
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(blue)));
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(500)));
+    EXPECT_EQ(*cast.asked, 0);
+}
+
+TEST(ViewerPipeWireStreamSilence, ACopyThatTakesLongHoldsNothingUpAndIsNotShownAfterwards) {
+    Cast cast;
+    const auto isAsked = std::make_shared<std::promise<void>>();
+    const auto mayGoOn = std::make_shared<std::promise<void>>();
+    const auto isDone = std::make_shared<std::promise<void>>();
+    CapturedNode& node = cast.capture([isAsked, mayGoOn, isDone](const auto& receive) {
+        isAsked->set_value();
+        mayGoOn->get_future().wait();
+        const bool result = handCopy(receive, red);
+        isDone->set_value();
+        return result;
+    });
+    isAsked->get_future().wait();
+
+    ASSERT_TRUE(cast.screen.send(blue));
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(blue)));
+    mayGoOn->set_value();
+    isDone->get_future().wait();
+
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(200)));
+    EXPECT_TRUE(node.recorder().latest().isAll(blue));
+}
+
+TEST(ViewerPipeWireStreamSilence, ACopyThatComesAfterTheStopIsNotShown) {
+    Cast cast;
+    const auto isAsked = std::make_shared<std::promise<void>>();
+    const auto mayGoOn = std::make_shared<std::promise<void>>();
+    CapturedNode& node = cast.capture([isAsked, mayGoOn](const auto& receive) {
+        isAsked->set_value();
+        mayGoOn->get_future().wait();
+        return handCopy(receive, red);
+    });
+    isAsked->get_future().wait();
+
+    EXPECT_TRUE(node.stop());
+    mayGoOn->set_value();
+
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(200)));
+    EXPECT_EQ(node.recorder().frames(), 0U);
+}
+
+}  // namespace
+}  // namespace velmora
