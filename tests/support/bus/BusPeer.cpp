@@ -15,6 +15,8 @@ BusPeer::BusPeer(const std::string& address, const std::vector<std::string>& nam
                     sd_bus_set_bus_client(bus_, 1) >= 0 && sd_bus_start(bus_) >= 0 &&
                     sd_bus_add_filter(bus_, nullptr, &callHasCome, this) >= 0,
                 "a peer of a test gets onto its bus");
+    const char* unique = nullptr;
+    viewerCheck(sd_bus_get_unique_name(bus_, &unique) >= 0, "a bus gives everybody a name");
     for (const std::string& name : names) {
         acquire(name);
     }

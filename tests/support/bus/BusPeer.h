@@ -15,7 +15,7 @@ class BusPeer final {
     /// Receives each call; what it does not answer is never answered.
     using Receiver = std::function<void(sd_bus_message*)>;
 
-    /// Returns when it has the names.
+    /// Returns when it is on the bus and has the names.
     BusPeer(const std::string& address, const std::vector<std::string>& names, Receiver receiver);
     ~BusPeer();
     BusPeer(const BusPeer&) = delete;

@@ -266,9 +266,9 @@ void ScriptedPortal::tellOutcome(BusPeer& sender, std::uint32_t outcome, const W
     });
 }
 
-void ScriptedPortal::answerDialog(std::uint32_t outcome) {
-    outcomes["Start"] = outcome;
-    respond("Start");
+void ScriptedPortal::decide(const std::string& call, std::uint32_t outcome) {
+    outcomes[call] = outcome;
+    respond(call);
 }
 
 void ScriptedPortal::answerRemote(sd_bus_message* call) const {

@@ -32,8 +32,9 @@ class ScriptedPortal final {
 
     /// Answers what has arrived. Whether there was anything.
     bool process() { return peer_.process(); }
-    /// The person answers the dialog that is open.
-    void answerDialog(std::uint32_t outcome);
+    /// Tells an undecided outcome: of "Start", what the person answers the dialog.
+    void decide(const std::string& call, std::uint32_t outcome);
+    void answerDialog(std::uint32_t outcome) { decide("Start", outcome); }
     /// Ends the session that was made last.
     void closeSession();
     /// Tells an outcome of the request that was made last, as whoever `sender` is.

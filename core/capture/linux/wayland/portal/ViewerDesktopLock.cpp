@@ -221,8 +221,7 @@ void ViewerDesktopLock::end() {
     hasEnded_ = true;
     changed_ = nullptr;
     subscriptions_.clear();
-    sessionBus_->close();
-    systemBus_->close();
+    systemBus_->close();  // the other one is not used here alone
 }
 
 }  // namespace velmora

@@ -107,9 +107,7 @@ void ViewerPortalScreenCast::outputsHaveChanged() {
 }
 
 void ViewerPortalScreenCast::lockHasChanged(bool isLocked) {
-    isAnswerStale_ = true;
     if (!isLocked) {
-        unlockedSince_.reset();
         noteUnlocked();
         advance();
         return;
@@ -155,7 +153,6 @@ void ViewerPortalScreenCast::advance() {
 
 void ViewerPortalScreenCast::askLock() {
     isAskingLock_ = true;
-    isAnswerStale_ = false;
     lock_->ask([weak = weak_from_this()](ViewerSessionLock::State state) {
         if (const auto self = weak.lock()) {
             self->lockHasAnswered(state);
@@ -172,15 +169,13 @@ void ViewerPortalScreenCast::lockHasAnswered(ViewerSessionLock::State state) {
         stop();
         return;
     }
-    if (!isAnswerStale_) {
-        if (state != ViewerSessionLock::State::unlocked) {
-            noteLocked();
-        } else if (unlockedSince_ && clock_->now() - *unlockedSince_ >= unlockedTime) {
-            renew();
-            return;
-        } else {
-            noteUnlocked();
-        }
+    if (state != ViewerSessionLock::State::unlocked) {
+        noteLocked();
+    } else if (unlockedSince_ && clock_->now() - *unlockedSince_ >= unlockedTime) {
+        renew();
+        return;
+    } else {
+        noteUnlocked();
     }
     advance();
 }

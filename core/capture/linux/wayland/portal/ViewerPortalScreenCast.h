@@ -96,8 +96,6 @@ class ViewerPortalScreenCast final : public ViewerScreenCast,
     /// When the lock is to be asked next.
     Instant askAt_;
     bool isAskingLock_ = false;
-    /// Whether the lock has told something by itself since it was asked.
-    bool isAnswerStale_ = false;
     bool isRenewing_ = false;
     std::optional<ViewerContinuousClock::TimerId> timer_;
 };

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/capture/linux/wayland/portal/PortalOnBus.h"
@@ -181,6 +182,17 @@ TEST_F(ViewerDesktopPortalEndTest, APortalThatGoesDuringTheDialogHasToBeRestarte
     EXPECT_THAT(portal_->calls, ElementsAre("Register"));
 }
 
+TEST_F(ViewerDesktopPortalEndTest, AnotherSessionsEndIsNotThisOnes) {
+    grant();
+    const std::string session = std::exchange(portal_->session, portal_->session + "x");
+    portal_->closeSession();
+    settle();
+    EXPECT_EQ(consent_->state(), State::granted);
+    portal_->session = session;
+    portal_->closeSession();
+    EXPECT_TRUE(until([this] { return consent_->state() == State::interrupted; }));
+}
+
 TEST_F(ViewerDesktopPortalEndTest, APortalThatGoesAfterTheGrantTakesItWithIt) {
     grant();
     portal_->leave();
@@ -204,10 +216,7 @@ TEST_F(ViewerDesktopPortalEndTest, AnAnswerThatIsTooLateChangesNothing) {
     EXPECT_TRUE(until([this] { return wasAsked("CreateSession"); }));
     pass(4s);
     EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-    const std::string session = portal_->session;
-    portal_->tellOutcome(*others_.emplace_back(std::make_unique<BusPeer>(
-                             bus_.address(), std::vector<std::string>(), nullptr)),
-                         ScriptedPortal::granted, nullptr);
+    portal_->decide("CreateSession", ScriptedPortal::granted);
     settle();
     EXPECT_FALSE(wasAsked("SelectSources"));
 }

@@ -23,7 +23,18 @@ using testing::Not;
 using testing::Pair;
 using testing::StartsWith;
 
-class ViewerDesktopPortalTest : public PortalOnBus {};
+class ViewerDesktopPortalTest : public PortalOnBus {
+  protected:
+    BusPeer& addScreenSaver() {
+        return *others_.emplace_back(std::make_unique<BusPeer>(
+            bus_.address(), std::vector<std::string>{"org.gnome.ScreenSaver"},
+            [](sd_bus_message* call) { sd_bus_reply_method_return(call, "b", 0); }));
+    }
+    static void lock(BusPeer& saver) {
+        saver.emit("", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
+                   [](sd_bus_message* signal) { sd_bus_message_append(signal, "b", 1); });
+    }
+};
 
 ViewerGrantedStream stream(std::uint32_t node, std::optional<ViewerLogicalPosition> position,
                            ViewerLogicalSize size, std::uint32_t type) {
@@ -210,19 +221,31 @@ TEST_F(ViewerDesktopPortalTest, ADialogWhereNoneWasExpectedGoesAndIsThePersonsSt
 }
 
 TEST_F(ViewerDesktopPortalTest, ALockBeforeTheTokenIsSentSendsNone) {
-    BusPeer& saver = *others_.emplace_back(std::make_unique<BusPeer>(
-        bus_.address(), std::vector<std::string>{"org.gnome.ScreenSaver"},
-        [](sd_bus_message* call) { sd_bus_reply_method_return(call, "b", 0); }));
+    BusPeer& saver = addScreenSaver();
     grant();
     interrupt();
     portal_->mute.insert("CreateSession");
     pass(1s);
     EXPECT_TRUE(until([this] { return timesAsked("CreateSession") == 2; }));
-    saver.emit("", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
-               [](sd_bus_message* signal) { sd_bus_message_append(signal, "b", 1); });
+    lock(saver);
     pass(1h);
     EXPECT_EQ(consent_->state(), State::interrupted);
     EXPECT_EQ(timesAsked("SelectSources"), 1U);
+}
+
+TEST_F(ViewerDesktopPortalTest, ALockAfterTheTokenIsSentLeavesTheRenewalItsFourSeconds) {
+    BusPeer& saver = addScreenSaver();
+    grant();
+    interrupt();
+    portal_->undecided.insert("Start");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("Start") == 2; }));
+    portal_->closed.clear();
+    lock(saver);
+    pass(3999ms);
+    EXPECT_THAT(portal_->closed, IsEmpty());
+    pass(1ms);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
 }
 
 TEST_F(ViewerDesktopPortalTest, HandsOutADescriptorOfItsOwn) {

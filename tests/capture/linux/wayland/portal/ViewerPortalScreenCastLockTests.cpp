@@ -70,6 +70,35 @@ TEST(ViewerPortalScreenCastLock, NothingIsAskedWhileNobodyKnowsWhetherTheSession
     EXPECT_EQ(at.renewals(), 1U);
 }
 
+TEST(ViewerPortalScreenCastLock, AnUnlockOfLongAgoDoesNotCount) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.lock();
+    at.unlock();
+    at.pass(1h);
+    at.changeOutputs();
+    at.close();
+    at.pass(999ms);
+    EXPECT_EQ(at.renewals(), 0U);
+    at.pass(1ms);
+    EXPECT_EQ(at.renewals(), 1U);
+}
+
+TEST(ViewerPortalScreenCastLock, AnAnswerRightAfterTheUnlockIsNotYetASecond) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.changeOutputs();
+    at.sessionLock->isSlow = true;
+    at.close();
+    at.unlock();
+    at.sessionLock->isSlow = false;
+    at.sessionLock->answerAll();
+    at.pass(999ms);
+    EXPECT_EQ(at.renewals(), 0U);
+    at.pass(1ms);
+    EXPECT_EQ(at.renewals(), 1U);
+}
+
 TEST(ViewerPortalScreenCastLock, AnAnswerFromBeforeTheLockCountsForNothing) {
     ConsentWorld at;
     at.grantWith("a");

@@ -88,12 +88,19 @@ class ConsentCourse final {
   private:
     void close(ViewerScreenCastPortal::Ending ending) {
         if (at_.state() == State::granted) {
+            disturbedAt_ = at_.world.now();
             at_.portal->endSession(ending);
         }
     }
     void lock() {
         causes_ += at_.sessionLock->state == ViewerSessionLock::State::locked ? 0U : 1U;
         at_.lock();
+    }
+    void unlock() {
+        if (at_.sessionLock->state == ViewerSessionLock::State::locked) {
+            disturbedAt_ = at_.world.now();
+        }
+        at_.unlock();
     }
     void changeOutputs() {
         ++causes_;
@@ -124,6 +131,7 @@ class ConsentCourse final {
             return;
         }
         EXPECT_EQ(at_.sessionLock->state, ViewerSessionLock::State::unlocked);
+        EXPECT_GE(at_.world.now() - disturbedAt_, ViewerPortalScreenCast::unlockedTime);
         EXPECT_FALSE(at_.portal->opened.back().empty()) << "the person would be asked again";
         EXPECT_LE(at_.renewals(), causes_) << "asked twice for one cause";
         EXPECT_EQ(at_.state(), State::interrupted);
@@ -140,6 +148,8 @@ class ConsentCourse final {
 
     ConsentWorld at_;
     std::size_t causes_ = 0;
+    /// When a session was closed or unlocked last.
+    Instant disturbedAt_;
     bool wasStopped_ = false;
 };
 

@@ -216,6 +216,16 @@ TEST(ViewerPortalScreenCast, ASessionThatIsClosedTwiceIsRenewedOnce) {
     EXPECT_EQ(at.state(), State::granted);
 }
 
+TEST(ViewerPortalScreenCast, ASecondCloseGivesNoMoreTimeForACause) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.close();
+    at.pass(2s);
+    at.close();
+    at.pass(1001ms);
+    EXPECT_EQ(at.state(), State::stopped);
+}
+
 TEST(ViewerPortalScreenCast, OneCauseIsGoodForOneRenewal) {
     ConsentWorld at;
     at.grantWith("a");
