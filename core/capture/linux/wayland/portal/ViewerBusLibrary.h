@@ -47,6 +47,7 @@ struct ViewerBusLibrary final {
     /// The library where it is known to be loaded, as it is wherever there is a connection.
     static const ViewerBusLibrary& loaded();
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): what is declared stands in none.
 #define VIEWER_BUS_FUNCTION(name, function) decltype(&::function) name = nullptr;
     VIEWER_BUS_FUNCTIONS(VIEWER_BUS_FUNCTION)
 #undef VIEWER_BUS_FUNCTION

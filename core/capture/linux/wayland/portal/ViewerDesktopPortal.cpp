@@ -135,10 +135,10 @@ void ViewerDesktopPortal::ownerHasChanged(sd_bus_message* signal) {
         return;
     }
     // The first owner is introduced by who called for it.
-    if (isIntroduced_ && std::string_view(after) != "") {
+    if (isIntroduced_ && !std::string_view(after).empty()) {
         bus_->send(makeRegistration());
     }
-    if (std::string_view(before) != "") {
+    if (!std::string_view(before).empty()) {
         lose(Access::portalSilent);
     }
 }
