@@ -109,8 +109,7 @@ void ViewerLinuxScreenCapture::lookAtSockets(const std::shared_ptr<Look>& look) 
         return;
     }
     const bool isStarted = startDetachedThread("wayland-sockets", [look] {
-        look->session.answeringSockets =
-            ViewerWaylandSockets::answering(look->session.sockets(), look->session.runtimeFolder);
+        look->session.answeringSockets = ViewerWaylandSockets::answering(look->session.sockets());
         proceed(look);
     });
     if (!isStarted) {

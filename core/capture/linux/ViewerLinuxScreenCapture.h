@@ -16,7 +16,7 @@ namespace velmora {
 /// session does everything. Made, used and destroyed on the main thread.
 class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
   public:
-    /// Makes the capture of the compositor's screens, whose socket is named as in WAYLAND_DISPLAY.
+    /// Makes the capture of the screens of the compositor whose socket is at that path.
     using MakeWayland = std::function<std::shared_ptr<ViewerScreenCapture>(std::string compositor)>;
 
     /// `x11` answers a look on any thread.

@@ -52,20 +52,21 @@ ViewerLinuxSession::Verdict ViewerLinuxSession::verdict() const {
 
 std::vector<std::string> ViewerLinuxSession::sockets() const {
     if (!waylandDisplay.empty()) {
-        return {waylandDisplay};
+        const auto path = std::filesystem::path(runtimeFolder) / waylandDisplay;
+        // Without the folder a mere name leads nowhere.
+        return path.is_absolute() ? std::vector<std::string>{path} : std::vector<std::string>();
     }
-    std::vector<std::string> names;
+    std::vector<std::string> paths;
     std::error_code error;  // a folder that cannot be read has none
     for (std::filesystem::directory_iterator entry(runtimeFolder, error), end;
          !error && entry != end; entry.increment(error)) {
-        std::string name = entry->path().filename();
         std::error_code gone;
-        if (name.starts_with(socketPrefix) && entry->is_socket(gone)) {
-            names.push_back(std::move(name));
+        if (entry->path().filename().native().starts_with(socketPrefix) && entry->is_socket(gone)) {
+            paths.push_back(entry->path());
         }
     }
-    std::ranges::sort(names);
-    return names;
+    std::ranges::sort(paths);
+    return paths;
 }
 
 }  // namespace velmora

@@ -34,11 +34,10 @@ struct ViewerLinuxSession final {
     /// be nested in it; the compositor that WAYLAND_DISPLAY names; the only one that answers in the
     /// runtime folder, for a program that was started from outside; the display of DISPLAY.
     Verdict verdict() const;
-    /// The sockets to be looked at, as in WAYLAND_DISPLAY: the one that it names, else those of the
-    /// runtime folder. Reads the folder.
+    /// The paths of the sockets to be looked at: of the one that WAYLAND_DISPLAY names, else of
+    /// those of the runtime folder. Reads the folder.
     std::vector<std::string> sockets() const;
-    /// The socket of the session's compositor, as in WAYLAND_DISPLAY; where the verdict is
-    /// `wayland`.
+    /// The path of the compositor's socket, where the verdict is `wayland`.
     const std::string& compositor() const { return answeringSockets->front(); }
 
     // Of the environment; empty where it does not say.

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 
 namespace velmora {
@@ -27,15 +27,14 @@ constexpr std::array<std::uint32_t, 3> syncRequest{displayObject, syncSize << 16
 /// The asking of one socket. Closes what it opened.
 class Question final {
   public:
-    explicit Question(const std::filesystem::path& path)
+    explicit Question(const std::string& path)
         : descriptor_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        const std::string& text = path.native();
-        if (!path.is_absolute() || text.size() >= sizeof address.sun_path) {
-            return;  // no compositor's socket has such a name
+        if (path.size() >= sizeof address.sun_path) {
+            return;  // no socket has such a path
         }
-        text.copy(address.sun_path, text.size());
+        path.copy(address.sun_path, path.size());
         isAsked_ =
             ::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
                 0 &&
@@ -67,20 +66,18 @@ class Question final {
 
 }  // namespace
 
-std::vector<std::string> ViewerWaylandSockets::answering(const std::vector<std::string>& names,
-                                                         const std::string& runtimeFolder) {
+std::vector<std::string> ViewerWaylandSockets::answering(const std::vector<std::string>& paths) {
     const auto end = Clock::now() + patience;
     // All at once: those that hang are waited for together.
     std::vector<std::unique_ptr<const Question>> questions;
-    questions.reserve(names.size());
-    for (const std::string& name : names) {
-        questions.push_back(
-            std::make_unique<const Question>(std::filesystem::path(runtimeFolder) / name));
+    questions.reserve(paths.size());
+    for (const std::string& path : paths) {
+        questions.push_back(std::make_unique<const Question>(path));
     }
     std::vector<std::string> answered;
-    for (std::size_t i = 0; i < names.size(); ++i) {
+    for (std::size_t i = 0; i < paths.size(); ++i) {
         if (questions[i]->isAnsweredBy(end)) {
-            answered.push_back(names[i]);
+            answered.push_back(paths[i]);
         }
     }
     return answered;

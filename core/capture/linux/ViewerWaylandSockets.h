@@ -13,11 +13,10 @@ namespace ViewerWaylandSockets {
 /// compositor answers within milliseconds, on a busy machine within some more.
 inline constexpr std::chrono::milliseconds patience{2000};
 
-/// Those of the sockets, each named as in WAYLAND_DISPLAY, that answer a round trip in time. One
-/// that only accepts, as the kernel does for a program that hangs, does not. Blocks for the
-/// patience at most, and only for sockets that do not answer.
-std::vector<std::string> answering(const std::vector<std::string>& names,
-                                   const std::string& runtimeFolder);
+/// Those of the sockets at these paths that answer a round trip in time. One that only accepts, as
+/// the kernel does for a program that hangs, does not. Blocks for the patience at most, and only
+/// for sockets that do not answer.
+std::vector<std::string> answering(const std::vector<std::string>& paths);
 
 }  // namespace ViewerWaylandSockets
 

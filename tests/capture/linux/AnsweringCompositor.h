@@ -25,9 +25,7 @@ class AnsweringCompositor final {
     void kill() { compositor_.kill(); }
 
   private:
-    bool isAnswering() const {
-        return !ViewerWaylandSockets::answering({displayName()}, "").empty();
-    }
+    bool isAnswering() const { return !ViewerWaylandSockets::answering({displayName()}).empty(); }
 
     HeadlessCompositor compositor_;
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <optional>
@@ -107,13 +108,14 @@ TEST_F(ViewerLinuxScreenCaptureTest, WithoutAnyDisplayTheXServersAnswerIsTheSess
 
 TEST_F(ViewerLinuxScreenCaptureTest, TheOnlyCompositorOfTheRuntimeFolderIsTheSessions) {
     const AnsweringCompositor compositor;
-    const std::filesystem::path path = compositor.displayName();
-    const auto capture = captureOf({.x11Display = ":7", .runtimeFolder = path.parent_path()});
+    const auto capture =
+        captureOf({.x11Display = ":7",
+                   .runtimeFolder = std::filesystem::path(compositor.displayName()).parent_path()});
 
     EXPECT_EQ(seen(*capture), Access::requestable);
     EXPECT_THAT(*x11Calls_, IsEmpty());
     EXPECT_THAT(capture->sessionVariables(),
-                ElementsAre("WAYLAND_DISPLAY=" + path.filename().string()));
+                ElementsAre("WAYLAND_DISPLAY=" + compositor.displayName()));
 }
 
 TEST_F(ViewerLinuxScreenCaptureTest, ACompositorThatIsNamedButNotThereIsToldOf) {

@@ -123,16 +123,21 @@ TEST(ViewerLinuxSession, TheSocketsToLookAtAreThoseOfTheRuntimeFolder) {
     std::filesystem::create_directory(folder.path() / "wayland-folder");
     const ViewerLinuxSession session{.runtimeFolder = folder.path()};
 
-    EXPECT_THAT(session.sockets(), ElementsAre("wayland-0", "wayland-1"));
+    EXPECT_THAT(session.sockets(),
+                ElementsAre(folder.path() / "wayland-0", folder.path() / "wayland-1"));
 }
 
 TEST(ViewerLinuxSession, TheOnlySocketToLookAtIsTheOneThatIsNamed) {
     const TemporaryFolder folder;
     makeSocket(folder.path() / "wayland-0");
-    const ViewerLinuxSession session{.waylandDisplay = "/run/other",
-                                     .runtimeFolder = folder.path()};
-
+    ViewerLinuxSession session{.waylandDisplay = "/run/other", .runtimeFolder = folder.path()};
     EXPECT_THAT(session.sockets(), ElementsAre("/run/other"));
+    session.waylandDisplay = "other";
+    EXPECT_THAT(session.sockets(), ElementsAre(folder.path() / "other"));
+}
+
+TEST(ViewerLinuxSession, WithoutARuntimeFolderANameLeadsNowhere) {
+    EXPECT_THAT((ViewerLinuxSession{.waylandDisplay = "wayland-0"}).sockets(), IsEmpty());
 }
 
 TEST(ViewerLinuxSession, AFolderThatCannotBeReadHasNoSockets) {
