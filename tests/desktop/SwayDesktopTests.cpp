@@ -25,11 +25,19 @@ DesktopOutput output(int width, int height, int x, std::uint32_t colour) {
     return made;
 }
 
+SeenAnswer ask(SwayDesktop& desktop, std::size_t shownOutputs) {
+    return askAsAnotherProgram(desktop.session(), [&] {
+        for (std::size_t i = 0; i < shownOutputs; ++i) {
+            desktop.painter(i).repeat();
+        }
+    });
+}
+
 TEST(SwayDesktop, GrantsTheOutputThatWasChosenInItsOwnColour) {
     SwayDesktop desktop({output(1280, 720, 0, red), output(800, 600, 1280, green)});
     for (const auto& [index, colour, width] : {std::tuple{0U, red, 1280}, {1U, green, 800}}) {
         desktop.choose(SwayDesktop::connector(index));
-        const SeenAnswer seen = askAsAnotherProgram(desktop.session());
+        const SeenAnswer seen = ask(desktop, 2);
 
         ASSERT_EQ(seen.status, 0);
         ASSERT_EQ(seen.streams.size(), 1U);
@@ -45,7 +53,7 @@ TEST(SwayDesktop, GrantsSeveralOutputsWhereAScriptAnswers) {
     turned.transform = "90";
     SwayDesktop desktop({output(1280, 720, 0, red), doubled, turned},
                         SwayDesktop::Answers::scripted);
-    const SeenAnswer seen = askAsAnotherProgram(desktop.session());
+    const SeenAnswer seen = ask(desktop, 3);
 
     ASSERT_EQ(seen.status, 0);
     ASSERT_EQ(seen.streams.size(), 3U);
@@ -62,12 +70,12 @@ TEST(SwayDesktop, AnOutputThatWasSwitchedOffIsBackInItsOwnColour) {
     SwayDesktop desktop({output(1280, 720, 0, red), output(800, 600, 1280, green)},
                         SwayDesktop::Answers::scripted);
     desktop.disable(1);
-    const SeenAnswer without = askAsAnotherProgram(desktop.session());
+    const SeenAnswer without = ask(desktop, 1);
     ASSERT_EQ(without.streams.size(), 1U);
     EXPECT_TRUE(without.streams[0].isAll(red)) << without.streams[0];
     desktop.enable(1);
     desktop.painter(1).fill(blue);
-    const SeenAnswer with = askAsAnotherProgram(desktop.session());
+    const SeenAnswer with = ask(desktop, 2);
     ASSERT_EQ(with.streams.size(), 2U);
     EXPECT_TRUE(with.streams[0].isAll(red)) << with.streams[0];
     EXPECT_TRUE(with.streams[1].isAll(blue)) << with.streams[1];
@@ -87,7 +95,7 @@ TEST(SwayDesktop, EachMemberEndsAloneAndCanBeStartedAgain) {
     }
     session.startPipeWire();
     desktop.startPortal();
-    const SeenAnswer seen = askAsAnotherProgram(session);
+    const SeenAnswer seen = ask(desktop, 1);
 
     ASSERT_EQ(seen.streams.size(), 1U);
     EXPECT_TRUE(seen.streams[0].isAll(red)) << seen.streams[0];

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Uses the host on a real desktop: use_desktop.py gnome|kde|sway [--reference-only]
+"""Uses the host on a real desktop: use_desktop.py gnome|kde|sway [--reference-only|--host-only]
 
 First another program asks the portal and takes a frame of each stream; that shows that the desktop
 works. Then the host: both of its questions are answered, its displays and their colours looked at,
@@ -162,7 +162,8 @@ def main():
     desktop = sys.argv[1]
     dialog = dialogs.DIALOGS[desktop]()
     count = 1 if desktop == "sway" else 2
-    look_as_another_program(dialog, count)
+    if "--host-only" not in sys.argv:
+        look_as_another_program(dialog, count)
     if "--reference-only" not in sys.argv:
         use_host(desktop, dialog, count)
     print(f"{desktop}: everything was as it must be", flush=True)

@@ -193,7 +193,7 @@ void DesktopSession::await(const std::string& what, const std::function<bool()>&
 void DesktopSession::expect(bool isSo, const std::string& what) const {
     if (!isSo) {
         showLogs();
-        viewerCheck(false, ("the test's desktop does not become ready: " + what).c_str());
+        viewerCheck(false, ("the test's desktop does not work: " + what).c_str());
     }
 }
 

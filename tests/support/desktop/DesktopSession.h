@@ -62,6 +62,8 @@ class DesktopSession final {
     void awaitOwner(const std::string& name);
     void awaitFile(const std::filesystem::path& file);
     void await(const std::string& what, const std::function<bool()>& isReady);
+    /// Shows what the members wrote and stops the process, unless it is so.
+    void expect(bool isSo, const std::string& what) const;
 
   private:
     struct Member final {
@@ -72,7 +74,6 @@ class DesktopSession final {
 
     void launch(const std::string& name, Member& member);
     void end(Member& member, int signal);
-    void expect(bool isSo, const std::string& what) const;
     void showLogs() const;
 
     const TemporaryFolder folder_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -31,7 +32,8 @@ struct SeenAnswer final {
 };
 
 /// Asks a desktop's portal for its screens as another program does, with GStreamer, and looks at
-/// one frame of each. Stops the test's process when that does not end.
-SeenAnswer askAsAnotherProgram(DesktopSession& session);
+/// one frame of each. Meanwhile `nudge` runs again and again: of a still screen on a compositor of
+/// wlroots' such a program may get no frame. Stops the test's process when that does not end.
+SeenAnswer askAsAnotherProgram(DesktopSession& session, const std::function<void()>& nudge = [] {});
 
 }  // namespace velmora

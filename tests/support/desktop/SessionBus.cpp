@@ -65,8 +65,9 @@ SessionBus::SessionBus() {
                       "--nofork",
                       "--nopidfile",
                       "--config-file=" + (folder_.path() / "bus.conf").string()};
-    what.environment = {"XDG_RUNTIME_DIR=" + folder_.path().string(),
-                        "DBUS_SYSTEM_BUS_ADDRESS=" + noAddress()};
+    what.environment = {
+        "HOME=" + folder_.path().string(), "XDG_DATA_HOME=" + (folder_.path() / "data").string(),
+        "XDG_RUNTIME_DIR=" + folder_.path().string(), "DBUS_SYSTEM_BUS_ADDRESS=" + noAddress()};
     what.logFile = folder_.path() / "bus.log";
     process_ = XChildProcess::start(what);
     const auto end = std::chrono::steady_clock::now() + patience;

@@ -50,7 +50,8 @@ void SwayDesktop::writeSettings() const {
         sway << "output " << connector(i) << " mode --custom " << output.width << 'x'
              << output.height << "@60Hz position " << output.x << ' ' << output.y << " transform "
              << output.transform << " scale " << output.scale << "\nworkspace " << i + 1
-             << " output " << connector(i) << '\n';
+             << " output " << connector(i) << "\nassign [title=\"^painter of " << connector(i)
+             << "$\"] workspace number " << i + 1 << '\n';
     }
     std::filesystem::create_directories(folder / "xdg-desktop-portal-wlr");
     std::ofstream(folder / "xdg-desktop-portal-wlr/config")

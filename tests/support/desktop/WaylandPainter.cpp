@@ -39,7 +39,12 @@ void WaylandPainter::fill(std::uint32_t colour) {
 }
 
 void WaylandPainter::fill(const ViewerRectangle& part, std::uint32_t colour) {
-    paint(filling(part, colour));
+    lastFill_ = filling(part, colour);
+    paint(lastFill_);
+}
+
+void WaylandPainter::repeat() {
+    paint(lastFill_);
 }
 
 void WaylandPainter::show(const std::string& file) {

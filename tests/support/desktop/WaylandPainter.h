@@ -22,6 +22,8 @@ class WaylandPainter final {
     /// Paints all of the output.
     void fill(std::uint32_t colour);
     void fill(const ViewerRectangle& part, std::uint32_t colour);
+    /// Paints the last rectangle once more: nothing looks different, but something was painted.
+    void repeat();
     /// Shows a picture of the output's size: a file of rows of 4 bytes a pixel, blue first.
     void show(const std::string& file);
     /// Lets a part scroll 30 times a second until `rest()`.
@@ -32,6 +34,7 @@ class WaylandPainter final {
     void paint(const std::string& command);
 
     std::unique_ptr<Conversation> conversation_;
+    std::string lastFill_;
 };
 
 }  // namespace velmora

@@ -173,7 +173,7 @@ class WlrootsMonitors:
         return [output for output in json.loads(told) if output["active"]]
 
     def connectors(self):
-        return [output["name"] for output in self.outputs()]
+        return sorted(output["name"] for output in self.outputs())
 
     def cast(self, part, ready, ended):
         return WlrootsCast(self, part, ready, ended)
