@@ -1,6 +1,4 @@
 """Uses the dialogs of a real desktop and of the host, as a screen reader does: by their names."""
-import os
-import subprocess
 import time
 import warnings
 
@@ -94,33 +92,6 @@ class GnomeDialog:
         return tiles[index] if len(tiles) > index else None
 
 
-class KdeDialog:
-    program = "xdg-desktop-portal-kde"
-
-    def share(self, count):
-        """The ticks of the dialog follow keys alone, which a program of KWin's types."""
-        for index in range(count):
-            name = f"Virtual-{index}"
-            box = await_(name, lambda one=name: find(self.program, one, ("check box",)))
-            while not is_in(box, State.CHECKED):
-                self._perform(box, "SetFocus")
-                await_("focus", lambda: is_in(box, State.FOCUSED))
-                subprocess.run([os.environ["KWIN_KEYS"], "57"], check=True)
-                end = time.monotonic() + 1
-                while not is_in(box, State.CHECKED) and time.monotonic() < end:
-                    time.sleep(BETWEEN_LOOKS)
-        press(self.program, "Share")
-
-    def cancel(self):
-        press(self.program, "Cancel")
-
-    @staticmethod
-    def _perform(node, action):
-        actions = node.get_action_iface()
-        names = [actions.get_action_name(index) for index in range(actions.get_n_actions())]
-        actions.do_action(names.index(action))
-
-
 class NoDialog:
     """Sway's portal asks nobody: it takes the output that is named in its settings."""
     program = ""
@@ -129,4 +100,4 @@ class NoDialog:
         pass
 
 
-DIALOGS = {"gnome": GnomeDialog, "kde": KdeDialog, "sway": NoDialog}
+DIALOGS = {"gnome": GnomeDialog, "sway": NoDialog}

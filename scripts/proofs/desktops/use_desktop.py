@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Uses the host on a real desktop: use_desktop.py gnome|kde|sway [--reference-only|--host-only]
+"""Uses the host on a real desktop: use_desktop.py gnome|sway [--reference-only|--host-only]
 
 First another program asks the portal and takes a frame of each stream; that shows that the desktop
 works. Then the host: both of its questions are answered, its displays and their colours looked at,
