@@ -2,8 +2,6 @@
 
 #include <sstream>
 
-#include "core/runtime/ViewerCheck.h"
-
 namespace velmora {
 
 namespace {
@@ -27,7 +25,8 @@ std::string filling(const ViewerRectangle& part, std::uint32_t colour) {
 }  // namespace
 
 WaylandPainter::WaylandPainter(DesktopSession& session, const std::string& output,
-                               std::uint32_t colour) {
+                               std::uint32_t colour)
+    : session_(session) {
     const std::string name = "painter-" + output;
     conversation_ = std::make_unique<Conversation>(session.runtimeFolder(), name);
     session.start(name, conversation_->joinedBy({WAYLAND_PAINTER_PATH, output}));
@@ -61,7 +60,7 @@ void WaylandPainter::rest() {
 
 void WaylandPainter::paint(const std::string& command) {
     conversation_->say(command);
-    viewerCheck(conversation_->hear(patience) == "done", "a painter paints its output");
+    session_.expect(conversation_->hear(patience) == "done", "a painter does not paint its output");
 }
 
 }  // namespace velmora

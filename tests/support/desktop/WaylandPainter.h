@@ -33,6 +33,7 @@ class WaylandPainter final {
   private:
     void paint(const std::string& command);
 
+    const DesktopSession& session_;
     std::unique_ptr<Conversation> conversation_;
     std::string lastFill_;
 };
