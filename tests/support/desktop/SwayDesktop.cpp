@@ -108,7 +108,11 @@ bool SwayDesktop::command(const std::string& words) {
 }
 
 void SwayDesktop::disable(std::size_t output) {
-    viewerCheck(command("output " + connector(output) + " disable"), "sway switches outputs off");
+    // The workspace that has the focus would come along and cover another output's.
+    const std::size_t another = (output + 1) % outputs_.size();
+    viewerCheck(command("workspace number " + std::to_string(another + 1) + "; output " +
+                        connector(output) + " disable"),
+                "sway switches outputs off");
 }
 
 void SwayDesktop::enable(std::size_t output) {
