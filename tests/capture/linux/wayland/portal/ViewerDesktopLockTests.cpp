@@ -28,13 +28,14 @@ constexpr const char* loginSession = "/org/freedesktop/login1/session/_32";
 
 /// A lock beside services that a test brings along. The system's bus is one of its own.
 class ViewerDesktopLockTest : public PortalOnBus {
-  protected:
+  public:
     ViewerDesktopLockTest() {
         environment_.set("DBUS_SYSTEM_BUS_ADDRESS", system_.address());
         lock_ = std::make_shared<ViewerDesktopLock>(sessionBus_, systemBus_, loop_.get_executor());
     }
     ~ViewerDesktopLockTest() override { lock_->end(); }
 
+  protected:
     /// A screen saver that says `isActive_`, or nothing.
     BusPeer& addScreenSaver(const std::string& name) {
         return *others_.emplace_back(std::make_unique<BusPeer>(

@@ -21,7 +21,6 @@ using testing::IsSupersetOf;
 using testing::Key;
 using testing::Not;
 using testing::Pair;
-using testing::StartsWith;
 
 class ViewerDesktopPortalTest : public PortalOnBus {
   protected:
