@@ -61,10 +61,11 @@ class Run(unittest.TestCase):
         path.write_text(text, encoding="utf-8")
         path.chmod(0o755)
 
-    def start(self, *arguments, display="", wayland=""):
+    def start(self, *arguments, display="", wayland="", session=""):
         environment = dict(os.environ, PATH=f"{self.root}/bin:{os.environ['PATH']}",
                            STARTED=str(self.root / "started"), TMPDIR=str(self.root),
-                           DISPLAY=display, WAYLAND_DISPLAY=wayland, XAUTHORITY="")
+                           DISPLAY=display, WAYLAND_DISPLAY=wayland,
+                           XDG_SESSION_TYPE=session, XAUTHORITY="")
         run = subprocess.Popen([self.root / "scripts/run", *arguments], env=environment,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                                start_new_session=True)
@@ -177,16 +178,16 @@ class Run(unittest.TestCase):
         run = self.start("argument", wayland="wayland-1")
         told = self.lines_up_to_the_build(run)
         self.assertIn("WAYLAND_DISPLAY=wayland-1", told)
-        self.assertIn("X11", told)
+        self.assertIn("asks you first", told)
         self.assertNotIn("virtual", told)
         self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host   argument")
         self.expect_host_alone(run)
 
-    def test_wayland_with_an_x_server_beside_it_says_what_its_name_is(self):
-        run = self.start(display=":5", wayland="wayland-1")
+    def test_beside_a_compositor_an_x11_sessions_desktop_is_shown(self):
+        run = self.start(display=":5", wayland="wayland-1", session="x11")
         told = self.lines_up_to_the_build(run)
-        self.assertIn("WAYLAND_DISPLAY=wayland-1", told)
-        self.assertIn("unless DISPLAY=:5 is one", told)
+        self.assertIn("DISPLAY=:5", told)
+        self.assertNotIn("WAYLAND_DISPLAY", told)
         self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host :5")
         self.expect_host_alone(run)
 
