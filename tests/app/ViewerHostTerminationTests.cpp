@@ -10,7 +10,6 @@
 #include "tests/app/LaunchedHost.h"
 
 namespace velmora {
-
 namespace {
 
 using namespace std::chrono_literals;
@@ -398,5 +397,4 @@ TEST(ViewerHostTermination, WhateverHappensTheApplicationEndsExactlyOnceWithinTh
 }
 
 }  // namespace
-
 }  // namespace velmora
