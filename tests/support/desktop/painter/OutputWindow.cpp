@@ -99,7 +99,12 @@ void OutputWindow::listenTo(Output& output) {
 
 void OutputWindow::askForName(Output& output) {
     static constexpr zxdg_output_v1_listener listener{
-        [](void*, zxdg_output_v1*, std::int32_t, std::int32_t) {},
+        [](void* told, zxdg_output_v1*, std::int32_t x, std::int32_t y) {
+            auto& self = *static_cast<Output*>(told);
+            self.hasMoved = self.hasMoved || self.x != x || self.y != y;
+            self.x = x;
+            self.y = y;
+        },
         [](void*, zxdg_output_v1*, std::int32_t, std::int32_t) {},
         [](void* told, zxdg_output_v1*) {
             auto& self = *static_cast<Output*>(told);
@@ -114,6 +119,10 @@ void OutputWindow::askForName(Output& output) {
 }
 
 void OutputWindow::outputIsTold(Output& output) {
+    if (std::exchange(output.hasMoved, false) && shownOn_ == &output) {
+        // Some compositors leave the window where the output was, which is now another's place.
+        close();
+    }
     if (output.name == wanted_ && shownOn_ == nullptr) {
         open(output);
     }

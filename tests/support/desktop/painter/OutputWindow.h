@@ -45,6 +45,9 @@ class OutputWindow final {
         zxdg_output_v1* more = nullptr;
         std::string name = {};
         std::int32_t scale = 1;
+        std::int32_t x = 0;
+        std::int32_t y = 0;
+        bool hasMoved = false;
     };
 
     void addGlobal(std::uint32_t global, const std::string& interface);
