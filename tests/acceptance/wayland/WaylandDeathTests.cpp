@@ -16,7 +16,7 @@ namespace {
 class WaylandDeath : public SwayHostTest {
   protected:
     void serveAndWatch() {
-        serve();
+        ASSERT_NO_FATAL_FAILURE(serve());
         left_ = idOf(red);
         right_ = idOf(green);
         ASSERT_NE(left_, "");
@@ -54,7 +54,7 @@ class WaylandDeath : public SwayHostTest {
 };
 
 TEST_F(WaylandDeath, OfTheCompositor) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.session().kill("sway");
     expectNoFrames();
     EXPECT_TRUE(eventually(nothingIsListed));
@@ -62,34 +62,34 @@ TEST_F(WaylandDeath, OfTheCompositor) {
 }
 
 TEST_F(WaylandDeath, OfPipeWire) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.session().kill("pipewire");
     expectNoFrames();
     expectWhole();
 }
 
 TEST_F(WaylandDeath, OfTheSessionManager) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.session().kill("wireplumber");
     expectWhole();
 }
 
 TEST_F(WaylandDeath, OfTheBackendThatCasts) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.session().kill("backend");
     expectNoFrames();
     expectWhole();
 }
 
 TEST_F(WaylandDeath, OfThePortal) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.session().kill("portal");
     expectNoFrames();
     expectWhole();
 }
 
 TEST_F(WaylandDeath, OfAnOutput) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.disable(1);
 
     EXPECT_TRUE(eventually([&] {
@@ -101,7 +101,7 @@ TEST_F(WaylandDeath, OfAnOutput) {
 }
 
 TEST_F(WaylandDeath, OfAnythingThatOnlyHangsLeavesOtherRequestsAlone) {
-    serveAndWatch();
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     for (const std::string member : {"sway", "pipewire", "portal", "backend"}) {
         desktop_.session().freeze(member);
         for (int i = 0; i < 20; ++i) {
@@ -119,7 +119,7 @@ TEST_F(WaylandDeath, OfAnythingThatOnlyHangsLeavesOtherRequestsAlone) {
 using WaylandDeathOnMutter = MutterHostTest;
 
 TEST_F(WaylandDeathOnMutter, APipeWireThatIsBackIsServedAgainWithoutAQuestion) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     const std::string id = idOf(red);
     ASSERT_NE(id, "");
     ASSERT_TRUE(backend_.await("asked").has_value());
@@ -133,7 +133,7 @@ TEST_F(WaylandDeathOnMutter, APipeWireThatIsBackIsServedAgainWithoutAQuestion) {
 }
 
 TEST_F(WaylandDeathOnMutter, AMonitorThatGoesIsNotListedAnyMore) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     const std::string left = idOf(red);
     const std::string right = idOf(green);
     ASSERT_NE(left, "");

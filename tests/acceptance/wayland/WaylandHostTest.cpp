@@ -2,15 +2,9 @@
 
 namespace velmora {
 
-std::vector<DesktopOutput> equalMonitors() {
-    DesktopOutput left;
-    left.colour = red;
-    DesktopOutput right;
-    right.x = left.width;
-    right.colour = green;
-    return {left, right};
-}
+namespace {
 
+/// Of what is listed, the displays that show a colour now.
 std::vector<std::string> idsOf(std::uint32_t colour) {
     std::vector<std::string> ids;
     for (const ViewerHostDisplay& display :
@@ -22,9 +16,24 @@ std::vector<std::string> idsOf(std::uint32_t colour) {
     return ids;
 }
 
+}  // namespace
+
+std::vector<DesktopOutput> equalMonitors() {
+    DesktopOutput left;
+    left.colour = red;
+    DesktopOutput right;
+    right.x = left.width;
+    right.colour = green;
+    return {left, right};
+}
+
 std::string idOf(std::uint32_t colour) {
-    const auto ids = idsOf(colour);
-    return ids.size() == 1 ? ids.front() : "";
+    std::vector<std::string> ids;
+    const bool isOne = eventually([&] {
+        ids = idsOf(colour);
+        return ids.size() == 1;
+    });
+    return isOne ? ids.front() : "";
 }
 
 bool shows(const std::string& id, std::uint32_t colour) {

@@ -19,9 +19,8 @@ inline constexpr std::uint32_t green = 0x20c020;
 /// on the right.
 std::vector<DesktopOutput> equalMonitors();
 
-/// Of what is listed, the displays that show a colour now.
-std::vector<std::string> idsOf(std::uint32_t colour);
-/// The display that shows a colour; empty unless it is exactly one.
+/// The display that shows a colour, once exactly one does: a compositor may let what was painted
+/// come into view slowly. Empty when that does not happen in time.
 std::string idOf(std::uint32_t colour);
 /// Whether a frame of that display comes, and has that colour.
 bool shows(const std::string& id, std::uint32_t colour);
