@@ -123,9 +123,12 @@ TEST_F(WaylandDeathOnMutter, APipeWireThatIsBackIsServedAgainWithoutAQuestion) {
     const std::string id = idOf(red);
     ASSERT_NE(id, "");
     ASSERT_TRUE(backend_.await("asked").has_value());
+    // Nobody says that the screen is not locked, so that the one attempt waits.
+    desktop_.session().freeze("script");
     desktop_.session().kill("wireplumber");
     desktop_.session().kill("pipewire");
     desktop_.session().startPipeWire();
+    desktop_.session().thaw("script");
 
     EXPECT_TRUE(eventually([&] { return shows(id, red); }));
     EXPECT_EQ(backend_.count("asked"), 0U);
