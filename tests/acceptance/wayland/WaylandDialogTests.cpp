@@ -23,7 +23,7 @@ class WaylandDialog : public MutterHostTest {
 };
 
 TEST_F(WaylandDialog, IsAskedForMonitorsWithoutACursorAndForAGrantThatCanBeRenewed) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     EXPECT_EQ(backend_.await("selected"),
               R"({"types": 1, "multiple": true, "cursor_mode": 1, "persist_mode": 1, )"
               R"("renews": false})");
@@ -31,12 +31,12 @@ TEST_F(WaylandDialog, IsAskedForMonitorsWithoutACursorAndForAGrantThatCanBeRenew
 
 TEST_F(WaylandDialog, OneMonitorOfTwoIsServedAlone) {
     backend_.pick("1");
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     const auto displays = listDisplays();
 
     ASSERT_TRUE(displays.has_value());
     ASSERT_EQ(displays->size(), 1U);
-    EXPECT_TRUE(shows(displays->front().id, green));
+    EXPECT_EQ(displays->front().id, idOf(green));
 }
 
 TEST_F(WaylandDialog, WhoCancelsIsToldWhatIsMissingAndIsNotAskedAgain) {
@@ -48,6 +48,12 @@ TEST_F(WaylandDialog, WhoCancelsIsToldWhatIsMissingAndIsNotAskedAgain) {
 
 TEST_F(WaylandDialog, AWindowIsNoDisplayAndWhoChoseItIsToldSo) {
     backend_.pick("window");
+    host_.start();
+    expectMissing(ViewerCaptureAccess::noWholeScreen);
+}
+
+TEST_F(WaylandDialog, AWindowAsLargeAsAMonitorIsNoDisplayEither) {
+    backend_.speak(PortalBackend::Dialect::wlr07);
     host_.start();
     expectMissing(ViewerCaptureAccess::noWholeScreen);
 }
@@ -107,10 +113,10 @@ TEST_F(WaylandDialog, IsNotShownForALookAtThePermission) {
 }
 
 TEST_F(WaylandDialog, IsShownAgainToTheNextRunBecauseNothingIsKept) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
     EXPECT_TRUE(backend_.await("closed").has_value());
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
 
     EXPECT_EQ(backend_.count("asked"), 2U);
     EXPECT_EQ(backend_.count("renewed"), 0U);
