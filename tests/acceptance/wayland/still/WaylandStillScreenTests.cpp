@@ -57,7 +57,7 @@ class WaylandStillScreenOnSway : public SwayHostTest {
 };
 
 TEST_F(WaylandStillScreenOnSway, IsServedAtOnceAfterEveryOf20IdleStops) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     expectFramesAfterEveryIdleStop(*this, desktop_.session(),
                                    {std::begin(colours), std::end(colours)});
 }
@@ -71,7 +71,7 @@ class WaylandStillScreenOnMutter : public MutterHostTest {
 };
 
 TEST_F(WaylandStillScreenOnMutter, IsServedAtOnceAfterEveryOf20IdleStops) {
-    serve();
+    ASSERT_NO_FATAL_FAILURE(serve());
     expectFramesAfterEveryIdleStop(*this, desktop_.session(),
                                    {std::begin(colours), std::end(colours)});
 }
