@@ -118,12 +118,13 @@ TEST_F(WaylandDeath, OfAnythingThatOnlyHangsLeavesOtherRequestsAlone) {
 
 using WaylandDeathOnMutter = MutterHostTest;
 
-TEST_F(WaylandDeathOnMutter, APipeWireThatIsBackIsServedAgainWithoutAQuestion) {
+TEST_F(WaylandDeathOnMutter, APipeWireWhoseLossIsSeenFirstIsServedAgainOnceItIsBack) {
     ASSERT_NO_FATAL_FAILURE(serve());
     const std::string id = idOf(red);
     ASSERT_NE(id, "");
     ASSERT_TRUE(backend_.await("asked").has_value());
-    // Nobody says that the screen is not locked, so that the one attempt waits.
+    // So the session's end comes after the loss, and the one attempt, before which the lock is
+    // asked, after the new PipeWire.
     desktop_.session().freeze("script");
     desktop_.session().kill("wireplumber");
     desktop_.session().kill("pipewire");
