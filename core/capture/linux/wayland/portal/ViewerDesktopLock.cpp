@@ -28,7 +28,7 @@ constexpr const char* loginManager = "org.freedesktop.login1";
 constexpr const char* loginManagerObject = "/org/freedesktop/login1";
 constexpr const char* loginManagerInterface = "org.freedesktop.login1.Manager";
 constexpr const char* loginSessionInterface = "org.freedesktop.login1.Session";
-constexpr const char* properties = "org.freedesktop.DBus.Properties";
+constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr Limit limit = ViewerScreenCapture::answerLimit;
 
 /// Nothing where there is no connection any more.
@@ -160,7 +160,8 @@ ViewerTask<std::optional<ViewerSessionLock::State>> ViewerDesktopLock::askLoginM
     if (session.empty()) {
         co_return std::nullopt;
     }
-    ViewerBusMessage call = makeCall(*bus, loginManager, session.c_str(), properties, "Get");
+    ViewerBusMessage call =
+        makeCall(*bus, loginManager, session.c_str(), propertiesInterface, "Get");
     if (call) {
         (void)ViewerBusLibrary::loaded().append(call.get(), "ss", loginSessionInterface,
                                                 "LockedHint");
@@ -185,7 +186,7 @@ ViewerTask<std::string> ViewerDesktopLock::loginSession(Bus bus) {
         ViewerBusLibrary::loaded().read(reply.message.get(), "o", &object) > 0) {
         loginSession_ = object;
         subscribe(bus,
-                  signalRule(loginManager, properties, "PropertiesChanged") + ",path='" +
+                  signalRule(loginManager, propertiesInterface, "PropertiesChanged") + ",path='" +
                       loginSession_ + "'",
                   [this](sd_bus_message* signal) { loginSessionHasChanged(signal); });
     }
