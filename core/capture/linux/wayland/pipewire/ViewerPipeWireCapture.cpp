@@ -106,6 +106,9 @@ void ViewerPipeWireCapture::connectionIsLost() {
 
 void ViewerPipeWireCapture::enter(pw_stream_state state) {
     vitality_.enter(stateOf(state), Clock::now());
+    if (vitality_.firstStreamed() && !std::exchange(hasStreamed_, true)) {
+        silence_ = *vitality_.firstStreamed() + silenceLimit;
+    }
     wake();
 }
 
@@ -139,7 +142,10 @@ ViewerPipeWireFrame ViewerPipeWireCapture::frameIn(pw_buffer& buffer) const {
 
 void ViewerPipeWireCapture::process() {
     const Instant now = Clock::now();
+    const std::uint64_t picturesBefore = pictures_;
+    std::size_t ours = held_ != nullptr ? 1 : 0;
     while (pw_buffer* const buffer = library_.streamDequeueBuffer(stream_)) {
+        ++ours;
         const ViewerPipeWireFrame frame = frameIn(*buffer);
         // PipeWire itself drops buffers, and what they say of changes with them.
         if (frame.sequence > sequence_ + 1) {
@@ -150,7 +156,7 @@ void ViewerPipeWireCapture::process() {
             release();
             held_ = buffer;
             frame_ = frame;
-            hasPicture_ = true;
+            ++pictures_;
             picture_.notice(frame, *format_, now);
             continue;
         }
@@ -159,8 +165,18 @@ void ViewerPipeWireCapture::process() {
         }
         (void)library_.streamQueueBuffer(stream_, buffer);  // A stream that refuses says so itself.
     }
+    if (pictures_ != picturesBefore) {
+        // A source that finds no free buffer keeps its picture to itself, and tells of it with the
+        // next change only.
+        silence_ = ours < memories_.size() ? std::nullopt : std::optional(now + silenceLimit);
+    }
     act(now);
     arm();
+}
+
+void ViewerPipeWireCapture::forgetPicture() {
+    release();
+    picture_.forget();
 }
 
 void ViewerPipeWireCapture::act(Instant now) {
@@ -187,9 +203,8 @@ void ViewerPipeWireCapture::wake() {
         end();
         return;
     }
-    const auto streamed = vitality_.firstStreamed();
-    if (!hasPicture_ && !hasFallenSilent_ && streamed && now >= *streamed + silenceLimit) {
-        hasFallenSilent_ = true;
+    if (silence_ && now >= *silence_) {
+        silence_.reset();
         handlers_.fallSilent();
     }
     act(now);
@@ -204,9 +219,7 @@ void ViewerPipeWireCapture::arm() {
         }
     };
     include(next_);
-    if (!hasPicture_ && !hasFallenSilent_ && vitality_.firstStreamed()) {
-        include(*vitality_.firstStreamed() + silenceLimit);
-    }
+    include(silence_);
     // All zeros: not at all.
     timespec when = next && !isOver_ ? timespecOf(next->time_since_epoch()) : timespec{};
     (void)pw_loop_update_timer(connection_.loop(), timer_, &when, nullptr, true);  // Cannot fail.

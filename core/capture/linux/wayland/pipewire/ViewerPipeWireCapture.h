@@ -27,13 +27,14 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     struct Handlers final {
         /// Receives the first picture and then every different one.
         std::function<void(const ViewerPixelBuffer&)> deliver;
-        /// Once, when there is no picture though the stream has been running for a while.
+        /// When the stream has been silent for a while and is to be doubted: no picture has come
+        /// since it runs, or the source had no free buffer for what came last.
         std::function<void()> fallSilent;
         /// Once, when the capture is over by itself.
         std::function<void()> end;
     };
 
-    /// How long a running stream may take for its first picture before it counts as silent.
+    /// How long a running stream may take for its next picture before it counts as silent.
     static constexpr std::chrono::milliseconds silenceLimit{200};
 
     /// Of the node with this serial number. `frameInterval` is the least time between two pictures.
@@ -45,8 +46,10 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
 
     /// False when PipeWire refuses at once. REQUIRES: the connection is not lost. Called once.
     bool connect();
-    /// Whether a picture has come from the stream itself.
-    bool hasPicture() const { return hasPicture_; }
+    /// How many pictures have come from the stream itself.
+    std::uint64_t pictures() const { return pictures_; }
+    /// Another picture than the stream's was delivered: whatever comes next is different.
+    void forgetPicture();
 
     void nodeIsGone(std::uint64_t serial) override;
     void connectionIsLost() override;
@@ -92,8 +95,11 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     std::uint64_t sequence_ = 0;
     /// When the held buffer is needed next.
     std::optional<Instant> next_;
-    bool hasPicture_ = false;
-    bool hasFallenSilent_ = false;
+    std::uint64_t pictures_ = 0;
+    bool hasStreamed_ = false;
+    /// When the stream has fallen silent, unless a picture comes before; nothing where its silence
+    /// is believed.
+    std::optional<Instant> silence_;
     bool isOver_ = false;
 };
 

@@ -58,7 +58,8 @@ class ViewerPipeWireStream::Run final : public std::enable_shared_from_this<Run>
     void connect(ViewerPipeWireConnection& connection);
     void deliver(const ViewerPixelBuffer& pixels);
     void askForStillPicture();
-    void deliverStill(const ViewerStillPicture& picture);
+    /// `pictures` is how many the stream had delivered when the copy was asked for.
+    void deliverStill(const ViewerStillPicture& picture, std::uint64_t pictures);
     /// Gives the capture up once its handlers have returned.
     void finishSoon();
     void finish();
@@ -168,13 +169,14 @@ void ViewerPipeWireStream::Run::askForStillPicture() {
     if (!still_) {
         return;
     }
-    const auto take = [weak = weak_from_this(), thread = thread_, still = still_] {
+    const std::uint64_t pictures = capture_->pictures();
+    const auto take = [weak = weak_from_this(), thread = thread_, still = still_, pictures] {
         const std::optional<ViewerStillPicture> picture = ViewerStillPicture::take(still);
         if (picture) {
             // A thread that has ended delivers nothing more.
-            (void)thread->post([weak, picture](ViewerPipeWireConnection&) {
+            (void)thread->post([weak, picture, pictures](ViewerPipeWireConnection&) {
                 if (const auto self = weak.lock()) {
-                    self->deliverStill(*picture);
+                    self->deliverStill(*picture, pictures);
                 }
             });
         }
@@ -183,9 +185,11 @@ void ViewerPipeWireStream::Run::askForStillPicture() {
     (void)startDetachedThread("still-picture", take);
 }
 
-void ViewerPipeWireStream::Run::deliverStill(const ViewerStillPicture& picture) {
-    // What the stream itself has delivered by now is newer.
-    if (capture_ && !capture_->hasPicture() && !isStopRequested()) {
+void ViewerPipeWireStream::Run::deliverStill(const ViewerStillPicture& picture,
+                                             std::uint64_t pictures) {
+    // What the stream itself has delivered since is newer.
+    if (capture_ && capture_->pictures() == pictures && !isStopRequested()) {
+        capture_->forgetPicture();
         deliver(picture.pixels());
     }
 }
