@@ -227,20 +227,30 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
     bool isSent = false;
     while (!isSent && await([this] { return isStreaming_ && !isUnderWay_; }) &&
            std::chrono::steady_clock::now() < end) {
-        client_.locked([&] {
-            const bool isReady = stream_ != nullptr && !isRenegotiating_;
-            pw_buffer* const buffer = isReady ? pw_stream_dequeue_buffer(stream_) : nullptr;
-            if (buffer != nullptr) {
-                fill(*buffer->buffer, picture);
-                isSent = pw_stream_queue_buffer(stream_, buffer) >= 0;
-                setUnderWay(true);
-                pw_stream_trigger_process(stream_);
-            }
-        });
+        isSent = trySend(picture);
         if (!isSent) {
             ::poll(nullptr, 0, betweenLooks);
         }
     }
+    return isSent;
+}
+
+bool ScriptedPipeWireSource::sendIfFree(const Picture& picture) {
+    return await([this] { return isStreaming_ && !isUnderWay_; }) && trySend(picture);
+}
+
+bool ScriptedPipeWireSource::trySend(const Picture& picture) {
+    bool isSent = false;
+    client_.locked([&] {
+        const bool isReady = stream_ != nullptr && !isRenegotiating_;
+        pw_buffer* const buffer = isReady ? pw_stream_dequeue_buffer(stream_) : nullptr;
+        if (buffer != nullptr) {
+            fill(*buffer->buffer, picture);
+            isSent = pw_stream_queue_buffer(stream_, buffer) >= 0;
+            setUnderWay(true);
+            pw_stream_trigger_process(stream_);
+        }
+    });
     return isSent;
 }
 

@@ -75,6 +75,9 @@ class ScriptedPipeWireSource final {
 
     /// Sends a picture as soon as there is a reader and a free buffer. False when there is none.
     bool send(const Picture& picture);
+    /// Sends a picture if there is a free buffer once the one before is through. REQUIRES: there
+    /// is a reader.
+    bool sendIfFree(const Picture& picture);
     /// The same for a picture of one colour.
     bool send(std::uint32_t colour) { return send(Picture{all(colour)}); }
     /// The same for whatever a buffer holds.
@@ -97,6 +100,7 @@ class ScriptedPipeWireSource final {
     };
 
     void connect();
+    bool trySend(const Picture& picture);
     std::uint32_t rowBytes() const { return options_.width * 4 + options_.rowPadding; }
     std::uint32_t pictureBytes() const { return rowBytes() * options_.height; }
     bool await(const std::function<bool()>& holds);

@@ -106,6 +106,35 @@ TEST(ViewerPipeWireStreamSilence, ANodeThatShowsSomethingIsNotCopied) {
     EXPECT_EQ(*cast.asked, 0);
 }
 
+TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopiedAndDoesNotStay) {
+    Cast cast;
+    const auto mayGoOn = std::make_shared<std::promise<void>>();
+    const std::shared_future<void> goesOn = mayGoOn->get_future().share();
+    // The first picture is looked at until every buffer is here.
+    CapturedNode node(
+        cast.remote, cast.screen.node(),
+        [&](const auto& receive) {
+            ++*cast.asked;
+            return handCopy(receive, red);
+        },
+        [goesOn](const StreamRecorder::Picture&) {
+            goesOn.wait();
+            return true;
+        });
+    std::future<bool> isStarted = std::async(std::launch::async, [&] { return node.start(); });
+    ASSERT_TRUE(cast.screen.send(blue));
+    ASSERT_TRUE(isStarted.get());
+    while (cast.screen.sendIfFree({ScriptedPipeWireSource::all(blue)})) {
+    }
+    mayGoOn->set_value();
+
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(red)));
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(500)));
+    EXPECT_EQ(*cast.asked, 1);
+    ASSERT_TRUE(cast.screen.send(blue));
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(blue)));
+}
+
 TEST(ViewerPipeWireStreamSilence, ACopyThatTakesLongHoldsNothingUpAndIsNotShownAfterwards) {
     Cast cast;
     const auto isAsked = std::make_shared<std::promise<void>>();
