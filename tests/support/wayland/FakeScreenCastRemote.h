@@ -36,6 +36,7 @@ struct FakeRemoteCourse final {
     /// Those who wait for the nodes.
     std::vector<Nodes> descriptions;
     std::vector<Stream> streams;
+    bool hasEndedStreams = false;
     bool isDestroyed = false;
 };
 
@@ -61,6 +62,7 @@ class FakeScreenCastRemote final : public ViewerScreenCastRemote {
         course_->streams.push_back({stream, hasStill, std::move(still), course});
         return std::make_shared<ScriptedDisplayStream>(course);
     }
+    void endStreams() override { course_->hasEndedStreams = true; }
 
   private:
     const std::shared_ptr<FakeRemoteCourse> course_;

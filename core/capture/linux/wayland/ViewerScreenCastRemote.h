@@ -40,6 +40,9 @@ class ViewerScreenCastRemote {
     virtual std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerGrantedStream& stream,
                                                             const ViewerStreamSettings& settings,
                                                             StillPicture still) = 0;
+    /// Ends every stream that was made, each with its notice, for good. The connection stays, and
+    /// still tells its end.
+    virtual void endStreams() = 0;
 };
 
 }  // namespace velmora

@@ -88,7 +88,7 @@ std::shared_ptr<ViewerDisplayStream> ViewerWaylandScreenCapture::makeStream(
     const ViewerOutputs::Current compositor = parts_.outputs->current();
     const ViewerGrantedDisplays::Granted* const granted =
         displays_.find(display.uuidText.value_or(""));
-    if (granted == nullptr || !remote_ || !compositor) {
+    if (granted == nullptr || !remote_ || !grant_ || !compositor) {
         return std::make_shared<ViewerRefusedStream>();
     }
     ViewerScreenCastRemote::StillPicture still;
@@ -153,7 +153,7 @@ void ViewerWaylandScreenCapture::screenCastHasChanged() {
             }
             break;
         case State::interrupted:
-            dropRemote();
+            interrupt();
             break;
         case State::none:
         case State::stopped:
@@ -244,6 +244,16 @@ void ViewerWaylandScreenCapture::grantIsTaken(ViewerCaptureAccess access) {
     } else if (!isUsable) {
         remoteIsLost(round_);
     }
+}
+
+void ViewerWaylandScreenCapture::interrupt() {
+    if (!remote_) {
+        dropRemote();
+        return;
+    }
+    // It may have been PipeWire that ended, which then is the reason, and is only now told.
+    grant_ = nullptr;
+    remote_->endStreams();
 }
 
 void ViewerWaylandScreenCapture::dropRemote() {

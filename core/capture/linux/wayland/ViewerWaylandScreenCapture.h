@@ -89,6 +89,8 @@ class ViewerWaylandScreenCapture final
     static ViewerTask<ViewerOutputs::Current> knownOutputs(Self self);
     void grantIsTaken(ViewerCaptureAccess access);
 
+    /// Ends what is streamed, and listens for the end of PipeWire.
+    void interrupt();
     void dropRemote();
     /// There is no permission, for good.
     void refuse(ViewerCaptureAccess reason);

@@ -219,7 +219,18 @@ TEST_F(ViewerWaylandScreenCaptureTest, AnInterruptionLeavesTheListAndStopsTheStr
     EXPECT_TRUE(session_.capture->preflightAccess());
     EXPECT_EQ(session_.listed(), before);
     EXPECT_FALSE(session_.starts(before->front()));
+    EXPECT_TRUE(session_.remote().hasEndedStreams);
+}
+
+TEST_F(ViewerWaylandScreenCaptureTest, ALossThatIsToldAfterTheInterruptionIsItsReason) {
+    session_.grant(bothStreams());
+    session_.screenCast->interrupt();
+    session_.remote().lose();
+    session_.world.settle();
+    EXPECT_EQ(session_.screenCast->losses, 1);
     EXPECT_TRUE(session_.remote().isDestroyed);
+    session_.renew(bothStreams());
+    EXPECT_TRUE(session_.starts(session_.listed()->front()));
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ARenewalServesTheSameDisplaysFromTheNewStreams) {

@@ -100,7 +100,7 @@ void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {
     }
 }
 
-void ViewerPipeWireCapture::connectionIsLost() {
+void ViewerPipeWireCapture::connectionIsOver() {
     end();
 }
 

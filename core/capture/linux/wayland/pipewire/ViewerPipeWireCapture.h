@@ -52,7 +52,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     void forgetPicture();
 
     void nodeIsGone(std::uint64_t serial) override;
-    void connectionIsLost() override;
+    void connectionIsOver() override;
 
   private:
     using Clock = ViewerCaptureSchedule::Clock;

@@ -104,10 +104,15 @@ void ViewerPipeWireConnection::lose() {
     for (const auto& action : std::exchange(untilListed_, {})) {
         action();
     }
+    endStreams();
+}
+
+void ViewerPipeWireConnection::endStreams() {
+    hasEndedStreams_ = true;
     while (!watchers_.empty()) {
         Watcher* const watcher = watchers_.front();
         watchers_.pop_front();
-        watcher->connectionIsLost();
+        watcher->connectionIsOver();
     }
 }
 
@@ -121,6 +126,9 @@ void ViewerPipeWireConnection::whenListed(std::function<void()> action) {
 
 std::optional<std::uint64_t> ViewerPipeWireConnection::serialOf(
     const ViewerGrantedStream& stream) const {
+    if (hasEndedStreams_) {
+        return std::nullopt;
+    }
     std::optional<std::uint64_t> serial = stream.serial;
     if (!serial) {
         const auto found = firstNodes_.find(stream.node);

@@ -24,7 +24,8 @@ class ViewerPipeWireConnection final {
       public:
         virtual ~Watcher() = default;
         virtual void nodeIsGone(std::uint64_t serial) = 0;
-        virtual void connectionIsLost() = 0;
+        /// Nothing comes over the connection any more.
+        virtual void connectionIsOver() = 0;
     };
     using Nodes = ViewerScreenCastRemote::Nodes;
 
@@ -44,6 +45,10 @@ class ViewerPipeWireConnection final {
     bool isLost() const { return isLost_; }
     /// Gives the connection up and tells so.
     void lose();
+
+    /// From now on nobody watches a node, though the connection stays: no node has a serial number
+    /// any more.
+    void endStreams();
 
     void watch(Watcher& watcher) { watchers_.push_back(&watcher); }
     void unwatch(Watcher& watcher) { watchers_.remove(&watcher); }
@@ -96,6 +101,7 @@ class ViewerPipeWireConnection final {
     spa_hook coreHook_{};
     spa_hook registryHook_{};
 
+    bool hasEndedStreams_ = false;
     bool isLost_ = true;
     bool isListed_ = false;
     int listing_ = 0;

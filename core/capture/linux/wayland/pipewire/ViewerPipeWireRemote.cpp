@@ -77,4 +77,9 @@ std::shared_ptr<ViewerDisplayStream> ViewerPipeWireRemote::makeStream(
                                                   std::move(still));
 }
 
+void ViewerPipeWireRemote::endStreams() {
+    // On a thread that takes no more work there are no streams.
+    (void)thread_->post([](ViewerPipeWireConnection& connection) { connection.endStreams(); });
+}
+
 }  // namespace velmora

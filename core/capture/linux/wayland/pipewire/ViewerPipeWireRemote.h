@@ -28,6 +28,7 @@ class ViewerPipeWireRemote final : public ViewerScreenCastRemote {
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerGrantedStream& stream,
                                                     const ViewerStreamSettings& settings,
                                                     StillPicture still) override;
+    void endStreams() override;
 
   private:
     const ViewerExecutor executor_;

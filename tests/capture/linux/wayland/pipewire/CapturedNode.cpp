@@ -75,6 +75,10 @@ RemoteOnLoop::~RemoteOnLoop() {
     drop();
 }
 
+void RemoteOnLoop::endStreams() {
+    onLoop([this] { remote_->endStreams(); });
+}
+
 void RemoteOnLoop::drop() {
     onLoop([this] { remote_.reset(); });
 }

@@ -28,6 +28,7 @@ class RemoteOnLoop final {
     /// False when it takes too long.
     bool waitForLoss() const;
     std::size_t losses() const;
+    void endStreams();
     /// Ends the remote while this object stays.
     void drop();
 

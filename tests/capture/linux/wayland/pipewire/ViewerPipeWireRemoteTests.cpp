@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
@@ -66,6 +67,26 @@ TEST(ViewerPipeWireRemote, AStreamCanBeAskedForByTheSerialNumber) {
     ASSERT_TRUE(screen.send(0xff0000));
 
     EXPECT_TRUE(node.recorder().waitForFrames(1));
+}
+
+TEST(ViewerPipeWireRemote, EndsItsStreamsForGoodAndStillTellsTheConnectionsEnd) {
+    PipeWireServer server;
+    ScriptedPipeWireSource screen(server);
+    RemoteOnLoop remote(server);
+    CapturedNode running(remote, screen.node());
+    std::future<bool> isStarted = std::async(std::launch::async, [&] { return running.start(); });
+    ASSERT_TRUE(screen.send(0x00ff00));
+    ASSERT_TRUE(isStarted.get());
+    CapturedNode later(remote, screen.node());
+
+    remote.endStreams();
+
+    EXPECT_TRUE(running.endsOnce());
+    EXPECT_TRUE(screen.awaitNoReader());
+    EXPECT_FALSE(later.start());
+    EXPECT_EQ(remote.losses(), 0U);
+    server.kill();
+    EXPECT_TRUE(remote.waitForLoss());
 }
 
 TEST(ViewerPipeWireRemote, AHungPipeWireIsAnsweredWithNothing) {
