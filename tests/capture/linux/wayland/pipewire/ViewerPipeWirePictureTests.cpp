@@ -87,6 +87,15 @@ TEST(ViewerPipeWirePicture, AnEqualFrameIsNoOtherPicture) {
     EXPECT_FALSE(screen.show(start + seconds(1)).isDifferent);
 }
 
+TEST(ViewerPipeWirePicture, AfterAnotherPictureTookItsPlaceAnEqualFrameIsOneAgain) {
+    Screen screen;
+    (void)screen.show(start);
+    screen.picture.forget();
+
+    EXPECT_TRUE(screen.show(start + seconds(1), {{3, 3, 1, 1}}).isDifferent);
+    EXPECT_EQ(screen.seen(19, 19), 1U);
+}
+
 TEST(ViewerPipeWirePicture, WhatPassedOverFramesSaidIsRenewedToo) {
     Screen screen;
     (void)screen.show(start);

@@ -106,7 +106,7 @@ TEST(ViewerPipeWireStreamSilence, ANodeThatShowsSomethingIsNotCopied) {
     EXPECT_EQ(*cast.asked, 0);
 }
 
-TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopiedAndDoesNotStay) {
+TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopied) {
     Cast cast;
     const auto mayGoOn = std::make_shared<std::promise<void>>();
     const std::shared_future<void> goesOn = mayGoOn->get_future().share();
@@ -131,8 +131,6 @@ TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopiedAndDoesNotSta
     EXPECT_TRUE(node.recorder().waitForPicture(isAll(red)));
     EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(500)));
     EXPECT_EQ(*cast.asked, 1);
-    ASSERT_TRUE(cast.screen.send(blue));
-    EXPECT_TRUE(node.recorder().waitForPicture(isAll(blue)));
 }
 
 TEST(ViewerPipeWireStreamSilence, ACopyThatTakesLongHoldsNothingUpAndIsNotShownAfterwards) {
