@@ -136,6 +136,20 @@ TEST_F(WaylandDeathOnMutter, APipeWireWhoseLossIsSeenFirstIsServedAgainOnceItIsB
     EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
 }
 
+TEST_F(WaylandDeathOnMutter, APipeWireThatIsBackIsServedAgainWithoutAQuestion) {
+    ASSERT_NO_FATAL_FAILURE(serve());
+    const std::string id = idOf(red);
+    ASSERT_NE(id, "");
+    ASSERT_TRUE(backend_.await("asked").has_value());
+    desktop_.session().kill("wireplumber");
+    desktop_.session().kill("pipewire");
+    desktop_.session().startPipeWire();
+
+    EXPECT_TRUE(eventually([&] { return shows(id, red); }));
+    EXPECT_EQ(backend_.count("asked"), 0U);
+    EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
+}
+
 TEST_F(WaylandDeathOnMutter, AMonitorThatGoesIsNotListedAnyMore) {
     ASSERT_NO_FATAL_FAILURE(serve());
     const std::string left = idOf(red);
