@@ -29,7 +29,7 @@ constexpr const char* loginManagerObject = "/org/freedesktop/login1";
 constexpr const char* loginManagerInterface = "org.freedesktop.login1.Manager";
 constexpr const char* loginSessionInterface = "org.freedesktop.login1.Session";
 constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
-constexpr Limit limit = ViewerScreenCapture::answerLimit;
+constexpr Limit callLimit = ViewerScreenCapture::answerLimit;
 
 /// Nothing where there is no connection any more.
 ViewerBusMessage makeCall(const ViewerBusConnection& bus, const char* service, const char* object,
@@ -147,7 +147,7 @@ ViewerTask<std::optional<ViewerSessionLock::State>> ViewerDesktopLock::askScreen
     }
     ViewerBusMessage call =
         makeCall(*bus, service.c_str(), object.c_str(), service.c_str(), "GetActive");
-    const Reply reply = co_await bus->call(std::move(call), limit);
+    const Reply reply = co_await bus->call(std::move(call), callLimit);
     co_return stateOf(reply, "b");
 }
 
@@ -166,7 +166,7 @@ ViewerTask<std::optional<ViewerSessionLock::State>> ViewerDesktopLock::askLoginM
         (void)ViewerBusLibrary::loaded().append(call.get(), "ss", loginSessionInterface,
                                                 "LockedHint");
     }
-    const Reply reply = co_await bus->call(std::move(call), limit);
+    const Reply reply = co_await bus->call(std::move(call), callLimit);
     co_return stateOf(reply, "v");
 }
 
@@ -180,7 +180,7 @@ ViewerTask<std::string> ViewerDesktopLock::loginSession(Bus bus) {
         // The caller's own session, or its user's on the screen where the caller belongs to none.
         (void)ViewerBusLibrary::loaded().append(call.get(), "s", "auto");
     }
-    const Reply reply = co_await bus->call(std::move(call), limit);
+    const Reply reply = co_await bus->call(std::move(call), callLimit);
     const char* object = nullptr;
     if (reply.kind == Reply::Kind::answered && !hasEnded_ && loginSession_.empty() &&
         ViewerBusLibrary::loaded().read(reply.message.get(), "o", &object) > 0) {
