@@ -1,6 +1,6 @@
 # A library of C code that wayland-scanner writes for extensions of the Wayland protocol: now, not
 # when something is built, so that tools that only read the sources find it. It is compiled without
-# our warnings: nobody here can change it.
+# our warnings, and not shown to tools that read the sources: nobody here can change it.
 enable_language(C)
 find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
 pkg_get_variable(WAYLAND_PROTOCOLS_FOLDER wayland-protocols pkgdatadir)
@@ -24,7 +24,7 @@ function(viewer_add_wayland_protocols target)
     add_library(${target} STATIC ${generated})
     target_include_directories(${target} SYSTEM PUBLIC ${folder})
     target_link_libraries(${target} PUBLIC PkgConfig::WAYLAND)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD OFF EXPORT_COMPILE_COMMANDS OFF)
     # What is true of every other object of the product holds for these too, but for a sanitizer, of
     # which the C compiler may have another one.
     get_target_property(options ViewerCompile INTERFACE_COMPILE_OPTIONS)

@@ -38,6 +38,7 @@ TemporaryFolder asOrdinaryUser() {
 }
 
 std::string searchPath() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes this process's environment.
     const char* path = std::getenv("PATH");
     return path != nullptr ? path : "/usr/bin:/bin";
 }

@@ -197,14 +197,16 @@ void OutputWindow::resize(std::int32_t width, std::int32_t height) {
         height = least;
     }
     const std::int32_t scale = shownOn_->scale;
-    const ViewerRectangle wanted{0, 0, width * scale, height * scale};
+    const std::int32_t pixelWidth = width * scale;
+    const std::int32_t pixelHeight = height * scale;
+    const ViewerRectangle wanted{0, 0, pixelWidth, pixelHeight};
     if (!picture_ || picture_->whole() != wanted) {
         if (frame_ != nullptr) {
             wl_callback_destroy(std::exchange(frame_, nullptr));
         }
         // What shows first, and after a change of the size, is the last colour at its corner.
         const std::uint32_t colour = colours_.empty() ? 0 : colours_.front();
-        picture_ = std::make_unique<SharedPicture>(memory_, width * scale, height * scale);
+        picture_ = std::make_unique<SharedPicture>(memory_, pixelWidth, pixelHeight);
         colours_.assign(static_cast<std::size_t>(wanted.area()), colour);
         picture_->put(wanted, colours_);
         wl_surface_set_buffer_scale(surface_, scale);
