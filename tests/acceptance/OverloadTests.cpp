@@ -191,14 +191,12 @@ TEST_F(Overload, ACaptureStops5SecondsAfterTheLastRequest) {
     serve();
     const std::string id = idOf("screen");
     EXPECT_EQ(host_->threadsNamed("capture."), 0U);
+    const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(frameOf(id).has_value());
     EXPECT_EQ(host_->threadsNamed("capture."), 1U);
-    const auto begin = std::chrono::steady_clock::now();
 
     EXPECT_TRUE(eventually([&] { return host_->threadsNamed("capture.") == 0; }));
-    const auto lasted = std::chrono::steady_clock::now() - begin;
-    EXPECT_GE(lasted, 4900ms);
-    EXPECT_LT(lasted, 7s);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 5s);
     EXPECT_TRUE(frameOf(id).has_value());
 }
 
