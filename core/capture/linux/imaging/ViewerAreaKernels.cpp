@@ -20,14 +20,15 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr std::size_t channels = 4;
 constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
 
-/// Asks for the part of a row that will be needed soon, since the processor does not foresee the
-/// way through several rows at once. 16 cache lines ahead were best at every size that was
-/// measured. Past the picture's end there may be no memory; asking for it does no harm.
-HWY_INLINE void askAhead(const std::uint8_t* bytes, std::size_t count) {
+/// How far ahead of what is summed a row is asked for, since the processor does not foresee the way
+/// through several rows at once.
+constexpr std::size_t distanceAhead = 24 * 64;
+
+/// Where there is no memory, asking for it does no harm.
+HWY_INLINE void askFor(const std::uint8_t* bytes, std::size_t count) {
     constexpr std::size_t cacheLine = 64;
-    constexpr std::size_t distance = 16 * cacheLine;
     for (std::size_t offset = 0; offset < count; offset += cacheLine) {
-        hwy::Prefetch(bytes + distance + offset);
+        hwy::Prefetch(bytes + offset);
     }
 }
 
@@ -58,7 +59,7 @@ HWY_INLINE std::size_t sumRowsFrom(D16 d16, std::size_t lane, const std::uint8_t
 template <class D16>
 HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
                                        std::size_t bytesPerRow, std::size_t rows, int shift,
-                                       std::span<std::int16_t> sums) {
+                                       std::span<std::int16_t> sums, const std::uint8_t* next) {
     const std::size_t lanes = hn::Lanes(d16);
     std::size_t lane = 0;
     for (; lane + 4 * lanes <= sums.size(); lane += 4 * lanes) {
@@ -67,8 +68,11 @@ HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
         auto sum2 = hn::Zero(d16);
         auto sum3 = hn::Zero(d16);
         const std::uint8_t* bytes = firstRow + lane;
-        for (std::size_t row = 0; row < rows; ++row, bytes += bytesPerRow) {
-            askAhead(bytes, 4 * lanes);
+        const std::size_t ahead = lane + distanceAhead;
+        const std::uint8_t* needed =
+            ahead < sums.size() ? firstRow + ahead : next + (ahead - sums.size());
+        for (std::size_t row = 0; row < rows; ++row, bytes += bytesPerRow, needed += bytesPerRow) {
+            askFor(needed, 4 * lanes);
             sum0 = hn::Add(sum0, widened(d16, bytes));
             sum1 = hn::Add(sum1, widened(d16, bytes + lanes));
             sum2 = hn::Add(sum2, widened(d16, bytes + 2 * lanes));
@@ -83,10 +87,10 @@ HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
 }
 
 void sumRowsKernel(const std::uint8_t* firstRow, std::size_t bytesPerRow, std::size_t rows,
-                   int shift, std::span<std::int16_t> sums) {
+                   int shift, std::span<std::int16_t> sums, const std::uint8_t* next) {
     const hn::ScalableTag<std::int16_t> whole;
     const hn::CappedTag<std::int16_t, channels> pixel;
-    std::size_t lane = sumRowsFourfold(whole, firstRow, bytesPerRow, rows, shift, sums);
+    std::size_t lane = sumRowsFourfold(whole, firstRow, bytesPerRow, rows, shift, sums, next);
     lane = sumRowsFrom(whole, lane, firstRow, bytesPerRow, rows, shift, sums);
     (void)sumRowsFrom(pixel, lane, firstRow, bytesPerRow, rows, shift, sums);  // none is left
 }
@@ -205,8 +209,9 @@ HWY_EXPORT(averageColumnsKernel);
 }  // namespace
 
 void ViewerAreaKernels::sumRows(const std::uint8_t* firstRow, std::size_t bytesPerRow,
-                                std::size_t rows, int shift, std::span<std::int16_t> sums) {
-    HWY_DYNAMIC_DISPATCH(sumRowsKernel)(firstRow, bytesPerRow, rows, shift, sums);
+                                std::size_t rows, int shift, std::span<std::int16_t> sums,
+                                const std::uint8_t* next) {
+    HWY_DYNAMIC_DISPATCH(sumRowsKernel)(firstRow, bytesPerRow, rows, shift, sums, next);
 }
 
 void ViewerAreaKernels::addRow(const std::uint8_t* row, std::int16_t weight,

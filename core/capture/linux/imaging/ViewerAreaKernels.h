@@ -14,9 +14,10 @@ namespace velmora {
 namespace ViewerAreaKernels {
 
 /// Sets each sum to 2^shift times the sum of the bytes at its place in `rows` rows, which are
-/// `bytesPerRow` apart. REQUIRES: the results stay below 2^15.
+/// `bytesPerRow` apart. REQUIRES: the results stay below 2^15. `next` is where as many rows begin
+/// that are summed after these: it is asked for, not read, and may be anywhere.
 void sumRows(const std::uint8_t* firstRow, std::size_t bytesPerRow, std::size_t rows, int shift,
-             std::span<std::int16_t> sums);
+             std::span<std::int16_t> sums, const std::uint8_t* next);
 
 /// Adds weight / 256 times the byte at its place in `row`, rounded, to each sum.
 void addRow(const std::uint8_t* row, std::int16_t weight, std::span<std::int16_t> sums);
