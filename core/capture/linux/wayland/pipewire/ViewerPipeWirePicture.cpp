@@ -12,8 +12,9 @@ namespace velmora {
 namespace {
 
 constexpr std::chrono::seconds comparisonInterval{1};
-/// What is converted at once, small enough for the processor's cache.
-constexpr std::size_t convertedPixels = std::size_t{128} * 1024;
+/// How much of a frame is reduced at once, so that what is converted of it, and what it becomes, is
+/// still in the processor's cache when it is needed again.
+constexpr std::size_t pixelsAtOnce = std::size_t{128} * 1024;
 
 ViewerAreaAverage averageFor(std::int64_t width, std::int64_t height, bool swapsSides) {
     if (swapsSides) {
@@ -116,25 +117,29 @@ void ViewerPipeWirePicture::compare(const ViewerPipeWireFrame& frame, Instant no
 void ViewerPipeWirePicture::reduce(const ViewerPipeWireFrame& frame, const ViewerRectangle& part,
                                    ViewerReducedPicture::Search search) {
     const ViewerAreaAverage& average = reduced_->average();
-    if (!form_) {
-        const ViewerRectangle source = average.sourceFor(part);
-        reduced_->reduce(part, pixelAt(frame, shown_.x + source.x, shown_.y + source.y),
-                         frame.bytesPerRow, search);
-        return;
-    }
     const std::vector<ViewerRectangle> parts{part};
-    ViewerAreaBands bands(average, parts, convertedPixels);
+    ViewerAreaBands bands(average, parts, pixelsAtOnce);
     while (const auto band = bands.next()) {
         const ViewerRectangle source = average.sourceFor(*band);
-        const auto width = static_cast<std::size_t>(source.width);
-        const std::size_t rowBytes = width * ViewerPixelForm::convertedBytes;
-        converted_.resize(rowBytes * static_cast<std::size_t>(source.height));
-        for (std::int64_t row = 0; row < source.height; ++row) {
-            form_->convert(pixelAt(frame, shown_.x + source.x, shown_.y + source.y + row), width,
-                           converted_.data() + static_cast<std::size_t>(row) * rowBytes);
+        const std::uint8_t* const first = pixelAt(frame, shown_.x + source.x, shown_.y + source.y);
+        if (form_) {
+            const std::size_t rowBytes = convert(source, first, frame.bytesPerRow);
+            reduced_->reduce(*band, converted_.data(), rowBytes, search);
+        } else {
+            reduced_->reduce(*band, first, frame.bytesPerRow, search);
         }
-        reduced_->reduce(*band, converted_.data(), rowBytes, search);
     }
+}
+
+std::size_t ViewerPipeWirePicture::convert(const ViewerRectangle& source, const std::uint8_t* first,
+                                           std::size_t bytesPerRow) {
+    const auto width = static_cast<std::size_t>(source.width);
+    const std::size_t rowBytes = width * ViewerPixelForm::convertedBytes;
+    converted_.resize(rowBytes * static_cast<std::size_t>(source.height));
+    for (std::size_t row = 0; row < static_cast<std::size_t>(source.height); ++row) {
+        form_->convert(first + row * bytesPerRow, width, converted_.data() + row * rowBytes);
+    }
+    return rowBytes;
 }
 
 ViewerPixelBuffer ViewerPipeWirePicture::pixels() {

@@ -63,6 +63,10 @@ class ViewerPipeWirePicture final {
     void compare(const ViewerPipeWireFrame& frame, Instant now);
     void reduce(const ViewerPipeWireFrame& frame, const ViewerRectangle& part,
                 ViewerReducedPicture::Search search);
+    /// Brings a part of a frame, which begins at `first`, into the form that is reduced; how far
+    /// apart its rows are there.
+    std::size_t convert(const ViewerRectangle& source, const std::uint8_t* first,
+                        std::size_t bytesPerRow);
 
     const std::chrono::nanoseconds frameInterval_;
     std::optional<Geometry> geometry_;
