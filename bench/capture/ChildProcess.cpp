@@ -90,7 +90,7 @@ std::string ChildProcess::read(std::chrono::steady_clock::time_point deadline) {
 }
 
 std::string ChildProcess::awaitLine(const std::string& beginning) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     std::string output = "\n";
     while (std::chrono::steady_clock::now() < deadline) {
         output += read(deadline);

@@ -27,7 +27,7 @@ class ChildProcess final {
     /// nothing came.
     std::string read(std::chrono::steady_clock::time_point deadline);
     /// The next line of its output that begins so, without that. Stops the benchmark when none
-    /// comes within 10 seconds.
+    /// comes within 30 seconds.
     std::string awaitLine(const std::string& beginning);
 
     std::chrono::nanoseconds processorTime() const;

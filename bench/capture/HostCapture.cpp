@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 
 #include "core/runtime/ViewerCheck.h"
 
@@ -15,8 +16,10 @@ namespace {
 
 constexpr std::uint16_t port = 9090;
 
+constexpr const char* success = "HTTP/1.1 200 ";
+
 /// The whole answer.
-std::string get(const std::string& path) {
+std::string ask(const std::string& path) {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -34,7 +37,13 @@ std::string get(const std::string& path) {
         }
     }
     ::close(descriptor);
-    viewerCheck(result.starts_with("HTTP/1.1 200 "), "the host answers what it is asked for");
+    return result;
+}
+
+/// The same, where it is to be a good one.
+std::string get(const std::string& path) {
+    std::string result = ask(path);
+    viewerCheck(result.starts_with(success), "the host answers what it is asked for");
     return result;
 }
 
@@ -53,11 +62,19 @@ HostCapture::HostCapture(const std::string& program, const std::function<void()>
     consent();
     (void)process_.awaitLine("Velmora Viewer Host");  // which port is known
     const std::string prefix = "macos-display:";
-    displayId_ = prefix + textBetween(get("/viewer/v1/displays"), prefix, "\"");
+    frameTarget_ =
+        "/viewer/v1/frame?id=" + prefix + textBetween(get("/viewer/v1/displays"), prefix, "\"");
+}
+
+void HostCapture::begin() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!ask(frameTarget_).starts_with(success)) {
+        viewerCheck(std::chrono::steady_clock::now() < deadline, "the host has a first frame");
+    }
 }
 
 std::uint64_t HostCapture::frames() const {
-    const std::string answer = get("/viewer/v1/frame?id=" + displayId_);
+    const std::string answer = get(frameTarget_);
     const std::string label = textBetween(answer, "X-Velmora-Frame: ", "\r");
     return std::stoull(label.substr(label.rfind('-') + 1));
 }

@@ -16,6 +16,9 @@ class HostCapture final {
     /// before that.
     explicit HostCapture(const std::string& program, const std::function<void()>& consent = [] {});
 
+    /// Asks until there is a first frame: on a busy machine a screen may take longer than the host
+    /// lets anybody wait.
+    void begin() const;
     /// Asks for the newest frame and returns how many the host has encoded since it captures.
     std::uint64_t frames() const;
 
@@ -23,7 +26,8 @@ class HostCapture final {
 
   private:
     ChildProcess process_;
-    std::string displayId_;
+    /// Where the frames of its first display are.
+    std::string frameTarget_;
 };
 
 }  // namespace velmora::bench

@@ -48,7 +48,7 @@ std::vector<std::string> PortalProgram::firstBuffer() {
 }
 
 void PortalProgram::awaitFrame() {
-    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(10);
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(30);
     while (readFrames(deadline) == 0) {
         viewerCheck(Clock::now() < deadline, "GStreamer captures the screen");
     }

@@ -72,9 +72,12 @@ class WaylandBench final {
         surroundings_.move(part);
         for (std::size_t i = 0; i < rounds_; ++i) {
             surroundings_.enterDesktop();
-            onDesktop.push_back(hostsCost());
+            Memory memory;
+            onDesktop.push_back(hostsCost(memory));
+            own_.push_back(memory.own);
+            shared_.push_back(memory.shared);
             surroundings_.enterXServer();
-            onXServer.push_back(hostsCost());
+            onXServer.push_back(hostsCost(memory));
             surroundings_.enterDesktop();
             gstreamer.push_back(gstreamersCost());
         }
@@ -93,7 +96,7 @@ class WaylandBench final {
         surroundings_.enterDesktop();
         for (std::size_t i = 0; i < rounds_; ++i) {
             const HostCapture host = surroundings_.startHost();
-            (void)host.frames();  // begins to capture
+            host.begin();
             std::this_thread::sleep_for(CaptureRun::warmUp);
             const std::uint64_t before = host.frames();
             const auto begin = std::chrono::steady_clock::now();
@@ -141,19 +144,18 @@ class WaylandBench final {
     }
 
   private:
-    /// Milliseconds of its own that a frame costs the host where it is started.
-    double hostsCost() {
+    /// Milliseconds of its own that a frame costs the host where it is started, and what memory it
+    /// has by then.
+    double hostsCost(Memory& memory) {
         const HostCapture host = surroundings_.startHost();
-        (void)host.frames();  // begins to capture
+        host.begin();
         std::this_thread::sleep_for(CaptureRun::warmUp);
         const std::uint64_t before = host.frames();
         const auto spent = host.process().processorTime();
         std::this_thread::sleep_for(CaptureRun::window);
         const auto frames = static_cast<double>(host.frames() - before);
         const double cost = milliseconds(host.process().processorTime() - spent) / frames;
-        const Memory memory = Memory::of(host.process().id());
-        own_.push_back(memory.own);
-        shared_.push_back(memory.shared);
+        memory = Memory::of(host.process().id());
         return cost;
     }
 
@@ -208,7 +210,8 @@ int main(int count, char** arguments) {
         return EXIT_FAILURE;
     }
     const std::size_t rounds = std::stoul(arguments[2]);
-    std::cout << desktop << '\n';
+    std::cout << desktop << std::endl;
+    bench::printLoadAverage();
     bool isReached = false;
     if (desktop == "sway") {
         SwayDesktop sway({bench::screen()});
