@@ -1,6 +1,8 @@
 #include "tests/acceptance/wayland/CapturedNodes.h"
 
+#include <boost/json/array.hpp>
 #include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
 #include <boost/json/value_to.hpp>
 #include <boost/system/error_code.hpp>
 #include <filesystem>
@@ -13,6 +15,9 @@
 namespace velmora {
 
 namespace {
+
+constexpr const char* linkType = "PipeWire:Interface:Link";
+constexpr const char* nodeType = "PipeWire:Interface:Node";
 
 /// All objects as PipeWire's own tool writes them; nothing when some changed meanwhile, of which it
 /// tells behind them.
@@ -28,26 +33,44 @@ std::optional<boost::json::value> dump(DesktopSession& session) {
     return error ? std::nullopt : std::optional(std::move(objects));
 }
 
-}  // namespace
-
-CapturedNodes CapturedNodes::of(DesktopSession& session) {
+boost::json::array objectsOf(DesktopSession& session) {
     std::optional<boost::json::value> objects;
     session.await("look at PipeWire", [&] {
         objects = dump(session);
         return objects.has_value();
     });
+    return objects->as_array();
+}
+
+std::string typeOf(const boost::json::value& object) {
+    return boost::json::value_to<std::string>(object.at("type"));
+}
+
+}  // namespace
+
+CapturedNodes CapturedNodes::of(DesktopSession& session) {
     CapturedNodes seen;
-    for (const auto& object : objects->as_array()) {
-        const auto type = boost::json::value_to<std::string>(object.at("type"));
-        if (type == "PipeWire:Interface:Link") {
+    for (const auto& object : objectsOf(session)) {
+        const std::string type = typeOf(object);
+        if (type == linkType) {
             ++seen.links;
-        } else if (type == "PipeWire:Interface:Node") {
+        } else if (type == nodeType) {
             ++seen.nodes;
             const auto& state = object.at("info").at("state");
             seen.runningNodes += state == "running" ? 1U : 0U;
         }
     }
     return seen;
+}
+
+void CapturedNodes::unlink(DesktopSession& session) {
+    for (const auto& object : objectsOf(session)) {
+        if (typeOf(object) == linkType) {
+            const std::string name = session.unusedName("unlink");
+            session.start(name, {"pw-cli", "destroy", boost::json::serialize(object.at("id"))});
+            (void)session.awaitEnd(name);  // it may have gone by itself
+        }
+    }
 }
 
 }  // namespace velmora

@@ -17,6 +17,9 @@ struct CapturedNodes final {
     std::size_t runningNodes = 0;
     /// All nodes that are there.
     std::size_t nodes = 0;
+
+    /// Takes all links away, as a tool of PipeWire's does it for who administers it.
+    static void unlink(DesktopSession& session);
 };
 
 }  // namespace velmora

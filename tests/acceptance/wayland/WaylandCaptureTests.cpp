@@ -122,6 +122,44 @@ TEST_F(WaylandCapture, WhatMovesIsSeenAndWhatStandsStillKeepsItsLabel) {
     EXPECT_EQ(label(), last);
 }
 
+/// Sizes of which none is a usual one: one larger, one upright, one small and odd.
+std::vector<DesktopOutput> unusualMonitors() {
+    std::vector<DesktopOutput> monitors(3);
+    monitors[0].width = 3840;
+    monitors[0].height = 2160;
+    monitors[0].colour = red;
+    monitors[1].width = 900;
+    monitors[1].height = 1440;
+    monitors[1].colour = green;
+    monitors[2].width = 481;
+    monitors[2].height = 361;
+    monitors[2].colour = 0x2040c0;
+    return monitors;
+}
+
+/// Some releases of mutter write past the buffer when a program takes no picture as large as the
+/// monitor, and end the session with it.
+class WaylandSize : public MutterHostTest {
+  protected:
+    WaylandSize() : MutterHostTest(unusualMonitors()) {}
+};
+
+TEST_F(WaylandSize, OfAnyMonitorIsServedWholeAndLeavesTheCompositorAlive) {
+    ASSERT_NO_FATAL_FAILURE(serve());
+    for (const DesktopOutput& monitor : unusualMonitors()) {
+        const std::string id = idOf(monitor.colour);
+        const auto displays = listDisplays();
+        ASSERT_TRUE(displays.has_value());
+        const auto found = std::ranges::find(*displays, id, &ViewerHostDisplay::id);
+        ASSERT_NE(found, displays->end()) << monitor.width;
+        EXPECT_EQ(found->width, monitor.width);
+        EXPECT_EQ(found->height, monitor.height);
+    }
+    // It still paints, and hands on what it has painted.
+    desktop_.painter(0).fill(0x808080);
+    EXPECT_NE(idOf(0x808080), "");
+}
+
 }  // namespace
 
 }  // namespace velmora

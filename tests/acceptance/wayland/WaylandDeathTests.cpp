@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
+#include "tests/acceptance/wayland/CapturedNodes.h"
 #include "tests/acceptance/wayland/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
@@ -100,6 +101,19 @@ TEST_F(WaylandDeath, OfAnOutput) {
     expectWhole();
 }
 
+TEST_F(WaylandDeath, OfALinkIsFollowedByAnother) {
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
+    for (int round = 0; round < 3; ++round) {
+        CapturedNodes::unlink(desktop_.session());
+        for (const auto& watcher : watchers_) {
+            const std::size_t before = watcher->frames();
+            EXPECT_TRUE(eventually([&] { return watcher->frames() > before; }));
+        }
+        EXPECT_TRUE(eventually([&] { return CapturedNodes::of(desktop_.session()).links >= 2; }));
+    }
+    expectWhole();
+}
+
 TEST_F(WaylandDeath, OfAnythingThatOnlyHangsLeavesOtherRequestsAlone) {
     ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     for (const std::string member : {"sway", "pipewire", "portal", "backend"}) {
@@ -117,6 +131,26 @@ TEST_F(WaylandDeath, OfAnythingThatOnlyHangsLeavesOtherRequestsAlone) {
 }
 
 using WaylandDeathOnMutter = MutterHostTest;
+
+TEST_F(WaylandDeathOnMutter, OfTheCompositor) {
+    ASSERT_NO_FATAL_FAILURE(serve());
+    const std::string left = idOf(red);
+    const std::string right = idOf(green);
+    ASSERT_NE(left, "");
+    ASSERT_NE(right, "");
+    const Watcher leftWatcher(left, red);
+    const Watcher rightWatcher(right, green);
+    desktop_.session().kill("mutter");
+
+    EXPECT_TRUE(eventually(nothingIsListed));
+    EXPECT_NE(HTTPClient::get(frameTarget(left)).status(), 200);
+    EXPECT_NE(HTTPClient::get(frameTarget(right)).status(), 200);
+    for (const Watcher* const watcher : {&leftWatcher, &rightWatcher}) {
+        EXPECT_EQ(watcher->strangeFrames(), 0U);
+        EXPECT_EQ(watcher->strangeAnswers(), 0U);
+    }
+    EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
+}
 
 TEST_F(WaylandDeathOnMutter, APipeWireWhoseLossIsSeenFirstIsServedAgainOnceItIsBack) {
     ASSERT_NO_FATAL_FAILURE(serve());
