@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include "core/runtime/ViewerCheck.h"
+#include "tests/support/system/LocalSocket.h"
 #include "tests/support/x11/XChildProcess.h"
 
 namespace velmora {
@@ -88,7 +89,8 @@ std::string HeadlessCompositor::await(const std::function<std::string()>& look) 
 std::string HeadlessCompositor::awaitSocket() const {
     return await([this]() -> std::string {
         for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
-            if (entry.is_socket() && entry.path().filename().string().starts_with("wayland-")) {
+            if (entry.is_socket() && entry.path().filename().string().starts_with("wayland-") &&
+                isListenedTo(entry.path())) {
                 return entry.path();
             }
         }

@@ -10,6 +10,7 @@
 #include <iostream>
 
 #include "core/runtime/ViewerCheck.h"
+#include "tests/support/system/LocalSocket.h"
 #include "tests/support/x11/XChildProcess.h"
 
 namespace velmora {
@@ -20,10 +21,11 @@ constexpr std::chrono::seconds patience{30};
 /// The user "nobody" and the group "nogroup", by number.
 constexpr unsigned nobody = 65'534;
 
-/// The socket in the folder whose name begins so, or nothing.
+/// The socket in the folder whose name begins so and behind which somebody listens, or nothing.
 std::string socketIn(const std::filesystem::path& folder, const std::string& beginning) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.is_socket() && entry.path().filename().string().starts_with(beginning)) {
+        if (entry.is_socket() && entry.path().filename().string().starts_with(beginning) &&
+            isListenedTo(entry.path())) {
             return entry.path();
         }
     }

@@ -1,15 +1,18 @@
 #include "tests/support/wayland/SwayControl.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 
 #include "core/runtime/ViewerCheck.h"
+#include "tests/support/system/LocalSocket.h"
 
 namespace velmora {
 
@@ -17,6 +20,8 @@ namespace {
 
 constexpr std::string_view magic = "i3-ipc";
 constexpr std::uint32_t runCommand = 0;
+constexpr std::chrono::seconds patience{30};
+constexpr int betweenLooks = 5;
 
 void append(std::string& message, std::uint32_t number) {
     message.append(reinterpret_cast<const char*>(&number), sizeof number);
@@ -35,9 +40,17 @@ SwayControl::SwayControl(const HeadlessCompositor& compositor)
     : SwayControl(std::filesystem::path(compositor.displayName()).parent_path()) {}
 
 SwayControl::SwayControl(const std::filesystem::path& folder) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().filename().string().starts_with("sway-ipc")) {
-            socketPath_ = entry.path();
+    // It makes this socket later than the one that its programs come to.
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (socketPath_.empty() && std::chrono::steady_clock::now() < end) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            if (entry.path().filename().string().starts_with("sway-ipc") &&
+                isListenedTo(entry.path())) {
+                socketPath_ = entry.path();
+            }
+        }
+        if (socketPath_.empty()) {
+            ::poll(nullptr, 0, betweenLooks);
         }
     }
     viewerCheck(!socketPath_.empty(), "the test's compositor takes no commands");
