@@ -1,5 +1,6 @@
 #include "tests/support/wayland/ScriptedCompositor.h"
 
+#include <poll.h>
 #include <wayland-server.h>
 #include <xdg-output-unstable-v1-client-protocol.h>
 
@@ -91,6 +92,13 @@ wl_display* ScriptedCompositor::display() const {
 void ScriptedCompositor::pump() {
     wl_event_loop_dispatch(wl_display_get_event_loop(native_->display), 0);
     wl_display_flush_clients(native_->display);
+}
+
+void ScriptedCompositor::awaitClient() {
+    wl_display_flush_clients(native_->display);
+    pollfd client{wl_client_get_fd(wl_resource_get_client(native_->output)), POLLIN, 0};
+    constexpr int patience = 30'000;
+    viewerCheck(::poll(&client, 1, patience) == 1, "a compositor's client says something");
 }
 
 void ScriptedCompositor::addOutput() {

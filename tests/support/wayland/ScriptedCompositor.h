@@ -31,6 +31,9 @@ class ScriptedCompositor final {
     /// Takes in what clients ask, and sends what was told.
     void pump();
 
+    /// Sends what was told, and waits until who listens to the output says something or leaves.
+    void awaitClient();
+
     /// Adds an output that tells nothing by itself to those who bind it, unless `whenBound` does.
     void addOutput();
     void removeOutput();

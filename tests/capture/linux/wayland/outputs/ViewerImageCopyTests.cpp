@@ -3,25 +3,16 @@
 #include <gtest/gtest.h>
 #include <wayland-client-protocol.h>
 
-#include <atomic>
-#include <cstddef>
-#include <cstdint>
-#include <thread>
-#include <vector>
-
-#include "core/capture/linux/wayland/outputs/ViewerScreenCopy.h"
-#include "tests/capture/linux/wayland/outputs/OutputsOnLoop.h"
-#include "tests/support/wayland/ScriptedCompositor.h"
+#include "tests/capture/linux/wayland/outputs/ScriptedCopyTest.h"
 #include "tests/support/wayland/ScriptedImageCopy.h"
 
 namespace velmora {
 namespace {
 
 using Course = ScriptedImageCopy::Course;
-using Pixels = std::vector<std::uint32_t>;
 
-/// A compositor that has the extension and one output, of which a copy is asked for.
-class ViewerImageCopyTest : public testing::Test {
+/// A compositor that has the extension.
+class ViewerImageCopyTest : public ScriptedCopyTest {
   protected:
     ViewerImageCopyTest() {
         script_.width = 3;
@@ -30,56 +21,12 @@ class ViewerImageCopyTest : public testing::Test {
         script_.pixels = {1, 2, 3, 4, 5, 6};
     }
 
-    /// The copy's pixels, row by row; nothing when there is none.
     Pixels copy() {
         script_.addTo(compositor_.display());
-        compositor_.whenBound = [this] { tellOutput(); };
-        compositor_.addOutput();
-        ViewerWaylandOutput output;
-        {
-            OutputsOnLoop loop(compositor_.socketPath(), [&] { compositor_.pump(); });
-            EXPECT_TRUE(loop.untilTold([](const auto& told) { return !told.outputs.empty(); }));
-            EXPECT_TRUE(loop.current()->offersImageCopy);
-            EXPECT_FALSE(loop.current()->offersScreenCopy);
-            output = loop.current()->outputs.front();
-        }
-        Pixels pixels;
-        std::atomic<bool> isOver = false;
-        std::thread asking([&] {
-            const bool isCopied = ViewerScreenCopy::copy(
-                compositor_.socketPath(), output,
-                [&](const ViewerPixelBuffer& picture) { pixels = pixelsOf(picture); });
-            EXPECT_EQ(isCopied, !pixels.empty());
-            isOver = true;
-        });
-        while (!isOver) {
-            compositor_.pump();
-            std::this_thread::yield();
-        }
-        asking.join();
-        return pixels;
+        return copyOf(addOutput());
     }
 
     ScriptedImageCopy script_;
-
-  private:
-    static Pixels pixelsOf(const ViewerPixelBuffer& picture) {
-        Pixels pixels;
-        for (std::int64_t y = 0; y < picture.height; ++y) {
-            const auto* const row = reinterpret_cast<const std::uint32_t*>(
-                picture.pixels + static_cast<std::size_t>(y) * picture.bytesPerRow);
-            pixels.insert(pixels.end(), row, row + picture.width);
-        }
-        return pixels;
-    }
-    void tellOutput() {
-        compositor_.geometry(0, 0, "Maker", "Model", 0);
-        compositor_.mode(true, 3, 2);
-        compositor_.name("DP-1");
-        compositor_.done();
-    }
-
-    ScriptedCompositor compositor_{{4, 0}};
 };
 
 TEST_F(ViewerImageCopyTest, AnOutputIsCopiedWithoutTheCursor) {
@@ -90,6 +37,11 @@ TEST_F(ViewerImageCopyTest, AnOutputIsCopiedWithoutTheCursor) {
 TEST_F(ViewerImageCopyTest, ThePictureItselfTellsHowItIsTurned) {
     script_.transform = 1;
     EXPECT_EQ(copy(), (Pixels{4, 1, 5, 2, 6, 3}));
+}
+
+TEST_F(ViewerImageCopyTest, ATurnThatDoesNotExistIsNone) {
+    script_.transform = 8;
+    EXPECT_EQ(copy(), (Pixels{1, 2, 3, 4, 5, 6}));
 }
 
 TEST_F(ViewerImageCopyTest, OfSeveralFormatsOneThatIsReadIsTaken) {

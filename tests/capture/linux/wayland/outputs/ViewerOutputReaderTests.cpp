@@ -155,6 +155,16 @@ TEST(ViewerOutputReader, NonsenseIsNoOutput) {
     EXPECT_EQ(output.known()->transform, 0);
 }
 
+TEST(ViewerOutputReader, AScaleThatIsNoneCountsAsOne) {
+    ScriptedOutput output({3, 0});
+    output.compositor.geometry(0, 0, "Maker", "Model", 0);
+    output.compositor.mode(true, 640, 480);
+    output.compositor.scale(0);
+    output.compositor.done();
+    ASSERT_TRUE(output.known());
+    EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{640, 480}));
+}
+
 TEST(ViewerOutputReader, AnOutputThatGoesIsForgotten) {
     ScriptedOutput output({4, 3});
     output.tellModern();

@@ -148,6 +148,20 @@ TEST(ViewerWaylandOutputs, ACompositorThatDoesNotAnswerIsNotGone) {
     EXPECT_EQ(loop.current(), nullptr);
 }
 
+TEST(ViewerWaylandOutputs, ASilentSocketIsGivenUpForTheCompositorThatTakesItsPlace) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() / "wayland";
+    const MuteSocket mute;
+    std::filesystem::create_symlink(mute.path(), path);
+    ScriptedCompositor compositor(ScriptedCompositor::Versions{});
+    OutputsOnLoop loop(path, [&] { compositor.pump(); });
+    loop.settle();
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(compositor.socketPath(), path);
+    loop.pass(8s);
+    EXPECT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+}
+
 TEST(ViewerWaylandOutputs, ACompositorThatTakesInNobodyIsNotGoneAndHoldsNobodyUp) {
     const MuteSocket mute(0);
     const OutputsOnLoop first(mute.path());

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+struct wl_display;
+
+namespace velmora {
+
+/// What a scripted compositor does about wlr-screencopy: it fills what it is given with a picture
+/// of the test's. Outlives the compositor. One thread.
+struct ScriptedScreenCopy final {
+    ScriptedScreenCopy() = default;
+    ScriptedScreenCopy(const ScriptedScreenCopy&) = delete;
+    ScriptedScreenCopy& operator=(const ScriptedScreenCopy&) = delete;
+
+    /// Gives the compositor the extension.
+    void addTo(wl_display* display);
+
+    std::uint32_t version = 3;
+    bool fails = false;
+    /// What is offered, in this order, each with its stride in bytes.
+    struct Layout final {
+        std::uint32_t format = 0;
+        std::uint32_t stride = 0;
+    };
+    std::vector<Layout> layouts;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint32_t> pixels;
+    bool isUpsideDown = false;
+    /// Done right before and right after the copy is told to be ready.
+    std::function<void()> beforeReady = [] {};
+    std::function<void()> afterReady = [] {};
+    /// Whether the last client wanted the cursor.
+    bool hasCursor = true;
+};
+
+}  // namespace velmora
