@@ -44,7 +44,8 @@ std::optional<ViewerPixelForm> ViewerPixelForm::make(const Description& descript
 
 std::optional<ViewerPixelForm::Channel> ViewerPixelForm::channelOf(std::uint32_t mask,
                                                                    int bitsPerPixel) {
-    if (mask == 0 || std::bit_width(mask) > static_cast<unsigned>(bitsPerPixel)) {
+    // Before libstdc++ 13 a width of bits is unsigned.
+    if (mask == 0 || static_cast<int>(std::bit_width(mask)) > bitsPerPixel) {
         return std::nullopt;
     }
     Channel channel;
