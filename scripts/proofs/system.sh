@@ -10,9 +10,10 @@ fail() {
 [ "$(id -u)" -eq 0 ] || fail "only root can enter another system: sudo scripts/prove $name"
 
 # Entered in a namespace of mounts of its own, which ends with its last process. The machine's own
-# devices stay out of it: a package that is installed may change their modes.
+# devices stay out of it: a package that is installed may change their modes. With the variable
+# own_network there is no network but a loopback interface, and so a port 9090 that nobody else has.
 enter() {
-    unshare --mount --pid --fork --kill-child bash -euc '
+    unshare --mount --pid ${own_network:+--net} --fork --kill-child bash -euc '
         root=$1
         mount -t tmpfs -o mode=755 devices "$root/dev"
         for device in null:3 zero:5 full:7 random:8 urandom:9; do
@@ -48,6 +49,8 @@ make_root() {
     cp -rL /etc/ssl/certs/. "$root/etc/ssl/certs/"
     cp -L /etc/resolv.conf "$root/etc/resolv.conf"
     apt-config dump Acquire >"$root/etc/apt/apt.conf.d/90machine"
+    # Nobody needs the folder after a crash of the machine.
+    echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/90machine"
 }
 
 # Into /srv/host of the system, where the ordinary user that tests become may read them.
@@ -73,19 +76,21 @@ take_away() {
     fi
 }
 
-# Has the real desktop of that name used on Debian 13; $packages are what it needs.
+# Has the real desktop of that name used on Debian 13; $packages are what it needs. All desktops have one
+# system and one build of the host. What they looked like stays in build/prove/pictures.
 prove_desktop() {
+    root=$PWD/build/prove/desktop
     scripts/packages prove
     trap take_away EXIT
     if [ ! -e "$root/made" ]; then
-        echo "Making Debian 13 with ${name^^} in $root…"
+        echo "Making Debian 13 in $root…"
         make_root trixie
         enter apt-get update -qq
-        enter env DEBIAN_FRONTEND=noninteractive \
-            apt-get install -y -qq --no-install-recommends "${packages[@]}" >/dev/null
         touch "$root/made"
     fi
     copy_sources
+    enter env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends iproute2 "${packages[@]}" >/dev/null
     echo "Building the host…"
     enter bash -euc '
         cd /srv/host
@@ -93,7 +98,9 @@ prove_desktop() {
         cmake --preset test -B build/prove >/dev/null
         cmake --build build/prove --target \
             VelmoraViewerHost VelmoraViewerHostAlert wayland_painter screencopy_formats'
-    take_port
-    enter bash "/srv/host/scripts/proofs/desktops/$name.sh" "$@"
-    give_port
+    rm -rf "$root/srv/pictures"
+    own_network=yes enter bash "/srv/host/scripts/proofs/desktops/$name.sh" "$@"
+    mkdir -p build/prove/pictures
+    rm -rf "build/prove/pictures/$name"
+    mv "$root/srv/pictures" "build/prove/pictures/$name"
 }

@@ -1,18 +1,31 @@
 # A desktop without a screen, for the proofs on real desktops; sourced by them in the other system. Has
 # the ordinary user "nobody" run the sourcing script again, in a session of its own: a bus, folders,
 # programs that end with it. What they wrote is shown when it fails.
+#
+# $monitors are the connector of each output, the name that its monitor tells and the colour it is
+# painted in. The names come from EDIDs, as a graphics card's driver shows them.
 
 here=$(dirname "$(readlink -f "$0")")
+name=$(basename "$0" .sh)
 sources=$(readlink -f "$here/../../..")
+longest=10m
 
 if [ -z "${DESKTOP_FOLDER:-}" ]; then
     DESKTOP_FOLDER=$(mktemp -d)
     mkdir -p "$DESKTOP_FOLDER"/{run,log,bin,home/.config,home/.local/share/dbus-1/services}
     chmod 700 "$DESKTOP_FOLDER/run"
+    ip link set lo up
+    mount -t tmpfs devices /sys/class
+    for ((i = 0; i < ${#monitors[@]}; i += 3)); do
+        mkdir -p "/sys/class/drm/card0-${monitors[i]}"
+        echo connected >"/sys/class/drm/card0-${monitors[i]}/status"
+        "$here/edid.py" "${monitors[i + 1]}" >"/sys/class/drm/card0-${monitors[i]}/edid"
+    done
+    mkdir -p /srv/pictures
     if declare -F prepare >/dev/null; then
         prepare
     fi
-    chown -R nobody: "$DESKTOP_FOLDER"
+    chown -R nobody: "$DESKTOP_FOLDER" /srv/pictures
     status=0
     env -i PATH="$PATH" LANG=C.UTF-8 DESKTOP_FOLDER="$DESKTOP_FOLDER" \
         HOME="$DESKTOP_FOLDER/home" XDG_RUNTIME_DIR="$DESKTOP_FOLDER/run" \
@@ -21,7 +34,8 @@ if [ -z "${DESKTOP_FOLDER:-}" ]; then
         XDG_CACHE_HOME="$DESKTOP_FOLDER/home/.cache" \
         XDG_STATE_HOME="$DESKTOP_FOLDER/home/.local/state" \
         setpriv --reuid=nobody --regid=nogroup --clear-groups --inh-caps=-all --no-new-privs \
-        dbus-run-session -- bash "$0" "$@" || status=$?
+        timeout --kill-after 10 "$longest" dbus-run-session -- bash "$0" "$@" \
+        3>&2 2>"$DESKTOP_FOLDER/log/session" || status=$?
     if [ "$status" -ne 0 ]; then
         tail -n 12 "$DESKTOP_FOLDER"/log/* >&2
     fi
@@ -29,8 +43,10 @@ if [ -z "${DESKTOP_FOLDER:-}" ]; then
     exit "$status"
 fi
 
+# The bus tells of each service, and has the standard error for that.
+exec 2>&3 3>&-
 export XDG_SESSION_TYPE=wayland LIBGL_ALWAYS_SOFTWARE=1 QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
-export DBUS_SYSTEM_BUS_ADDRESS=unix:path=$XDG_RUNTIME_DIR/system_bus
+export XDG_SESSION_ID=c1 DBUS_SYSTEM_BUS_ADDRESS=unix:path=$XDG_RUNTIME_DIR/system_bus
 
 started=()
 end_desktop() {
@@ -69,6 +85,31 @@ offers_screens() {
         -o /org/freedesktop/portal/desktop | grep -q 'org.freedesktop.portal.ScreenCast '
 }
 
+# mock NAME OBJECT METHOD ARGUMENT…
+mock() {
+    gdbus call --system -d "$1" -o "$2" -m "org.freedesktop.DBus.Mock.$3" "${@:4}" >/dev/null
+}
+# A system's bus with a logind that knows this session: without them there is no lock screen.
+start_system() {
+    cat >"$DESKTOP_FOLDER/system.conf" <<-END
+		<busconfig><type>system</type><listen>$DBUS_SYSTEM_BUS_ADDRESS</listen>
+		<policy context="default"><allow user="*"/><allow own="*"/>
+		<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/></policy></busconfig>
+	END
+    start bus dbus-daemon --nofork --nopidfile --config-file="$DESKTOP_FOLDER/system.conf"
+    await test -S "$XDG_RUNTIME_DIR/system_bus"
+    start logind /usr/bin/python3 -m dbusmock --system -t logind
+    await is_owned org.freedesktop.login1 --system
+    mock org.freedesktop.login1 /org/freedesktop/login1 AddSession \
+        c1 seat0 "$(id -u)" "$(id -un)" true
+    # The template's own fails on a number.
+    mock org.freedesktop.login1 /org/freedesktop/login1 AddMethod org.freedesktop.login1.Manager \
+        GetUser u o 'ret="/org/freedesktop/login1/user/%d" % args[0]'
+    # Which knows no session by the name "auto", the caller's own.
+    mock org.freedesktop.login1 /org/freedesktop/login1 AddMethod org.freedesktop.login1.Manager \
+        GetSession s o 'ret="/org/freedesktop/login1/session/c1"'
+}
+
 start_pipewire() {
     start pipewire pipewire
     # Before there is a socket, a session manager leaves every stream as it is.
@@ -83,18 +124,22 @@ start_portal() {
     await is_owned org.freedesktop.portal.Desktop
     await offers_screens
 }
-# Paints outputs, each in the colour behind it: CONNECTOR RRGGBB…
+# Paints every output in its colour.
 paint() {
-    local channel pipe
-    while [ $# -gt 0 ]; do
-        pipe=$DESKTOP_FOLDER/$1.paint
+    local i channel connector pipe
+    for ((i = 0; i < ${#monitors[@]}; i += 3)); do
+        connector=${monitors[i]}
+        pipe=$DESKTOP_FOLDER/$connector.paint
         mkfifo "$pipe"
         # Both ways, and for good: the painter ends when nobody can tell it anything any more.
         exec {channel}<>"$pipe"
-        start "painter-$1" sh -c 'exec "$1" "$2" <"$3"' sh \
-            "$sources/build/prove/bin/wayland_painter" "$1" "$pipe"
-        echo "fill 0 0 100000 100000 $2" >&"$channel"
-        await grep -q done "$DESKTOP_FOLDER/log/painter-$1"
-        shift 2
+        start "painter-$connector" sh -c 'exec "$1" "$2" <"$3"' sh \
+            "$sources/build/prove/bin/wayland_painter" "$connector" "$pipe"
+        echo "fill 0 0 100000 100000 ${monitors[i + 2]}" >&"$channel"
+        await grep -q done "$DESKTOP_FOLDER/log/painter-$connector"
     done
+}
+# use_desktop ARGUMENT…
+use_desktop() {
+    MONITORS="${monitors[*]}" "$here/use_$name.py" "$@"
 }

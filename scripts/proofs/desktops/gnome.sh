@@ -8,13 +8,14 @@
 # - Its overview covers every window at first; the same extension leaves it out.
 set -euo pipefail
 
+monitors=(Meta-0 Red c02020 Meta-1 Green 20c020)
 # As root, once.
 prepare() {
     mkdir -p /run/systemd/seats
 }
 . "$(dirname "$0")/desktop.sh"
 
-export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_ID=c1 GSETTINGS_BACKEND=keyfile
+export XDG_CURRENT_DESKTOP=GNOME GSETTINGS_BACKEND=keyfile
 
 write_settings() {
     local extension=$XDG_DATA_HOME/gnome-shell/extensions/screen@proof
@@ -40,37 +41,21 @@ write_settings() {
 		welcome-dialog-last-shown-version='999'
 		[org/gnome/desktop/interface]
 		enable-animations=false
+		enable-hot-corners=false
 	END
 }
 
-# mock NAME OBJECT METHOD ARGUMENT…
-mock() {
-    gdbus call --system -d "$1" -o "$2" -m "org.freedesktop.DBus.Mock.$3" "${@:4}" >/dev/null
-}
-start_system() {
-    cat >"$DESKTOP_FOLDER/system.conf" <<-END
-		<busconfig><type>system</type><listen>$DBUS_SYSTEM_BUS_ADDRESS</listen>
-		<policy context="default"><allow user="*"/><allow own="*"/>
-		<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/></policy></busconfig>
-	END
-    start bus dbus-daemon --nofork --nopidfile --config-file="$DESKTOP_FOLDER/system.conf"
-    await test -S "$XDG_RUNTIME_DIR/system_bus"
-    start logind /usr/bin/python3 -m dbusmock --system -t logind
+start_manager() {
     start manager /usr/bin/python3 -m dbusmock --system org.gnome.DisplayManager \
         /org/gnome/DisplayManager/Manager org.gnome.DisplayManager.Manager
-    await is_owned org.freedesktop.login1 --system
     await is_owned org.gnome.DisplayManager --system
-    mock org.freedesktop.login1 /org/freedesktop/login1 AddSession \
-        c1 seat0 "$(id -u)" "$(id -un)" true
-    # The template's own fails on a number.
-    mock org.freedesktop.login1 /org/freedesktop/login1 AddMethod org.freedesktop.login1.Manager \
-        GetUser u o 'ret="/org/freedesktop/login1/user/%d" % args[0]'
     mock org.gnome.DisplayManager /org/gnome/DisplayManager/Manager AddProperty \
         org.gnome.DisplayManager.Manager Version "<'48.0'>"
 }
 
 write_settings
 start_system
+start_manager
 start_pipewire
 dbus-update-activation-environment XDG_CURRENT_DESKTOP XDG_SESSION_TYPE GSETTINGS_BACKEND \
     LIBGL_ALWAYS_SOFTWARE DBUS_SYSTEM_BUS_ADDRESS
@@ -81,5 +66,5 @@ await is_owned org.gnome.Shell
 export WAYLAND_DISPLAY=wayland-0
 dbus-update-activation-environment WAYLAND_DISPLAY
 start_portal gnome /usr/libexec/xdg-desktop-portal-gnome
-paint Meta-0 c02020 Meta-1 20c020
-"$here/use_desktop.py" gnome "$@"
+paint
+use_desktop "$@"
