@@ -34,7 +34,8 @@ void ViewerX11ScreenCapture::shareableDisplays(DisplaysCompletion completion) {
 
 std::shared_ptr<ViewerDisplayStream> ViewerX11ScreenCapture::makeStream(
     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) {
-    return std::make_shared<ViewerX11Stream>(executor_, clock_, connector_, display, settings);
+    return ViewerLinuxStream::handedOut(
+        std::make_shared<ViewerX11Stream>(executor_, clock_, connector_, display, settings));
 }
 
 void ViewerX11ScreenCapture::watchSession(std::function<void()> ended) {

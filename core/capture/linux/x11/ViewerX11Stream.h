@@ -3,36 +3,36 @@
 #include <memory>
 #include <string>
 
-#include "core/capture/ViewerScreenCapture.h"
+#include "core/capture/linux/ViewerLinuxStream.h"
 #include "core/capture/linux/x11/ViewerX11Connector.h"
 
 namespace velmora {
 
 /// The capture of one monitor as a stream, on a thread and a connection of its own. The display
 /// only says which monitor is meant: its place and the size of the delivered pictures are read when
-/// the stream starts. Nothing here blocks, also when the server hangs. Owned by the session; any
-/// thread.
-class ViewerX11Stream final : public ViewerDisplayStream {
+/// the stream starts. Nothing here blocks, also when the server hangs. Owned by the session and the
+/// capture's thread; any thread.
+class ViewerX11Stream final : public ViewerLinuxStream {
   public:
-    /// Of the settings only the time between pictures counts: everything else is what they are. The
-    /// clock is that of the executor, on which it is told when a start has taken long enough.
     ViewerX11Stream(ViewerExecutor executor, std::shared_ptr<ViewerContinuousClock> clock,
                     std::shared_ptr<ViewerX11Connector> connector,
                     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings);
-    ~ViewerX11Stream() override;
-
-    /// False once the stream was started.
-    bool addOutput(std::shared_ptr<ViewerStreamReceiver> receiver, std::string queueLabel) override;
-    /// Completes with true after the first frame was handed over, or after 100 ms without one; with
-    /// false when the stream has failed or is stopped before. A stream starts once.
-    void start(Completion completion) override;
-    /// Completes when the stream uses its receiver no more.
-    void stop(Completion completion) override;
 
   private:
-    class Run;
+    void begin(const std::string& queueLabel) override;
+    void giveUp() override;
 
-    const std::shared_ptr<Run> run_;
+    void connected(const std::shared_ptr<ViewerX11Connection>& connection,
+                   const std::string& queueLabel);
+    /// On the capture's thread.
+    void capture(const std::shared_ptr<ViewerX11Connection>& connection);
+
+    const std::shared_ptr<ViewerX11Connector> connector_;
+    const std::string uuidText_;
+
+    ViewerX11Connector::RequestId request_ VIEWER_GUARDED_BY(lock_) = 0;
+    /// The capture's, while there is one.
+    std::weak_ptr<ViewerX11Connection> connection_ VIEWER_GUARDED_BY(lock_);
 };
 
 }  // namespace velmora

@@ -3,27 +3,24 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <future>
+#include <memory>
 #include <utility>
 
 #include "core/capture/ViewerTargetSize.h"
+#include "core/capture/linux/x11/ViewerX11Stream.h"
 #include "tests/capture/linux/x11/LoopThread.h"
 
 namespace velmora {
 
 namespace {
 
-/// At most 25 pictures a second.
-ViewerStreamSettings settings() {
-    ViewerStreamSettings result;
-    result.frameIntervalValue = 1;
-    result.frameIntervalTimescale = 25;
-    return result;
-}
-
-bool waitFor(std::future<bool> completed) {
-    return completed.wait_for(StreamRecorder::patience) == std::future_status::ready &&
-           completed.get();
+std::shared_ptr<ViewerDisplayStream> streamOf(const std::string& displayName,
+                                              std::string uuidText) {
+    ViewerNativeDisplay display;
+    display.uuidText = std::move(uuidText);
+    return ViewerLinuxStream::handedOut(std::make_shared<ViewerX11Stream>(
+        LoopThread::executor(), LoopThread::clock(),
+        std::make_shared<ViewerX11Connector>(displayName), display, RecordedStream::settings()));
 }
 
 /// One channel of the average over the part of the source that target pixel (column, row) covers.
@@ -63,37 +60,7 @@ CapturedMonitor::CapturedMonitor(const XServer& server, const std::string& name,
 
 CapturedMonitor::CapturedMonitor(const std::string& displayName, std::string uuidText,
                                  StreamRecorder::Judgement isAllowed)
-    : recorder_(std::make_shared<StreamRecorder>(std::move(isAllowed))) {
-    ViewerNativeDisplay display;
-    display.uuidText = std::move(uuidText);
-    stream_ = std::make_shared<ViewerX11Stream>(LoopThread::executor(), LoopThread::clock(),
-                                                std::make_shared<ViewerX11Connector>(displayName),
-                                                display, settings());
-    (void)stream_->addOutput(recorder_, queueLabel);  // Only a started stream refuses.
-}
-
-bool CapturedMonitor::start() {
-    const auto completed = std::make_shared<std::promise<bool>>();
-    stream_->start([completed](bool succeeded) { completed->set_value(succeeded); });
-    return waitFor(completed->get_future());
-}
-
-bool CapturedMonitor::stop() {
-    const auto completed = std::make_shared<std::promise<bool>>();
-    stream_->stop([completed](bool succeeded) { completed->set_value(succeeded); });
-    return waitFor(completed->get_future());
-}
-
-bool CapturedMonitor::begin() {
-    return start() && recorder_->waitForFrames(1);
-}
-
-std::weak_ptr<StreamRecorder> CapturedMonitor::drop() {
-    std::weak_ptr<StreamRecorder> result = recorder_;
-    stream_.reset();
-    recorder_.reset();
-    return result;
-}
+    : RecordedStream(streamOf(displayName, std::move(uuidText)), std::move(isAllowed)) {}
 
 StreamRecorder::Picture reducedScreen(const XPainter& painter, const ViewerRectangle& area) {
     constexpr int channelBits = 8;

@@ -73,8 +73,8 @@ void ViewerPipeWireRemote::describe(Nodes nodes) {
 
 std::shared_ptr<ViewerDisplayStream> ViewerPipeWireRemote::makeStream(
     const ViewerGrantedStream& stream, const ViewerStreamSettings& settings, StillPicture still) {
-    return std::make_shared<ViewerPipeWireStream>(executor_, clock_, thread_, stream, settings,
-                                                  std::move(still));
+    return ViewerLinuxStream::handedOut(std::make_shared<ViewerPipeWireStream>(
+        executor_, clock_, thread_, stream, settings, std::move(still)));
 }
 
 void ViewerPipeWireRemote::endStreams() {

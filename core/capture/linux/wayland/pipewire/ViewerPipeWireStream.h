@@ -1,41 +1,48 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "core/capture/ViewerScreenCapture.h"
+#include "core/capture/linux/ViewerLinuxStream.h"
 #include "core/capture/linux/wayland/ViewerScreenCastRemote.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireCapture.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireThread.h"
+#include "core/capture/linux/wayland/pipewire/ViewerStillPicture.h"
 
 namespace velmora {
 
 /// The capture of one granted node as a stream, on the thread of its connection. Nothing of it
 /// exists in PipeWire before its start and after its stop, and nothing here blocks. Owned by the
-/// session; any thread.
-class ViewerPipeWireStream final : public ViewerDisplayStream {
+/// session and, while it captures, by the thread; any thread.
+class ViewerPipeWireStream final : public ViewerLinuxStream {
   public:
-    /// Of the settings only the time between pictures counts: the pictures are as large as what is
-    /// seen, reduced. The clock is that of the executor, on which it is told when a start has taken
-    /// long enough.
+    using StillPicture = ViewerScreenCastRemote::StillPicture;
+
+    /// `still` may be empty.
     ViewerPipeWireStream(ViewerExecutor executor, std::shared_ptr<ViewerContinuousClock> clock,
                          std::shared_ptr<ViewerPipeWireThread> thread,
                          const ViewerGrantedStream& stream, const ViewerStreamSettings& settings,
-                         ViewerScreenCastRemote::StillPicture still);
-    ~ViewerPipeWireStream() override;
-
-    /// False once the stream was started. Streams of one connection share its thread, so the label
-    /// names no queue here.
-    bool addOutput(std::shared_ptr<ViewerStreamReceiver> receiver, std::string queueLabel) override;
-    /// Completes with true after the first picture was handed over, or after 100 ms without one;
-    /// with false when the stream has failed or is stopped before. A stream starts once.
-    void start(Completion completion) override;
-    /// Completes when the stream uses its receiver no more.
-    void stop(Completion completion) override;
+                         StillPicture still);
 
   private:
-    class Run;
+    /// Streams of one connection share its thread, so the label names no queue here.
+    void begin(const std::string& queueLabel) override;
+    /// Soon, so that the capture's handlers have returned.
+    void giveUp() override;
 
-    const std::shared_ptr<Run> run_;
+    /// These run on the connection's thread.
+    void connect(ViewerPipeWireConnection& connection);
+    void askForStillPicture();
+    /// `pictures` is how many the stream had delivered when the copy was asked for.
+    void deliverStill(const ViewerStillPicture& picture, std::uint64_t pictures);
+
+    const std::shared_ptr<ViewerPipeWireThread> thread_;
+    const ViewerGrantedStream stream_;
+    const StillPicture still_;
+    /// The connection's thread alone touches it.
+    std::optional<ViewerPipeWireCapture> capture_;
 };
 
 }  // namespace velmora

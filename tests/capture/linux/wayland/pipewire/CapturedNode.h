@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireRemote.h"
-#include "tests/capture/linux/x11/StreamRecorder.h"
+#include "tests/capture/linux/x11/RecordedStream.h"
 #include "tests/support/pipewire/PipeWireServer.h"
 
 namespace velmora {
@@ -39,11 +40,8 @@ class RemoteOnLoop final {
     std::unique_ptr<ViewerPipeWireRemote> remote_;
 };
 
-/// The settings of a stream of the host's.
-ViewerStreamSettings streamSettings();
-
-/// A stream of one node, and the receiver that it delivers to.
-class CapturedNode final {
+/// A stream of one node.
+class CapturedNode final : public RecordedStream {
   public:
     CapturedNode(RemoteOnLoop& remote, const ViewerGrantedStream& stream,
                  const RemoteOnLoop::StillPicture& still = {},
@@ -52,20 +50,6 @@ class CapturedNode final {
     CapturedNode(RemoteOnLoop& remote, std::uint32_t node,
                  const RemoteOnLoop::StillPicture& still = {},
                  StreamRecorder::Judgement isAllowed = {});
-
-    StreamRecorder& recorder() { return *recorder_; }
-    ViewerDisplayStream& stream() { return *stream_; }
-    /// Starts or stops the stream and waits for what comes of it; false also when nothing does.
-    bool start();
-    bool stop();
-    /// Whether the stream gives notice of its end, and does so once.
-    bool endsOnce();
-    /// Destroys the stream and gives up the receiver, which the test may still look at.
-    std::weak_ptr<StreamRecorder> drop();
-
-  private:
-    std::shared_ptr<StreamRecorder> recorder_;
-    std::shared_ptr<ViewerDisplayStream> stream_;
 };
 
 }  // namespace velmora

@@ -232,23 +232,6 @@ TEST(ViewerPipeWireStream, AnEqualPictureIsNoFrame) {
     EXPECT_EQ(cast.node.recorder().frames(), 2U);
 }
 
-TEST(ViewerPipeWireStream, StartsOnceAndOnlyWithAReceiver) {
-    Cast cast({});
-    const auto bare = cast.remote.makeStream({}, {});
-    bool isCompleted = false;
-    bool isStarted = true;
-    bare->start([&](bool succeeded) {
-        isCompleted = true;
-        isStarted = succeeded;
-    });
-    EXPECT_TRUE(isCompleted);
-    EXPECT_FALSE(isStarted);
-
-    ASSERT_TRUE(cast.node.start());
-    EXPECT_FALSE(cast.node.start());
-    EXPECT_FALSE(cast.node.stream().addOutput(nullptr, "late"));
-}
-
 TEST(ViewerPipeWireStream, ASecondStreamOfANodeShowsItAnew) {
     Cast cast({});
     ASSERT_TRUE(cast.node.start());
