@@ -48,7 +48,7 @@ class PortalBackend final {
     void drop(std::size_t stream);
     void lock(LockOrder order, std::chrono::milliseconds between);
     void unlock();
-    /// Of a mutter with two monitors: "swap", "one", "two" or "scale".
+    /// Of a mutter with two monitors: "swap", "one" or "two".
     void arrange(const std::string& how);
 
     /// Waits for something to happen, as often as it has: "created", "selected", "asked",
