@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/acceptance/wayland/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {
@@ -26,15 +27,16 @@ void expectTwoEqualDisplays() {
     const auto displays = listDisplays();
     ASSERT_TRUE(displays.has_value());
     ASSERT_EQ(displays->size(), 2U);
-    const std::string left = idOf(red);
-    const std::string right = idOf(green);
-    ASSERT_NE(left, "");
-    ASSERT_NE(right, "");
+    const std::string leftId = idOf(red);
+    const std::string rightId = idOf(green);
+    ASSERT_NE(leftId, "");
+    ASSERT_NE(rightId, "");
+    const Watcher left(leftId, red);
+    const Watcher right(rightId, green);
 
-    for (int round = 0; round < 20; ++round) {
-        EXPECT_TRUE(shows(left, red));
-        EXPECT_TRUE(shows(right, green));
-    }
+    constexpr std::size_t many = 20;
+    EXPECT_TRUE(eventually([&] { return left.frames() >= many && right.frames() >= many; }));
+    EXPECT_EQ(left.strangeFrames() + right.strangeFrames(), 0U);
     for (const ViewerHostDisplay& display : *displays) {
         EXPECT_EQ(display.width, 1280);
         EXPECT_EQ(display.height, 720);

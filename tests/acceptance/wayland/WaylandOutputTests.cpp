@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t yellow = 0xd0d020;
+constexpr std::chrono::seconds portalPatience{30};
 
 std::optional<ViewerHostDisplay> listed(const std::string& id) {
     const auto displays = listDisplays().value_or(std::vector<ViewerHostDisplay>{});
@@ -124,6 +126,12 @@ TEST_F(WaylandOutput, ThatWasAwayIsServedOnlyAfterANewGrantUnderTheSameId) {
     EXPECT_NE(HTTPClient::get(frameTarget(right_)).status(), 200);
     leftWatcher_.reset();
     EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
+    // Sway's backend does not always live through the loss of an output that it casts.
+    DesktopSession& session = desktop_.session();
+    session.kill("portal");
+    ASSERT_TRUE(session.bus().awaitNoOwner("org.freedesktop.portal.Desktop", portalPatience));
+    session.kill("backend");
+    desktop_.startPortal();
     ASSERT_NO_FATAL_FAILURE(serve());
 
     EXPECT_EQ(idOf(green), right_);

@@ -22,7 +22,7 @@ constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
 
 /// How far ahead of what is summed a row is asked for, since the processor does not foresee the way
 /// through several rows at once.
-constexpr std::size_t distanceAhead = 24 * 64;
+constexpr std::size_t distanceAhead = std::size_t{24} * 64;
 
 /// Where there is no memory, asking for it does no harm.
 HWY_INLINE void askFor(const std::uint8_t* bytes, std::size_t count) {

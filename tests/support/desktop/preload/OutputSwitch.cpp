@@ -4,10 +4,12 @@
 
 struct wlr_output;
 
-// As the backends' own interface names it.
+// As the library itself names them.
+// NOLINTBEGIN(readability-identifier-naming)
 extern "C" void wlr_output_update_enabled(wlr_output* output, bool isEnabled);
 
 extern "C" __attribute__((visibility("default"))) void wlr_output_enable(wlr_output* output,
                                                                          bool isEnabled) {
     wlr_output_update_enabled(output, isEnabled);
 }
+// NOLINTEND(readability-identifier-naming)
