@@ -1,6 +1,6 @@
 # A desktop without a screen, for the proofs on real desktops; sourced by them in the other system. Has
 # the ordinary user "nobody" run the sourcing script again, in a session of its own: a bus, folders,
-# programs that end with it. What they wrote is shown when it fails.
+# programs. What they wrote is shown when it fails. All of it ends with the namespaces that hold it.
 #
 # $monitors are the connector of each output, the name that its monitor tells and the colour it is
 # painted in. The names come from EDIDs, as a graphics card's driver shows them.
@@ -8,11 +8,11 @@
 here=$(dirname "$(readlink -f "$0")")
 name=$(basename "$0" .sh)
 sources=$(readlink -f "$here/../../..")
-longest=10m
+longest=30m
 
 if [ -z "${DESKTOP_FOLDER:-}" ]; then
     DESKTOP_FOLDER=$(mktemp -d)
-    mkdir -p "$DESKTOP_FOLDER"/{run,log,bin,home/.config,home/.local/share/dbus-1/services}
+    mkdir -p "$DESKTOP_FOLDER"/{run,log,process,bin,home/.config,home/.local/share/dbus-1/services}
     chmod 700 "$DESKTOP_FOLDER/run"
     ip link set lo up
     mount -t tmpfs devices /sys/class
@@ -39,7 +39,6 @@ if [ -z "${DESKTOP_FOLDER:-}" ]; then
     if [ "$status" -ne 0 ]; then
         tail -n 12 "$DESKTOP_FOLDER"/log/* >&2
     fi
-    rm -rf "$DESKTOP_FOLDER"
     exit "$status"
 fi
 
@@ -48,25 +47,18 @@ exec 2>&3 3>&-
 export XDG_SESSION_TYPE=wayland LIBGL_ALWAYS_SOFTWARE=1 QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
 export XDG_SESSION_ID=c1 DBUS_SYSTEM_BUS_ADDRESS=unix:path=$XDG_RUNTIME_DIR/system_bus
 
-started=()
-end_desktop() {
-    local i
-    for ((i = ${#started[@]} - 1; i >= 0; i--)); do
-        kill "${started[$i]}" 2>/dev/null || true
-    done
-    wait
-}
-trap end_desktop EXIT
-
 # start NAME COMMAND…
 start() {
-    "${@:2}" >"$DESKTOP_FOLDER/log/$1" 2>&1 &
-    started+=("$!")
+    "${@:2}" >>"$DESKTOP_FOLDER/log/$1" 2>&1 &
+    echo "$!" >"$DESKTOP_FOLDER/process/$1"
+}
+end() {
+    kill "$(cat "$DESKTOP_FOLDER/process/$1")"
 }
 # Looks again and again until the command succeeds.
 await() {
     local looks
-    for ((looks = 0; looks < 600; looks++)); do
+    for ((looks = 0; looks < 2400; looks++)); do
         if "$@" >/dev/null 2>&1; then
             return
         fi

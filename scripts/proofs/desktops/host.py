@@ -25,6 +25,8 @@ READY = "Velmora Viewer Host protocol v1 listening on TCP 9090\n"
 TOLERANCE = 6
 # Captures end five seconds after their last request.
 IDLE_STOP = 6.0
+# An end of sharing this soon after a lock or a change of the outputs counts as theirs.
+CAUSE_WINDOW = 3.0
 
 _told = os.environ["MONITORS"].split()
 COLOURS = {name: tuple(bytes.fromhex(colour)) for name, colour in zip(_told[1::3], _told[2::3])}
@@ -44,7 +46,7 @@ def look_as_another_program(answer, names):
         ["/usr/bin/python3", "-W", "ignore", SOURCES + "/tests/support/desktop/portal_frames.py"],
         stdout=subprocess.PIPE, text=True)
     answer()
-    told, _ = program.communicate(timeout=60)
+    told, _ = program.communicate(timeout=PATIENCE)
     streams = json.loads(told)
     print("Another program sees", *streams, sep="\n  ", flush=True)
     middles = [tuple(bytes.fromhex(stream["colours"][2])) for stream in streams]
@@ -106,16 +108,24 @@ class Host:
         return is_near(seen, COLOURS[name])
 
     def shows_something_else(self, names):
-        """Whether these are served, and none of them shows a monitor's colour."""
+        """Whether these are served, and each shows more than one colour."""
         frames = [self.frame(name) for name in names]
         return not any(isinstance(frame, int) or
-                       any(is_near(middle_of(frame), colour) for colour in COLOURS.values())
+                       all(most - least <= 2 * TOLERANCE for least, most in frame.getextrema())
                        for frame in frames)
 
     def size(self, name):
         """As it is listed."""
         return next((display["width"], display["height"]) for display in self.displays()
                     if display["name"] == name)
+
+    def is_stopped_for_good(self, stop):
+        """Whether nothing is listed any more when the person stops, nor asked for anew."""
+        time.sleep(CAUSE_WINDOW)
+        stop()
+        await_("nothing is listed when the person stops", lambda: self.displays() == [])
+        time.sleep(2 * CAUSE_WINDOW)
+        return self.displays() == [] and self.refuses(COLOURS, 404)
 
     def refuses(self, names, status=503):
         return all([self.frame(name) == status for name in names])

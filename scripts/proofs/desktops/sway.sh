@@ -34,14 +34,15 @@ paint
 start_portal wlr env LD_PRELOAD="$(echo "$sources"/build/prove/tests/support/desktop/lib*formats.so)" \
     /usr/libexec/xdg-desktop-portal-wlr
 # Another program may get no frame of a still screen.
-begun=${#started[@]}
 for ((i = 0; i < ${#monitors[@]}; i += 3)); do
     start "repainting-${monitors[i]}" sh -c \
         'while sleep 0.1; do echo "fill 0 0 100000 100000 $1" >"$2"; done' sh \
         "${monitors[i + 2]}" "$DESKTOP_FOLDER/${monitors[i]}.paint"
 done
 use_desktop reference
-kill "${started[@]:begun}"
+for ((i = 0; i < ${#monitors[@]}; i += 3)); do
+    end "repainting-${monitors[i]}"
+done
 if [ "${1:-}" != --reference-only ]; then
     use_desktop host
 fi

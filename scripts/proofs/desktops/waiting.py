@@ -1,7 +1,7 @@
 """Waits for what comes at last."""
 import time
 
-PATIENCE = 40.0
+PATIENCE = 120.0
 BETWEEN_LOOKS = 0.05
 
 
