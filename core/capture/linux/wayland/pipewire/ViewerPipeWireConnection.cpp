@@ -84,7 +84,9 @@ ViewerPipeWireConnection::~ViewerPipeWireConnection() {
 void ViewerPipeWireConnection::connect(int descriptor) {
     core_ = library_->contextConnect(context_, descriptor, nullptr, 0);
     if (core_ == nullptr) {
-        return;  // The descriptor is closed all the same.
+        // Only a connection that was made closes its descriptor.
+        (void)::close(descriptor);  // There is nobody to be told.
+        return;
     }
     (void)pw_core_add_listener(core_, &coreHook_, &coreEvents, this);
     registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
