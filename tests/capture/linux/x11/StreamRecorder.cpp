@@ -91,8 +91,8 @@ std::vector<std::string> StreamRecorder::threads() const {
     return threads_;
 }
 
-bool StreamRecorder::waitForFrames(std::size_t count) const {
-    return waitUntil([&] { return frames_ >= count; }, patience);
+bool StreamRecorder::waitForFrames(std::size_t count, std::chrono::milliseconds limit) const {
+    return waitUntil([&] { return frames_ >= count; }, limit);
 }
 
 bool StreamRecorder::waitForPicture(const Judgement& isExpected) const {

@@ -49,7 +49,7 @@ class StreamRecorder final : public ViewerStreamReceiver {
     std::vector<std::string> threads() const;
 
     /// False when it does not come in time.
-    bool waitForFrames(std::size_t count) const;
+    bool waitForFrames(std::size_t count, std::chrono::milliseconds limit = patience) const;
     bool waitForPicture(const Judgement& isExpected) const;
     bool waitForStop() const;
     bool waitForPictureOrStop(const Judgement& isExpected) const;

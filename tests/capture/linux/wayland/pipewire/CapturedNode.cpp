@@ -1,6 +1,7 @@
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 
 #include <boost/asio/post.hpp>
+#include <chrono>
 #include <future>
 #include <utility>
 
@@ -93,5 +94,17 @@ CapturedNode::CapturedNode(RemoteOnLoop& remote, std::uint32_t node,
                            const RemoteOnLoop::StillPicture& still,
                            StreamRecorder::Judgement isAllowed)
     : CapturedNode(remote, grantOf(node), still, std::move(isAllowed)) {}
+
+bool CapturedNode::receivesFirst(ScriptedPipeWireSource& screen, std::uint32_t colour) {
+    constexpr std::chrono::seconds betweenPictures{1};
+    const auto end = std::chrono::steady_clock::now() + StreamRecorder::patience;
+    while (recorder().frames() == 0 && std::chrono::steady_clock::now() < end) {
+        if (!screen.send(colour)) {
+            return false;
+        }
+        (void)recorder().waitForFrames(1, betweenPictures);  // Else there is another one.
+    }
+    return recorder().frames() > 0;
+}
 
 }  // namespace velmora

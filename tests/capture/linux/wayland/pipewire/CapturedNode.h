@@ -8,6 +8,7 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireRemote.h"
 #include "tests/capture/linux/x11/RecordedStream.h"
 #include "tests/support/pipewire/PipeWireServer.h"
+#include "tests/support/pipewire/ScriptedPipeWireSource.h"
 
 namespace velmora {
 
@@ -50,6 +51,10 @@ class CapturedNode final : public RecordedStream {
     CapturedNode(RemoteOnLoop& remote, std::uint32_t node,
                  const RemoteOnLoop::StillPicture& still = {},
                  StreamRecorder::Judgement isAllowed = {});
+
+    /// Sends a picture of one colour until the first frame comes: PipeWire loses what is sent while
+    /// the reader is not all there yet. False when none comes.
+    bool receivesFirst(ScriptedPipeWireSource& screen, std::uint32_t colour);
 };
 
 }  // namespace velmora

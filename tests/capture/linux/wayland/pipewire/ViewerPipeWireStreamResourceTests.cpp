@@ -155,9 +155,10 @@ TEST(ViewerPipeWireStreamResource, ManyCapturesLeaveNothingBehind) {
     RemoteOnLoop remote(server);
     const auto captureOnce = [&](std::uint32_t colour) {
         CapturedNode node(remote, screen.node());
-        const bool isShown =
-            node.start() && screen.send(colour) && node.recorder().waitForFrames(1);
-        return isShown && node.stop() && screen.awaitNoReader() && node.drop().expired();
+        const bool isShown = node.start() && node.receivesFirst(screen, colour);
+        const bool isStopped = node.stop() && screen.awaitNoReader();
+        const std::weak_ptr<StreamRecorder> receiver = node.drop();
+        return isShown && isStopped && becomesTrue([&] { return receiver.expired(); });
     };
     ASSERT_TRUE(captureOnce(0));
     ASSERT_TRUE(captureOnce(0));
@@ -178,7 +179,7 @@ TEST(ViewerPipeWireStreamResource, ARemoteThatIsGoneLeavesNothingBehind) {
     const auto captureOnce = [&] {
         RemoteOnLoop remote(server);
         CapturedNode node(remote, screen.node());
-        const bool isShown = node.start() && screen.send(red) && node.recorder().waitForFrames(1);
+        const bool isShown = node.start() && node.receivesFirst(screen, red);
         remote.drop();
         return isShown && node.endsOnce() && screen.awaitNoReader();
     };
