@@ -63,11 +63,10 @@ void averageSlowly(const Reduction& reduction, const ViewerAreaAxis& columns,
     }
 }
 
-/// Sums the source rows under target row `y`, from column `column` on. `next` is the source pixel
-/// with which the sums after these begin.
+/// Sums the source rows under target row `y`, from column `column` on; `next` comes after these.
 void sumRowsUnder(const Reduction& reduction, const ViewerAreaPlan& plan,
                   const ViewerAreaAxis& rows, std::int64_t y, std::int64_t column,
-                  std::span<std::int16_t> sums, const std::uint8_t* next) {
+                  std::span<std::int16_t> sums, const ViewerAreaKernels::Rows& next) {
     std::int64_t begin = rows.sourceBegin(y);
     std::int64_t end = rows.sourceEnd(y);
     const std::int64_t first = begin;
@@ -76,8 +75,9 @@ void sumRowsUnder(const Reduction& reduction, const ViewerAreaPlan& plan,
     const bool isLastShared = last > first && rows.overlap(last, y) < rows.targetLength();
     begin += isFirstShared ? 1 : 0;
     end -= isLastShared ? 1 : 0;
-    ViewerAreaKernels::sumRows(reduction.sourcePixel(column, begin), reduction.sourceBytesPerRow,
-                               static_cast<std::size_t>(end - begin), plan.rowShift(), sums, next);
+    ViewerAreaKernels::sumRows({reduction.sourcePixel(column, begin), reduction.sourceBytesPerRow,
+                                static_cast<std::size_t>(end - begin)},
+                               plan.rowShift(), sums, next);
     if (isFirstShared) {
         ViewerAreaKernels::addRow(reduction.sourcePixel(column, first), plan.rowWeight(first, y),
                                   sums);
@@ -107,14 +107,16 @@ void reducePlanned(const Reduction& reduction, const ViewerAreaPlan& plan,
             const auto lanes =
                 static_cast<std::size_t>(columns.sourceEnd(x + count - 1) - column) * bytesPerPixel;
             const bool isRowDone = x + count == reduction.target.right();
-            const std::uint8_t* const next =
+            const ViewerAreaKernels::Rows next{
                 isRowDone
                     ? reduction.sourcePixel(reduction.source.x, rows.sourceEnd(y))
-                    : reduction.sourcePixel(columns.sourceBegin(x + count), rows.sourceBegin(y));
+                    : reduction.sourcePixel(columns.sourceBegin(x + count), rows.sourceBegin(y)),
+                reduction.sourceBytesPerRow,
+                static_cast<std::size_t>(rows.sourceEnd(y) - rows.sourceBegin(y))};
             sumRowsUnder(reduction, plan, rows, y, column, std::span(sums).first(lanes), next);
             ViewerAreaKernels::averageColumns(plan.columns(), static_cast<std::size_t>(x),
                                               static_cast<std::size_t>(count), sums.data(),
-                                              reduction.targetPixel(x, y));
+                                              reduction.targetPixel(x, y), next);
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "core/capture/linux/imaging/ViewerAreaKernels.h"
 
+#include <algorithm>
 #include <cstring>
 
 // Highway compiles the rest of this file once for each set of instructions.
@@ -17,6 +18,8 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
+using ViewerAreaKernels::Rows;
+
 constexpr std::size_t channels = 4;
 constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
 
@@ -24,7 +27,6 @@ constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
 /// through several rows at once.
 constexpr std::size_t distanceAhead = std::size_t{24} * 64;
 
-/// Where there is no memory, asking for it does no harm.
 HWY_INLINE void askFor(const std::uint8_t* bytes, std::size_t count) {
     constexpr std::size_t cacheLine = 64;
     for (std::size_t offset = 0; offset < count; offset += cacheLine) {
@@ -40,14 +42,13 @@ HWY_INLINE hn::Vec<D16> widened(D16 d16, const std::uint8_t* bytes) {
 
 /// Sums from lane `lane` on while whole vectors fit; returns the first lane that is left.
 template <class D16>
-HWY_INLINE std::size_t sumRowsFrom(D16 d16, std::size_t lane, const std::uint8_t* firstRow,
-                                   std::size_t bytesPerRow, std::size_t rows, int shift,
+HWY_INLINE std::size_t sumRowsFrom(D16 d16, std::size_t lane, const Rows& rows, int shift,
                                    std::span<std::int16_t> sums) {
     const std::size_t lanes = hn::Lanes(d16);
     for (; lane + lanes <= sums.size(); lane += lanes) {
         auto sum = hn::Zero(d16);
-        for (std::size_t row = 0; row < rows; ++row) {
-            sum = hn::Add(sum, widened(d16, firstRow + row * bytesPerRow + lane));
+        for (std::size_t row = 0; row < rows.count; ++row) {
+            sum = hn::Add(sum, widened(d16, rows.first + row * rows.bytesPerRow + lane));
         }
         hn::StoreU(hn::ShiftLeftSame(sum, shift), d16, &sums[lane]);
     }
@@ -57,9 +58,8 @@ HWY_INLINE std::size_t sumRowsFrom(D16 d16, std::size_t lane, const std::uint8_t
 /// The same, four vectors at a time: whole cache lines of each row, and additions that do not wait
 /// for one another.
 template <class D16>
-HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
-                                       std::size_t bytesPerRow, std::size_t rows, int shift,
-                                       std::span<std::int16_t> sums, const std::uint8_t* next) {
+HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const Rows& rows, int shift,
+                                       std::span<std::int16_t> sums, const Rows& next) {
     const std::size_t lanes = hn::Lanes(d16);
     std::size_t lane = 0;
     for (; lane + 4 * lanes <= sums.size(); lane += 4 * lanes) {
@@ -67,11 +67,12 @@ HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
         auto sum1 = hn::Zero(d16);
         auto sum2 = hn::Zero(d16);
         auto sum3 = hn::Zero(d16);
-        const std::uint8_t* bytes = firstRow + lane;
+        const std::uint8_t* bytes = rows.first + lane;
         const std::size_t ahead = lane + distanceAhead;
         const std::uint8_t* needed =
-            ahead < sums.size() ? firstRow + ahead : next + (ahead - sums.size());
-        for (std::size_t row = 0; row < rows; ++row, bytes += bytesPerRow, needed += bytesPerRow) {
+            ahead < sums.size() ? rows.first + ahead : next.first + (ahead - sums.size());
+        for (std::size_t row = 0; row < rows.count;
+             ++row, bytes += rows.bytesPerRow, needed += rows.bytesPerRow) {
             askFor(needed, 4 * lanes);
             sum0 = hn::Add(sum0, widened(d16, bytes));
             sum1 = hn::Add(sum1, widened(d16, bytes + lanes));
@@ -86,13 +87,12 @@ HWY_INLINE std::size_t sumRowsFourfold(D16 d16, const std::uint8_t* firstRow,
     return lane;
 }
 
-void sumRowsKernel(const std::uint8_t* firstRow, std::size_t bytesPerRow, std::size_t rows,
-                   int shift, std::span<std::int16_t> sums, const std::uint8_t* next) {
+void sumRowsKernel(const Rows& rows, int shift, std::span<std::int16_t> sums, const Rows& next) {
     const hn::ScalableTag<std::int16_t> whole;
     const hn::CappedTag<std::int16_t, channels> pixel;
-    std::size_t lane = sumRowsFourfold(whole, firstRow, bytesPerRow, rows, shift, sums, next);
-    lane = sumRowsFrom(whole, lane, firstRow, bytesPerRow, rows, shift, sums);
-    (void)sumRowsFrom(pixel, lane, firstRow, bytesPerRow, rows, shift, sums);  // none is left
+    std::size_t lane = sumRowsFourfold(whole, rows, shift, sums, next);
+    lane = sumRowsFrom(whole, lane, rows, shift, sums);
+    (void)sumRowsFrom(pixel, lane, rows, shift, sums);  // none is left
 }
 
 template <class D16>
@@ -162,7 +162,7 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
 template <std::size_t fixedPairs>
 HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t target,
                                    std::size_t count, const std::int16_t* sums,
-                                   std::uint8_t* pixels) {
+                                   std::uint8_t* pixels, const Rows& next) {
     // Copies, because the pixels written could be the original for all the compiler knows.
     const std::int32_t bias = columns.bias;
     const int shift = columns.shift;
@@ -170,26 +170,37 @@ HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t
     const std::int64_t* firstSource = columns.firstSource.data() + target;
     const std::int16_t* weights = columns.weights.data() + target * pairs * pixelsPerPair;
     const std::int64_t origin = *firstSource;
-    for (std::size_t index = 0; index < count; ++index) {
-        const auto offset = static_cast<std::size_t>(firstSource[index] - origin) * channels;
-        averagePixel(bias, shift, weights + index * pairs * pixelsPerPair, pairs, sums + offset,
-                     pixels + index * channels);
+    // Memory has nothing to do meanwhile, and is asked for what comes next in even portions.
+    constexpr std::size_t portion = 16;
+    for (std::size_t begin = 0; begin < count; begin += portion) {
+        const std::size_t end = std::min(begin + portion, count);
+        const auto offsetOf = [&](std::size_t index) {
+            return static_cast<std::size_t>(firstSource[index] - origin) * channels;
+        };
+        for (std::size_t row = 0; row < next.count; ++row) {
+            askFor(next.first + row * next.bytesPerRow + offsetOf(begin),
+                   offsetOf(end - 1) + channels - offsetOf(begin));
+        }
+        for (std::size_t index = begin; index < end; ++index) {
+            averagePixel(bias, shift, weights + index * pairs * pixelsPerPair, pairs,
+                         sums + offsetOf(index), pixels + index * channels);
+        }
     }
 }
 
 void averageColumnsKernel(const ViewerAreaColumns& columns, std::size_t target, std::size_t count,
-                          const std::int16_t* sums, std::uint8_t* pixels) {
+                          const std::int16_t* sums, std::uint8_t* pixels, const Rows& next) {
     switch (columns.pairs) {
         case 1:
-            return averageColumnsWith<1>(columns, target, count, sums, pixels);
+            return averageColumnsWith<1>(columns, target, count, sums, pixels, next);
         case 2:
-            return averageColumnsWith<2>(columns, target, count, sums, pixels);
+            return averageColumnsWith<2>(columns, target, count, sums, pixels, next);
         case 3:
-            return averageColumnsWith<3>(columns, target, count, sums, pixels);
+            return averageColumnsWith<3>(columns, target, count, sums, pixels, next);
         case 4:
-            return averageColumnsWith<4>(columns, target, count, sums, pixels);
+            return averageColumnsWith<4>(columns, target, count, sums, pixels, next);
         default:
-            return averageColumnsWith<0>(columns, target, count, sums, pixels);
+            return averageColumnsWith<0>(columns, target, count, sums, pixels, next);
     }
 }
 
@@ -208,10 +219,9 @@ HWY_EXPORT(addRowKernel);
 HWY_EXPORT(averageColumnsKernel);
 }  // namespace
 
-void ViewerAreaKernels::sumRows(const std::uint8_t* firstRow, std::size_t bytesPerRow,
-                                std::size_t rows, int shift, std::span<std::int16_t> sums,
-                                const std::uint8_t* next) {
-    HWY_DYNAMIC_DISPATCH(sumRowsKernel)(firstRow, bytesPerRow, rows, shift, sums, next);
+void ViewerAreaKernels::sumRows(const Rows& rows, int shift, std::span<std::int16_t> sums,
+                                const Rows& next) {
+    HWY_DYNAMIC_DISPATCH(sumRowsKernel)(rows, shift, sums, next);
 }
 
 void ViewerAreaKernels::addRow(const std::uint8_t* row, std::int16_t weight,
@@ -221,8 +231,8 @@ void ViewerAreaKernels::addRow(const std::uint8_t* row, std::int16_t weight,
 
 void ViewerAreaKernels::averageColumns(const ViewerAreaColumns& columns, std::size_t target,
                                        std::size_t count, const std::int16_t* sums,
-                                       std::uint8_t* pixels) {
-    HWY_DYNAMIC_DISPATCH(averageColumnsKernel)(columns, target, count, sums, pixels);
+                                       std::uint8_t* pixels, const Rows& next) {
+    HWY_DYNAMIC_DISPATCH(averageColumnsKernel)(columns, target, count, sums, pixels, next);
 }
 
 }  // namespace velmora
