@@ -62,7 +62,7 @@ std::optional<std::string> Conversation::hear(std::chrono::milliseconds limit) {
         unread_.append(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
         length = unread_.find('\n');
     }
-    const std::string line = unread_.substr(0, length);
+    std::string line = unread_.substr(0, length);
     unread_.erase(0, length + 1);
     return line;
 }

@@ -53,12 +53,13 @@ Type next(const char* name) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming): the library's name
 extern "C" __attribute__((visibility("default"))) int wl_proxy_add_listener(
     wl_proxy* proxy, Function* implementation, void* data) {
     static const auto add = next<int (*)(wl_proxy*, const void*, void*)>("wl_proxy_add_listener");
     static const auto classOf = next<const char* (*)(wl_proxy*)>("wl_proxy_get_class");
     if (std::strcmp(classOf(proxy), "zwlr_screencopy_frame_v1") != 0) {
-        return add(proxy, implementation, data);
+        return add(proxy, static_cast<const void*>(implementation), data);
     }
     backendsOwn = reinterpret_cast<const FrameListener*>(implementation);
     listener = *backendsOwn;

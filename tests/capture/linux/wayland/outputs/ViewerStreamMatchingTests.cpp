@@ -19,9 +19,9 @@ using Nodes = std::vector<ViewerStreamNode>;
 
 // The outputs' numbers, and what stands for a stream that shows one of several like outputs, or
 // none.
-constexpr std::int64_t A = 1;
-constexpr std::int64_t B = 2;
-constexpr std::int64_t C = 3;
+constexpr std::int64_t a = 1;
+constexpr std::int64_t b = 2;
+constexpr std::int64_t c = 3;
 constexpr std::int64_t someOne = 0;
 constexpr std::int64_t none = -1;
 
@@ -78,11 +78,11 @@ constexpr ViewerLogicalSize ultraHD = {3840, 2160};
 constexpr ViewerLogicalSize small = {1280, 720};
 
 Outputs twoUnlike() {
-    return {output(A, "DP-1", {0, 0}, fullHD), output(B, "HDMI-A-1", {1920, 0}, small)};
+    return {output(a, "DP-1", {0, 0}, fullHD), output(b, "HDMI-A-1", {1920, 0}, small)};
 }
 
 Outputs twoEqual() {
-    return {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, fullHD)};
+    return {output(a, "DP-1", {0, 0}, fullHD), output(b, "DP-2", {1920, 0}, fullHD)};
 }
 
 struct Case final {
@@ -144,54 +144,54 @@ INSTANTIATE_TEST_SUITE_P(
              {placed({1920, 0}, small), placed({0, 0}, fullHD)},
              {},
              false,
-             {B, A}},
+             {b, a}},
         Case{"43, two equal monitors",
              twoEqual(),
              {placed({1920, 0}, fullHD), placed({0, 0}, fullHD)},
              {},
              false,
-             {B, A}},
+             {b, a}},
         Case{"45, whose mapping is no connector",
              twoEqual(),
              {placed({1920, 0}, fullHD, "5a0f-5bf9"), placed({0, 0}, fullHD, "9bbd-4d3e")},
              {},
              false,
-             {B, A}},
+             {b, a}},
         Case{"48, scale 2",
-             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
-              output(B, "DP-2", {1920, 0}, fullHD)},
+             {withMode(output(a, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(b, "DP-2", {1920, 0}, fullHD)},
              {placed({0, 0}, fullHD), placed({1920, 0}, fullHD)},
              {},
              false,
-             {A, B}},
+             {a, b}},
         Case{"a fractional scale",
-             {withMode(output(A, "eDP-1", {0, 0}, {1707, 1067}), {2560, 1600}),
-              output(B, "DP-1", {1707, 0}, fullHD)},
+             {withMode(output(a, "eDP-1", {0, 0}, {1707, 1067}), {2560, 1600}),
+              output(b, "DP-1", {1707, 0}, fullHD)},
              {placed({0, 0}, {1707, 1067}), placed({1707, 0}, fullHD)},
              {},
              false,
-             {A, B}},
+             {a, b}},
         Case{"rotated",
-             {withMode(output(A, "DP-1", {0, 0}, {1080, 1920}), {1920, 1080}, 1),
-              output(B, "DP-2", {1080, 0}, fullHD)},
+             {withMode(output(a, "DP-1", {0, 0}, {1080, 1920}), {1920, 1080}, 1),
+              output(b, "DP-2", {1080, 0}, fullHD)},
              {placed({0, 0}, {1080, 1920}), placed({1080, 0}, fullHD)},
              {},
              false,
-             {A, B}},
+             {a, b}},
         Case{
             "a window beside a monitor",
             twoUnlike(),
             {ofType(placed({0, 0}, fullHD), ViewerGrantedStream::window), placed({1920, 0}, small)},
             {},
             false,
-            {none, B}},
+            {none, b}},
         Case{"a window of no output's size",
              twoUnlike(),
              {ofType(sized({640, 480}), ViewerGrantedStream::window)},
              {},
              false,
              {none}},
-        Case{"one of two equal monitors", twoEqual(), {placed({1920, 0}, fullHD)}, {}, false, {B}},
+        Case{"one of two equal monitors", twoEqual(), {placed({1920, 0}, fullHD)}, {}, false, {b}},
         Case{"a part at a monitor's corner",
              twoUnlike(),
              {placed({0, 0}, {400, 300})},
@@ -199,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(
              false,
              {none}},
         Case{"two that mirror each other",
-             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {0, 0}, fullHD)},
+             {output(a, "DP-1", {0, 0}, fullHD), output(b, "DP-2", {0, 0}, fullHD)},
              {placed({0, 0}, fullHD)},
              {},
              false,
@@ -209,18 +209,18 @@ INSTANTIATE_TEST_SUITE_P(
              {placed({7, 7}, small)},
              {},
              false,
-             {B}}));
+             {b}}));
 
 INSTANTIATE_TEST_SUITE_P(
     KDE, ViewerStreamMatchingTable,
     testing::Values(
-        Case{"5.27, by size", twoUnlike(), {sized(small), sized(fullHD)}, {}, false, {B, A}},
+        Case{"5.27, by size", twoUnlike(), {sized(small), sized(fullHD)}, {}, false, {b, a}},
         Case{"5.27, two equal monitors by the name of the node",
              twoEqual(),
              {sized(fullHD), sized(fullHD)},
              {"kwin-screencast-DP-2", "kwin-screencast-DP-1"},
              false,
-             {B, A}},
+             {b, a}},
         Case{"two equal monitors whose nodes are not named",
              twoEqual(),
              {sized(fullHD), sized(fullHD)},
@@ -244,47 +244,47 @@ INSTANTIATE_TEST_SUITE_P(
              {placed({0, 0}, fullHD)},
              {"kwin-screencast-DP-2"},
              false,
-             {B}},
+             {b}},
         Case{"6.7, the mapping before the name of the node",
              twoEqual(),
              {placed({0, 0}, fullHD, "DP-2")},
              {"kwin-screencast-DP-1"},
              false,
-             {B}},
+             {b}},
         Case{"a place whose output is another's by name",
              twoEqual(),
              {placed({0, 0}, fullHD, "DP-2"), placed({1920, 0}, fullHD)},
              {},
              false,
-             {B, someOne}},
+             {b, someOne}},
         Case{"6.3, scale 2, by logical size",
-             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
-              output(B, "DP-2", {1920, 0}, small)},
+             {withMode(output(a, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(b, "DP-2", {1920, 0}, small)},
              {sized(fullHD)},
              {},
              false,
-             {A}},
+             {a}},
         Case{"scale 2, by pixels",
-             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
-              output(B, "DP-2", {1920, 0}, fullHD)},
+             {withMode(output(a, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(b, "DP-2", {1920, 0}, fullHD)},
              {sized(ultraHD)},
              {},
              false,
-             {A}},
+             {a}},
         Case{"one output's points are another's pixels",
-             {withMode(output(A, "DP-1", {0, 0}, fullHD), {3840, 2160}),
-              output(B, "DP-2", {1920, 0}, fullHD)},
+             {withMode(output(a, "DP-1", {0, 0}, fullHD), {3840, 2160}),
+              output(b, "DP-2", {1920, 0}, fullHD)},
              {sized(fullHD)},
              {},
              false,
              {someOne}},
         Case{"rotated, by pixels as seen",
-             {withMode(output(A, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 3),
-              withMode(output(B, "DP-2", {540, 0}, {960, 540}), {1920, 1080})},
+             {withMode(output(a, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 3),
+              withMode(output(b, "DP-2", {540, 0}, {960, 540}), {1920, 1080})},
              {sized({1080, 1920})},
              {},
              false,
-             {A}},
+             {a}},
         Case{"a full workspace of two monitors",
              twoUnlike(),
              {sized({3200, 1080})},
@@ -296,7 +296,7 @@ INSTANTIATE_TEST_SUITE_P(
              {sized({3200, 1080}), sized(fullHD)},
              {"kwin-screencast-", "kwin-screencast-DP-1"},
              false,
-             {none, A}},
+             {none, a}},
         Case{"a region", twoUnlike(), {sized({400, 300})}, {}, false, {none}},
         Case{"a region as large as a monitor",
              twoUnlike(),
@@ -305,17 +305,17 @@ INSTANTIATE_TEST_SUITE_P(
              false,
              {none}},
         Case{"a name that no output of the compositor's has, because none has one",
-             {output(A, "", {0, 0}, fullHD), output(B, "", {1920, 0}, small)},
+             {output(a, "", {0, 0}, fullHD), output(b, "", {1920, 0}, small)},
              {sized(small)},
              {"kwin-screencast-DP-2"},
              false,
-             {B}},
+             {b}},
         Case{"an only monitor and the full workspace, which it is",
              {twoUnlike().front()},
              {sized(fullHD), sized(fullHD)},
              {"kwin-screencast-DP-1", "kwin-screencast-"},
              false,
-             {A, none}},
+             {a, none}},
         Case{"nobody knows which of the two is the monitor",
              {twoUnlike().front()},
              {sized(fullHD), sized(fullHD)},
@@ -323,12 +323,12 @@ INSTANTIATE_TEST_SUITE_P(
              false,
              {none, none}},
         Case{"one of three is named, two are alike",
-             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, fullHD),
-              output(C, "DP-3", {3840, 0}, fullHD)},
+             {output(a, "DP-1", {0, 0}, fullHD), output(b, "DP-2", {1920, 0}, fullHD),
+              output(c, "DP-3", {3840, 0}, fullHD)},
              {sized(fullHD), sized(fullHD)},
              {"kwin-screencast-DP-3"},
              false,
-             {C, someOne}},
+             {c, someOne}},
         Case{"no size at all",
              twoUnlike(),
              {ofType({}, ViewerGrantedStream::monitor)},
@@ -340,7 +340,7 @@ INSTANTIATE_TEST_SUITE_P(
              {ofType({}, ViewerGrantedStream::monitor)},
              {"kwin-screencast-HDMI-A-1"},
              false,
-             {B}}));
+             {b}}));
 
 INSTANTIATE_TEST_SUITE_P(
     Wlroots, ViewerStreamMatchingTable,
@@ -350,43 +350,43 @@ INSTANTIATE_TEST_SUITE_P(
              {ofWlroots(small)},
              {},
              true,
-             {B}},
+             {b}},
         Case{"0.7, the origin is no place", twoEqual(), {ofWlroots(fullHD)}, {}, true, {someOne}},
         Case{"0.7, the origin is no place of another size either",
-             {output(A, "DP-1", {0, 0}, fullHD), output(B, "DP-2", {1920, 0}, small),
-              output(C, "DP-3", {3200, 0}, small)},
+             {output(a, "DP-1", {0, 0}, fullHD), output(b, "DP-2", {1920, 0}, small),
+              output(c, "DP-3", {3200, 0}, small)},
              {ofWlroots(small)},
              {},
              true,
              {someOne}},
         Case{"0.7, rotated and scaled",
-             {withMode(output(A, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 1),
-              output(B, "DP-2", {540, 0}, fullHD)},
+             {withMode(output(a, "DP-1", {0, 0}, {540, 960}), {1920, 1080}, 1),
+              output(b, "DP-2", {540, 0}, fullHD)},
              {ofWlroots({540, 960})},
              {},
              true,
-             {A}},
+             {a}},
         Case{"0.7, a fractional scale in pixels",
-             {withMode(output(A, "DP-1", {0, 0}, {1536, 864}), {1920, 1080}),
-              output(B, "DP-2", {1536, 0}, small)},
+             {withMode(output(a, "DP-1", {0, 0}, {1536, 864}), {1920, 1080}),
+              output(b, "DP-2", {1536, 0}, small)},
              {ofWlroots(fullHD)},
              {},
              true,
-             {A}},
+             {a}},
         Case{"a later one that tells the place",
              twoEqual(),
              {placed({1920, 0}, fullHD)},
              {},
              true,
-             {B}},
+             {b}},
         Case{
             "a window of no output's size", twoUnlike(), {ofWlroots({640, 480})}, {}, true, {none}},
         Case{"outputs without names",
-             {output(A, "", {0, 0}, fullHD), output(B, "", {1920, 0}, small)},
+             {output(a, "", {0, 0}, fullHD), output(b, "", {1920, 0}, small)},
              {ofWlroots(fullHD)},
              {},
              true,
-             {A}},
+             {a}},
         Case{"an output that is gone", {}, {ofWlroots(fullHD)}, {}, true, {none}}));
 
 TEST(ViewerStreamMatching, ANodeIsKnownByItsSerialNumberWhereThatIsTold) {
@@ -397,13 +397,13 @@ TEST(ViewerStreamMatching, ANodeIsKnownByItsSerialNumberWhereThatIsTold) {
     const Nodes nodes = {{40, 2000, "kwin-screencast-DP-1"}, {41, 1000, "kwin-screencast-DP-2"}};
     const auto matched = ViewerStreamMatching::match(streams, nodes, {twoEqual(), false});
     ASSERT_EQ(matched.size(), 1U);
-    EXPECT_EQ(matched.front().output, std::optional<std::uint32_t>(B));
+    EXPECT_EQ(matched.front().output, std::optional<std::uint32_t>(b));
 }
 
 TEST(ViewerStreamMatching, WhatIsNotToldApartIsOneOfTheLike) {
     const auto matched = ViewerStreamMatching::match({sized(fullHD)}, {}, {twoEqual(), false});
     ASSERT_EQ(matched.size(), 1U);
-    EXPECT_EQ(matched.front().likeOutputs, (std::vector<std::uint32_t>{A, B}));
+    EXPECT_EQ(matched.front().likeOutputs, (std::vector<std::uint32_t>{a, b}));
 }
 
 }  // namespace
