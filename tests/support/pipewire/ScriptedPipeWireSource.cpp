@@ -266,7 +266,8 @@ void ScriptedPipeWireSource::fill(spa_buffer& buffer, const Picture& picture) {
     if (auto* const header = static_cast<spa_meta_header*>(
             spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)))) {
         header->flags = picture.headerFlags;
-        header->seq = ++sequence_;
+        sequence_ += picture.lostBefore + 1;
+        header->seq = sequence_;
     }
     if (auto* const crop = static_cast<spa_meta_region*>(
             spa_buffer_find_meta_data(&buffer, SPA_META_VideoCrop, sizeof(spa_meta_region)))) {

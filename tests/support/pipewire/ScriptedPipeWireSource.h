@@ -48,6 +48,8 @@ class ScriptedPipeWireSource final {
         std::optional<ViewerRectangle> crop = std::nullopt;
         std::uint32_t transform = 0;
         std::uint32_t headerFlags = 0;
+        /// How many pictures before it never came to the reader.
+        std::uint64_t lostBefore = 0;
         /// The last word on the chunk, after everything else.
         std::function<void(spa_chunk&)> spoil = {};
     };

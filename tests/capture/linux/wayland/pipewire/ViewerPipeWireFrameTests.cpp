@@ -161,6 +161,14 @@ TEST(ViewerPipeWireFrame, DamageThatMayBeIncompleteOrWrongIsNone) {
     }
 }
 
+TEST(ViewerPipeWireFrame, WhereThereIsRoomForOneRegionThatIsAllOfTheDamage) {
+    Buffer buffer;
+    buffer.metas[1].size = sizeof(spa_meta_region);
+    buffer.tell(0, {{1, 1}, {2, 2}});
+
+    EXPECT_EQ(buffer.read().damage, std::vector<ViewerRectangle>({{1, 1, 2, 2}}));
+}
+
 TEST(ViewerPipeWireFrame, MetadataThatIsTooShortCountsForNothing) {
     Buffer buffer;
     buffer.header.flags = SPA_META_HEADER_FLAG_CORRUPTED;

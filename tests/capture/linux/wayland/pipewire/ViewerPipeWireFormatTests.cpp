@@ -1,0 +1,91 @@
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireFormat.h"
+
+#include <gtest/gtest.h>
+#include <spa/param/video/format-utils.h>
+#include <spa/pod/builder.h>
+#include <spa/pod/iter.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace velmora {
+namespace {
+
+/// The values of what an offer says of something; the first one is the preferred.
+template <typename Value>
+std::vector<Value> offered(const spa_pod* format, std::uint32_t key) {
+    const spa_pod_prop* const property = spa_pod_find_prop(format, nullptr, key);
+    if (property == nullptr) {
+        return {};
+    }
+    std::uint32_t count = 0;
+    std::uint32_t choice = 0;
+    spa_pod* const values = spa_pod_get_values(&property->value, &count, &choice);
+    const auto* const first = static_cast<const Value*>(SPA_POD_BODY(values));
+    return {first, first + count};
+}
+
+/// What a compositor fixes.
+std::optional<ViewerPipeWireFormat> fixed(spa_video_format pixels, std::uint32_t width,
+                                          std::uint32_t height) {
+    alignas(std::uint64_t) std::array<std::uint8_t, 1024> memory{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
+    spa_video_info_raw info{};
+    info.format = pixels;
+    info.size = {width, height};
+    return ViewerPipeWireParameters::formatIn(
+        spa_format_video_raw_build(&builder, SPA_PARAM_Format, &info));
+}
+
+// Some releases of mutter do not look whether a monitor is larger than what is taken, write past
+// the buffer and end the person's session.
+TEST(ViewerPipeWireFormat, PicturesOfEverySizeAreTaken) {
+    ViewerPipeWireParameters parameters;
+    for (const spa_pod* const format : parameters.formats()) {
+        const auto sizes = offered<spa_rectangle>(format, SPA_FORMAT_VIDEO_size);
+        ASSERT_EQ(sizes.size(), 3U);
+        EXPECT_EQ(sizes[1].width, 1U);
+        EXPECT_EQ(sizes[1].height, 1U);
+        EXPECT_EQ(sizes[2].width, 16'384U);
+        EXPECT_EQ(sizes[2].height, 16'384U);
+    }
+}
+
+TEST(ViewerPipeWireFormat, NoMorePicturesAreAskedForThan30ASecond) {
+    ViewerPipeWireParameters parameters;
+    for (const spa_pod* const format : parameters.formats()) {
+        const auto limits = offered<spa_fraction>(format, SPA_FORMAT_VIDEO_maxFramerate);
+        ASSERT_EQ(limits.size(), 3U);
+        EXPECT_EQ(limits[0].num, 30U);
+        EXPECT_EQ(limits[2].num, 30U);
+    }
+}
+
+TEST(ViewerPipeWireFormat, EightBitsAreOfferedBeforeTen) {
+    ViewerPipeWireParameters parameters;
+    const std::vector<const spa_pod*> formats = parameters.formats();
+    ASSERT_EQ(formats.size(), 2U);
+    EXPECT_EQ(offered<std::uint32_t>(formats[0], SPA_FORMAT_VIDEO_format),
+              (std::vector<std::uint32_t>{SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRx,
+                                          SPA_VIDEO_FORMAT_RGBx, SPA_VIDEO_FORMAT_BGRA,
+                                          SPA_VIDEO_FORMAT_RGBA}));
+    EXPECT_EQ(offered<std::uint32_t>(formats[1], SPA_FORMAT_VIDEO_format).front(),
+              std::uint32_t{SPA_VIDEO_FORMAT_xRGB_210LE});
+}
+
+TEST(ViewerPipeWireFormat, WhatIsFixedIsReadAsFarAsItWasOffered) {
+    const auto largest = fixed(SPA_VIDEO_FORMAT_RGBA, 16'384, 1);
+    ASSERT_TRUE(largest.has_value());
+    EXPECT_EQ(largest->width, 16'384);
+    EXPECT_EQ(largest->height, 1);
+
+    EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_I420, 640, 480));
+    EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_BGRx, 0, 480));
+    EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_BGRx, 640, 16'385));
+}
+
+}  // namespace
+}  // namespace velmora
