@@ -56,8 +56,13 @@ CapturedNodes CapturedNodes::of(DesktopSession& session) {
             ++seen.links;
         } else if (type == nodeType) {
             ++seen.nodes;
-            const auto& state = object.at("info").at("state");
-            seen.runningNodes += state == "running" ? 1U : 0U;
+            const auto& info = object.at("info").as_object();
+            seen.runningNodes += info.at("state") == "running" ? 1U : 0U;
+            const auto& properties = info.at("props").as_object();
+            const auto* const isBound = properties.if_contains("node.dont-reconnect");
+            seen.boundNodes +=
+                isBound != nullptr && *isBound == true && properties.contains("target.object") ? 1U
+                                                                                               : 0U;
         }
     }
     return seen;

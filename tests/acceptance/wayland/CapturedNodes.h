@@ -15,6 +15,8 @@ struct CapturedNodes final {
     std::size_t links = 0;
     /// The nodes, of screens and of programs, that work.
     std::size_t runningNodes = 0;
+    /// The nodes that may read of one other node alone and, when that goes, of none.
+    std::size_t boundNodes = 0;
     /// All nodes that are there.
     std::size_t nodes = 0;
 

@@ -99,6 +99,17 @@ TEST_F(WaylandCapture, NothingIsCapturedBeforeTheFirstRequestAndSoonAfterTheLast
     EXPECT_TRUE(shows(id, red));
 }
 
+TEST_F(WaylandCapture, EachReadsOfItsOwnScreenAndWhenThatGoesOfNoOther) {
+    ASSERT_NO_FATAL_FAILURE(serve());
+    const std::string id = idOf(red);
+    ASSERT_NE(id, "");
+    EXPECT_TRUE(eventually([&] {
+        (void)shows(id, red);  // what keeps it captured
+        const CapturedNodes seen = CapturedNodes::of(desktop_.session());
+        return seen.links >= 1 && seen.boundNodes == seen.links;
+    }));
+}
+
 TEST_F(WaylandCapture, NoThreadOfTheHostsIsOfAnotherSchedulingClass) {
     ASSERT_NO_FATAL_FAILURE(serve());
     ASSERT_NE(idOf(red), "");
@@ -137,8 +148,7 @@ std::vector<DesktopOutput> unusualMonitors() {
     return monitors;
 }
 
-/// Some releases of mutter write past the buffer when a program takes no picture as large as the
-/// monitor, and end the session with it.
+/// Whatever size a monitor has, and whatever size is asked for first.
 class WaylandSize : public MutterHostTest {
   protected:
     WaylandSize() : MutterHostTest(unusualMonitors()) {}
