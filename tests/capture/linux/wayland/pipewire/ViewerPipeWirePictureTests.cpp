@@ -96,6 +96,21 @@ TEST(ViewerPipeWirePicture, AfterAnotherPictureTookItsPlaceAnEqualFrameIsOneAgai
     EXPECT_EQ(screen.seen(19, 19), 1U);
 }
 
+TEST(ViewerPipeWirePicture, AnotherPartOfEqualSizeIsTakenWholeAtOnce) {
+    Screen screen;
+    screen.at(19, 5) = 2;
+    const auto showPart = [&](std::int64_t x, Instant now) {
+        ViewerPipeWireFrame part = screen.frame({{x, 0, 1, 1}});
+        part.shown = {x, 0, side - 2, side};
+        screen.picture.notice(part, screen.format, now);
+        return screen.picture.act(part, now);
+    };
+    (void)showPart(0, start);
+
+    EXPECT_TRUE(showPart(2, start + seconds(1)).isDifferent);
+    EXPECT_EQ(screen.seen(17, 5), 2U);
+}
+
 TEST(ViewerPipeWirePicture, WhatPassedOverFramesSaidIsRenewedToo) {
     Screen screen;
     (void)screen.show(start);
