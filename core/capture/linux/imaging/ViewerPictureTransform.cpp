@@ -9,7 +9,7 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t quarters = 4;
-constexpr std::uint32_t count = 8;
+constexpr std::uint32_t transforms = 8;
 
 struct Place final {
     std::int64_t x;
@@ -33,7 +33,7 @@ Place turned(Place place, std::uint32_t turns, std::int64_t width, std::int64_t 
 }  // namespace
 
 std::optional<ViewerPictureTransform> ViewerPictureTransform::make(std::uint32_t number) {
-    return number < count ? std::optional(ViewerPictureTransform(number)) : std::nullopt;
+    return number < transforms ? std::optional(ViewerPictureTransform(number)) : std::nullopt;
 }
 
 ViewerPixelBuffer ViewerPictureTransform::undo(const ViewerPixelBuffer& buffer,

@@ -7,13 +7,13 @@ namespace velmora {
 
 namespace {
 
-constexpr std::uint32_t version = 1;
+constexpr std::uint32_t boundVersion = 1;
 
 template <typename Native>
 Native* bind(const ViewerOutputReader& reader, ViewerOutputReader::Global global,
              const wl_interface& interface) {
     return static_cast<Native*>(
-        wl_registry_bind(reader.registry(), global.name, &interface, version));
+        wl_registry_bind(reader.registry(), global.name, &interface, boundVersion));
 }
 
 }  // namespace
