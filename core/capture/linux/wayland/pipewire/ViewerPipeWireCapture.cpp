@@ -60,12 +60,16 @@ ViewerPipeWireCapture::ViewerPipeWireCapture(ViewerPipeWireConnection& connectio
 
 ViewerPipeWireCapture::~ViewerPipeWireCapture() {
     connection_.unwatch(*this);
-    if (timer_ != nullptr) {
-        pw_loop_destroy_source(connection_.loop(), timer_);
-    }
     if (stream_ != nullptr) {
+        // From here on PipeWire's thread calls no more.
         spa_hook_remove(&hook_);
+        returnAll();
         library_.streamDestroy(stream_);
+    }
+    for (spa_source* const each : {timer_, arrival_}) {
+        if (each != nullptr) {
+            pw_loop_destroy_source(connection_.loop(), each);
+        }
     }
 }
 
@@ -78,13 +82,14 @@ bool ViewerPipeWireCapture::connect() {
     const spa_dict settings{0, static_cast<std::uint32_t>(items.size()), items.data()};
     stream_ = library_.streamNew(connection_.core(), streamName, library_.propertiesNew(&settings));
     timer_ = pw_loop_add_timer(connection_.loop(), onTimer, this);
-    if (stream_ == nullptr || timer_ == nullptr) {
+    arrival_ = pw_loop_add_event(connection_.loop(), onArrival, this);
+    if (stream_ == nullptr || timer_ == nullptr || arrival_ == nullptr) {
         return false;
     }
     library_.streamAddListener(stream_, &hook_, &events, this);
-    // Its events are left to the loop: nothing of ours runs on a thread of PipeWire's.
-    const auto flags =
-        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT);
+    // Only within its own cycle can PipeWire's thread give a buffer back for each that it brings.
+    const auto flags = static_cast<pw_stream_flags>(
+        PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT | PW_STREAM_FLAG_RT_PROCESS);
     ViewerPipeWireParameters parameters;
     std::vector<const spa_pod*> formats = parameters.formats();
     const int result =
@@ -119,6 +124,9 @@ void ViewerPipeWireCapture::take(const spa_pod* format) {
     if (format == nullptr) {
         return;
     }
+    if (pictures_ > 0) {
+        renewal_ = Clock::now() + renewalLimit;
+    }
     format_ = ViewerPipeWireParameters::formatIn(format);
     if (!format_) {
         end();
@@ -140,35 +148,60 @@ ViewerPipeWireFrame ViewerPipeWireCapture::frameIn(pw_buffer& buffer) const {
     return ViewerPipeWireFrame::in(*buffer.buffer, memory->second.bytes(), *format_);
 }
 
-void ViewerPipeWireCapture::process() {
-    const Instant now = Clock::now();
-    const std::uint64_t picturesBefore = pictures_;
-    std::size_t ours = held_ != nullptr ? 1 : 0;
-    while (pw_buffer* const buffer = library_.streamDequeueBuffer(stream_)) {
-        ++ours;
-        const ViewerPipeWireFrame frame = frameIn(*buffer);
-        // PipeWire itself drops buffers, and what they say of changes with them.
-        if (frame.sequence > sequence_ + 1) {
-            picture_.distrust();
-        }
-        sequence_ = frame.sequence;
-        if (frame.kind == ViewerPipeWireFrame::Kind::picture) {
-            release();
-            held_ = buffer;
-            frame_ = frame;
-            ++pictures_;
-            picture_.notice(frame, *format_, now);
-            continue;
-        }
-        if (frame.kind == ViewerPipeWireFrame::Kind::broken) {
-            picture_.distrust();
-        }
-        (void)library_.streamQueueBuffer(stream_, buffer);  // A stream that refuses says so itself.
+void ViewerPipeWireCapture::queue(pw_buffer* buffer) {
+    (void)library_.streamQueueBuffer(stream_, buffer);  // A stream that refuses says so itself.
+}
+
+void ViewerPipeWireCapture::returnAll() {
+    release();
+    if (pw_buffer* const unread = mailbox_.take().buffer) {
+        queue(unread);
     }
-    if (pictures_ != picturesBefore) {
-        // A source that finds no free buffer keeps its picture to itself, and tells of it with the
-        // next change only.
-        silence_ = ours < memories_.size() ? std::nullopt : std::optional(now + silenceLimit);
+    while (pw_buffer* const back = mailbox_.collect()) {
+        queue(back);
+    }
+}
+
+void ViewerPipeWireCapture::exchangeBuffers() {
+    while (pw_buffer* const buffer = library_.streamDequeueBuffer(stream_)) {
+        using Kind = ViewerPipeWireFrame::Kind;
+        const Kind kind = ViewerPipeWireFrame::kindOf(*buffer->buffer);
+        if (kind == Kind::broken) {
+            mailbox_.notePassedOver();
+        }
+        if (pw_buffer* const back = kind == Kind::picture ? mailbox_.put(buffer) : buffer) {
+            queue(back);
+        }
+    }
+    while (pw_buffer* const back = mailbox_.collect()) {
+        queue(back);
+    }
+    (void)pw_loop_signal_event(connection_.loop(), arrival_);
+}
+
+void ViewerPipeWireCapture::read() {
+    const ViewerPipeWireMailbox::Arrival arrival = mailbox_.take();
+    if (arrival.buffer == nullptr) {
+        return;
+    }
+    const Instant now = Clock::now();
+    const ViewerPipeWireFrame frame = frameIn(*arrival.buffer);
+    // What was passed over, here or by PipeWire itself, took along what it said of changes.
+    if (arrival.isAfterOthers || frame.sequence > sequence_ + 1) {
+        picture_.distrust();
+    }
+    sequence_ = frame.sequence;
+    if (frame.kind == ViewerPipeWireFrame::Kind::picture) {
+        release();
+        held_ = arrival.buffer;
+        frame_ = frame;
+        ++pictures_;
+        silence_.reset();
+        renewal_.reset();
+        picture_.notice(frame, *format_, now);
+    } else {
+        picture_.distrust();
+        mailbox_.giveBack(arrival.buffer);
     }
     act(now);
     arm();
@@ -199,7 +232,7 @@ void ViewerPipeWireCapture::act(Instant now) {
 
 void ViewerPipeWireCapture::wake() {
     const Instant now = Clock::now();
-    if (vitality_.isDeadAt(now)) {
+    if (vitality_.isDeadAt(now) || (renewal_ && now >= *renewal_)) {
         end();
         return;
     }
@@ -220,6 +253,7 @@ void ViewerPipeWireCapture::arm() {
     };
     include(next_);
     include(silence_);
+    include(renewal_);
     // All zeros: not at all.
     timespec when = next && !isOver_ ? timespecOf(next->time_since_epoch()) : timespec{};
     (void)pw_loop_update_timer(connection_.loop(), timer_, &when, nullptr, true);  // Cannot fail.
@@ -227,7 +261,7 @@ void ViewerPipeWireCapture::arm() {
 
 void ViewerPipeWireCapture::release() {
     if (held_ != nullptr) {
-        (void)library_.streamQueueBuffer(stream_, held_);  // A stream that refuses says so itself.
+        mailbox_.giveBack(held_);
     }
     held_ = nullptr;
     next_.reset();
@@ -267,12 +301,17 @@ void ViewerPipeWireCapture::onBufferRemoved(void* self, pw_buffer* buffer) {
         capture->held_ = nullptr;
         capture->next_.reset();
     }
+    capture->mailbox_.forget(buffer);
     capture->memories_.erase(buffer);
 }
 
 void ViewerPipeWireCapture::onProcess(void* self) {
+    captureAt(self)->exchangeBuffers();
+}
+
+void ViewerPipeWireCapture::onArrival(void* self, std::uint64_t) {
     if (!captureAt(self)->isOver_) {
-        captureAt(self)->process();
+        captureAt(self)->read();
     }
 }
 

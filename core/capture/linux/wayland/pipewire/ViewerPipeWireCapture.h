@@ -12,6 +12,7 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireConnection.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireFormat.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireFrame.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireMailbox.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireMemory.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWirePicture.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireVitality.h"
@@ -21,14 +22,14 @@ namespace velmora {
 /// The capture of one node, from its making to its destruction: a stream of PipeWire's, its buffers
 /// and what is delivered of them. It holds at most one buffer, the newest, and only while something
 /// of it is still to be looked at. Made, used and destroyed on the connection's thread, though
-/// never destroyed by one of its handlers.
+/// never destroyed by one of its handlers; only the buffers are taken in and given back on a thread
+/// of PipeWire's.
 class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
   public:
     struct Handlers final {
         /// Receives the first picture and then every different one.
         std::function<void(const ViewerPixelBuffer&)> deliver;
-        /// When the stream has been silent for a while and is to be doubted: no picture has come
-        /// since it runs, or the source had no free buffer for what came last.
+        /// When no picture has come for a while since the stream runs.
         std::function<void()> fallSilent;
         /// Once, when the capture is over by itself.
         std::function<void()> end;
@@ -36,6 +37,10 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
 
     /// How long a running stream may take for its next picture before it counts as silent.
     static constexpr std::chrono::milliseconds silenceLimit{200};
+
+    /// How long a stream may take for the first picture of another format. Some compositors'
+    /// backends never send one when the change comes at a bad moment; a new stream gets it.
+    static constexpr std::chrono::seconds renewalLimit{1};
 
     /// Of the node with this serial number. `frameInterval` is the least time between two pictures.
     ViewerPipeWireCapture(ViewerPipeWireConnection& connection, std::uint64_t serial,
@@ -60,7 +65,12 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
 
     void enter(pw_stream_state state);
     void take(const spa_pod* format);
-    void process();
+    void queue(pw_buffer* buffer);
+    /// To the source, which may be read again: what it does not get back it waits for.
+    void returnAll();
+    /// On PipeWire's thread, in one of its cycles.
+    void exchangeBuffers();
+    void read();
     void act(Instant now);
     void wake();
     void arm();
@@ -73,6 +83,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     static void onBufferAdded(void* self, pw_buffer* buffer);
     static void onBufferRemoved(void* self, pw_buffer* buffer);
     static void onProcess(void* self);
+    static void onArrival(void* self, std::uint64_t count);
     static void onTimer(void* self, std::uint64_t expirations);
     static const pw_stream_events events;
 
@@ -84,6 +95,8 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     pw_stream* stream_ = nullptr;
     spa_hook hook_{};
     spa_source* timer_ = nullptr;
+    spa_source* arrival_ = nullptr;
+    ViewerPipeWireMailbox mailbox_;
     std::optional<ViewerPipeWireFormat> format_;
     std::map<const pw_buffer*, ViewerPipeWireMemory> memories_;
     ViewerPipeWireVitality vitality_;
@@ -97,9 +110,10 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     std::optional<Instant> next_;
     std::uint64_t pictures_ = 0;
     bool hasStreamed_ = false;
-    /// When the stream has fallen silent, unless a picture comes before; nothing where its silence
-    /// is believed.
+    /// When the stream has fallen silent, unless its first picture comes before.
     std::optional<Instant> silence_;
+    /// When a stream is dead that has changed its format, unless a picture comes before.
+    std::optional<Instant> renewal_;
     bool isOver_ = false;
 };
 

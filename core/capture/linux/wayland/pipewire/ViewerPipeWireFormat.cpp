@@ -16,9 +16,9 @@ namespace {
 /// More than the 25 that are delivered: asked for that, compositors fall short of it.
 constexpr std::uint32_t maximumRate = 30;
 
-/// One is being read, one is on its way and one is being drawn, so that a compositor that finds no
-/// free one drops no picture.
-constexpr int preferredBuffers = 3;
+/// One is being read, one waits to be, one is on its way and one is being drawn, so that a
+/// compositor that finds no free one drops no picture.
+constexpr int preferredBuffers = 4;
 constexpr int fewestBuffers = 2;
 constexpr int mostBuffers = 16;
 

@@ -77,27 +77,30 @@ bool findRows(const spa_data& data, std::span<const std::uint8_t> memory,
     return needed <= there;
 }
 
-ViewerPipeWireFrame::Kind kindOf(const spa_buffer& buffer, std::uint32_t headerFlags) {
+spa_meta_header headerOf(const spa_buffer& buffer) {
+    return metaIn<spa_meta_header>(buffer, SPA_META_Header).value_or(spa_meta_header());
+}
+
+}  // namespace
+
+ViewerPipeWireFrame::Kind ViewerPipeWireFrame::kindOf(const spa_buffer& buffer) {
+    const std::uint32_t headerFlags = headerOf(buffer).flags;
     if (buffer.n_datas < 1 || buffer.datas[0].chunk == nullptr ||
         buffer.datas[0].chunk->size == 0 || (headerFlags & SPA_META_HEADER_FLAG_GAP) != 0) {
-        return ViewerPipeWireFrame::Kind::none;
+        return Kind::none;
     }
     const bool isBroken =
         (headerFlags & SPA_META_HEADER_FLAG_CORRUPTED) != 0 ||
         (static_cast<std::uint32_t>(buffer.datas[0].chunk->flags) & SPA_CHUNK_FLAG_CORRUPTED) != 0;
-    return isBroken ? ViewerPipeWireFrame::Kind::broken : ViewerPipeWireFrame::Kind::picture;
+    return isBroken ? Kind::broken : Kind::picture;
 }
-
-}  // namespace
 
 ViewerPipeWireFrame ViewerPipeWireFrame::in(const spa_buffer& buffer,
                                             std::span<const std::uint8_t> memory,
                                             const ViewerPipeWireFormat& format) {
     ViewerPipeWireFrame result;
-    const auto header =
-        metaIn<spa_meta_header>(buffer, SPA_META_Header).value_or(spa_meta_header());
-    result.sequence = header.seq;
-    result.kind = kindOf(buffer, header.flags);
+    result.sequence = headerOf(buffer).seq;
+    result.kind = kindOf(buffer);
     if (result.kind != Kind::picture) {
         return result;
     }

@@ -24,6 +24,9 @@ struct ViewerPipeWireFrame final {
     static ViewerPipeWireFrame in(const spa_buffer& buffer, std::span<const std::uint8_t> memory,
                                   const ViewerPipeWireFormat& format);
 
+    /// What a buffer says of itself, of which `in` may still find that its picture is broken.
+    static Kind kindOf(const spa_buffer& buffer);
+
     Kind kind = Kind::none;
     /// The buffer's number in the order in which they were sent, where the compositor counts.
     std::uint64_t sequence = 0;

@@ -106,17 +106,12 @@ TEST(ViewerPipeWireStreamSilence, ANodeThatShowsSomethingIsNotCopied) {
     EXPECT_TRUE(isLeftAlone);
 }
 
-TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopied) {
+TEST(ViewerPipeWireStreamSilence, AReaderThatIsLateLeavesTheSourceABuffer) {
     Cast cast;
     const auto mayGoOn = std::make_shared<std::promise<void>>();
     const std::shared_future<void> goesOn = mayGoOn->get_future().share();
-    // The first picture is looked at until every buffer is here.
     CapturedNode node(
-        cast.remote, cast.screen.node(),
-        [&](const auto& receive) {
-            ++*cast.asked;
-            return handCopy(receive, red);
-        },
+        cast.remote, cast.screen.node(), [](const auto&) { return false; },
         [goesOn](const StreamRecorder::Picture&) {
             goesOn.wait();
             return true;
@@ -124,13 +119,14 @@ TEST(ViewerPipeWireStreamSilence, WhatASourceHadNoBufferForIsCopied) {
     std::future<bool> isStarted = std::async(std::launch::async, [&] { return node.start(); });
     ASSERT_TRUE(cast.screen.send(blue));
     ASSERT_TRUE(isStarted.get());
-    while (cast.screen.sendIfFree({ScriptedPipeWireSource::all(blue)})) {
+    constexpr int many = 50;
+    for (int i = 0; i < many; ++i) {
+        ASSERT_TRUE(cast.screen.send(blue));
     }
+    ASSERT_TRUE(cast.screen.send(red));
     mayGoOn->set_value();
 
     EXPECT_TRUE(node.recorder().waitForPicture(isAll(red)));
-    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(500)));
-    EXPECT_EQ(*cast.asked, 1);
 }
 
 TEST(ViewerPipeWireStreamSilence, ACopyThatTakesLongHoldsNothingUpAndIsNotShownAfterwards) {
