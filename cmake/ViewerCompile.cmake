@@ -4,6 +4,11 @@ target_include_directories(ViewerCompile INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(ViewerCompile INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
     -Wold-style-cast -Wcast-align -Woverloaded-virtual -Wnull-dereference -Werror)
+# Where several sources are read as one, a name of one may stand in another's way without a fault; the
+# builds of each source by itself look for that.
+if(CMAKE_UNITY_BUILD)
+    target_compile_options(ViewerCompile INTERFACE -Wno-shadow)
+endif()
 if(APPLE)
     target_compile_options(ViewerCompile INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
 endif()
