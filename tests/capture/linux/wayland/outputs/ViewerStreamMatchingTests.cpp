@@ -17,13 +17,8 @@ using Outputs = std::vector<ViewerWaylandOutput>;
 using Streams = std::vector<ViewerGrantedStream>;
 using Nodes = std::vector<ViewerStreamNode>;
 
-// The outputs' numbers, and what stands for a stream that shows one of several like outputs, or
-// none.
-constexpr std::int64_t a = 1;
-constexpr std::int64_t b = 2;
-constexpr std::int64_t c = 3;
-constexpr std::int64_t someOne = 0;
-constexpr std::int64_t none = -1;
+// The outputs' numbers; before them, that of no output and that of one of several like ones.
+enum : std::int64_t { none = -1, someOne, a, b, c };
 
 /// An output of that size in logical coordinates and, unless said otherwise, in pixels.
 ViewerWaylandOutput output(std::int64_t global, std::string connector,
@@ -47,20 +42,15 @@ ViewerWaylandOutput withMode(ViewerWaylandOutput result, ViewerWaylandOutput::Pi
 /// What GNOME tells of a monitor, and newer KDEs.
 ViewerGrantedStream placed(ViewerLogicalPosition position, ViewerLogicalSize size,
                            std::string mappingId = "") {
-    ViewerGrantedStream stream;
-    stream.position = position;
-    stream.size = size;
-    stream.sourceType = ViewerGrantedStream::monitor;
-    stream.mappingId = std::move(mappingId);
-    return stream;
+    return {.position = position,
+            .size = size,
+            .sourceType = ViewerGrantedStream::monitor,
+            .mappingId = std::move(mappingId)};
 }
 
 /// What KDE tells up to 6.2.
 ViewerGrantedStream sized(ViewerLogicalSize size) {
-    ViewerGrantedStream stream;
-    stream.size = size;
-    stream.sourceType = ViewerGrantedStream::monitor;
-    return stream;
+    return {.size = size, .sourceType = ViewerGrantedStream::monitor};
 }
 
 ViewerGrantedStream ofType(ViewerGrantedStream stream, std::uint32_t type) {
