@@ -95,16 +95,18 @@ CapturedNode::CapturedNode(RemoteOnLoop& remote, std::uint32_t node,
                            StreamRecorder::Judgement isAllowed)
     : CapturedNode(remote, grantOf(node), still, std::move(isAllowed)) {}
 
-bool CapturedNode::receivesFirst(ScriptedPipeWireSource& screen, std::uint32_t colour) {
-    constexpr std::chrono::seconds betweenPictures{1};
+bool CapturedNode::receivesNext(ScriptedPipeWireSource& screen,
+                                const ScriptedPipeWireSource::Picture& picture) {
+    constexpr std::chrono::milliseconds betweenPictures{200};
+    const std::size_t before = recorder().frames();
     const auto end = std::chrono::steady_clock::now() + StreamRecorder::patience;
-    while (recorder().frames() == 0 && std::chrono::steady_clock::now() < end) {
-        if (!screen.send(colour)) {
+    while (recorder().frames() == before && std::chrono::steady_clock::now() < end) {
+        if (!screen.send(picture)) {
             return false;
         }
-        (void)recorder().waitForFrames(1, betweenPictures);  // Else there is another one.
+        (void)recorder().waitForFrames(before + 1, betweenPictures);  // Else there is another one.
     }
-    return recorder().frames() > 0;
+    return recorder().frames() > before;
 }
 
 }  // namespace velmora

@@ -52,9 +52,14 @@ class CapturedNode final : public RecordedStream {
                  const RemoteOnLoop::StillPicture& still = {},
                  StreamRecorder::Judgement isAllowed = {});
 
-    /// Sends a picture of one colour until the first frame comes: PipeWire loses what is sent while
-    /// the reader is not all there yet. False when none comes.
-    bool receivesFirst(ScriptedPipeWireSource& screen, std::uint32_t colour);
+    /// Sends a picture until another frame comes: PipeWire loses what is sent while the reader is
+    /// not all there yet, after a start as after a pause. False when none comes.
+    bool receivesNext(ScriptedPipeWireSource& screen,
+                      const ScriptedPipeWireSource::Picture& picture);
+    /// The same for a picture of one colour.
+    bool receivesNext(ScriptedPipeWireSource& screen, std::uint32_t colour) {
+        return receivesNext(screen, {ScriptedPipeWireSource::all(colour)});
+    }
 };
 
 }  // namespace velmora

@@ -155,7 +155,7 @@ TEST(ViewerPipeWireStreamResource, ManyCapturesLeaveNothingBehind) {
     RemoteOnLoop remote(server);
     const auto captureOnce = [&](std::uint32_t colour) {
         CapturedNode node(remote, screen.node());
-        const bool isShown = node.start() && node.receivesFirst(screen, colour);
+        const bool isShown = node.start() && node.receivesNext(screen, colour);
         const bool isStopped = node.stop() && screen.awaitNoReader();
         const std::weak_ptr<StreamRecorder> receiver = node.drop();
         return isShown && isStopped && becomesTrue([&] { return receiver.expired(); });
@@ -179,7 +179,7 @@ TEST(ViewerPipeWireStreamResource, ARemoteThatIsGoneLeavesNothingBehind) {
     const auto captureOnce = [&] {
         RemoteOnLoop remote(server);
         CapturedNode node(remote, screen.node());
-        const bool isShown = node.start() && node.receivesFirst(screen, red);
+        const bool isShown = node.start() && node.receivesNext(screen, red);
         remote.drop();
         return isShown && node.endsOnce() && screen.awaitNoReader();
     };

@@ -211,7 +211,7 @@ TEST(ViewerPipeWireStream, AFormatThatChangesDuringABriefPauseIsFollowed) {
     ASSERT_TRUE(cast.screen.awaitNoReader());
     cast.screen.renegotiate(SPA_VIDEO_FORMAT_BGRx, 48, 64);
     cast.screen.resume();
-    ASSERT_TRUE(cast.screen.send(Picture{mixed}));
+    ASSERT_TRUE(cast.node.receivesNext(cast.screen, Picture{mixed}));
 
     EXPECT_TRUE(cast.node.recorder().waitForPicture(
         [](const Seen& picture) { return isMixed(picture, 48, 64); }));
