@@ -1,57 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <map>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "tests/acceptance/Watcher.h"
 #include "tests/support/host/HostTest.h"
 
 namespace velmora {
 
 namespace {
-
-/// A client that asks for one display's frames all the time and looks at each for its colour.
-class Watcher final {
-  public:
-    Watcher(std::string id, std::uint32_t colour)
-        : thread_([this, target = frameTarget(id), colour] {
-              while (!isStopped_) {
-                  look(target, colour);
-              }
-          }) {}
-    ~Watcher() {
-        isStopped_ = true;
-        thread_.join();
-    }
-    Watcher(const Watcher&) = delete;
-    Watcher& operator=(const Watcher&) = delete;
-
-    std::size_t frames() const { return frames_; }
-    std::size_t strangeFrames() const { return strangeFrames_; }
-    std::size_t strangeAnswers() const { return strangeAnswers_; }
-
-  private:
-    void look(const std::string& target, std::uint32_t colour) {
-        const HTTPAnswer answer = HTTPClient::get(target);
-        if (answer.status() == 200) {
-            const auto picture = JPEGPicture::decode(answer.body());
-            strangeFrames_ += picture && picture->isAll(colour, jpegTolerance) ? 0U : 1U;
-            ++frames_;
-        } else {
-            strangeAnswers_ += answer.status() == 404 || answer.status() == 503 ? 0U : 1U;
-        }
-    }
-
-    std::atomic<bool> isStopped_ = false;
-    std::atomic<std::size_t> frames_ = 0;
-    std::atomic<std::size_t> strangeFrames_ = 0;
-    std::atomic<std::size_t> strangeAnswers_ = 0;
-    /// Last, so that everything it uses is there before it.
-    std::thread thread_;
-};
 
 struct PaintedMonitor final {
     std::string name;

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
+#include "tests/acceptance/Watcher.h"
 #include "tests/acceptance/wayland/CapturedNodes.h"
-#include "tests/acceptance/wayland/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {

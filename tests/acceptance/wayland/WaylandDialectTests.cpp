@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tests/acceptance/wayland/Watcher.h"
+#include "tests/acceptance/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "tests/acceptance/wayland/Watcher.h"
+#include "tests/acceptance/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/acceptance/wayland/Watcher.h"
+#include "tests/acceptance/Watcher.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {

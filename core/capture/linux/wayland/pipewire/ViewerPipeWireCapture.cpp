@@ -111,7 +111,8 @@ void ViewerPipeWireCapture::connectionIsOver() {
 
 void ViewerPipeWireCapture::enter(pw_stream_state state) {
     vitality_.enter(stateOf(state), Clock::now());
-    if (vitality_.firstStreamed() && !std::exchange(hasStreamed_, true)) {
+    // The first picture may be here before the state is told.
+    if (vitality_.firstStreamed() && !std::exchange(hasStreamed_, true) && !hasShown_) {
         silence_ = *vitality_.firstStreamed() + silenceLimit;
     }
     wake();
@@ -124,7 +125,7 @@ void ViewerPipeWireCapture::take(const spa_pod* format) {
     if (format == nullptr) {
         return;
     }
-    if (pictures_ > 0) {
+    if (hasShown_) {
         renewal_ = Clock::now() + renewalLimit;
     }
     format_ = ViewerPipeWireParameters::formatIn(format);
@@ -195,7 +196,7 @@ void ViewerPipeWireCapture::read() {
         release();
         held_ = arrival.buffer;
         frame_ = frame;
-        ++pictures_;
+        hasShown_ = true;
         silence_.reset();
         renewal_.reset();
         picture_.notice(frame, *format_, now);
@@ -205,11 +206,6 @@ void ViewerPipeWireCapture::read() {
     }
     act(now);
     arm();
-}
-
-void ViewerPipeWireCapture::forgetPicture() {
-    release();
-    picture_.forget();
 }
 
 void ViewerPipeWireCapture::act(Instant now) {

@@ -51,10 +51,8 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
 
     /// False when PipeWire refuses at once. REQUIRES: the connection is not lost. Called once.
     bool connect();
-    /// How many pictures have come from the stream itself.
-    std::uint64_t pictures() const { return pictures_; }
-    /// Another picture than the stream's was delivered: whatever comes next is different.
-    void forgetPicture();
+    /// Whether a picture has come from the stream itself.
+    bool hasShown() const { return hasShown_; }
 
     void nodeIsGone(std::uint64_t serial) override;
     void connectionIsOver() override;
@@ -108,7 +106,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     std::uint64_t sequence_ = 0;
     /// When the held buffer is needed next.
     std::optional<Instant> next_;
-    std::uint64_t pictures_ = 0;
+    bool hasShown_ = false;
     bool hasStreamed_ = false;
     /// When the stream has fallen silent, unless its first picture comes before.
     std::optional<Instant> silence_;

@@ -37,8 +37,6 @@ class ViewerPipeWirePicture final {
     void notice(const ViewerPipeWireFrame& frame, const ViewerPipeWireFormat& format, Instant now);
     /// What frames said of changes may be incomplete: the next one is taken whole.
     void distrust();
-    /// The next frame is taken whole, and is different whatever it shows.
-    void forget() { geometry_.reset(); }
 
     /// Does what is due with the newest frame. REQUIRES: it is the one noticed last.
     Outcome act(const ViewerPipeWireFrame& frame, Instant now);

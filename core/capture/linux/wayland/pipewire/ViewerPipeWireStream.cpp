@@ -61,14 +61,13 @@ void ViewerPipeWireStream::askForStillPicture() {
     if (!still_) {
         return;
     }
-    const std::uint64_t pictures = capture_->pictures();
-    const auto take = [this, weak = weak_from_this(), thread = thread_, still = still_, pictures] {
+    const auto take = [this, weak = weak_from_this(), thread = thread_, still = still_] {
         const std::optional<ViewerStillPicture> picture = ViewerStillPicture::take(still);
         if (picture) {
             // A thread that has ended delivers nothing more.
-            (void)thread->post([this, weak, picture, pictures](ViewerPipeWireConnection&) {
+            (void)thread->post([this, weak, picture](ViewerPipeWireConnection&) {
                 if (const auto self = weak.lock()) {
-                    deliverStill(*picture, pictures);
+                    deliverStill(*picture);
                 }
             });
         }
@@ -77,10 +76,9 @@ void ViewerPipeWireStream::askForStillPicture() {
     (void)startDetachedThread("still-picture", take);
 }
 
-void ViewerPipeWireStream::deliverStill(const ViewerStillPicture& picture, std::uint64_t pictures) {
+void ViewerPipeWireStream::deliverStill(const ViewerStillPicture& picture) {
     // What the stream itself has delivered since is newer.
-    if (capture_ && capture_->pictures() == pictures && !isStopRequested()) {
-        capture_->forgetPicture();
+    if (capture_ && !capture_->hasShown() && !isStopRequested()) {
         deliver(picture.pixels());
     }
 }

@@ -35,8 +35,7 @@ class ViewerPipeWireStream final : public ViewerLinuxStream {
     /// These run on the connection's thread.
     void connect(ViewerPipeWireConnection& connection);
     void askForStillPicture();
-    /// `pictures` is how many the stream had delivered when the copy was asked for.
-    void deliverStill(const ViewerStillPicture& picture, std::uint64_t pictures);
+    void deliverStill(const ViewerStillPicture& picture);
 
     const std::shared_ptr<ViewerPipeWireThread> thread_;
     const ViewerGrantedStream stream_;

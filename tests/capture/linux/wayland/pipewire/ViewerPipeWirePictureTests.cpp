@@ -87,15 +87,6 @@ TEST(ViewerPipeWirePicture, AnEqualFrameIsNoOtherPicture) {
     EXPECT_FALSE(screen.show(start + seconds(1)).isDifferent);
 }
 
-TEST(ViewerPipeWirePicture, AfterAnotherPictureTookItsPlaceAnEqualFrameIsOneAgain) {
-    Screen screen;
-    (void)screen.show(start);
-    screen.picture.forget();
-
-    EXPECT_TRUE(screen.show(start + seconds(1), {{3, 3, 1, 1}}).isDifferent);
-    EXPECT_EQ(screen.seen(19, 19), 1U);
-}
-
 TEST(ViewerPipeWirePicture, AnotherPartOfEqualSizeIsTakenWholeAtOnce) {
     Screen screen;
     screen.at(19, 5) = 2;
