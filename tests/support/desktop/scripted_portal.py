@@ -79,8 +79,9 @@ class Portal:
                 tell("renewed")
                 Grant(session, parts, invocation)
                 return
-        tell("asked", {"locked": self._saver.is_locked})
+        # Shown before it is told: what a test does then may close the dialog at once.
         self._show_dialog(request, session, invocation)
+        tell("asked", {"locked": self._saver.is_locked})
         if self._answer != "hold" and not self._saver.is_locked:
             self._decide(self._answer)
 
