@@ -61,7 +61,8 @@ class PaintProgram final {
             if (isOpen && ready[1].revents != 0) {
                 isOpen = readInput();
             }
-            if (isOpen && ready[2].revents != 0) {
+            // The input may have ended the motion.
+            if (isOpen && motion_ && ready[2].revents != 0) {
                 scroll();
             }
             window_.present();
