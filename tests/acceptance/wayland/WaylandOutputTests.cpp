@@ -69,6 +69,20 @@ class WaylandOutput : public SwayHostTest {
     std::optional<Watcher> rightWatcher_;
 };
 
+TEST_F(WaylandOutput, ThatChangesItsModeIsFollowedUnderTheSameId) {
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
+    ASSERT_TRUE(desktop_.command("output HEADLESS-1 mode --custom 1000x1000"));
+    EXPECT_TRUE(eventually([&] { return isListedAs(left_, 1000, 1000); }));
+    mark();
+    EXPECT_TRUE(eventually([&] { return showsMarked(360, 360); }));
+    ASSERT_TRUE(desktop_.command("output HEADLESS-1 mode --custom 1280x720"));
+    mark();
+    EXPECT_TRUE(eventually([&] { return showsMarked(640, 360); }));
+
+    EXPECT_TRUE(isListedAs(left_, 1280, 720));
+    expectOthersAlone();
+}
+
 TEST_F(WaylandOutput, ThatIsTurnedIsFollowedUnderTheSameId) {
     ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     ASSERT_TRUE(desktop_.command("output HEADLESS-1 transform 90"));

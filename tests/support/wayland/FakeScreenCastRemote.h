@@ -36,6 +36,8 @@ struct FakeRemoteCourse final {
     /// Those who wait for the nodes.
     std::vector<Nodes> descriptions;
     std::vector<Stream> streams;
+    /// The nodes whose outputs have become another size, and which.
+    std::vector<std::pair<std::uint32_t, ViewerWaylandOutput::PixelSize>> resizes;
     bool hasEndedStreams = false;
     bool isDestroyed = false;
 };
@@ -61,6 +63,10 @@ class FakeScreenCastRemote final : public ViewerScreenCastRemote {
         const bool hasStill = still != nullptr;
         course_->streams.push_back({stream, hasStill, std::move(still), course});
         return std::make_shared<ScriptedDisplayStream>(course);
+    }
+    void outputHasResized(const ViewerGrantedStream& stream,
+                          ViewerWaylandOutput::PixelSize size) override {
+        course_->resizes.emplace_back(stream.node, size);
     }
     void endStreams() override { course_->hasEndedStreams = true; }
 

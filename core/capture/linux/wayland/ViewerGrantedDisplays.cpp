@@ -82,13 +82,13 @@ bool ViewerGrantedDisplays::grant(const std::vector<ViewerMatchedStream>& stream
     return !granted_.empty();
 }
 
-void ViewerGrantedDisplays::follow(const ViewerOutputs::Current& compositor) {
+std::vector<Granted> ViewerGrantedDisplays::follow(const ViewerOutputs::Current& compositor) {
     if (std::exchange(followed_, compositor) == compositor) {
-        return;
+        return {};
     }
     if (!compositor) {
         list_ = std::make_shared<const Displays>();
-        return;
+        return {};
     }
     std::vector<Granted> staying;
     for (const Granted& each : granted_) {
@@ -96,13 +96,19 @@ void ViewerGrantedDisplays::follow(const ViewerOutputs::Current& compositor) {
             staying.push_back(each);
         }
     }
+    std::vector<Granted> resized;
     for (Granted& each : staying) {
         if (each.output) {
+            const PixelSize before = each.output->seenSize();
             each.output = *outputWith(each.output->global, compositor->outputs);
+            if (each.output->seenSize() != before) {
+                resized.push_back(each);
+            }
         }
     }
     granted_ = std::move(staying);
     write(compositor->outputs);
+    return resized;
 }
 
 void ViewerGrantedDisplays::clear() {

@@ -43,8 +43,9 @@ class ViewerGrantedDisplays final {
     bool grant(const std::vector<ViewerMatchedStream>& streams,
                const ViewerOutputs::Current& compositor);
     /// Takes note of how the outputs are now: one that is gone leaves, until a renewed grant has
-    /// it. Null while the compositor is not there, which lists nothing and decides nothing.
-    void follow(const ViewerOutputs::Current& compositor);
+    /// it. Null while the compositor is not there, which lists nothing and decides nothing. Returns
+    /// those whose outputs have become another size.
+    std::vector<Granted> follow(const ViewerOutputs::Current& compositor);
     /// Everything leaves.
     void clear();
 

@@ -10,6 +10,7 @@
 #include "core/capture/ViewerPixelBuffer.h"
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/ViewerScreenCastGrant.h"
+#include "core/capture/linux/wayland/outputs/ViewerWaylandOutput.h"
 
 namespace velmora {
 
@@ -40,6 +41,10 @@ class ViewerScreenCastRemote {
     virtual std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerGrantedStream& stream,
                                                             const ViewerStreamSettings& settings,
                                                             StillPicture still) = 0;
+    /// The output of the granted node has become this large, as it is seen. A stream that does not
+    /// come to show it so ends soon: some desktops send nothing more to the old one.
+    virtual void outputHasResized(const ViewerGrantedStream& stream,
+                                  ViewerWaylandOutput::PixelSize size) = 0;
     /// Ends every stream that was made, each with its notice, for good. The connection stays, and
     /// still tells its end.
     virtual void endStreams() = 0;

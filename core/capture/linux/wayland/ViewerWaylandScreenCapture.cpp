@@ -119,7 +119,12 @@ void ViewerWaylandScreenCapture::startOutputs() {
 
 void ViewerWaylandScreenCapture::outputsHaveChanged() {
     const ViewerOutputs::Current current = parts_.outputs->current();
-    displays_.follow(current);
+    const auto resized = displays_.follow(current);
+    if (remote_) {
+        for (const ViewerGrantedDisplays::Granted& each : resized) {
+            remote_->outputHasResized(each.stream, each.output->seenSize());
+        }
+    }
     if (current) {
         for (const auto& each : std::exchange(waitingForOutputs_, {})) {
             each(true);

@@ -62,6 +62,13 @@ class GrantedWorld final {
         return result;
     }
 
+    static std::vector<ViewerWaylandOutput> twoOutputs() {
+        return {FakeOutputs::output(1, 0, 1920), FakeOutputs::output(2, 1920, 1280)};
+    }
+    static std::vector<ViewerGrantedStream> bothStreams() {
+        return {stream(41, "DP-1"), stream(42, "DP-2")};
+    }
+
     void request() {
         capture->requestAccess([this](bool isGranted) { answers.push_back(isGranted); });
         world.settle();

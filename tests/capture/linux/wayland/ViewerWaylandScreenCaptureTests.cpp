@@ -15,17 +15,9 @@ namespace {
 using namespace std::chrono_literals;
 using Access = ViewerCaptureAccess;
 
-std::vector<ViewerWaylandOutput> twoOutputs() {
-    return {FakeOutputs::output(1, 0, 1920), FakeOutputs::output(2, 1920, 1280)};
-}
-
-std::vector<ViewerGrantedStream> bothStreams() {
-    return {GrantedWorld::stream(41, "DP-1"), GrantedWorld::stream(42, "DP-2")};
-}
-
 class ViewerWaylandScreenCaptureTest : public testing::Test {
   protected:
-    ViewerWaylandScreenCaptureTest() { session_.outputs->tell(twoOutputs()); }
+    ViewerWaylandScreenCaptureTest() { session_.outputs->tell(GrantedWorld::twoOutputs()); }
 
     GrantedWorld session_;
 };
@@ -44,7 +36,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, TheRequestWaitsForThePersonForHowLongItTa
     EXPECT_TRUE(session_.answers.empty());
     EXPECT_FALSE(session_.capture->preflightAccess());
     EXPECT_EQ(session_.access(), Access::requestable);
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.world.settle();
     session_.answerAll();
     EXPECT_EQ(session_.answers, std::vector<bool>{true});
@@ -91,7 +83,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, KWinsNamesOfNodesTellTheOutputs) {
 
 TEST_F(ViewerWaylandScreenCaptureTest, APortalThatOpensNoPipeWireIsSilent) {
     session_.request();
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.world.settle();
     session_.screenCast->openings.front()(-1);
     session_.world.settle();
@@ -101,7 +93,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, APortalThatOpensNoPipeWireIsSilent) {
 
 TEST_F(ViewerWaylandScreenCaptureTest, ACallThatIsNeverAnsweredHasItsLimit) {
     session_.request();
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.world.settle();
     session_.world.advance(ViewerScreenCapture::answerLimit);
     EXPECT_EQ(session_.answers, std::vector<bool>{false});
@@ -114,7 +106,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, ADescriptorThatComesTooLateIsClosed) {
     };
     const auto before = descriptors();
     session_.request();
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.world.settle();
     session_.world.advance(ViewerScreenCapture::answerLimit);
     session_.answerAll();
@@ -124,19 +116,19 @@ TEST_F(ViewerWaylandScreenCaptureTest, ADescriptorThatComesTooLateIsClosed) {
 
 TEST_F(ViewerWaylandScreenCaptureTest, PipeWireThatTellsNoNodesGrantsNothing) {
     session_.nodes = std::nullopt;
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     EXPECT_EQ(session_.access(), Access::portalSilent);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, PipeWireThatCannotBeUsedGrantsNothing) {
     session_.refusesRemotes = true;
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     EXPECT_EQ(session_.access(), Access::portalSilent);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ACompositorThatDoesNotAnswerGrantsNothing) {
     session_.outputs->leave();
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     EXPECT_TRUE(session_.answers.empty());
     session_.world.advance(ViewerScreenCapture::answerLimit);
     EXPECT_EQ(session_.answers, std::vector<bool>{false});
@@ -145,9 +137,9 @@ TEST_F(ViewerWaylandScreenCaptureTest, ACompositorThatDoesNotAnswerGrantsNothing
 
 TEST_F(ViewerWaylandScreenCaptureTest, ACompositorThatAnswersInTimeIsWaitedFor) {
     session_.outputs->leave();
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.world.advance(3s);
-    session_.outputs->tell(twoOutputs());
+    session_.outputs->tell(GrantedWorld::twoOutputs());
     session_.world.settle();
     EXPECT_EQ(session_.answers, std::vector<bool>{true});
 }
@@ -164,7 +156,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, EachDisplaysStreamIsItsOwn) {
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, NothingIsStreamedByItself) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     (void)session_.listed();
     session_.world.advance(1h);
     EXPECT_TRUE(session_.remote().streams.empty());
@@ -190,14 +182,14 @@ TEST_F(ViewerWaylandScreenCaptureTest, OnlyAnOutputBeyondDoubtIsCopied) {
 
 TEST_F(ViewerWaylandScreenCaptureTest, EitherWayToCopyWillDo) {
     session_.outputs->offersImageCopy = true;
-    session_.outputs->tell(twoOutputs());
-    session_.grant(bothStreams());
+    session_.outputs->tell(GrantedWorld::twoOutputs());
+    session_.grant(GrantedWorld::bothStreams());
     EXPECT_TRUE(session_.starts(session_.listed()->front()));
     EXPECT_TRUE(session_.remote().streams.front().hasStill);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ACompositorWithoutCopiesIsNotAskedForOne) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     EXPECT_TRUE(session_.starts(session_.listed()->front()));
     EXPECT_FALSE(session_.remote().streams.front().hasStill);
 }
@@ -212,7 +204,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, ADisplayThatIsNotListedHasNoStream) {
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, AnInterruptionLeavesTheListAndStopsTheStreams) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     const auto before = session_.listed();
     session_.screenCast->interrupt();
     session_.world.settle();
@@ -223,18 +215,18 @@ TEST_F(ViewerWaylandScreenCaptureTest, AnInterruptionLeavesTheListAndStopsTheStr
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ALossThatIsToldAfterTheInterruptionIsItsReason) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.screenCast->interrupt();
     session_.remote().lose();
     session_.world.settle();
     EXPECT_EQ(session_.screenCast->losses, 1);
     EXPECT_TRUE(session_.remote().isDestroyed);
-    session_.renew(bothStreams());
+    session_.renew(GrantedWorld::bothStreams());
     EXPECT_TRUE(session_.starts(session_.listed()->front()));
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ARenewalServesTheSameDisplaysFromTheNewStreams) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     const auto before = session_.listed();
     session_.screenCast->interrupt();
     session_.renew({GrantedWorld::stream(72, "DP-2"), GrantedWorld::stream(71, "DP-1")});
@@ -245,10 +237,10 @@ TEST_F(ViewerWaylandScreenCaptureTest, ARenewalServesTheSameDisplaysFromTheNewSt
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, UntilARenewalIsUsableStreamsFail) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     const auto before = session_.listed();
     session_.screenCast->interrupt();
-    session_.screenCast->renew(bothStreams());
+    session_.screenCast->renew(GrantedWorld::bothStreams());
     session_.world.settle();
     EXPECT_FALSE(session_.starts(before->front()));
     session_.answerAll();
@@ -258,13 +250,13 @@ TEST_F(ViewerWaylandScreenCaptureTest, UntilARenewalIsUsableStreamsFail) {
 TEST_F(ViewerWaylandScreenCaptureTest, ARenewalWithMoreServesOnlyWhatWasGrantedBefore) {
     session_.grant({GrantedWorld::stream(41, "DP-1")});
     session_.screenCast->interrupt();
-    session_.renew(bothStreams());
+    session_.renew(GrantedWorld::bothStreams());
     ASSERT_EQ(session_.listed()->size(), 1U);
     EXPECT_EQ(session_.listed()->front().width, 1920);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, AChangeThatIsNoneLeavesTheStreamsAlone) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.screenCast->tellAgain();
     session_.world.settle();
     EXPECT_EQ(session_.remotes.size(), 1U);
@@ -272,7 +264,7 @@ TEST_F(ViewerWaylandScreenCaptureTest, AChangeThatIsNoneLeavesTheStreamsAlone) {
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ThePersonsStopEndsEverything) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     const auto before = session_.listed();
     session_.screenCast->stop();
     session_.world.settle();
@@ -284,20 +276,20 @@ TEST_F(ViewerWaylandScreenCaptureTest, ThePersonsStopEndsEverything) {
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, APipeWireThatIsLostIsToldOnceAndGivenUp) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.remote().lose();
     session_.world.settle();
     EXPECT_EQ(session_.screenCast->losses, 1);
     EXPECT_TRUE(session_.remote().isDestroyed);
     EXPECT_FALSE(session_.starts(session_.listed()->front()));
-    session_.renew(bothStreams());
+    session_.renew(GrantedWorld::bothStreams());
     EXPECT_TRUE(session_.starts(session_.listed()->front()));
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, TheEndOfAPipeWireThatWasGivenUpIsNoLoss) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.screenCast->interrupt();
-    session_.screenCast->renew(bothStreams());
+    session_.screenCast->renew(GrantedWorld::bothStreams());
     session_.remote().lose();
     session_.world.settle();
     session_.answerAll();
@@ -306,30 +298,30 @@ TEST_F(ViewerWaylandScreenCaptureTest, TheEndOfAPipeWireThatWasGivenUpIsNoLoss) 
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, ARenewalWhosePipeWireDoesNotAnswerIsALossToo) {
-    session_.grant(bothStreams());
+    session_.grant(GrantedWorld::bothStreams());
     session_.screenCast->interrupt();
     session_.nodes = std::nullopt;
-    session_.renew(bothStreams());
+    session_.renew(GrantedWorld::bothStreams());
     EXPECT_EQ(session_.screenCast->losses, 1);
     EXPECT_EQ(session_.answers.size(), 1U);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, AnInterruptionDuringTheRequestIsWaitedOut) {
     session_.request();
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.world.settle();
     session_.screenCast->interrupt();
     session_.answerAll();
     session_.world.advance(1h);
     EXPECT_TRUE(session_.answers.empty());
-    session_.renew(bothStreams());
+    session_.renew(GrantedWorld::bothStreams());
     EXPECT_EQ(session_.answers, std::vector<bool>{true});
     EXPECT_EQ(session_.listed()->size(), 2U);
 }
 
 TEST_F(ViewerWaylandScreenCaptureTest, AStopDuringTheRequestIsARefusal) {
     session_.request();
-    session_.screenCast->allow(bothStreams());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
     session_.screenCast->stop();
     EXPECT_EQ(session_.answers, std::vector<bool>{false});
     EXPECT_EQ(session_.access(), Access::declined);
@@ -337,49 +329,13 @@ TEST_F(ViewerWaylandScreenCaptureTest, AStopDuringTheRequestIsARefusal) {
     EXPECT_EQ(session_.answers.size(), 1U);
 }
 
-TEST_F(ViewerWaylandScreenCaptureTest, AnOutputThatGoesLeavesTheListAndIsToldAtOnce) {
-    session_.grant(bothStreams());
-    const ViewerNativeDisplay gone = session_.listed()->back();
-    session_.outputs->tell({FakeOutputs::output(1, 0, 1920)});
-    EXPECT_EQ(session_.screenCast->outputChanges, 1);
-    EXPECT_EQ(session_.listed()->size(), 1U);
-    EXPECT_FALSE(session_.starts(gone));
-}
-
-TEST_F(ViewerWaylandScreenCaptureTest, AnOutputThatIsPluggedInLaterIsNotListed) {
-    session_.grant({GrantedWorld::stream(41, "DP-1")});
-    session_.outputs->tell({FakeOutputs::output(1, 0, 1920), FakeOutputs::output(2, 1920, 1280),
-                            FakeOutputs::output(3, 3200, 800)});
-    EXPECT_EQ(session_.listed()->size(), 1U);
-    EXPECT_EQ(session_.screenCast->outputChanges, 1);
-}
-
-TEST_F(ViewerWaylandScreenCaptureTest, ThatTheOutputsBecomeKnownIsNoChangeOfTheirs) {
-    session_.outputs->leave();
-    session_.request();
-    session_.outputs->tell(twoOutputs());
-    EXPECT_EQ(session_.screenCast->outputChanges, 0);
-}
-
-TEST_F(ViewerWaylandScreenCaptureTest, TheCompositorsEndIsTheSessions) {
-    session_.grant(bothStreams());
-    int ends = 0;
-    session_.capture->watchSession([&] { ++ends; });
-    EXPECT_EQ(session_.outputs->starts, 1);
-    session_.outputs->leave();
-    EXPECT_TRUE(session_.listed()->empty());
-    EXPECT_EQ(ends, 0);
-    session_.outputs->endSession();
-    EXPECT_EQ(ends, 1);
-}
-
 TEST_F(ViewerWaylandScreenCaptureTest, NothingIsHeldByWhatWaitsForThePerson) {
     session_.request();
     const std::weak_ptr<ViewerWaylandScreenCapture> capture = session_.capture;
     session_.capture.reset();
     EXPECT_TRUE(capture.expired());
-    session_.screenCast->allow(bothStreams());
-    session_.outputs->tell(twoOutputs());
+    session_.screenCast->allow(GrantedWorld::bothStreams());
+    session_.outputs->tell(GrantedWorld::twoOutputs());
     EXPECT_TRUE(session_.answers.empty());
 }
 

@@ -105,6 +105,16 @@ void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {
     }
 }
 
+void ViewerPipeWireCapture::nodeIsToResize(std::uint64_t serial,
+                                           ViewerWaylandOutput::PixelSize size) {
+    if (serial == serial_) {
+        awaitedSize_ = size;
+        renewal_ = Clock::now() + renewalLimit;
+        endRenewal();
+        arm();
+    }
+}
+
 void ViewerPipeWireCapture::connectionIsOver() {
     end();
 }
@@ -127,6 +137,7 @@ void ViewerPipeWireCapture::take(const spa_pod* format) {
     }
     if (hasShown_) {
         renewal_ = Clock::now() + renewalLimit;
+        arm();
     }
     format_ = ViewerPipeWireParameters::formatIn(format);
     if (!format_) {
@@ -198,7 +209,7 @@ void ViewerPipeWireCapture::read() {
         frame_ = frame;
         hasShown_ = true;
         silence_.reset();
-        renewal_.reset();
+        endRenewal();
         picture_.notice(frame, *format_, now);
     } else {
         picture_.distrust();
@@ -206,6 +217,13 @@ void ViewerPipeWireCapture::read() {
     }
     act(now);
     arm();
+}
+
+void ViewerPipeWireCapture::endRenewal() {
+    if (hasShown_ && (!awaitedSize_ || frame_.seenSize() == *awaitedSize_)) {
+        awaitedSize_.reset();
+        renewal_.reset();
+    }
 }
 
 void ViewerPipeWireCapture::act(Instant now) {

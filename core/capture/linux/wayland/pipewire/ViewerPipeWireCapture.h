@@ -38,8 +38,9 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     /// How long a running stream may take for its next picture before it counts as silent.
     static constexpr std::chrono::milliseconds silenceLimit{200};
 
-    /// How long a stream may take for the first picture of another format. Some compositors'
-    /// backends never send one when the change comes at a bad moment; a new stream gets it.
+    /// How long a stream may take for the first picture of another format, or of an output's new
+    /// size. Some compositors' backends never send one when the change comes at a bad moment; a new
+    /// stream gets it.
     static constexpr std::chrono::seconds renewalLimit{1};
 
     /// Of the node with this serial number. `frameInterval` is the least time between two pictures.
@@ -55,6 +56,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool hasShown() const { return hasShown_; }
 
     void nodeIsGone(std::uint64_t serial) override;
+    void nodeIsToResize(std::uint64_t serial, ViewerWaylandOutput::PixelSize size) override;
     void connectionIsOver() override;
 
   private:
@@ -69,6 +71,8 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     /// On PipeWire's thread, in one of its cycles.
     void exchangeBuffers();
     void read();
+    /// If the newest picture is the one that was awaited.
+    void endRenewal();
     void act(Instant now);
     void wake();
     void arm();
@@ -110,8 +114,11 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool hasStreamed_ = false;
     /// When the stream has fallen silent, unless its first picture comes before.
     std::optional<Instant> silence_;
-    /// When a stream is dead that has changed its format, unless a picture comes before.
+    /// When a stream is dead that has changed its format or its size, unless a picture comes
+    /// before.
     std::optional<Instant> renewal_;
+    /// How large that picture must be, where it is known.
+    std::optional<ViewerWaylandOutput::PixelSize> awaitedSize_;
     bool isOver_ = false;
 };
 

@@ -118,6 +118,17 @@ void ViewerPipeWireConnection::endStreams() {
     }
 }
 
+void ViewerPipeWireConnection::outputHasResized(const ViewerGrantedStream& stream,
+                                                ViewerWaylandOutput::PixelSize size) {
+    const std::optional<std::uint64_t> serial = serialOf(stream);
+    if (!serial) {
+        return;
+    }
+    for (Watcher* const each : watchers_) {
+        each->nodeIsToResize(*serial, size);
+    }
+}
+
 void ViewerPipeWireConnection::whenListed(std::function<void()> action) {
     if (isListed_ || isLost_) {
         action();

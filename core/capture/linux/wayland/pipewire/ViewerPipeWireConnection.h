@@ -24,6 +24,8 @@ class ViewerPipeWireConnection final {
       public:
         virtual ~Watcher() = default;
         virtual void nodeIsGone(std::uint64_t serial) = 0;
+        /// What the node shows is to become this large.
+        virtual void nodeIsToResize(std::uint64_t serial, ViewerWaylandOutput::PixelSize size) = 0;
         /// Nothing comes over the connection any more.
         virtual void connectionIsOver() = 0;
     };
@@ -49,6 +51,7 @@ class ViewerPipeWireConnection final {
     /// From now on nobody watches a node, though the connection stays: no node has a serial number
     /// any more.
     void endStreams();
+    void outputHasResized(const ViewerGrantedStream& stream, ViewerWaylandOutput::PixelSize size);
 
     void watch(Watcher& watcher) { watchers_.push_back(&watcher); }
     void unwatch(Watcher& watcher) { watchers_.remove(&watcher); }

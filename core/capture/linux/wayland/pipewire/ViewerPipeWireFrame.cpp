@@ -121,4 +121,11 @@ ViewerPipeWireFrame ViewerPipeWireFrame::in(const spa_buffer& buffer,
     return result;
 }
 
+ViewerWaylandOutput::PixelSize ViewerPipeWireFrame::seenSize() const {
+    const auto width = static_cast<std::int32_t>(shown.width);
+    const auto height = static_cast<std::int32_t>(shown.height);
+    return transform.swapsSides() ? ViewerWaylandOutput::PixelSize{height, width}
+                                  : ViewerWaylandOutput::PixelSize{width, height};
+}
+
 }  // namespace velmora

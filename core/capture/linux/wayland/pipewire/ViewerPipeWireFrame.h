@@ -10,6 +10,7 @@
 
 #include "core/capture/linux/imaging/ViewerPictureTransform.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
+#include "core/capture/linux/wayland/outputs/ViewerWaylandOutput.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireFormat.h"
 
 namespace velmora {
@@ -26,6 +27,9 @@ struct ViewerPipeWireFrame final {
 
     /// What a buffer says of itself, of which `in` may still find that its picture is broken.
     static Kind kindOf(const spa_buffer& buffer);
+
+    /// How large the shown part is as it is seen.
+    ViewerWaylandOutput::PixelSize seenSize() const;
 
     Kind kind = Kind::none;
     /// The buffer's number in the order in which they were sent, where the compositor counts.

@@ -77,6 +77,14 @@ std::shared_ptr<ViewerDisplayStream> ViewerPipeWireRemote::makeStream(
         executor_, clock_, thread_, stream, settings, std::move(still)));
 }
 
+void ViewerPipeWireRemote::outputHasResized(const ViewerGrantedStream& stream,
+                                            ViewerWaylandOutput::PixelSize size) {
+    // On a thread that takes no more work there are no streams.
+    (void)thread_->post([stream, size](ViewerPipeWireConnection& connection) {
+        connection.outputHasResized(stream, size);
+    });
+}
+
 void ViewerPipeWireRemote::endStreams() {
     // On a thread that takes no more work there are no streams.
     (void)thread_->post([](ViewerPipeWireConnection& connection) { connection.endStreams(); });

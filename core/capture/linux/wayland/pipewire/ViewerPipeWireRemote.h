@@ -28,6 +28,8 @@ class ViewerPipeWireRemote final : public ViewerScreenCastRemote {
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerGrantedStream& stream,
                                                     const ViewerStreamSettings& settings,
                                                     StillPicture still) override;
+    void outputHasResized(const ViewerGrantedStream& stream,
+                          ViewerWaylandOutput::PixelSize size) override;
     void endStreams() override;
 
   private:

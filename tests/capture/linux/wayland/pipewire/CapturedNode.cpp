@@ -53,6 +53,10 @@ void RemoteOnLoop::endStreams() {
     onLoop([this] { remote_->endStreams(); });
 }
 
+void RemoteOnLoop::resizeOutput(std::uint32_t node, ViewerWaylandOutput::PixelSize size) {
+    onLoop([&] { remote_->outputHasResized(grantOf(node), size); });
+}
+
 void RemoteOnLoop::drop() {
     onLoop([this] { remote_.reset(); });
 }

@@ -31,6 +31,8 @@ class RemoteOnLoop final {
     bool waitForLoss() const;
     std::size_t losses() const;
     void endStreams();
+    /// The output behind the node with this number is this large from now on.
+    void resizeOutput(std::uint32_t node, ViewerWaylandOutput::PixelSize size);
     /// Ends the remote while this object stays.
     void drop();
 

@@ -83,6 +83,47 @@ TEST(ViewerPipeWireStreamMisfortune, ABriefPauseIsNoStop) {
     EXPECT_EQ(cast.node.recorder().stops(), 0U);
 }
 
+TEST(ViewerPipeWireStreamMisfortune, AnotherFormatWithoutAPictureGivesOneStopNotice) {
+    Cast cast;
+
+    cast.screen.renegotiate(SPA_VIDEO_FORMAT_BGRx, 80, 20);
+
+    EXPECT_TRUE(cast.node.endsOnce());
+}
+
+TEST(ViewerPipeWireStreamMisfortune, ANodeThatDoesNotFollowItsOutputsSizeGivesOneStopNotice) {
+    Cast cast;
+
+    cast.remote.resizeOutput(cast.screen.node(), {80, 20});
+    ASSERT_TRUE(cast.node.receivesNext(cast.screen, blue));
+
+    EXPECT_TRUE(cast.node.endsOnce());
+}
+
+TEST(ViewerPipeWireStreamMisfortune, ANodeThatFollowsItsOutputsSizeIsNotStopped) {
+    Cast cast;
+    ScriptedPipeWireSource other(cast.server);
+    ScriptedPipeWireSource ahead(cast.server, {.width = 80, .height = 20});
+    CapturedNode otherNode(cast.remote, other.node());
+    CapturedNode aheadNode(cast.remote, ahead.node());
+    ASSERT_TRUE(otherNode.start());
+    ASSERT_TRUE(aheadNode.start());
+    ASSERT_TRUE(aheadNode.receivesNext(ahead, red));
+
+    cast.remote.resizeOutput(cast.screen.node(), {20, 80});
+    cast.remote.resizeOutput(ahead.node(), {80, 20});
+    cast.remote.resizeOutput(other.node(), {80, 20});
+    cast.screen.renegotiate(SPA_VIDEO_FORMAT_BGRx, 80, 20);
+    Picture turned{ScriptedPipeWireSource::all(blue)};
+    turned.transform = 1;
+    ASSERT_TRUE(cast.node.receivesNext(cast.screen, turned));
+
+    // It has the same time as the others, and theirs is over before.
+    EXPECT_TRUE(otherNode.endsOnce());
+    EXPECT_EQ(cast.node.recorder().stops(), 0U);
+    EXPECT_EQ(aheadNode.recorder().stops(), 0U);
+}
+
 TEST(ViewerPipeWireStreamMisfortune, AKilledPipeWireGivesOneStopNoticeAndALoss) {
     Cast cast;
 
