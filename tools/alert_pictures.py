@@ -26,9 +26,10 @@ PORT = 9090
 # and of those that close the alerts that tell what is missing, and why the server did not start.
 LANGUAGES = {"en": ("Continue", "Cancel", "Close", "OK"),
              "ru": ("Продолжить", "Отмена", "Закрыть", "OK")}
-# What may come of a desktop's own request: the picture's name, and the tests' letter for it.
+# What may keep the host from its permission: the picture's name, and the tests' letter for it.
 OUTCOMES = {"declined": "d", "no-whole-screen": "w", "portal-missing": "m",
-            "portal-without-screens": "b", "portal-silent": "s"}
+            "portal-without-screens": "b", "portal-silent": "s", "display-remote": "r",
+            "compositor-silent": "c", "display-server-silent": "a"}
 # Whose package the alerts name.
 DESKTOP = "sway"
 

@@ -29,6 +29,12 @@ ViewerCaptureAccess accessOf(char letter) {
             return ViewerCaptureAccess::portalSilent;
         case 'w':
             return ViewerCaptureAccess::noWholeScreen;
+        case 'r':
+            return ViewerCaptureAccess::remoteDisplay;
+        case 'c':
+            return ViewerCaptureAccess::waylandSession;
+        case 'a':
+            return ViewerCaptureAccess::noAnswer;
         default:
             return ViewerCaptureAccess::requestable;
     }

@@ -19,17 +19,20 @@ PROGRAM = "VelmoraViewerHostAlert"
 BETWEEN_LOOKS = 0.02
 
 
+def children(node):
+    """Those that are there: one that goes meanwhile is none."""
+    found = (node.get_child_at_index(index) for index in range(node.get_child_count()))
+    return [child for child in found if child]
+
+
 def descendants(node):
-    for index in range(node.get_child_count()):
-        child = node.get_child_at_index(index)
-        if child:
-            yield child
-            yield from descendants(child)
+    for child in children(node):
+        yield child
+        yield from descendants(child)
 
 
 def programs():
-    desktop = Atspi.get_desktop(0)
-    return [desktop.get_child_at_index(index) for index in range(desktop.get_child_count())]
+    return children(Atspi.get_desktop(0))
 
 
 def place(node):
@@ -66,10 +69,9 @@ def seen(window, parts):
 
 def use(program, action, name):
     """Whether the program shows such a button."""
-    if program is None or program.get_name() != PROGRAM:
+    if program.get_name() != PROGRAM:
         return False
-    for window in [program.get_child_at_index(index)
-                   for index in range(program.get_child_count())]:
+    for window in children(program):
         parts = list(descendants(window))
         for part in parts:
             if (part.get_role() == Atspi.Role.PUSH_BUTTON and part.get_name() == name
