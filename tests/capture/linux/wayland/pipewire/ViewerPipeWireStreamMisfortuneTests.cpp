@@ -95,6 +95,14 @@ TEST(ViewerPipeWireStreamMisfortune, ANodeThatDoesNotFollowItsOutputsSizeGivesOn
     Cast cast;
 
     cast.remote.resizeOutput(cast.screen.node(), {80, 20});
+
+    EXPECT_TRUE(cast.node.endsOnce());
+}
+
+TEST(ViewerPipeWireStreamMisfortune, APictureOfTheOldSizeDoesNotFollowTheOutputs) {
+    Cast cast;
+
+    cast.remote.resizeOutput(cast.screen.node(), {80, 20});
     ASSERT_TRUE(cast.node.receivesNext(cast.screen, blue));
 
     EXPECT_TRUE(cast.node.endsOnce());
@@ -112,13 +120,13 @@ TEST(ViewerPipeWireStreamMisfortune, ANodeThatFollowsItsOutputsSizeIsNotStopped)
 
     cast.remote.resizeOutput(cast.screen.node(), {20, 80});
     cast.remote.resizeOutput(ahead.node(), {80, 20});
-    cast.remote.resizeOutput(other.node(), {80, 20});
     cast.screen.renegotiate(SPA_VIDEO_FORMAT_BGRx, 80, 20);
     Picture turned{ScriptedPipeWireSource::all(blue)};
     turned.transform = 1;
     ASSERT_TRUE(cast.node.receivesNext(cast.screen, turned));
 
-    // It has the same time as the others, and theirs is over before.
+    // It has as long as the others, whose time is over before.
+    cast.remote.resizeOutput(other.node(), {80, 20});
     EXPECT_TRUE(otherNode.endsOnce());
     EXPECT_EQ(cast.node.recorder().stops(), 0U);
     EXPECT_EQ(aheadNode.recorder().stops(), 0U);
