@@ -89,6 +89,14 @@ TEST_F(WaylandDeath, OfThePortal) {
     expectWhole();
 }
 
+TEST_F(WaylandDeath, OfTheSessionBus) {
+    ASSERT_NO_FATAL_FAILURE(serveAndWatch());
+    desktop_.session().killBus();
+    expectNoFrames();
+    EXPECT_TRUE(eventually(nothingIsListed));
+    expectWhole();
+}
+
 TEST_F(WaylandDeath, OfAnOutput) {
     ASSERT_NO_FATAL_FAILURE(serveAndWatch());
     desktop_.disable(1);

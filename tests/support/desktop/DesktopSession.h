@@ -29,6 +29,8 @@ class DesktopSession final {
     DesktopSession& operator=(const DesktopSession&) = delete;
 
     const SessionBus& bus() const { return bus_; }
+    /// Ends it at once and without its help (SIGKILL).
+    void killBus() { bus_.kill(); }
     /// Where its sockets are.
     const std::filesystem::path& runtimeFolder() const { return runtimeFolder_; }
     /// Where its programs look for their settings.
@@ -78,7 +80,7 @@ class DesktopSession final {
 
     const TemporaryFolder folder_;
     const std::filesystem::path runtimeFolder_;
-    const SessionBus bus_;
+    SessionBus bus_;
     Environment environment_;
     std::map<std::string, Member> members_;
     /// In the order of their first start.

@@ -89,6 +89,9 @@ SessionBus::SessionBus() {
 
 SessionBus::~SessionBus() {
     ::sd_bus_close_unref(connection_);
+    if (process_ == 0) {
+        return;
+    }
     // What it started ends with it.
     (void)::kill(process_, SIGTERM);
     int status = 0;
@@ -96,6 +99,14 @@ SessionBus::~SessionBus() {
         (void)::kill(process_, SIGKILL);
         (void)XChildProcess::waitForEnd(process_, endPatience, status);
     }
+}
+
+void SessionBus::kill() {
+    (void)::kill(process_, SIGKILL);
+    int status = 0;
+    viewerCheck(XChildProcess::waitForEnd(process_, patience, status),
+                "the test's session bus ends when it is killed");
+    process_ = 0;
 }
 
 std::string SessionBus::noAddress() const {

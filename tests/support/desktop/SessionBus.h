@@ -26,6 +26,10 @@ class SessionBus final {
     /// For the address of the system's bus: none is there.
     std::string noAddress() const;
 
+    /// Ends it at once and without its help (SIGKILL); returns when it is gone. It has no owners to
+    /// tell of any more.
+    void kill();
+
     /// Waits until somebody owns the name; false when nobody does in time.
     bool awaitOwner(const std::string& name, std::chrono::seconds limit) const;
     /// Waits until nobody owns the name any more.

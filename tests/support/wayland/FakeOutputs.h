@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,7 +18,12 @@ class FakeOutputs final : public ViewerOutputs {
         ++starts;
         changed_ = std::move(changed);
     }
-    Current current() override { return current_; }
+    Current current() override {
+        if (arrived_) {
+            tell(*std::exchange(arrived_, std::nullopt));
+        }
+        return current_;
+    }
     void watchSession(std::function<void()> ended) override { ended_ = std::move(ended); }
 
     /// An output of a lasting place, as wide as it is told, with nothing else that tells it apart.
@@ -39,6 +45,8 @@ class FakeOutputs final : public ViewerOutputs {
         become(std::make_shared<const Snapshot>(
             Snapshot{std::move(outputs), offersScreenCopy, offersImageCopy}));
     }
+    /// The same, but nobody has looked yet.
+    void tellUnseen(std::vector<ViewerWaylandOutput> outputs) { arrived_ = std::move(outputs); }
     /// The compositor is gone.
     void leave() { become(nullptr); }
     void endSession() {
@@ -60,6 +68,7 @@ class FakeOutputs final : public ViewerOutputs {
     }
 
     Current current_;
+    std::optional<std::vector<ViewerWaylandOutput>> arrived_;
     std::function<void()> changed_;
     std::function<void()> ended_;
 };

@@ -25,6 +25,12 @@ TEST_F(ViewerWaylandScreenCaptureOutputs, AnOutputThatGoesLeavesTheListAndIsTold
     EXPECT_FALSE(session_.starts(gone));
 }
 
+TEST_F(ViewerWaylandScreenCaptureOutputs, WhatTheCompositorHasJustToldCountsForTheList) {
+    session_.grant(GrantedWorld::bothStreams());
+    session_.outputs->tellUnseen({FakeOutputs::output(1, 0, 1920)});
+    EXPECT_EQ(session_.listed()->size(), 1U);
+}
+
 TEST_F(ViewerWaylandScreenCaptureOutputs, AnOutputThatIsResizedIsListedSoAndItsStreamToldOnce) {
     session_.grant(GrantedWorld::bothStreams());
     ViewerWaylandOutput turned = FakeOutputs::output(2, 1920, 1280);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <future>
 
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireConnection.h"
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireThread.h"
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
 
@@ -87,6 +89,25 @@ TEST(ViewerPipeWireRemote, EndsItsStreamsForGoodAndStillTellsTheConnectionsEnd) 
     EXPECT_EQ(remote.losses(), 0U);
     server.kill();
     EXPECT_TRUE(remote.waitForLoss());
+}
+
+TEST(ViewerPipeWireRemote, ARequestThatPipeWireRefusesIsNoLoss) {
+    PipeWireServer server;
+    const auto thread = ViewerPipeWireThread::start(server.connect(), [] {});
+    std::promise<bool> answer;
+    ASSERT_TRUE(thread->post([&answer](ViewerPipeWireConnection& connection) {
+        void* const made =
+            pw_core_create_object(connection.core(), "no factory at all", PW_TYPE_INTERFACE_Node,
+                                  PW_VERSION_NODE, nullptr, 0);
+        ASSERT_NE(made, nullptr);
+        // The refusal comes before this answer.
+        connection.describe([&answer, &connection, made](const auto& nodes) {
+            connection.library().proxyDestroy(static_cast<pw_proxy*>(made));
+            answer.set_value(nodes.has_value());
+        });
+    }));
+    EXPECT_TRUE(answer.get_future().get());
+    thread->quit();
 }
 
 TEST(ViewerPipeWireRemote, AHungPipeWireIsAnsweredWithNothing) {
