@@ -40,6 +40,12 @@ std::uint32_t pixelOf(std::uint32_t format, std::uint32_t colour) {
         case SPA_VIDEO_FORMAT_xBGR_210LE:
         case SPA_VIDEO_FORMAT_ABGR_210LE:
             return 0x80000000 | tenBits(blue) << 20 | tenBits(green) << 10 | tenBits(red);
+        case SPA_VIDEO_FORMAT_RGBx_102LE:
+        case SPA_VIDEO_FORMAT_RGBA_102LE:
+            return tenBits(red) << 22 | tenBits(green) << 12 | tenBits(blue) << 2 | 2;
+        case SPA_VIDEO_FORMAT_BGRx_102LE:
+        case SPA_VIDEO_FORMAT_BGRA_102LE:
+            return tenBits(blue) << 22 | tenBits(green) << 12 | tenBits(red) << 2 | 2;
         default:
             return 0xaa000000 | colour;
     }

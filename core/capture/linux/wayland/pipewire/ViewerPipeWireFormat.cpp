@@ -7,7 +7,10 @@
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
 
+#include <algorithm>
+#include <array>
 #include <initializer_list>
+#include <span>
 
 namespace velmora {
 
@@ -26,8 +29,7 @@ constexpr int mostBuffers = 16;
 constexpr int preferredRegions = 16;
 constexpr int mostRegions = 64;
 
-const spa_pod* addFormats(spa_pod_builder& builder,
-                          std::initializer_list<spa_video_format> formats) {
+const spa_pod* addFormats(spa_pod_builder& builder, std::span<const spa_video_format> formats) {
     const spa_rectangle usual{1920, 1080};
     const spa_rectangle smallest{1, 1};
     const spa_rectangle largest{ViewerPipeWireFormat::maximumSide,
@@ -46,7 +48,7 @@ const spa_pod* addFormats(spa_pod_builder& builder,
     spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_format, 0);
     spa_pod_builder_push_choice(&builder, &choice, SPA_CHOICE_Enum, 0);
     // The first value of a choice is the preferred one, before all of them.
-    spa_pod_builder_id(&builder, *formats.begin());
+    spa_pod_builder_id(&builder, formats.front());
     for (const spa_video_format each : formats) {
         spa_pod_builder_id(&builder, each);
     }
@@ -107,32 +109,30 @@ const spa_pod* addMeta(spa_pod_builder& builder, spa_meta_type type,
     return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &object));
 }
 
-/// Ten bits of each colour in words of 32 bits, the least significant byte first.
-ViewerPixelForm::Description tenBits(bool isRedHigh) {
+/// Each in its order of preference.
+constexpr std::array eightBits{SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_RGBx, SPA_VIDEO_FORMAT_BGRA,
+                               SPA_VIDEO_FORMAT_RGBA};
+constexpr std::array tenBits{SPA_VIDEO_FORMAT_xRGB_210LE, SPA_VIDEO_FORMAT_xBGR_210LE,
+                             SPA_VIDEO_FORMAT_ARGB_210LE, SPA_VIDEO_FORMAT_ABGR_210LE,
+                             SPA_VIDEO_FORMAT_RGBx_102LE, SPA_VIDEO_FORMAT_BGRx_102LE,
+                             SPA_VIDEO_FORMAT_RGBA_102LE, SPA_VIDEO_FORMAT_BGRA_102LE};
+
+bool isKnown(spa_video_format format) {
+    return std::ranges::find(eightBits, format) != eightBits.end() ||
+           std::ranges::find(tenBits, format) != tenBits.end();
+}
+
+/// Ten bits of each colour in words of 32 bits, the least significant byte first; the lowest bit of
+/// the one that lies low.
+std::optional<ViewerPixelForm> tenBitForm(bool isRedHigh, unsigned lowest) {
     constexpr std::uint32_t high = 0x3ff00000;
     constexpr std::uint32_t middle = 0x000ffc00;
     constexpr std::uint32_t low = 0x000003ff;
     ViewerPixelForm::Description result;
-    result.redMask = isRedHigh ? high : low;
-    result.greenMask = middle;
-    result.blueMask = isRedHigh ? low : high;
-    return result;
-}
-
-bool isKnown(spa_video_format format) {
-    switch (format) {
-        case SPA_VIDEO_FORMAT_BGRx:
-        case SPA_VIDEO_FORMAT_BGRA:
-        case SPA_VIDEO_FORMAT_RGBx:
-        case SPA_VIDEO_FORMAT_RGBA:
-        case SPA_VIDEO_FORMAT_xRGB_210LE:
-        case SPA_VIDEO_FORMAT_xBGR_210LE:
-        case SPA_VIDEO_FORMAT_ARGB_210LE:
-        case SPA_VIDEO_FORMAT_ABGR_210LE:
-            return true;
-        default:
-            return false;
-    }
+    result.redMask = (isRedHigh ? high : low) << lowest;
+    result.greenMask = middle << lowest;
+    result.blueMask = (isRedHigh ? low : high) << lowest;
+    return ViewerPixelForm::make(result);
 }
 
 bool isSide(std::uint32_t length) {
@@ -142,13 +142,20 @@ bool isSide(std::uint32_t length) {
 }  // namespace
 
 std::optional<ViewerPixelForm> ViewerPipeWireFormat::pixelForm() const {
+    constexpr unsigned aboveTwoOthers = 2;
     switch (pixels) {
         case SPA_VIDEO_FORMAT_xRGB_210LE:
         case SPA_VIDEO_FORMAT_ARGB_210LE:
-            return ViewerPixelForm::make(tenBits(true));
+            return tenBitForm(true, 0);
         case SPA_VIDEO_FORMAT_xBGR_210LE:
         case SPA_VIDEO_FORMAT_ABGR_210LE:
-            return ViewerPixelForm::make(tenBits(false));
+            return tenBitForm(false, 0);
+        case SPA_VIDEO_FORMAT_RGBx_102LE:
+        case SPA_VIDEO_FORMAT_RGBA_102LE:
+            return tenBitForm(true, aboveTwoOthers);
+        case SPA_VIDEO_FORMAT_BGRx_102LE:
+        case SPA_VIDEO_FORMAT_BGRA_102LE:
+            return tenBitForm(false, aboveTwoOthers);
         default:
             return std::nullopt;
     }
@@ -181,10 +188,7 @@ std::optional<ViewerPipeWireFormat> ViewerPipeWireParameters::formatIn(const spa
 std::vector<const spa_pod*> ViewerPipeWireParameters::formats() {
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory_.data(), static_cast<std::uint32_t>(memory_.size()));
-    return {addFormats(builder, {SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_RGBx,
-                                 SPA_VIDEO_FORMAT_BGRA, SPA_VIDEO_FORMAT_RGBA}),
-            addFormats(builder, {SPA_VIDEO_FORMAT_xRGB_210LE, SPA_VIDEO_FORMAT_xBGR_210LE,
-                                 SPA_VIDEO_FORMAT_ARGB_210LE, SPA_VIDEO_FORMAT_ABGR_210LE})};
+    return {addFormats(builder, eightBits), addFormats(builder, tenBits)};
 }
 
 std::vector<const spa_pod*> ViewerPipeWireParameters::buffers() {

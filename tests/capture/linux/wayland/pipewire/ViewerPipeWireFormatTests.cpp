@@ -1,6 +1,8 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireFormat.h"
 
 #include <gtest/gtest.h>
+#include <spa/buffer/buffer.h>
+#include <spa/param/buffers.h>
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
 #include <spa/pod/iter.h>
@@ -74,6 +76,13 @@ TEST(ViewerPipeWireFormat, EightBitsAreOfferedBeforeTen) {
                                           SPA_VIDEO_FORMAT_RGBA}));
     EXPECT_EQ(offered<std::uint32_t>(formats[1], SPA_FORMAT_VIDEO_format).front(),
               std::uint32_t{SPA_VIDEO_FORMAT_xRGB_210LE});
+}
+
+TEST(ViewerPipeWireFormat, PicturesLieInMemoryThatProgramsShareAndNowhereElse) {
+    ViewerPipeWireParameters parameters;
+    const std::vector<const spa_pod*> buffers = parameters.buffers();
+    const auto kinds = offered<std::int32_t>(buffers.front(), SPA_PARAM_BUFFERS_dataType);
+    EXPECT_EQ(kinds, std::vector<std::int32_t>{(1 << SPA_DATA_MemFd) | (1 << SPA_DATA_MemPtr)});
 }
 
 TEST(ViewerPipeWireFormat, WhatIsFixedIsReadAsFarAsItWasOffered) {
