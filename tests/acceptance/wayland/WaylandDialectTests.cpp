@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 #include "tests/acceptance/Watcher.h"
@@ -94,6 +95,8 @@ TEST_F(WaylandDialectOfSizes, WhereOnlySizesAreToldTheMainDisplayIsStillFirst) {
     EXPECT_EQ(displays->at(1).id, idOf(green));
 }
 
+constexpr std::chrono::seconds patience{30};
+
 /// Outputs of a compositor whose portal calls each of them a window at 0,0.
 class WaylandDialectOfWlroots : public SwayHostTest {
   protected:
@@ -101,6 +104,11 @@ class WaylandDialectOfWlroots : public SwayHostTest {
         : SwayHostTest(outputs) {
         backend_.speak(Dialect::wlr07);
         backend_.reverseOrder();
+        // What a backend has to offer the portal asks once.
+        DesktopSession& session = desktop_.session();
+        session.kill("portal");
+        EXPECT_TRUE(session.bus().awaitNoOwner("org.freedesktop.portal.Desktop", patience));
+        session.startPortal();
     }
 };
 

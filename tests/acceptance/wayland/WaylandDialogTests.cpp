@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
+#include <thread>
 
+#include "core/capture/ViewerScreenCapture.h"
 #include "tests/acceptance/wayland/WaylandHostTest.h"
 
 namespace velmora {
@@ -16,7 +19,8 @@ class WaylandDialog : public MutterHostTest {
   protected:
     /// The alert that this leads to ends the host, which has served nobody.
     void expectMissing(ViewerCaptureAccess access) {
-        EXPECT_TRUE(host_.press(host_.catalogue().permissionMissing(access)));
+        const ViewerAlertCatalogue catalogue("en", ViewerAlertWording::gnome);
+        EXPECT_TRUE(host_.press(catalogue.permissionMissing(access)));
         EXPECT_EQ(host_.process().readToEnd(), "");
         EXPECT_EQ(host_.process().awaitEnd(), endedInOrder);
     }
@@ -53,7 +57,7 @@ TEST_F(WaylandDialog, AWindowIsNoDisplayAndWhoChoseItIsToldSo) {
 }
 
 TEST_F(WaylandDialog, AWindowAsLargeAsAMonitorIsNoDisplayEither) {
-    backend_.speak(PortalBackend::Dialect::wlr07);
+    backend_.speak(PortalBackend::Dialect::hyprland);
     host_.start();
     expectMissing(ViewerCaptureAccess::noWholeScreen);
 }
@@ -95,10 +99,28 @@ TEST_F(WaylandDialog, GoesWithAHostThatIsKilled) {
 TEST_F(WaylandDialog, ThatFailsIsNotTakenForAGrant) {
     backend_.answer(Answer::fail);
     host_.start();
-    ASSERT_TRUE(backend_.await("asked").has_value());
-    EXPECT_FALSE(HTTPClient().isConnected());
+    expectMissing(ViewerCaptureAccess::portalSilent);
+}
 
-    EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
+TEST_F(WaylandDialog, CannotBeAskedForWithoutAPortal) {
+    desktop_.session().kill("portal");
+    host_.start();
+    expectMissing(ViewerCaptureAccess::portalMissing);
+}
+
+TEST_F(WaylandDialog, CannotBeAskedForOfAPortalWithoutAPartForScreens) {
+    desktop_.session().kill("portal");
+    desktop_.session().kill("script");
+    desktop_.session().restart("portal");
+    desktop_.session().awaitOwner("org.freedesktop.portal.Desktop");
+    host_.start();
+    expectMissing(ViewerCaptureAccess::portalWithoutScreens);
+}
+
+TEST_F(WaylandDialog, IsNotWaitedForWhereThePartForScreensHangs) {
+    desktop_.session().freeze("script");
+    host_.start();
+    expectMissing(ViewerCaptureAccess::portalSilent);
 }
 
 TEST_F(WaylandDialog, IsNotShownForALookAtThePermission) {
@@ -120,6 +142,22 @@ TEST_F(WaylandDialog, IsShownAgainToTheNextRunBecauseNothingIsKept) {
 
     EXPECT_EQ(backend_.count("asked"), 2U);
     EXPECT_EQ(backend_.count("renewed"), 0U);
+}
+
+TEST(WaylandChooser, OfSwaysOwnPortalStaysOpenForHowLongItTakes) {
+    // It asks before it has answered the choice of sources.
+    SwayDesktop desktop(equalMonitors());
+    desktop.thinkItOver();
+    WaylandHost host(desktop.session());
+    host.start();
+    std::this_thread::sleep_for(ViewerScreenCapture::answerLimit + std::chrono::seconds(1));
+    desktop.choose(SwayDesktop::connector(1));
+
+    EXPECT_EQ(host.process().readLine(), listeningLine);
+    const auto displays = listDisplays();
+    ASSERT_TRUE(displays && displays->size() == 1);
+    EXPECT_TRUE(shows(displays->front().id, green));
+    EXPECT_EQ(host.end(SIGTERM), endedInOrder);
 }
 
 }  // namespace

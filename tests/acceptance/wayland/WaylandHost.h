@@ -28,7 +28,6 @@ class WaylandHost final {
     std::optional<HostEnd> end(int signal);
 
     HostProcess& process() { return *process_; }
-    const ViewerAlertCatalogue& catalogue() const { return catalogue_; }
 
   private:
     HostLaunch launch() const;

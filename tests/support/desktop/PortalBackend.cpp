@@ -13,7 +13,7 @@ namespace {
 constexpr std::chrono::seconds patience{30};
 
 std::string wordOf(PortalBackend::Dialect dialect) {
-    static constexpr std::array words{"full", "gnome43", "gnome45", "kde527", "wlr07"};
+    static constexpr std::array words{"full", "gnome43", "gnome45", "kde527", "wlr07", "hyprland"};
     return words.at(static_cast<std::size_t>(dialect));
 }
 

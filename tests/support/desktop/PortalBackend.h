@@ -22,7 +22,7 @@ class PortalBackend final {
     /// What of a stream a desktop tells: place, size, kind and the connector; GNOME's without and
     /// with a mapping id that is no connector; KDE's, which is the size; and that of wlroots, where
     /// every output is a window at 0,0.
-    enum class Dialect { full, gnome43, gnome45, kde527, wlr07 };
+    enum class Dialect { full, gnome43, gnome45, kde527, wlr07, hyprland };
     /// What the person does; `hold` is one who leaves the dialog open.
     enum class Answer { grant, cancel, fail, hold };
     /// What comes first when the screen is locked: the session's end, or that it is active.

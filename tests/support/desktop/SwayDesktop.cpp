@@ -1,5 +1,7 @@
 #include "tests/support/desktop/SwayDesktop.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -55,8 +57,7 @@ void SwayDesktop::writeSettings() const {
     }
     std::filesystem::create_directories(folder / "xdg-desktop-portal-wlr");
     std::ofstream(folder / "xdg-desktop-portal-wlr/config")
-        << "[screencast]\nchooser_type=simple\nchooser_cmd=cat "
-        << (session_.runtimeFolder() / "choice").string() << '\n';
+        << "[screencast]\nchooser_type=simple\nchooser_cmd=cat " << choice().string() << '\n';
 }
 
 void SwayDesktop::startCompositor() {
@@ -90,8 +91,19 @@ void SwayDesktop::startPortal() {
     session_.startPortal();
 }
 
+void SwayDesktop::thinkItOver() {
+    // Whoever reads it waits for somebody to write.
+    const auto file = choice();
+    std::filesystem::remove(file);
+    viewerCheck(::mkfifo(file.c_str(), S_IRUSR | S_IWUSR) == 0, "a test makes a pipe");
+}
+
 void SwayDesktop::choose(const std::string& connector) {
-    const auto file = session_.runtimeFolder() / "choice";
+    const auto file = choice();
+    if (std::filesystem::is_fifo(file)) {
+        std::ofstream(file) << connector << '\n';
+        return;
+    }
     const std::string fresh = file.string() + ".new";
     std::ofstream(fresh) << connector << '\n';
     std::filesystem::rename(fresh, file);

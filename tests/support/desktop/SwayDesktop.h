@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +35,8 @@ class SwayDesktop final {
     }
     /// What sway's own backend grants from now on; nothing is a person who cancels.
     void choose(const std::string& connector);
+    /// From now on whoever is asked thinks it over, until `choose`.
+    void thinkItOver();
     /// Starts the backend and the portal, also again after their end.
     void startPortal();
     /// Has sway do something; false when it refuses.
@@ -43,6 +46,8 @@ class SwayDesktop final {
     void enable(std::size_t output);
 
   private:
+    /// What sway's own backend reads.
+    std::filesystem::path choice() const { return session_.runtimeFolder() / "choice"; }
     void writeSettings() const;
     void startCompositor();
 

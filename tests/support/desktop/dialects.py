@@ -2,11 +2,16 @@
 from portal_bus import MONITOR, WINDOW, GLib
 
 
+# These tell no place. The portal of wlroots calls its monitors windows and offers none; Hyprland's has
+# some, here as large as the monitors.
+AT_ORIGIN = ("wlr07", "hyprland")
+
+
 def facts_of(dialect, index, part, position, size):
-    kind = WINDOW if part["kind"] == "window" or dialect == "wlr07" else MONITOR
+    kind = WINDOW if part["kind"] == "window" or dialect in AT_ORIGIN else MONITOR
     facts = {"source_type": GLib.Variant("u", kind), "size": GLib.Variant("(ii)", size)}
     if dialect != "kde527":
-        told = (0, 0) if dialect == "wlr07" else position
+        told = (0, 0) if dialect in AT_ORIGIN else position
         facts["position"] = GLib.Variant("(ii)", told)
     if dialect in ("gnome43", "gnome45", "full"):
         facts["id"] = GLib.Variant("s", str(index))
@@ -16,6 +21,11 @@ def facts_of(dialect, index, part, position, size):
     if dialect == "full" and part["kind"] == "monitor":
         facts["mapping_id"] = GLib.Variant("s", part["connector"])
     return facts
+
+
+def types_of(dialect):
+    """What a portal offers: monitors, windows and monitors made for the purpose."""
+    return MONITOR if dialect == "wlr07" else 7
 
 
 def version_of(dialect):

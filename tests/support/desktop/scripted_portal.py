@@ -5,7 +5,7 @@ the compositor's own means: mutter's interface or, with an argument "wlroots", t
 portal backend. Locks the screen as GNOME does, as far as programs see that.
 
 Each line of standard input is a command and is answered with "ok":
-  speak full|gnome43|gnome45|kde527|wlr07   what of each stream is told
+  speak full|gnome43|gnome45|kde527|wlr07|hyprland   what of each stream is told
   answer grant|cancel|fail|hold             what the person does; "hold" leaves the dialog open
   decide grant|cancel|fail                  what the person does in the dialog that is open
   pick all|INDEX…|window|workspace          what is chosen
@@ -23,7 +23,7 @@ import json
 import os
 import sys
 
-from dialects import facts_of, version_of
+from dialects import facts_of, types_of, version_of
 from mutter_casts import MutterMonitors
 from portal_bus import (BUS, CANCELLED, CAST, FAILED, GRANTED, INTERFACES, PATH, REQUEST, Gio, GLib,
                         tell)
@@ -52,7 +52,8 @@ class Portal:
         self._saver = ScreenSaver(self.do_close)
 
     def _property(self, _bus, _sender, _path, _interface, name):
-        return GLib.Variant("u", {"AvailableSourceTypes": 7, "AvailableCursorModes": 7,
+        return GLib.Variant("u", {"AvailableSourceTypes": types_of(self._dialect),
+                                  "AvailableCursorModes": 7,
                                   "version": version_of(self._dialect)}[name])
 
     def _called(self, _bus, _sender, _path, _interface, method, arguments, invocation):

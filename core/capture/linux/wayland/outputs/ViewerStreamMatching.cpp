@@ -80,14 +80,17 @@ class Matching final {
     using Reason = bool (Matching::*)(const Candidate&, const ViewerWaylandOutput&) const;
 
     bool mayBeMonitor(const Candidate& candidate) const {
-        const bool isWindow = candidate.stream.sourceType == ViewerGrantedStream::window;
+        // A region is called a monitor that was made for it.
+        const std::uint32_t type = candidate.stream.sourceType;
+        const bool isPart =
+            type == ViewerGrantedStream::window || type == ViewerGrantedStream::virtualMonitor;
         // Of a compositor that names its outputs, KWin's other names are those of other things.
         const bool isNamedOtherwise =
             !candidate.kwinName.empty() && hasNamesOnly() &&
             std::ranges::none_of(compositor_.outputs, [&](const ViewerWaylandOutput& output) {
                 return output.connector == candidate.kwinName;
             });
-        return (!isWindow || compositor_.offersScreenCopy) && !isNamedOtherwise;
+        return !isPart && !isNamedOtherwise;
     }
     bool hasNamesOnly() const {
         return std::ranges::none_of(compositor_.outputs, [](const ViewerWaylandOutput& output) {

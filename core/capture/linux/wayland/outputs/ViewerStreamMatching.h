@@ -31,8 +31,8 @@ namespace ViewerStreamMatching {
 /// coordinates or in pixels as seen. The order of streams means nothing, and no output is given to
 /// two. A stream that shows no output - a window, a region, a whole workspace - is left out.
 ///
-/// Where the compositor has wlr-screencopy, its portal may be one that calls every monitor a
-/// window and puts all of them at the origin: neither counts there.
+/// Where the compositor has wlr-screencopy, its portal may be one that puts every monitor at the
+/// origin, which counts for nothing there.
 std::vector<ViewerMatchedStream> match(const std::vector<ViewerGrantedStream>& streams,
                                        const std::vector<ViewerStreamNode>& nodes,
                                        const ViewerOutputs::Snapshot& compositor);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalNames.h"
@@ -16,6 +17,15 @@ namespace {
 
 /// By this name the desktop knows the program: its desktop file is called so.
 constexpr const char* applicationId = "com.quilmer.velmora.viewer_host";
+
+/// Of a portal that has none to offer: some call every monitor a window.
+void leaveNoWindows(std::vector<ViewerGrantedStream>& streams) {
+    for (ViewerGrantedStream& each : streams) {
+        if (each.sourceType == ViewerGrantedStream::window) {
+            each.sourceType = ViewerGrantedStream::monitor;
+        }
+    }
+}
 
 }  // namespace
 
@@ -40,10 +50,14 @@ ViewerTask<void> ViewerDesktopPortal::converse(std::string token, Completion com
     if (isWanted() && answer.access == Access::granted) {
         const auto session = std::make_shared<ViewerPortalSession>(bus_, executor_, clock_);
         session_ = session;
-        ViewerPortalResponse response = co_await session->open(std::move(token), canHideCursor_);
+        ViewerPortalResponse response =
+            co_await session->open(std::move(token), offer_.canHideCursor);
         answer.access = response.access;
         answer.token = std::move(response.restoreToken);
         answer.grant.streams = std::move(response.streams).value_or(answer.grant.streams);
+        if (!offer_.hasWindows) {
+            leaveNoWindows(answer.grant.streams);
+        }
     }
     if (!isWanted()) {
         co_return;
@@ -93,9 +107,8 @@ ViewerTask<ViewerCaptureAccess> ViewerDesktopPortal::look() {
     if (reply.kind != ViewerBusReply::Kind::answered) {
         co_return portalAccessAfter(reply);
     }
-    const auto offer = ViewerPortalOffer::read(reply.message.get());
-    canHideCursor_ = offer && offer->canHideCursor;
-    co_return offer && offer->hasMonitors ? Access::granted : Access::portalWithoutScreens;
+    offer_ = ViewerPortalOffer::read(reply.message.get()).value_or(ViewerPortalOffer());
+    co_return offer_.hasMonitors ? Access::granted : Access::portalWithoutScreens;
 }
 
 ViewerBusMessage ViewerDesktopPortal::makeRegistration() const {

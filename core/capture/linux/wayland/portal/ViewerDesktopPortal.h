@@ -47,7 +47,7 @@ class ViewerDesktopPortal final : public ViewerScreenCastPortal,
     std::shared_ptr<ViewerBusConnection> bus_;
     std::shared_ptr<void> ownerSubscription_;
     bool isIntroduced_ = false;
-    bool canHideCursor_ = false;
+    ViewerPortalOffer offer_;
     /// Counts the sessions that were asked for or closed: whoever comes back from a wait knows by
     /// it whether anybody still wants to hear.
     std::uint64_t course_ = 0;

@@ -196,6 +196,7 @@ std::optional<ViewerPortalOffer> ViewerPortalOffer::read(sd_bus_message* propert
     }
     ViewerPortalOffer offer;
     offer.hasMonitors = (types & ViewerGrantedStream::monitor) != 0;
+    offer.hasWindows = (types & ViewerGrantedStream::window) != 0;
     offer.canHideCursor = (cursorModes & hidden) != 0;
     return offer;
 }

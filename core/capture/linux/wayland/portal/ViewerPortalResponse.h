@@ -30,6 +30,7 @@ struct ViewerPortalResponse final {
 /// What the portal's interface for screens offers, by its properties. A plain value.
 struct ViewerPortalOffer final {
     bool hasMonitors = false;
+    bool hasWindows = false;
     bool canHideCursor = false;
 
     /// The answer to GetAll; nothing where it cannot be read.

@@ -76,7 +76,7 @@ ViewerPortalSession::ViewerPortalSession(Bus bus, ViewerExecutor executor, Clock
 
 ViewerTask<ViewerPortalResponse> ViewerPortalSession::open(std::string token, bool canHideCursor) {
     const auto self = shared_from_this();
-    const bool asks = token.empty();
+    const Limit limit = token.empty() ? Limit() : Limit(ViewerScreenCapture::answerLimit);
     listen();
     const Response created = co_await create();
     if (created.access != Access::granted) {
@@ -90,9 +90,8 @@ ViewerTask<ViewerPortalResponse> ViewerPortalSession::open(std::string token, bo
         sendClose();
         co_return Response::failure(*end_);
     }
-    Response answer = co_await selectSources(std::move(token), canHideCursor);
+    Response answer = co_await selectSources(std::move(token), canHideCursor, limit);
     if (answer.access == Access::granted && !end_) {
-        const Limit limit = asks ? Limit() : Limit(ViewerScreenCapture::answerLimit);
         answer = co_await start(limit);
     }
     if (end_) {
@@ -147,7 +146,8 @@ ViewerTask<ViewerPortalResponse> ViewerPortalSession::create() {
 }
 
 ViewerTask<ViewerPortalResponse> ViewerPortalSession::selectSources(std::string token,
-                                                                    bool canHideCursor) {
+                                                                    bool canHideCursor,
+                                                                    Limit limit) {
     beginRequest();
     ViewerBusMessage call = makeCall("SelectSources");
     if (call) {
@@ -164,7 +164,8 @@ ViewerTask<ViewerPortalResponse> ViewerPortalSession::selectSources(std::string 
             hasSentToken_ = true;
         }
     }
-    co_return co_await outcomeOf(std::move(call), ViewerScreenCapture::answerLimit);
+    // Some desktops ask here already.
+    co_return co_await outcomeOf(std::move(call), limit);
 }
 
 ViewerTask<ViewerPortalResponse> ViewerPortalSession::start(Limit limit) {

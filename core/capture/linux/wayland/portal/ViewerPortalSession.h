@@ -23,9 +23,10 @@ class ViewerPortalSession final : public std::enable_shared_from_this<ViewerPort
     ViewerPortalSession(const ViewerPortalSession&) = delete;
     ViewerPortalSession& operator=(const ViewerPortalSession&) = delete;
 
-    /// Makes the session and starts it. Without a token the person is asked, and waited for without
-    /// a limit; with one the person is not to be asked, and who does it nevertheless is told after
-    /// `ViewerScreenCapture::answerLimit` to leave it. Called once.
+    /// Makes the session and starts it. Without a token the person is asked, at one of its two
+    /// steps or the other, and waited for without a limit; with one the person is not to be asked,
+    /// and who does it nevertheless is told after `ViewerScreenCapture::answerLimit` to leave it.
+    /// Called once.
     ViewerTask<ViewerPortalResponse> open(std::string token, bool canHideCursor);
     /// Whether the token that `open` was given has been sent, after which it is spent.
     bool hasSentToken() const { return hasSentToken_; }
@@ -44,7 +45,7 @@ class ViewerPortalSession final : public std::enable_shared_from_this<ViewerPort
     void listen();
     void closedHasCome(sd_bus_message* signal);
     ViewerTask<Response> create();
-    ViewerTask<Response> selectSources(std::string token, bool canHideCursor);
+    ViewerTask<Response> selectSources(std::string token, bool canHideCursor, Limit limit);
     ViewerTask<Response> start(Limit limit);
     ViewerTask<Response> outcomeOf(ViewerBusMessage call, Limit limit);
     /// A call of the portal's interface for screens; of this session where there is one.

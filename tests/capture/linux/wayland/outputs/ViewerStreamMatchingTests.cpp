@@ -60,7 +60,7 @@ ViewerGrantedStream ofType(ViewerGrantedStream stream, std::uint32_t type) {
 
 /// What the portal of wlroots tells in version 0.7.
 ViewerGrantedStream ofWlroots(ViewerLogicalSize size) {
-    return ofType(placed({0, 0}, size), ViewerGrantedStream::window);
+    return placed({0, 0}, size);
 }
 
 constexpr ViewerLogicalSize fullHD = {1920, 1080};
@@ -335,12 +335,7 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Wlroots, ViewerStreamMatchingTable,
     testing::Values(
-        Case{"0.7, which calls every monitor a window",
-             twoUnlike(),
-             {ofWlroots(small)},
-             {},
-             true,
-             {b}},
+        Case{"0.7, by size", twoUnlike(), {ofWlroots(small)}, {}, true, {b}},
         Case{"0.7, the origin is no place", twoEqual(), {ofWlroots(fullHD)}, {}, true, {someOne}},
         Case{"0.7, the origin is no place of another size either",
              {output(a, "DP-1", {0, 0}, fullHD), output(b, "DP-2", {1920, 0}, small),
@@ -371,6 +366,18 @@ INSTANTIATE_TEST_SUITE_P(
              {b}},
         Case{
             "a window of no output's size", twoUnlike(), {ofWlroots({640, 480})}, {}, true, {none}},
+        Case{"a window as large as an output",
+             twoUnlike(),
+             {ofType(ofWlroots(fullHD), ViewerGrantedStream::window)},
+             {},
+             true,
+             {none}},
+        Case{"a region as large as an output",
+             twoUnlike(),
+             {ofType(ofWlroots(fullHD), ViewerGrantedStream::virtualMonitor)},
+             {},
+             true,
+             {none}},
         Case{"outputs without names",
              {output(a, "", {0, 0}, fullHD), output(b, "", {1920, 0}, small)},
              {ofWlroots(fullHD)},

@@ -62,19 +62,73 @@ TEST_F(ViewerDesktopPortalEndTest, EveryOtherCallHasFourSeconds) {
 }
 
 TEST_F(ViewerDesktopPortalEndTest, AnOutcomeThatWaitsForNobodyHasFourSeconds) {
-    for (const char* const call : {"CreateSession", "SelectSources"}) {
+    portal_->undecided = {"CreateSession"};
+    request();
+    EXPECT_TRUE(until([&] { return wasAsked("CreateSession"); }));
+    pass(3999ms);
+    EXPECT_THAT(answers_, IsEmpty());
+    pass(1ms);
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    EXPECT_THAT(portal_->closed, Contains(portal_->request));
+}
+
+TEST_F(ViewerDesktopPortalEndTest, ThePersonHasAnyTimeAtEitherStep) {
+    for (const char* const call : {"SelectSources", "Start"}) {
         SCOPED_TRACE(call);
         portal_->undecided = {call};
         portal_->calls.clear();
+        answers_.clear();
         makeConsent();
         request();
         EXPECT_TRUE(until([&] { return wasAsked(call); }));
-        pass(3999ms);
+        pass(24h);
         EXPECT_THAT(answers_, IsEmpty());
-        pass(1ms);
-        EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
-        EXPECT_THAT(portal_->closed, Contains(portal_->request));
+        portal_->decide(call, ScriptedPortal::granted);
+        EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+        EXPECT_THAT(answers_, ElementsAre(Access::granted));
     }
+}
+
+TEST_F(ViewerDesktopPortalEndTest, WhoCancelsTheSelectionIsNotAskedToStart) {
+    portal_->undecided = {"SelectSources"};
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("SelectSources"); }));
+    settle();
+    portal_->decide("SelectSources", ScriptedPortal::cancelled);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::declined));
+    EXPECT_FALSE(wasAsked("Start"));
+}
+
+TEST_F(ViewerDesktopPortalEndTest, ARenewalThatAsksAtEitherStepIsLeftAfterFourSeconds) {
+    for (const char* const call : {"SelectSources", "Start"}) {
+        SCOPED_TRACE(call);
+        portal_->undecided.clear();
+        answers_.clear();
+        makeConsent();
+        grant();
+        interrupt();
+        portal_->undecided = {call};
+        portal_->calls.clear();
+        for (int second = 0; second < 10 && !wasAsked(call); ++second) {
+            pass(1s);
+        }
+        ASSERT_TRUE(wasAsked(call));
+        const std::string asked = portal_->request;
+        pass(4s);
+        EXPECT_EQ(consent_->state(), State::stopped);
+        EXPECT_THAT(portal_->closed, Contains(asked));
+    }
+}
+
+TEST_F(ViewerDesktopPortalEndTest, TheEndOfTheHostClosesASelectionToo) {
+    portal_->undecided = {"SelectSources"};
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("SelectSources"); }));
+    settle();
+    consent_.reset();
+    EXPECT_TRUE(until([this] { return portal_->closed.size() == 2; }));
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->request, portal_->session));
 }
 
 TEST_F(ViewerDesktopPortalEndTest, ABusThatHasFrozenIsGivenUpAfterAMinute) {
