@@ -5,7 +5,9 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <sstream>
+#include <string>
 
 #include "app/linux/ViewerMachineName.h"
 #include "core/protocol/ViewerHostListingJSON.h"
@@ -41,6 +43,18 @@ TEST_F(StartUp, AHostStartsAgainAtOnceAfterOneThatServed) {
         serve();
         EXPECT_EQ(HTTPClient::get("/").status(), 404);
         EXPECT_EQ(end(SIGTERM), endedInOrder);
+    }
+}
+
+TEST_F(StartUp, WhatOnlyWaylandNeedsIsNotLoadedOnX11) {
+    serve();
+    ASSERT_TRUE(frameOf(listDisplays().value().front().id).has_value());
+    std::ifstream maps("/proc/" + std::to_string(host_->id()) + "/maps");
+    const std::string loaded{std::istreambuf_iterator<char>(maps), {}};
+
+    EXPECT_THAT(loaded, testing::HasSubstr("libxcb.so"));
+    for (const char* const library : {"libsystemd", "libpipewire", "libdbus", "libQt"}) {
+        EXPECT_THAT(loaded, testing::Not(testing::HasSubstr(library)));
     }
 }
 

@@ -99,6 +99,13 @@ bool ViewerPipeWireCapture::connect() {
     return result >= 0;
 }
 
+void ViewerPipeWireCapture::listenOn() {
+    if (!hasShown_) {
+        silence_ = Clock::now() + nextSilence;
+        arm();
+    }
+}
+
 void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {
     if (serial == serial_) {
         end();

@@ -38,6 +38,9 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     /// How long a running stream may take for its next picture before it counts as silent.
     static constexpr std::chrono::milliseconds silenceLimit{200};
 
+    /// How long after a silence that nothing could fill it counts as another one.
+    static constexpr std::chrono::seconds nextSilence{1};
+
     /// How long a stream may take for the first picture of another format, or of an output's new
     /// size. Some compositors' backends never send one when the change comes at a bad moment; a new
     /// stream gets it.
@@ -54,6 +57,8 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool connect();
     /// Whether a picture has come from the stream itself.
     bool hasShown() const { return hasShown_; }
+    /// Tells of its silence once more if it lasts.
+    void listenOn();
 
     void nodeIsGone(std::uint64_t serial) override;
     void nodeIsToResize(std::uint64_t serial, ViewerWaylandOutput::PixelSize size) override;

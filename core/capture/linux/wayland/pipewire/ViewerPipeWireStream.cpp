@@ -63,23 +63,27 @@ void ViewerPipeWireStream::askForStillPicture() {
     }
     const auto take = [this, weak = weak_from_this(), thread = thread_, still = still_] {
         const std::optional<ViewerStillPicture> picture = ViewerStillPicture::take(still);
-        if (picture) {
-            // A thread that has ended delivers nothing more.
-            (void)thread->post([this, weak, picture](ViewerPipeWireConnection&) {
-                if (const auto self = weak.lock()) {
-                    deliverStill(*picture);
-                }
-            });
-        }
+        // A thread that has ended delivers nothing more.
+        (void)thread->post([this, weak, picture](ViewerPipeWireConnection&) {
+            if (const auto self = weak.lock()) {
+                takeStill(picture);
+            }
+        });
     };
     // Without a thread there is no picture, as without a still one.
     (void)startDetachedThread("still-picture", take);
 }
 
-void ViewerPipeWireStream::deliverStill(const ViewerStillPicture& picture) {
+void ViewerPipeWireStream::takeStill(const std::optional<ViewerStillPicture>& picture) {
     // What the stream itself has delivered since is newer.
-    if (capture_ && !capture_->hasShown() && !isStopRequested()) {
-        deliver(picture.pixels());
+    if (!capture_ || capture_->hasShown() || isStopRequested()) {
+        return;
+    }
+    if (picture) {
+        deliver(picture->pixels());
+    } else {
+        // The output may just have been another, or the compositor busy.
+        capture_->listenOn();
     }
 }
 

@@ -35,7 +35,7 @@ class ViewerPipeWireStream final : public ViewerLinuxStream {
     /// These run on the connection's thread.
     void connect(ViewerPipeWireConnection& connection);
     void askForStillPicture();
-    void deliverStill(const ViewerStillPicture& picture);
+    void takeStill(const std::optional<ViewerStillPicture>& picture);
 
     const std::shared_ptr<ViewerPipeWireThread> thread_;
     const ViewerGrantedStream stream_;

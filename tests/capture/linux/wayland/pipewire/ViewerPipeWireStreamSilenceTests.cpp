@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <semaphore>
 
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
@@ -77,18 +78,39 @@ TEST(ViewerPipeWireStreamSilence, AfterACopyTheNodesOwnPicturesAreShown) {
 
 TEST(ViewerPipeWireStreamSilence, ARefusedCopyDeliversNothing) {
     Cast cast;
-    const auto isAsked = std::make_shared<std::promise<void>>();
+    const auto isAsked = std::make_shared<std::counting_semaphore<>>(0);
 
     CapturedNode& node = cast.capture([isAsked](const auto& receive) {
         (void)handCopy(receive, red);
-        isAsked->set_value();
+        isAsked->release();
         return false;
     });
 
-    isAsked->get_future().wait();
+    isAsked->acquire();
     EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(200)));
     EXPECT_EQ(node.recorder().frames(), 0U);
     EXPECT_EQ(node.recorder().stops(), 0U);
+}
+
+TEST(ViewerPipeWireStreamSilence, ARefusedCopyIsAskedForAgainWhileTheNodeIsSilent) {
+    Cast cast;
+
+    CapturedNode& node = cast.capture(
+        [asked = cast.asked](const auto& receive) { return *asked > 2 && handCopy(receive, red); });
+
+    EXPECT_TRUE(node.recorder().waitForPicture(isAll(red)));
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(1500)));
+    EXPECT_EQ(*cast.asked, 3);
+}
+
+TEST(ViewerPipeWireStreamSilence, ARefusedCopyIsNotAskedForAgainOnceTheNodeShowsSomething) {
+    Cast cast;
+    CapturedNode& node = cast.capture([](const auto&) { return false; });
+    ASSERT_TRUE(node.receivesNext(cast.screen, blue));
+    const int asked = *cast.asked;
+
+    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(1500)));
+    EXPECT_LE(*cast.asked, asked + 1);
 }
 
 TEST(ViewerPipeWireStreamSilence, ANodeThatShowsSomethingIsNotCopied) {
