@@ -1,6 +1,5 @@
 """scripts/run gives the host what it needs, and takes it away again."""
 import ctypes
-import itertools
 import os
 import pathlib
 import select
@@ -48,7 +47,7 @@ class Run(unittest.TestCase):
         self.addCleanup(self.expect_nothing_left)
         self.root = pathlib.Path(folder.name)
         self.install("build/release/bin/VelmoraViewerHost", HOST)
-        self.install("scripts/packages", "#!/bin/sh\necho packages\n")
+        self.install("scripts/packages", "#!/bin/sh\necho packages $*\n")
         shutil.copy(SCRIPT, self.root / "scripts")
         for name in ("cmake", "xauth", "xsetroot", "mcookie"):
             self.install(f"bin/{name}", NOTHING)
@@ -111,8 +110,13 @@ class Run(unittest.TestCase):
 
     @staticmethod
     def lines_up_to_the_build(run):
-        """What is told before anything is installed or built, as one text."""
-        return "".join(itertools.takewhile(lambda line: line != "packages\n", run.stdout))
+        """What is told before anything is built, as one text."""
+        told = ""
+        for line in run.stdout:
+            told += line
+            if line.startswith("packages"):
+                break
+        return told
 
     def expect_host_alone(self, run):
         self.assertFalse((self.root / "started").exists())
@@ -180,6 +184,7 @@ class Run(unittest.TestCase):
         self.assertIn("WAYLAND_DISPLAY=wayland-1", told)
         self.assertIn("asks you first", told)
         self.assertNotIn("virtual", told)
+        self.assertIn("packages build wayland\n", told)
         self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host   argument")
         self.expect_host_alone(run)
 
@@ -188,6 +193,7 @@ class Run(unittest.TestCase):
         told = self.lines_up_to_the_build(run)
         self.assertIn("DISPLAY=:5", told)
         self.assertNotIn("WAYLAND_DISPLAY", told)
+        self.assertIn("packages build\n", told)
         self.assertEqual(self.lines_up_to_the_hosts(run)[-1], "host :5")
         self.expect_host_alone(run)
 
