@@ -28,13 +28,14 @@ namespace {
 
 /// What the host must reach: a frame's cost as a multiple of its own on X11, and of GStreamer's;
 /// shares of a core in percent; the first frame as a multiple of the least that has a first buffer,
-/// and milliseconds beside; memory of its own in megabytes.
+/// and milliseconds beside; memory of its own in megabytes, and the buffers that it asks for.
 constexpr double mostOfX11 = 1.1;
 constexpr double mostOfGStreamer = 0.35;
 constexpr double mostStillPercent = 0.05;
 constexpr double mostFirstFrameRatio = 1.2;
 constexpr double firstFrameBeside = 5;
 constexpr double mostMegabytes = 16;
+constexpr int mostBuffers = 4;
 
 struct Memory final {
     static Memory of(pid_t process);
@@ -56,6 +57,16 @@ Memory Memory::of(pid_t process) {
         (line.starts_with("RssShmem") ? memory.shared : memory.own) += megabytes;
     }
     return memory;
+}
+
+bool report(const Memory& memory, const DesktopOutput& screen) {
+    constexpr double bytesAPixel = 4;
+    const double buffers = mostBuffers * bytesAPixel * screen.width * screen.height / 1e6;
+    std::printf(
+        "memory at %d x %d: %.1f MB of its own, must %.0f; %.1f MB shared with PipeWire, must "
+        "%.1f\n",
+        screen.width, screen.height, memory.own, mostMegabytes, memory.shared, buffers);
+    return memory.own <= mostMegabytes && memory.shared <= buffers;
 }
 
 class WaylandBench final {
@@ -137,10 +148,8 @@ class WaylandBench final {
         return median(comparison.host) <= most;
     }
 
-    bool reportMemory() const {
-        std::printf("memory: %.1f MB of its own, must %.0f; %.1f MB shared with PipeWire\n",
-                    median(own_), mostMegabytes, median(shared_));
-        return median(own_) <= mostMegabytes;
+    bool reportMemory(const DesktopOutput& screen) const {
+        return report({median(own_), median(shared_)}, screen);
     }
 
   private:
@@ -174,6 +183,13 @@ class WaylandBench final {
     std::vector<double> shared_;
 };
 
+DesktopOutput screen(int width, int height) {
+    DesktopOutput output;
+    output.width = width;
+    output.height = height;
+    return output;
+}
+
 /// True when the host reached everything that it must. Only sway tells what of a screen changed, so
 /// only there a part that moves is compared with the same on X11.
 bool compareAll(Surroundings surroundings, std::size_t rounds, bool isDamageTold) {
@@ -188,14 +204,20 @@ bool compareAll(Surroundings surroundings, std::size_t rounds, bool isDamageTold
                 isReached;
     isReached = bench.checkStill() && isReached;
     isReached = bench.compareFirstFrame(isDamageTold ? ninth : pixel) && isReached;
-    return bench.reportMemory() && isReached;
+    return bench.reportMemory(screen(Surroundings::width, Surroundings::height)) && isReached;
 }
 
-DesktopOutput screen() {
-    DesktopOutput output;
-    output.width = Surroundings::width;
-    output.height = Surroundings::height;
-    return output;
+/// Whether the memory at this size, too, is what it must be.
+bool checkMemoryAt(const DesktopOutput& size, const std::string& hostProgram) {
+    constexpr ViewerRectangle part{0, 0, 640, 360};
+    SwayDesktop sway({size});
+    Surroundings surroundings(sway.session(), sway.painter(0), hostProgram);
+    surroundings.enterDesktop();
+    surroundings.move(part);
+    const HostCapture host = surroundings.startHost();
+    host.begin();
+    std::this_thread::sleep_for(CaptureRun::warmUp);
+    return report(Memory::of(host.process().id()), size);
 }
 
 }  // namespace
@@ -212,13 +234,19 @@ int main(int count, char** arguments) {
     const std::size_t rounds = std::stoul(arguments[2]);
     std::cout << desktop << std::endl;
     bench::printLoadAverage();
+    const auto screen = bench::screen(bench::Surroundings::width, bench::Surroundings::height);
     bool isReached = false;
     if (desktop == "sway") {
-        SwayDesktop sway({bench::screen()});
-        isReached =
-            bench::compareAll({sway.session(), sway.painter(0), arguments[1]}, rounds, true);
+        {
+            SwayDesktop sway({screen});
+            isReached =
+                bench::compareAll({sway.session(), sway.painter(0), arguments[1]}, rounds, true);
+        }
+        for (const auto& size : {bench::screen(1280, 720), bench::screen(3840, 2160)}) {
+            isReached = bench::checkMemoryAt(size, arguments[1]) && isReached;
+        }
     } else {
-        MutterDesktop mutter({bench::screen()});
+        MutterDesktop mutter({screen});
         isReached =
             bench::compareAll({mutter.session(), mutter.painter(0), arguments[1]}, rounds, false);
     }
