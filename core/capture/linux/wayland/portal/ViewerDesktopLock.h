@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/capture/linux/wayland/portal/ViewerLazyBus.h"
+#include "core/capture/linux/bus/ViewerLazyBus.h"
 #include "core/capture/linux/wayland/portal/ViewerSessionLock.h"
 
 namespace velmora {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "core/capture/linux/wayland/portal/ViewerLazyBus.h"
+#include "core/capture/linux/bus/ViewerLazyBus.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalSession.h"
 #include "core/capture/linux/wayland/portal/ViewerScreenCastPortal.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/capture/linux/wayland/portal/ViewerBusConnection.h"
+#include "core/capture/linux/bus/ViewerBusConnection.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalResponse.h"
 #include "core/runtime/ViewerOneShot.h"
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/capture/ViewerCaptureAccess.h"
+#include "core/capture/linux/bus/ViewerBusMessage.h"
 #include "core/capture/linux/wayland/ViewerScreenCastGrant.h"
-#include "core/capture/linux/wayland/portal/ViewerBusMessage.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "core/capture/linux/wayland/portal/ViewerBusConnection.h"
+#include "core/capture/linux/bus/ViewerBusConnection.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalRequest.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalResponse.h"
 

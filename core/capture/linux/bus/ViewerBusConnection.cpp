@@ -1,4 +1,4 @@
-#include "core/capture/linux/wayland/portal/ViewerBusConnection.h"
+#include "core/capture/linux/bus/ViewerBusConnection.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "core/capture/linux/wayland/portal/ViewerBusLibrary.h"
+#include "core/capture/linux/bus/ViewerBusLibrary.h"
 
 #include <dlfcn.h>
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "core/capture/linux/wayland/portal/ViewerBusLibrary.h"
+#include "core/capture/linux/bus/ViewerBusLibrary.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "core/capture/linux/wayland/portal/ViewerBusConnection.h"
+#include "core/capture/linux/bus/ViewerBusConnection.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

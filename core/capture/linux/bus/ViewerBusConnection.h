@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "core/capture/linux/wayland/portal/ViewerBusMessage.h"
+#include "core/capture/linux/bus/ViewerBusMessage.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerTask.h"

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "core/capture/linux/wayland/portal/ViewerBusConnection.h"
+#include "core/capture/linux/bus/ViewerBusConnection.h"
 
 namespace velmora {
 
