@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -23,7 +24,6 @@ namespace velmora {
 namespace {
 
 constexpr std::chrono::seconds patience{30};
-constexpr const char* authorityCookie = "0123456789abcdef";
 
 /// The user's own authority is of no use with our servers. The library that looks for it writes
 /// the place it guesses into a buffer that all threads share; told where to look, it does not.
@@ -107,7 +107,7 @@ void XServer::writeAuthority() {
     put("");
     put("");
     put(XClient::authorityName());
-    put(authorityCookie);
+    put(cookie_);
     viewerCheck(file.good(), "an X server's authority file cannot be written");
 }
 
@@ -218,6 +218,13 @@ void XServer::restart() {
     }
 }
 
+void XServer::restartForAnother() {
+    viewerCheck(options_.isAuthorityRequired, "only a server that has a cookie can have another");
+    std::ranges::reverse(cookie_);
+    writeAuthority();
+    restart();
+}
+
 void XServer::freeze() {
     siginfo_t information{};
     viewerCheck(::kill(process_, SIGSTOP) == 0 &&
@@ -298,8 +305,7 @@ void XServer::setEDID(const std::string& output, const std::vector<std::uint8_t>
 }
 
 std::unique_ptr<XClient> XServer::connect() const {
-    return std::make_unique<XClient>(displayName_,
-                                     options_.isAuthorityRequired ? authorityCookie : "");
+    return std::make_unique<XClient>(displayName_, options_.isAuthorityRequired ? cookie_ : "");
 }
 
 }  // namespace velmora

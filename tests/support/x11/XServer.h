@@ -50,6 +50,9 @@ class XServer final {
     void kill();
     /// Starts the server again, under the same display name, after `kill()`.
     void restart();
+    /// The same as another person's server: with another cookie, which is in `authorityFile()` from
+    /// then on.
+    void restartForAnother();
     /// Stops the server's process from running until `thaw()`; returns when it has stopped.
     void freeze();
     void thaw();
@@ -83,6 +86,7 @@ class XServer final {
     const Options options_;
     std::string folder_;
     std::string authorityFile_;
+    std::string cookie_ = "0123456789abcdef";
     std::string displayName_;
     int number_ = -1;
     pid_t process_ = 0;

@@ -40,6 +40,10 @@ ViewerX11Connector::ViewerX11Connector(std::string displayName)
 
 ViewerX11Connector::~ViewerX11Connector() = default;
 
+const std::string& ViewerX11Connector::displayName() const {
+    return line_->displayName;
+}
+
 ViewerX11Connector::RequestId ViewerX11Connector::connect(Completion completion) {
     RequestId id = 0;
     bool isAccepted = false;

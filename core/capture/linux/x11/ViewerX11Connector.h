@@ -29,6 +29,8 @@ class ViewerX11Connector final {
     ViewerX11Connector(const ViewerX11Connector&) = delete;
     ViewerX11Connector& operator=(const ViewerX11Connector&) = delete;
 
+    const std::string& displayName() const;
+
     /// Asks for a connection of its own. `completion` runs exactly once unless the request is
     /// withdrawn, on the connector's thread, where it must not block; or, with null and before this
     /// returns, when there is no display, no thread, or the line is full.

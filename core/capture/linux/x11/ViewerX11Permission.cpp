@@ -109,12 +109,6 @@ bool hasListener(const std::string& displayName) {
     return isTaken;
 }
 
-/// xcb does not tell a server that refuses from one that is not there.
-ViewerCaptureAccess accessWithoutConnection(const std::string& displayName) {
-    return hasListener(displayName) ? ViewerCaptureAccess::sessionRefuses
-                                    : ViewerCaptureAccess::noAnswer;
-}
-
 }  // namespace
 
 ViewerCaptureAccess ViewerX11Permission::accessTo(ViewerX11Connection& connection) {
@@ -134,6 +128,11 @@ ViewerCaptureAccess ViewerX11Permission::accessTo(ViewerX11Connection& connectio
     }
     return connection.isDead() ? ViewerCaptureAccess::noAnswer
                                : ViewerCaptureAccess::sessionRefuses;
+}
+
+ViewerCaptureAccess ViewerX11Permission::accessWithoutConnection(const std::string& displayName) {
+    return hasListener(displayName) ? ViewerCaptureAccess::sessionRefuses
+                                    : ViewerCaptureAccess::noAnswer;
 }
 
 void ViewerX11Permission::look(std::string displayName,

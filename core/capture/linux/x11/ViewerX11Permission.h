@@ -19,6 +19,11 @@ namespace ViewerX11Permission {
 /// replies of the connection meanwhile.
 ViewerCaptureAccess accessTo(ViewerX11Connection& connection);
 
+/// Judges a display that a connection was just tried to in vain, for xcb does not tell a server
+/// that refuses from one that is not there: `sessionRefuses` where a process of this machine
+/// listens as that display, else `noAnswer`. Does not block.
+ViewerCaptureAccess accessWithoutConnection(const std::string& displayName);
+
 /// Connects to the named display and judges it, on a thread of its own. `completion` runs once: on
 /// that thread, or before this returns when there is no name or the system has no thread left; with
 /// a server that does not answer, never. Whoever waits sets the limit.

@@ -11,6 +11,7 @@
 #include <optional>
 #include <utility>
 
+#include "core/capture/ViewerCaptureAccess.h"
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
@@ -27,34 +28,71 @@ using Connection = std::shared_ptr<ViewerX11Connection>;
 using Duration = ViewerContinuousClock::Duration;
 using Instant = ViewerContinuousClock::Instant;
 
-/// Whether the screen may be read; nothing when the server does not say so within `limit`, or no
-/// thread is left to ask it.
-ViewerTask<std::optional<bool>> canRead(Clock clock, Duration limit, Connection connection) {
-    const auto call = [&](ViewerBoundedCall<bool>::Completion completion) {
-        (void)startDetachedThread("x11-session", [completion, connection] {
-            completion(ViewerX11Permission::accessTo(*connection) == ViewerCaptureAccess::granted);
-        });
+/// What a try to reach the server came to.
+struct Try final {
+    enum class Outcome {
+        /// Nobody is there.
+        absent,
+        /// The server does not say.
+        silent,
+        /// It does not let this process in, or not read its screen.
+        refused,
+        letIn,
     };
-    co_return co_await ViewerBoundedCall<bool>::answer(clock, limit, call);
+
+    Outcome outcome = Outcome::silent;
+    /// Set where it was let in.
+    Connection connection = nullptr;
+};
+
+Try::Outcome outcomeOf(ViewerCaptureAccess access) {
+    switch (access) {
+        case ViewerCaptureAccess::granted:
+            return Try::Outcome::letIn;
+        case ViewerCaptureAccess::noAnswer:
+            return Try::Outcome::absent;
+        default:
+            return Try::Outcome::refused;
+    }
 }
 
-/// A connection that may read the screen, null when there is none to be had, or nothing when the
-/// server does not answer.
-ViewerTask<std::optional<Connection>> tryServer(Clock clock, Connector connector) {
+/// What may be done with the screen; nothing when the server does not say so within `limit`, or no
+/// thread is left to ask it.
+ViewerTask<std::optional<ViewerCaptureAccess>> accessTo(Clock clock, Duration limit,
+                                                        Connection connection) {
+    const auto call = [&](ViewerBoundedCall<ViewerCaptureAccess>::Completion completion) {
+        (void)startDetachedThread("x11-session", [completion, connection] {
+            completion(ViewerX11Permission::accessTo(*connection));
+        });
+    };
+    co_return co_await ViewerBoundedCall<ViewerCaptureAccess>::answer(clock, limit, call);
+}
+
+ViewerTask<Try> tryServer(Clock clock, Connector connector) {
+    Try result;
     const Instant deadline = clock->now() + ViewerScreenCapture::answerLimit;
     const std::optional<Connection> connection =
         co_await ViewerX11Connector::connectWithin(connector, clock, deadline - clock->now());
-    if (!connection || !*connection) {
-        co_return connection;
+    if (!connection) {
+        co_return result;
     }
-    const std::optional<bool> isLetIn =
-        co_await canRead(clock, deadline - clock->now(), *connection);
-    if (!isLetIn) {
+    if (!*connection) {
+        result.outcome =
+            outcomeOf(ViewerX11Permission::accessWithoutConnection(connector->displayName()));
+        co_return result;
+    }
+    const std::optional<ViewerCaptureAccess> access =
+        co_await accessTo(clock, deadline - clock->now(), *connection);
+    if (!access) {
         // The thread that is stuck in the connection goes on with an error.
         (*connection)->abort();
-        co_return std::nullopt;
+        co_return result;
     }
-    co_return *isLetIn ? *connection : nullptr;
+    result.outcome = outcomeOf(*access);
+    if (result.outcome == Try::Outcome::letIn) {
+        result.connection = *connection;
+    }
+    co_return result;
 }
 
 /// Waits until the connection has ended, cannot be watched, or the task is cancelled. The server
@@ -84,24 +122,46 @@ ViewerTask<void> awaitEnd(Connection connection) {
     }
 }
 
+/// Judges from what the tries came to whether the session has ended.
+class Judgement final {
+  public:
+    explicit Judgement(Clock clock) : clock_(std::move(clock)) {}
+
+    void take(Try::Outcome outcome) {
+        using Outcome = Try::Outcome;
+        refusals_ = outcome == Outcome::refused ? refusals_ + 1 : 0;
+        if (outcome == Outcome::silent) {
+            goneSince_.reset();
+        } else if (outcome == Outcome::letIn || !goneSince_) {
+            // Let in, it is taken note of once the connection has ended.
+            goneSince_ = clock_->now();
+        }
+    }
+    bool isEnd() const {
+        return refusals_ >= ViewerX11SessionWatch::refusalsThatCount ||
+               (goneSince_ && clock_->now() - *goneSince_ >= ViewerX11SessionWatch::patience);
+    }
+
+  private:
+    const Clock clock_;
+    std::optional<Instant> goneSince_;
+    int refusals_ = 0;
+};
+
 ViewerTask<void> watch(Clock clock, Connector connector, std::function<void()> ended) {
-    std::optional<Instant> goneSince;
+    Judgement judgement(clock);
     bool isWatching = true;
     while (isWatching) {
-        std::optional<Connection> server = co_await tryServer(clock, connector);
-        if (!server) {
-            goneSince.reset();
-        } else if (*server) {
-            co_await awaitEnd(std::exchange(*server, nullptr));
-            goneSince = clock->now();
-        } else if (!goneSince) {
-            goneSince = clock->now();
+        Try attempt = co_await tryServer(clock, connector);
+        if (attempt.connection) {
+            co_await awaitEnd(std::exchange(attempt.connection, nullptr));
         }
         const auto task = co_await boost::asio::this_coro::cancellation_state;
         if (isCancelled(task)) {
             co_return;
         }
-        if (goneSince && clock->now() - *goneSince >= ViewerX11SessionWatch::patience) {
+        judgement.take(attempt.outcome);
+        if (judgement.isEnd()) {
             ended();
             co_return;
         }

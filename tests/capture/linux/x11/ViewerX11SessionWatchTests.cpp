@@ -84,6 +84,13 @@ class ViewerX11SessionWatchTest : public testing::Test {
         EXPECT_EQ(ends_, 1);
     }
 
+    void expectTheEndAfterTwoRefusals() {
+        pass(ViewerX11SessionWatch::interval);
+        EXPECT_EQ(ends_, 0);
+        pass(ViewerX11SessionWatch::interval);
+        EXPECT_EQ(ends_, 1);
+    }
+
     XServer server_;
     const std::size_t threadsBefore_;
     /// Whether a thread is stuck in the server.
@@ -153,34 +160,70 @@ TEST_F(ViewerX11SessionWatchTest, AMinuteThatTheMachineSleptIsOneUnlessTheServer
     EXPECT_EQ(ends_, 1);
 }
 
-TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatDoesNotLetThisProcessInIsGone) {
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatCameBackForAnotherPersonIsTheEnd) {
+    const std::string cookie = server_.authorityFile() + "-of-the-session";
+    std::filesystem::copy_file(server_.authorityFile(), cookie);
+    XAuthority::use(cookie);
     watch();
+    EXPECT_TRUE(isConnected());
     server_.kill();
     settle();
-    server_.restart();
-    XAuthority::use("/dev/null");
-    expectTheEndAfterAMinute();
+    server_.restartForAnother();
+    expectTheEndAfterTwoRefusals();
 }
 
-TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerWhoseScreenMayNotBeReadIsGone) {
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatCameBackWithAScreenNotToBeReadIsTheEnd) {
     watch();
     server_.kill();
     settle();
     server_.restart();
     XAuthority::use(XAuthority::makeUntrusted(server_));
-    expectTheEndAfterAMinute();
+    expectTheEndAfterTwoRefusals();
 }
 
-TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatLetsThisProcessInAgainIsThere) {
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatRefusesLongAfterItWentIsTheEnd) {
+    watch();
+    server_.kill();
+    pass(50s);
+    server_.restart();
+    XAuthority::use("/dev/null");
+    expectTheEndAfterTwoRefusals();
+}
+
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatIsAnothersBeforeTheFirstConnectionIsTheEnd) {
+    XAuthority::use("/dev/null");
+    watch();
+    EXPECT_EQ(ends_, 0);
+    pass(ViewerX11SessionWatch::interval);
+    EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, ARefusalAloneIsNoEnd) {
+    watch();
+    for (int i = 0; i < 3; ++i) {
+        server_.kill();
+        settle();
+        server_.restart();
+        XAuthority::use("/dev/null");
+        pass(ViewerX11SessionWatch::interval);
+        XAuthority::use(server_.authorityFile());
+        pass(ViewerX11SessionWatch::interval);
+        EXPECT_TRUE(isConnected());
+    }
+    EXPECT_EQ(ends_, 0);
+}
+
+TEST_F(ViewerX11SessionWatchOnAGuardedServer, RefusalsWithAnAbsenceBetweenAreNoEnd) {
     watch();
     server_.kill();
     settle();
-    server_.restart();
     XAuthority::use("/dev/null");
-    pass(59s);
-    XAuthority::use(server_.authorityFile());
-    pass(100s);
-    EXPECT_TRUE(isConnected());
+    for (int i = 0; i < 3; ++i) {
+        server_.restart();
+        pass(ViewerX11SessionWatch::interval);
+        server_.kill();
+        pass(ViewerX11SessionWatch::interval);
+    }
     EXPECT_EQ(ends_, 0);
 }
 
