@@ -46,10 +46,11 @@ struct ViewerLinuxScreenCapture::Look final {
 
 ViewerLinuxScreenCapture::ViewerLinuxScreenCapture(ViewerLinuxSession session,
                                                    std::shared_ptr<ViewerScreenCapture> x11,
-                                                   MakeWayland makeWayland)
+                                                   MakeWayland makeWayland, WatchLogin watchLogin)
     : session_(std::move(session)),
       x11_(std::move(x11)),
       makeWayland_(std::move(makeWayland)),
+      watchLogin_(std::move(watchLogin)),
       settlement_(std::make_shared<Settlement>()) {}
 
 ViewerLinuxScreenCapture::~ViewerLinuxScreenCapture() = default;
@@ -163,7 +164,14 @@ std::shared_ptr<ViewerDisplayStream> ViewerLinuxScreenCapture::makeStream(
 }
 
 void ViewerLinuxScreenCapture::watchSession(std::function<void()> ended) {
-    chosen().watchSession(std::move(ended));
+    // Both may tell; the first is heard.
+    const auto tell = [first = std::make_shared<std::function<void()>>(std::move(ended))] {
+        if (const auto unheard = std::exchange(*first, nullptr)) {
+            unheard();
+        }
+    };
+    loginWatch_ = watchLogin_(tell);
+    chosen().watchSession(tell);
 }
 
 std::vector<std::string> ViewerLinuxScreenCapture::sessionVariables() {

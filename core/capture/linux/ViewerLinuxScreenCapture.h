@@ -19,9 +19,13 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     /// Makes the capture of the screens of the compositor whose socket is at that path.
     using MakeWayland = std::function<std::shared_ptr<ViewerScreenCapture>(std::string compositor)>;
 
+    /// Tells the end of the session that the person has logged in to, for as long as what it
+    /// returns lives.
+    using WatchLogin = std::function<std::shared_ptr<void>(std::function<void()> ended)>;
+
     /// `x11` answers a look on any thread.
     ViewerLinuxScreenCapture(ViewerLinuxSession session, std::shared_ptr<ViewerScreenCapture> x11,
-                             MakeWayland makeWayland);
+                             MakeWayland makeWayland, WatchLogin watchLogin);
     ~ViewerLinuxScreenCapture() override;
     ViewerLinuxScreenCapture(const ViewerLinuxScreenCapture&) = delete;
     ViewerLinuxScreenCapture& operator=(const ViewerLinuxScreenCapture&) = delete;
@@ -37,6 +41,7 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
+    /// Over with the person's login too, though the screens be still there.
     void watchSession(std::function<void()> ended) override;
     /// Makes sure that a window comes up in the session that was settled on, be it nested in
     /// another or found without the help of the environment.
@@ -57,9 +62,11 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     const std::shared_ptr<ViewerScreenCapture> x11_;
     /// Nothing after a request was withdrawn.
     MakeWayland makeWayland_;
+    const WatchLogin watchLogin_;
     const std::shared_ptr<Settlement> settlement_;
     /// Made when it is first needed.
     std::shared_ptr<ViewerScreenCapture> wayland_;
+    std::shared_ptr<void> loginWatch_;
     /// Whether a request of this object waits for its answer, which comes on any thread.
     const std::shared_ptr<std::atomic<bool>> isAsking_ = std::make_shared<std::atomic<bool>>(false);
 };

@@ -6,6 +6,7 @@
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/ViewerLinuxScreenCapture.h"
 #include "core/capture/linux/ViewerLinuxSession.h"
+#include "core/capture/linux/login/ViewerLoginSessionWatch.h"
 #include "core/capture/linux/wayland/ViewerWaylandScreenCapture.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireRemote.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalScreenCastFactory.h"
@@ -25,8 +26,11 @@ std::shared_ptr<ViewerScreenCapture> makeScreenCapture(
         return ViewerWaylandScreenCapture::onSocket(
             mainExecutor, clock, compositor, makePortalScreenCast(mainExecutor, clock), makeRemote);
     };
+    const auto watchLogin = [mainExecutor, clock](std::function<void()> ended) {
+        return std::make_shared<ViewerLoginSessionWatch>(mainExecutor, clock, std::move(ended));
+    };
     return std::make_shared<ViewerLinuxScreenCapture>(std::move(session), std::move(x11),
-                                                      makeWayland);
+                                                      makeWayland, watchLogin);
 }
 
 }  // namespace velmora

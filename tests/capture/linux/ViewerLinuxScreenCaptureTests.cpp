@@ -5,10 +5,12 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/capture/linux/AnsweringCompositor.h"
@@ -33,9 +35,14 @@ class ViewerLinuxScreenCaptureTest : public testing::Test {
 
     std::shared_ptr<ViewerLinuxScreenCapture> captureOf(const ViewerLinuxSession& session) {
         return std::make_shared<ViewerLinuxScreenCapture>(
-            session, x11_, [this](const std::string& compositor) {
+            session, x11_,
+            [this](const std::string& compositor) {
                 waylandCalls_->push_back("make " + compositor);
                 return wayland_;
+            },
+            [this](std::function<void()> ended) {
+                loginEnded_ = std::move(ended);
+                return std::make_shared<int>();
             });
     }
     /// What a look finds; nothing when it finds nothing in time.
@@ -52,7 +59,23 @@ class ViewerLinuxScreenCaptureTest : public testing::Test {
     const std::shared_ptr<FakeScreenCapture> x11_ = std::make_shared<FakeScreenCapture>(x11Calls_);
     std::shared_ptr<FakeScreenCapture> wayland_ =
         std::make_shared<FakeScreenCapture>(waylandCalls_);
+    /// Tells that the person has logged out; set while that is watched.
+    std::function<void()> loginEnded_;
 };
+
+TEST_F(ViewerLinuxScreenCaptureTest, TheEndOfTheScreensOrOfTheLoginIsToldOnceWhicheverIsFirst) {
+    for (const bool isLoginFirst : {true, false}) {
+        const auto capture = captureOf({.type = "x11", .x11Display = ":7"});
+        ASSERT_EQ(seen(*capture), Access::granted);
+        int ends = 0;
+        capture->watchSession([&] { ++ends; });
+        EXPECT_EQ(ends, 0);
+        isLoginFirst ? loginEnded_() : x11_->endSession();
+        EXPECT_EQ(ends, 1);
+        isLoginFirst ? x11_->endSession() : loginEnded_();
+        EXPECT_EQ(ends, 1);
+    }
+}
 
 TEST_F(ViewerLinuxScreenCaptureTest, AnX11SessionIsX11sAlsoBesideANestedCompositor) {
     const AnsweringCompositor nested;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/capture/ViewerScreenCapture.h"
+#include "core/capture/linux/login/ViewerLoginSession.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -24,11 +25,7 @@ constexpr std::array<ScreenSaver, 2> screenSavers{{
     {"org.gnome.ScreenSaver", "/org/gnome/ScreenSaver"},
     {"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver"},
 }};
-constexpr const char* loginManager = "org.freedesktop.login1";
-constexpr const char* loginManagerObject = "/org/freedesktop/login1";
-constexpr const char* loginManagerInterface = "org.freedesktop.login1.Manager";
-constexpr const char* loginSessionInterface = "org.freedesktop.login1.Session";
-constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
+constexpr const char* lockedHint = "LockedHint";
 constexpr Limit callLimit = ViewerScreenCapture::answerLimit;
 
 /// Nothing where there is no connection any more.
@@ -160,13 +157,8 @@ ViewerTask<std::optional<ViewerSessionLock::State>> ViewerDesktopLock::askLoginM
     if (session.empty()) {
         co_return std::nullopt;
     }
-    ViewerBusMessage call =
-        makeCall(*bus, loginManager, session.c_str(), propertiesInterface, "Get");
-    if (call) {
-        (void)ViewerBusLibrary::loaded().append(call.get(), "ss", loginSessionInterface,
-                                                "LockedHint");
-    }
-    const Reply reply = co_await bus->call(std::move(call), callLimit);
+    const std::string name = lockedHint;
+    const Reply reply = co_await ViewerLoginSession::property(bus, session, name);
     co_return stateOf(reply, "v");
 }
 
@@ -174,20 +166,11 @@ ViewerTask<std::string> ViewerDesktopLock::loginSession(Bus bus) {
     if (!loginSession_.empty()) {
         co_return loginSession_;
     }
-    ViewerBusMessage call =
-        makeCall(*bus, loginManager, loginManagerObject, loginManagerInterface, "GetSession");
-    if (call) {
-        // The caller's own session, or its user's on the screen where the caller belongs to none.
-        (void)ViewerBusLibrary::loaded().append(call.get(), "s", "auto");
-    }
-    const Reply reply = co_await bus->call(std::move(call), callLimit);
-    const char* object = nullptr;
-    if (reply.kind == Reply::Kind::answered && !hasEnded_ && loginSession_.empty() &&
-        ViewerBusLibrary::loaded().read(reply.message.get(), "o", &object) > 0) {
+    const Reply reply = co_await ViewerLoginSession::find(bus);
+    const std::string object = ViewerLoginSession::objectIn(reply);
+    if (!object.empty() && !hasEnded_ && loginSession_.empty()) {
         loginSession_ = object;
-        subscribe(bus,
-                  signalRule(loginManager, propertiesInterface, "PropertiesChanged") + ",path='" +
-                      loginSession_ + "'",
+        subscribe(bus, ViewerLoginSession::changesOf(loginSession_),
                   [this](sd_bus_message* signal) { loginSessionHasChanged(signal); });
     }
     co_return loginSession_;
@@ -197,7 +180,7 @@ void ViewerDesktopLock::loginSessionHasChanged(sd_bus_message* signal) {
     const ViewerBusLibrary& library = ViewerBusLibrary::loaded();
     const char* interface = nullptr;
     if (library.read(signal, "s", &interface) <= 0 ||
-        std::string_view(interface) != loginSessionInterface ||
+        std::string_view(interface) != ViewerLoginSession::sessionInterface ||
         library.enterContainer(signal, SD_BUS_TYPE_ARRAY, "{sv}") < 0) {
         return;
     }
@@ -207,8 +190,7 @@ void ViewerDesktopLock::loginSessionHasChanged(sd_bus_message* signal) {
         if (library.read(signal, "s", &name) <= 0) {
             return;
         }
-        if (std::string_view(name) == "LockedHint" &&
-            library.read(signal, "v", "b", &isLocked) > 0) {
+        if (std::string_view(name) == lockedHint && library.read(signal, "v", "b", &isLocked) > 0) {
             tell(isLocked != 0);
             return;
         }
