@@ -25,7 +25,8 @@ ViewerBusMessage makeCall(const Bus& bus, const char* object, const char* interf
 }
 
 std::string signalRule(const char* interface) {
-    return std::string("type='signal',sender='") + ViewerLoginSession::service + "',interface='" + interface + "'";
+    return std::string("type='signal',sender='") + ViewerLoginSession::service + "',interface='" +
+           interface + "'";
 }
 
 }  // namespace
