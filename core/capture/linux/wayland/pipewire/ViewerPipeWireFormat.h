@@ -22,8 +22,6 @@ struct ViewerPipeWireFormat final {
     /// size below its monitor's for granted and write past its buffer (mutter 48).
     static constexpr std::uint32_t maximumSide = 16'384;
 
-    /// Whether pixels have to be converted before they are averaged.
-    bool isConverted() const { return pixelForm().has_value(); }
     /// The form of pixels that are not 8 bits of each colour; nothing for those that are.
     std::optional<ViewerPixelForm> pixelForm() const;
     /// The order of bytes of pixels that are.
