@@ -192,6 +192,21 @@ TEST_F(ViewerLinuxStreamTest, AStopDuringTheNoticeCompletesAfterIt) {
     EXPECT_EQ(*calls_, (Calls{"notice", "told", "stop succeeded"}));
 }
 
+TEST_F(ViewerLinuxStreamTest, AnEndDuringTheNoticeGivesNoOther) {
+    start();
+    stream_->deliver();
+    calls_->clear();
+    receiver_->whenTold = [this] {
+        if (calls_->size() == 1) {
+            stream_->end();
+        }
+    };
+
+    stream_->end();
+
+    EXPECT_EQ(*calls_, (Calls{"notice"}));
+}
+
 TEST_F(ViewerLinuxStreamTest, AStreamIsStoppedWhenTheLastCopyOfWhatWasHandedOutGoes) {
     std::shared_ptr<ViewerDisplayStream> handedOut = ViewerLinuxStream::handedOut(stream_);
     std::shared_ptr<ViewerDisplayStream> copy = handedOut;
