@@ -142,7 +142,7 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
     // Brings the two pixels of a pair together, channel by channel.
     alignas(16) static constexpr std::uint8_t zip[] = {0, 1, 8,  9,  2, 3, 10, 11,
                                                        4, 5, 12, 13, 6, 7, 14, 15};
-    auto even = hn::Set(d32, bias);
+    auto even = hn::Zero(d32);
     auto odd = hn::Zero(d32);
     for (std::size_t pair = 0; pair < pairs; ++pair) {
         std::int32_t bothWeights;
@@ -152,7 +152,8 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
         even = hn::ReorderWidenMulAccumulate(
             d32, hn::BitCast(d16, zipped), hn::BitCast(d16, hn::Set(d32, bothWeights)), even, odd);
     }
-    const auto total = hn::RearrangeToOddPlusEven(even, odd);
+    // Which lane a product went to depends on the processor; from here on each has its channel's.
+    const auto total = hn::Add(hn::RearrangeToOddPlusEven(even, odd), hn::Set(d32, bias));
     hn::StoreU(hn::DemoteTo(dPixel, hn::ShiftRightSame(total, shift)), dPixel, pixel);
 }
 

@@ -106,10 +106,12 @@ HWY_INLINE hn::Vec<D16> coefficients(std::int16_t low, std::int16_t high) {
 /// sum + the products of the halves of `pixels` with those of `factors`.
 HWY_INLINE V32 addProducts(V32 pixels, hn::Vec<D16> factors, V32 sum) {
     const D32 d32;
-    V32 odd = hn::Zero(d32);
+    const V32 none = hn::Zero(d32);
+    V32 odd = none;
     const V32 even =
-        hn::ReorderWidenMulAccumulate(d32, hn::BitCast(D16(), pixels), factors, sum, odd);
-    return hn::RearrangeToOddPlusEven(even, odd);
+        hn::ReorderWidenMulAccumulate(d32, hn::BitCast(D16(), pixels), factors, none, odd);
+    // Which lane a product went to depends on the processor; from here on each has its pixel's.
+    return hn::Add(hn::RearrangeToOddPlusEven(even, odd), sum);
 }
 
 /// Blue in the lower half of each pixel, red in the upper one.
