@@ -34,16 +34,22 @@ enter() {
             http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "${@:2}"' enter "$root" "$@"
 }
 
+# The machine's own mirror, which serves every release and processor.
+mirror() {
+    local found
+    found=$(apt-get indextargets --format '$(ORIGIN) $(LABEL) $(REPO_URI)' 'Created-By: Packages' |
+        sed -n 's/^Debian Debian //p' | sort -u | head -n 1)
+    [ -n "$found" ] || fail "apt names no mirror of Debian: apt-get update"
+    echo "$found"
+}
+
 # The smallest system of that release, and the packages that are named.
 make_root() {
-    # The machine's own mirror serves every release.
-    local release=$1 mirror
-    mirror=$(apt-get indextargets --format '$(ORIGIN) $(LABEL) $(REPO_URI)' 'Created-By: Packages' |
-        sed -n 's/^Debian Debian //p' | sort -u | head -n 1)
-    [ -n "$mirror" ] || fail "apt names no mirror of Debian: apt-get update"
+    local release=$1 source
+    source=$(mirror)
     rm -rf --one-file-system "$root"
     mkdir -p "$(dirname "$root")"
-    mmdebstrap --quiet --variant=apt "$release" "$root" "$mirror"
+    mmdebstrap --quiet --variant=apt "$release" "$root" "$source"
     # How this machine reaches the mirror.
     mkdir -p "$root/etc/ssl/certs"
     cp -rL /etc/ssl/certs/. "$root/etc/ssl/certs/"
