@@ -9,6 +9,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 #include "core/runtime/ViewerBoundedCall.h"
@@ -54,6 +55,13 @@ std::chrono::microseconds monotonicNow() {
         std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
 }
 
+/// Where the library will look for the system's bus, so that it need not be loaded to find none.
+bool isThereASystemBus() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes this process's environment.
+    const char* const address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    return address != nullptr || ::access("/run/dbus/system_bus_socket", F_OK) == 0;
+}
+
 }  // namespace
 
 struct ViewerBusConnection::PendingCall final {
@@ -69,6 +77,9 @@ struct ViewerBusConnection::Subscription final {
 
 std::shared_ptr<ViewerBusConnection> ViewerBusConnection::open(Bus bus, ViewerExecutor executor,
                                                                Clock clock) {
+    if (bus == Bus::system && !isThereASystemBus()) {
+        return nullptr;
+    }
     const ViewerBusLibrary* const library = ViewerBusLibrary::load();
     if (library == nullptr) {
         return nullptr;
