@@ -59,9 +59,11 @@ make_root() {
     echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/90machine"
 }
 
-# Into /srv/host of the system, where the ordinary user that tests become may read them.
+# Into /srv/host of the system, where the ordinary user that tests become may read them. What is built
+# there stays; a source that is gone here is gone there.
 copy_sources() {
     mkdir -p "$root/srv/host"
+    find "$root/srv/host" -mindepth 1 -maxdepth 1 ! -name build -exec rm -rf {} +
     git -c safe.directory="$PWD" ls-files -z --cached --others --exclude-standard |
         tar -c --null --ignore-failed-read -T - | tar -x -C "$root/srv/host"
 }
