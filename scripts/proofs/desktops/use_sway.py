@@ -28,7 +28,9 @@ def use_host(name):
     host = Host(lambda: share(name))
     await_(f"{name} is served in its colour", lambda: host.shows({name}))
     host.keep_pictures("shared")
-    subprocess.run(["grim", f"{PICTURES}/{name}-desktop.png"], check=True)
+    # Of this output alone: one that was switched on again may show nothing anew for good ("Page-flip
+    # failed"), and a picture of it would never come.
+    subprocess.run(["grim", "-o", CONNECTORS[name], f"{PICTURES}/{name}-desktop.png"], check=True)
     host.survives_idle_stop({name})
     # The workspace that has the focus would come along and cover the other output.
     other = next(connector for connector in CONNECTORS.values() if connector != CONNECTORS[name])
