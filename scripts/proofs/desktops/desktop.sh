@@ -103,6 +103,11 @@ start_system() {
 }
 
 start_pipewire() {
+    # Every program that connects to PipeWire 1.4 asks the portal for real-time threads. So does the
+    # portal before 1.22: when PipeWire restarts, it waits 25 seconds for an answer of its own.
+    mkdir -p "$XDG_CONFIG_HOME/pipewire/client.conf.d"
+    echo "context.properties = { module.rt = false }" \
+        >"$XDG_CONFIG_HOME/pipewire/client.conf.d/no-real-time.conf"
     start pipewire pipewire
     # Before there is a socket, a session manager leaves every stream as it is.
     await test -S "$XDG_RUNTIME_DIR/pipewire-0"

@@ -93,19 +93,36 @@ class Host:
                 {name: self._ids[name] for name in names})
 
     def shows(self, names, may_mix=False):
-        """Whether these are listed, no others, and each shows its monitor's colour. Another's colour
-        is a fault at once, unless the desktop itself may mix them for a moment."""
+        """Whether these are listed, no others, and each shows its monitor's colour in its monitor's
+        shape. Another's colour is a fault at once, unless the desktop itself may mix them for a
+        moment."""
         return self.lists(names) and all([self._shows(name, may_mix) for name in names])
 
     def _shows(self, name, may_mix):
-        frame = self.frame(name)
-        if isinstance(frame, int):
-            assert frame == 503, (name, frame)
+        frame = self._served(name)
+        if frame is None:
             return False
         seen = middle_of(frame)
         for other, colour in COLOURS.items():
             assert may_mix or other == name or not is_near(seen, colour), (name, seen)
-        return is_near(seen, COLOURS[name])
+        return is_near(seen, COLOURS[name]) and self._has_shape(frame, name)
+
+    def shows_shape(self, name):
+        """Whether the display is served in the shape that it is listed with, whatever it shows."""
+        frame = self._served(name)
+        return frame is not None and self._has_shape(frame, name)
+
+    def _served(self, name):
+        frame = self.frame(name)
+        if isinstance(frame, int):
+            assert frame == 503, (name, frame)
+            return None
+        return frame
+
+    def _has_shape(self, frame, name):
+        width, height = self.size(name)
+        # A side of the frame is rounded to a pixel.
+        return abs(frame.width * height - frame.height * width) <= max(width, height)
 
     def shows_something_else(self, names):
         """Whether these are served, and each shows more than one colour."""

@@ -13,6 +13,7 @@ gi.require_version("Gio", "2.0")
 from gi.repository import Atspi, Gio, GLib  # noqa: E402
 
 import dialogs
+import pipewire
 from host import COLOURS, PICTURES, Host, look_as_another_program, unlock_session
 from waiting import await_, found
 
@@ -106,6 +107,9 @@ def use_host(person):
     host = Host(person.share_everything)
     await_("each monitor is served in its colour", lambda: host.shows(names))
     host.keep_pictures("shared")
+    pipewire.restart()
+    await_("served after PipeWire has restarted", lambda: host.shows(names))
+    assert not person.is_asked()
     host.survives_idle_stop(names)
 
     person.lock()

@@ -17,6 +17,7 @@ from gi.repository import Gio, GLib  # noqa: E402
 from PIL import Image  # noqa: E402
 
 import dialogs
+import pipewire
 from host import COLOURS, PICTURES, Host, look_as_another_program, unlock_session
 from waiting import await_, found
 
@@ -134,6 +135,9 @@ def use_host(person):
     host = Host(person.share_everything)
     await_("each monitor is served in its colour", lambda: host.shows(names))
     host.keep_pictures("shared")
+    pipewire.restart()
+    await_("served after PipeWire has restarted", lambda: host.shows(names))
+    assert not person.is_asked()
     host.survives_idle_stop(names)
 
     person.lock()
@@ -143,10 +147,15 @@ def use_host(person):
     await_("served after the unlock", lambda: host.shows(names))
 
     first, second = COLOURS
-    for turn, size in (("rotation.left", (720, 1280)), ("rotation.none", (1280, 720)),
-                       ("scale.2", (1280, 720)), ("scale.1", (1280, 720))):
+    person.set_output(first, "rotation.left")
+    # KWin casts a virtual output that stands upright as black, to every program.
+    await_("served upright", lambda: host.lists(names) and host.size(first) == (720, 1280) and
+           host.shows_shape(first))
+    host.keep_pictures("upright")
+    for turn in ("rotation.none", "scale.2", "scale.1"):
         person.set_output(first, turn)
-        await_(f"served after {turn}", lambda: host.shows(names) and host.size(first) == size)
+        await_(f"served after {turn}",
+               lambda: host.size(first) == (1280, 720) and host.shows(names))
         host.keep_pictures(turn)
 
     person.set_output(second, "disable")
