@@ -190,7 +190,8 @@ TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatRefusesLongAfterItWentI
     expectTheEndAfterTwoRefusals();
 }
 
-TEST_F(ViewerX11SessionWatchOnAGuardedServer, AServerThatIsAnothersBeforeTheFirstConnectionIsTheEnd) {
+TEST_F(ViewerX11SessionWatchOnAGuardedServer,
+       AServerThatIsAnothersBeforeTheFirstConnectionIsTheEnd) {
     XAuthority::use("/dev/null");
     watch();
     EXPECT_EQ(ends_, 0);
