@@ -89,6 +89,21 @@ class ViewerLoginSessionWatchTest : public testing::Test {
         return static_cast<std::size_t>(
             std::count(manager_->asked.begin(), manager_->asked.end(), what));
     }
+    /// How many connections the bus has, this function's own not among them.
+    std::size_t connections() {
+        const BusPeer observer(bus_->address(), {}, nullptr);
+        sd_bus_message* reply = nullptr;
+        (void)sd_bus_call_method(observer.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "ListNames", nullptr, &reply, "");
+        std::size_t count = 0;
+        const char* name = nullptr;
+        sd_bus_message_enter_container(reply, 'a', "s");
+        while (sd_bus_message_read(reply, "s", &name) > 0) {
+            count += *name == ':' ? 1U : 0U;
+        }
+        sd_bus_message_unref(reply);
+        return count - 1;
+    }
     /// Something is announced, and looked at.
     void expectALook() {
         manager_->asked.clear();
@@ -225,8 +240,11 @@ TEST_F(ViewerLoginSessionWatchTest, AManagerThatDoesNotAnswerIsNoEndAndIsAskedAg
 }
 
 TEST_F(ViewerLoginSessionWatchTest, AProcessThatBelongsToNoSessionIsNotGivenALaterOne) {
+    settle();
+    const std::size_t before = connections();
     manager_->refusal = "org.freedesktop.login1.NoSessionForPID";
     watch();
+    EXPECT_EQ(connections(), before) << "there is nothing to listen for";
     manager_->refusal.clear();
     manager_->announceNewSession();
     manager_->endSession();
