@@ -29,6 +29,9 @@ HostLaunch WaylandHost::launch() const {
     // No machine that runs this needs to have the locale.
     launch.environment["LC_ALL"] = "en_XX.UTF-8";
     launch.environment.insert(person_.environment().begin(), person_.environment().end());
+    if (systemBus_) {
+        launch.environment["DBUS_SYSTEM_BUS_ADDRESS"] = *systemBus_;
+    }
     return launch;
 }
 

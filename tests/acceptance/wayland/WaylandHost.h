@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "app/ViewerAlertCatalogue.h"
 #include "tests/support/desktop/AccessibleSession.h"
@@ -18,6 +19,8 @@ class WaylandHost final {
     explicit WaylandHost(DesktopSession& session)
         : session_(session), person_(session.bus().address()) {}
 
+    /// Gives it a system bus, of which a desktop here has none. Before it is started.
+    void useSystemBus(std::string address) { systemBus_ = std::move(address); }
     /// Starts it and consents to its own question, with which the desktop's begins.
     void start();
     /// The same, and the line that it writes once it listens; empty when it writes none.
@@ -35,6 +38,7 @@ class WaylandHost final {
     DesktopSession& session_;
     const ViewerAlertCatalogue catalogue_{"en", ViewerAlertWording::linuxDesktop};
     AccessibleSession person_;
+    std::optional<std::string> systemBus_;
     std::unique_ptr<HostProcess> process_;
 };
 
