@@ -7,8 +7,13 @@ set_target_properties(VelmoraViewerHost PROPERTIES
     MACOSX_BUNDLE_INFO_PLIST ${CMAKE_SOURCE_DIR}/packaging/macos/Info.plist.in
     MACOSX_BUNDLE_GUI_IDENTIFIER com.quilmer.velmora.viewer-host
     MACOSX_BUNDLE_BUNDLE_NAME "Velmora Viewer Host"
+    MACOSX_BUNDLE_ICON_FILE VelmoraViewerHost.icns
     MACOSX_BUNDLE_BUNDLE_VERSION ${PROJECT_VERSION}
     MACOSX_BUNDLE_SHORT_VERSION_STRING ${PROJECT_VERSION})
+
+set(icon ${CMAKE_SOURCE_DIR}/packaging/macos/VelmoraViewerHost.icns)
+target_sources(VelmoraViewerHost PRIVATE ${icon})
+set_source_files_properties(${icon} PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
 
 add_custom_command(TARGET VelmoraViewerHost POST_BUILD
     COMMAND codesign --force --options runtime --sign ${VIEWER_SIGNING_IDENTITY}

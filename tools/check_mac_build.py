@@ -20,10 +20,12 @@ import tempfile
 
 BUNDLE = "VelmoraViewerHost.app"
 EXECUTABLE = f"bin/{BUNDLE}/Contents/MacOS/VelmoraViewerHost"
+ICON = f"bin/{BUNDLE}/Contents/Resources/VelmoraViewerHost.icns"
 # What the description must say. Versions come from the project.
 DESCRIPTION = {
     "CFBundleDevelopmentRegion": "en",
     "CFBundleExecutable": "VelmoraViewerHost",
+    "CFBundleIconFile": "VelmoraViewerHost.icns",
     "CFBundleIdentifier": "com.quilmer.velmora.viewer-host",
     "CFBundleInfoDictionaryVersion": "6.0",
     "CFBundleLocalizations": ["en", "ru"],
@@ -123,6 +125,7 @@ def installed_files(build, prefix):
     executable = build / EXECUTABLE
     executable.parent.mkdir(parents=True, exist_ok=True)
     executable.touch()
+    subprocess.run(["ninja", "-C", str(build), ICON], check=True, capture_output=True, text=True)
     subprocess.run(["cmake", "--install", str(build), "--prefix", str(prefix)], check=True,
                    capture_output=True, text=True)
     return sorted(file.relative_to(prefix).as_posix() for file in prefix.rglob("*")
@@ -130,7 +133,8 @@ def installed_files(build, prefix):
 
 
 def layout_problems(files):
-    expected = [f"{BUNDLE}/Contents/Info.plist", f"{BUNDLE}/Contents/MacOS/VelmoraViewerHost"]
+    expected = [f"{BUNDLE}/Contents/Info.plist", f"{BUNDLE}/Contents/MacOS/VelmoraViewerHost",
+                f"{BUNDLE}/Contents/Resources/VelmoraViewerHost.icns"]
     if files != expected:
         yield f"installed are {files}, not {expected}"
 

@@ -67,7 +67,8 @@ class Build(unittest.TestCase):
 
     def test_bundles_that_are_laid_out_wrong(self):
         right = ["VelmoraViewerHost.app/Contents/Info.plist",
-                 "VelmoraViewerHost.app/Contents/MacOS/VelmoraViewerHost"]
+                 "VelmoraViewerHost.app/Contents/MacOS/VelmoraViewerHost",
+                 "VelmoraViewerHost.app/Contents/Resources/VelmoraViewerHost.icns"]
         self.assertEqual(list(check_mac_build.layout_problems(right)), [])
         self.assertEqual(len(list(check_mac_build.layout_problems(right[1:]))), 1)
         self.assertEqual(len(list(check_mac_build.layout_problems(right + ["bin/x"]))), 1)
