@@ -29,4 +29,6 @@ foreach(flag -fstack-clash-protection -fcf-protection=full -mbranch-protection=s
 endforeach()
 
 # What is installed has no debug information; the build folder keeps it, for the same build id.
-install(CODE "set(CMAKE_INSTALL_DO_STRIP TRUE)")
+if(VIEWER_STRIP)
+    install(CODE "set(CMAKE_INSTALL_DO_STRIP TRUE)")
+endif()

@@ -1,13 +1,13 @@
-# What the proofs on another release of Debian share; sourced by them. Each has its system in a folder
-# of build/prove, which is $root, and ends with `take_away`.
+# What the proofs on another release of Debian share; sourced by them and by scripts/package. Each has
+# its system in a folder of build/prove, which is $root, and ends with `take_away`.
 
 name=$(basename "$0")
 root=$PWD/build/prove/$name
 fail() {
-    echo "scripts/prove $name: $1" >&2
+    echo "$name: $1" >&2
     exit 1
 }
-[ "$(id -u)" -eq 0 ] || fail "only root can enter another system: sudo scripts/prove $name"
+[ "$(id -u)" -eq 0 ] || fail "only root can enter another system"
 
 # Entered in a namespace of mounts of its own, which ends with its last process. The machine's own
 # devices stay out of it: a package that is installed may change their modes. With the variable

@@ -1,0 +1,91 @@
+# How the Debian package is built and tried, each in a system of its release; sourced, after
+# system.sh, by scripts/package and by the proofs.
+
+choose_release() {
+    release=$1
+    case "$release" in
+        debian12) codename=bookworm ;;
+        debian13) codename=trixie ;;
+        *) fail "there is no package for $release: debian12 or debian13" ;;
+    esac
+    out=$PWD/build/package/$release
+    trap take_systems_away EXIT
+}
+take_systems_away() {
+    for root in "$PWD/build/prove/package-$release"/*; do
+        take_away
+    done
+}
+step() { printf '%(%H:%M:%S)T  %s\n' -1 "$*"; }
+
+# Makes the fresh system of that name, or takes it as it was kept; $root is its folder.
+use_system() {
+    root=$PWD/build/prove/package-$release/$1
+    if [ ! -e "$root/made" ]; then
+        step "Making a Debian ${release#debian}…"
+        make_root "$codename"
+        enter apt-get update -qq
+        touch "$root/made"
+    fi
+}
+install_packages() {
+    enter env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "$@" >/dev/null 2>&1 ||
+        fail "cannot be installed: $*"
+}
+
+use_build_system() {
+    use_system build
+    step "Installing what the package is built with…"
+    install_packages --no-install-recommends dpkg-dev debhelper
+    rm -rf "$root/srv"/*
+    copy_sources
+    enter env DEBIAN_FRONTEND=noninteractive \
+        apt-get build-dep -y -qq --no-install-recommends /srv/host >/dev/null 2>&1
+}
+
+# Builds the sources in /srv/host, in that folder of the system, into the folder $out. What stands
+# behind it begins the command. Each release's package has its own version, so that an upgrade of the
+# release is one of the package.
+build_in() {
+    local log=$root/build.log
+    step "Building the package…"
+    if [ "$1" != /srv/host ]; then
+        mkdir -p "$root/$(dirname "$1")"
+        mv "$root/srv/host" "$root/$1"
+    fi
+    enter "${@:2}" bash -euc '
+        cd "$1"
+        sed -i "1s/(\(.*\)) [a-z]*;/(\1~$2) $3;/" debian/changelog
+        export DEB_BUILD_OPTIONS="${DEB_BUILD_OPTIONS:-parallel=$(nproc)}"
+        dpkg-buildpackage --build=binary --no-sign' \
+        build "$1" "deb${release#debian}" "$codename" >"$log" 2>&1 ||
+        { tail -n 40 "$log" >&2; fail "the package cannot be built"; }
+    rm -rf "$out"
+    mkdir -p "$out"
+    mv "$root/$(dirname "$1")"/velmora-viewer-host*.* "$out"
+}
+
+build_package() {
+    use_build_system
+    build_in /srv/host
+}
+
+# What Debian's checkers find is shown, and nothing may be found.
+check_package() {
+    step "Looking at the package with lintian…"
+    install_packages --no-install-recommends lintian
+    cp "$out"/* "$root/srv/"
+    enter bash -c 'lintian --tag-display-limit 0 --fail-on error,warning /srv/*.changes' ||
+        fail "the package is not as Debian's should be"
+}
+
+# The package of the release, as it was built or as it is built now.
+have_package() {
+    compgen -G "$out/velmora-viewer-host_*.deb" >/dev/null || build_package
+}
+# Puts it where the system finds it, and beside it what tries it.
+put_package() {
+    rm -rf "$root/srv/installed"
+    cp "$out"/velmora-viewer-host_*.deb "$root/srv/package.deb"
+    cp -r scripts/proofs/installed "$root/srv/installed"
+}

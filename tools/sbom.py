@@ -1,0 +1,179 @@
+#!/usr/bin/env python3
+"""Tells what of others the built programs consist of: a bill of materials in SPDX, and the notices.
+
+Usage: tools/sbom.py BUILD_FOLDER VERSION SPDX_FILE NOTICES_FILE
+
+The compiler's own record says which headers were read, so that libraries of headers alone are told
+too, and the linker says what it opened; Debian's package database says whose each file is. What is
+neither, because the programs load it while they run or because it has written sources, is named
+below. The build folder is one of ninja's, on a Debian; SOURCE_DATE_EPOCH is the document's time.
+"""
+import datetime
+import hashlib
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+SOURCES = pathlib.Path(__file__).resolve().parents[1]
+PROGRAMS = ("bin/VelmoraViewerHost", "bin/VelmoraViewerHostAlert")
+# Loaded by the running host: a file by which the package is found.
+LOADED = ("libpipewire-0.3.so.0", "libsystemd.so.0")
+# Sources are generated from its descriptions of protocols, which no compiler reads.
+GENERATED_FROM = ("/usr/share/wayland-protocols/unstable/xdg-output/xdg-output-unstable-v1.xml",)
+
+
+def output(*command, **options):
+    return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE, **options).stdout
+
+
+def read_by_compiler(build):
+    """The files that were read for any object of the build, outside of it and of the sources."""
+    files = {line.strip() for line in output("ninja", "-C", build, "-t", "deps").splitlines()
+             if line.startswith("    /")}
+    own = tuple(f"{pathlib.Path(folder).resolve()}/" for folder in (build, SOURCES))
+    return {file for file in files if not file.startswith(own)}
+
+
+def opened_by_linker(build):
+    """The files that the linker opens for each program, told by linking it once more."""
+    opened = set()
+    for program in PROGRAMS:
+        command = output("ninja", "-C", build, "-t", "commands", "-s", program)
+        with tempfile.TemporaryDirectory() as folder:
+            traced, count = re.subn(f" -o {program} ", f" -Wl,--trace -o {folder}/program ", command)
+            if count != 1:
+                raise SystemExit(f"{program} is not linked as expected: {command}")
+            lines = output("sh", "-c", traced, cwd=build).splitlines()
+        # A member of an archive is told in brackets behind its name.
+        opened.update(re.sub(r"^\((.*)\)\S*$", r"\1", line) for line in lines)
+    return {file for file in opened if file.startswith("/")}
+
+
+def loaded_by_host():
+    """The libraries that the host loads while it runs, where this system has them."""
+    cache = output("/sbin/ldconfig", "-p")
+    return {re.search(rf"^\s{re.escape(name)} .*=> (\S+)$", cache, re.MULTILINE)[1]
+            for name in LOADED}
+
+
+def packages_of(files):
+    """The Debian packages whose files these are. A file of none is an error."""
+    wanted = {}
+    for file in files:
+        real = os.path.realpath(file)
+        # The database knows /lib by its old name.
+        wanted[file] = {file, real, real.removeprefix("/usr")}
+    every = sorted(set().union(*wanted.values()))
+    told = subprocess.run(["dpkg-query", "--search", *every], text=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, check=False).stdout
+    owner = {path: packages.split(",")[0] for packages, path in
+             (line.split(": ", 1) for line in told.splitlines() if not line.startswith("diversion"))}
+    unowned = [file for file, names in wanted.items() if not names & owner.keys()]
+    if unowned:
+        raise SystemExit(f"of no package: {unowned}")
+    # The library itself, not the link to it that programs are linked by.
+    return {owner[next(name for name in sorted(names, key=lambda each: each == file)
+                       if name in owner)] for file, names in wanted.items()}
+
+
+def described(packages):
+    """Name, version, source and architecture of each package, in order of their names."""
+    fields = "${Package}\\t${Version}\\t${source:Package}\\t${source:Version}\\t${Architecture}\\n"
+    lines = output("dpkg-query", "--show", f"--showformat={fields}", *packages).splitlines()
+    return sorted(tuple(line.split("\t")) for line in lines)
+
+
+def spdx_package(package, distribution):
+    name, version, source, source_version, architecture = package
+    return {
+        "SPDXID": f"SPDXRef-{re.sub('[^A-Za-z0-9.]', '-', name)}",
+        "name": name,
+        "versionInfo": version,
+        "supplier": "Organization: Debian",
+        "sourceInfo": f"built from {source} {source_version}",
+        "downloadLocation": "NOASSERTION",
+        "filesAnalyzed": False,
+        "licenseConcluded": "NOASSERTION",
+        "licenseDeclared": "NOASSERTION",
+        "copyrightText": "NOASSERTION",
+        "externalRefs": [{
+            "referenceCategory": "PACKAGE-MANAGER",
+            "referenceType": "purl",
+            "referenceLocator": f"pkg:deb/debian/{name.replace('+', '%2B')}@"
+                                f"{version.replace('+', '%2B').replace(':', '%3A')}"
+                                f"?arch={architecture}&distro={distribution}",
+        }],
+    }
+
+
+def document(version, roles):
+    """The SPDX document; `roles` gives for each kind of relationship its packages."""
+    release = dict(line.split("=", 1) for line in
+                   pathlib.Path("/etc/os-release").read_text("utf-8").splitlines() if "=" in line)
+    distribution = release["VERSION_CODENAME"].strip('"')
+    packages = sorted(set().union(*roles.values()))
+    product = {"SPDXID": "SPDXRef-velmora-viewer-host", "name": "velmora-viewer-host",
+               "versionInfo": version, "downloadLocation": "NOASSERTION", "filesAnalyzed": False,
+               "licenseConcluded": "NOASSERTION", "licenseDeclared": "NOASSERTION",
+               "copyrightText": "NOASSERTION"}
+    others = [spdx_package(package, distribution) for package in packages]
+    identifier = dict(zip(packages, (other["SPDXID"] for other in others)))
+    relationships = [{"spdxElementId": "SPDXRef-DOCUMENT", "relationshipType": "DESCRIBES",
+                      "relatedSpdxElement": product["SPDXID"]}]
+    for kind in sorted(roles):
+        relationships += [{"spdxElementId": product["SPDXID"], "relationshipType": kind,
+                           "relatedSpdxElement": identifier[package]}
+                          for package in sorted(roles[kind])]
+    moment = datetime.datetime.fromtimestamp(int(os.environ["SOURCE_DATE_EPOCH"]),
+                                             datetime.timezone.utc)
+    digest = hashlib.sha256(json.dumps([version, packages]).encode()).hexdigest()
+    return {
+        "spdxVersion": "SPDX-2.3",
+        "dataLicense": "CC0-1.0",
+        "SPDXID": "SPDXRef-DOCUMENT",
+        "name": f"velmora-viewer-host-{version}",
+        "documentNamespace": f"https://velmora.example/spdx/velmora-viewer-host-{version}-{digest}",
+        "creationInfo": {"created": moment.strftime("%Y-%m-%dT%H:%M:%SZ"),
+                         "creators": ["Tool: tools/sbom.py"]},
+        "packages": [product, *others],
+        "relationships": relationships,
+    }
+
+
+def notices(packages):
+    """What each package's authors ask to be told, the same words once."""
+    told = {}
+    for name, *_ in packages:
+        text = pathlib.Path("/usr/share/doc", name, "copyright").read_text("utf-8", "replace")
+        told.setdefault(text, []).append(name)
+    parts = [f"{'=' * 100}\n{', '.join(names)}\n{'=' * 100}\n\n{text}\n"
+             for text, names in sorted(told.items(), key=lambda part: part[1])]
+    return ("What the programs of velmora-viewer-host are made of, package by package as Debian has "
+            "it, with\nthe notices of its authors.\n\n" + "\n".join(parts))
+
+
+def main(build, version, spdx_file, notices_file):
+    linked = opened_by_linker(build)
+    shared = {file for file in linked if re.search(r"\.so(\.[0-9.]+)?$", file)}
+    # Some are scripts that name the libraries which are meant.
+    libraries = {file for file in shared if pathlib.Path(file).read_bytes().startswith(b"\x7fELF")}
+    inside = read_by_compiler(build) | (linked - shared)
+    # Relationships as SPDX names them. Code of headers and archives becomes part of the programs.
+    roles = {
+        "STATIC_LINK": set(described(packages_of(inside))),
+        "DYNAMIC_LINK": set(described(packages_of(libraries))),
+        "GENERATED_FROM": set(described(packages_of(GENERATED_FROM))),
+        "DEPENDS_ON": set(described(packages_of(loaded_by_host()))),
+    }
+    pathlib.Path(spdx_file).write_text(
+        json.dumps(document(version, roles), indent=1, sort_keys=True) + "\n", "utf-8")
+    pathlib.Path(notices_file).write_text(
+        notices(sorted(set().union(*roles.values()))), "utf-8")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
