@@ -9,7 +9,8 @@ import unittest
 
 RULES = "/usr/share/doc/velmora-viewer-host/examples/velmora-viewer-host.nft"
 # The host's address, one of the operators' network, its disturber, and one of another network.
-HOST, OPERATOR, DISTURBER, STRANGER = ("192.168.10.1", "192.168.10.2", "192.168.10.66", "192.168.99.9")
+HOST, OPERATOR = "192.168.10.1", "192.168.10.2"
+DISTURBER, STRANGER = "192.168.10.66", "192.168.99.9"
 HOST6, OPERATOR6, STRANGER6 = "fd00:10::1", "fd00:10::2", "fd00:99::9"
 LISTING = b"GET /viewer/v1/displays HTTP/1.1\r\n\r\n"
 # Run in the clients' network: connects from an address as often as told, says how many connections

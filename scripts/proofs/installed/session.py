@@ -320,12 +320,49 @@ class Sandbox(Session):
             squatter.terminate()
 
 
+class Wayland(Session):
+    """In the sandbox as elsewhere: consent, portal, PipeWire."""
+
+    # Without a graphics card the portal has to be told of formats that nobody uses.
+    PRELOAD = "/srv/screencopy_formats.so"
+
+    def compositor(self, login):
+        """sway with an output in memory, and its portal, which asks nobody."""
+        login.write(".config/sway/config", "xwayland disable\n"
+                    "output HEADLESS-1 mode --custom 1280x720@60Hz bg #c02020 solid_color\n")
+        login.write(".config/xdg-desktop-portal-wlr/config",
+                    "[screencast]\nchooser_type=none\noutput_name=HEADLESS-1\n")
+        login.write(".config/systemd/user/xdg-desktop-portal-wlr.service.d/formats.conf",
+                    f"[Service]\nEnvironment=LD_PRELOAD={self.PRELOAD}\n")
+        login.environment.update(
+            WLR_BACKENDS="headless", WLR_RENDERER="pixman", WLR_LIBINPUT_NO_DEVICES="1",
+            LIBSEAT_BACKEND="noop", LIBGL_ALWAYS_SOFTWARE="1", XDG_CURRENT_DESKTOP="sway",
+            XDG_SESSION_TYPE="wayland",
+            DBUS_SESSION_BUS_ADDRESS=f"unix:path={login.runtime}/bus")
+        login.started.append(login.start("sway"))
+        awaited((login.runtime / "wayland-1").is_socket, "the compositor")
+        login.environment["WAYLAND_DISPLAY"] = "wayland-1"
+
+    def test_after_the_persons_consent_there_are_frames(self):
+        login = self.log_in()
+        self.compositor(login)
+        login.desktop_starts(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **{
+            name: login.environment[name] for name in
+            ("WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "XDG_SESSION_TYPE")})
+        awaited(lambda: login.run("/usr/bin/python3", "/srv/accessible_alert.py", "press",
+                                  "Continue", "5").returncode == 0, "the alert and its button")
+        awaited(displays, "what was granted is listed")
+        awaited(frame, "there is a frame")
+
+
 def prepare_machine():
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     subprocess.run(["mount", "-t", "cgroup2", "cgroups", CGROUPS], check=True)
     subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "run", "/run"], check=True)
-    for folder in ("/run/user", "/run/systemd/system"):
-        os.makedirs(folder)
+    os.makedirs("/run/user")
+    # Where logind would tell of sessions: PipeWire's session manager looks there.
+    for folder in ("system", "seats", "sessions", "users", "machines"):
+        os.makedirs(f"/run/systemd/{folder}")
     for name, kind in ((PERSON, ()), (GREETER, ("--system",))):
         try:
             pwd.getpwnam(name)
