@@ -75,7 +75,8 @@ check_package() {
     step "Looking at the package with lintian…"
     install_packages --no-install-recommends lintian
     cp "$out"/* "$root/srv/"
-    enter bash -c 'lintian --tag-display-limit 0 --fail-on error,warning /srv/*.changes' ||
+    enter bash -c 'lintian --tag-display-limit 0 --allow-root --fail-on error,warning \
+        /srv/*.changes' ||
         fail "the package is not as Debian's should be"
 }
 
@@ -88,4 +89,55 @@ put_package() {
     rm -rf "$root/srv/installed"
     cp "$out"/velmora-viewer-host_*.deb "$root/srv/package.deb"
     cp -r scripts/proofs/installed "$root/srv/installed"
+}
+
+# Has an ordinary user try the installed package: first with nothing there but what apt installs for it,
+# then by the acceptance tests of build/test, which find the host at the place where they were built.
+test_package() {
+    use_system tried
+    put_package
+    step "Installing the package…"
+    install_packages /srv/package.deb
+    # Without a display there is nothing to read, but every library is found.
+    enter setpriv --reuid=nobody --regid=nogroup --clear-groups bash -euc '
+        [ "$(VelmoraViewerHost --check-permission || echo $?)" = "$(
+            printf "Screen Recording: not granted\n2")" ]
+        for program in /usr/bin/VelmoraViewerHost /usr/libexec/velmora-viewer-host/*; do
+            if ldd "$program" | grep "not found"; then
+                exit 1
+            fi
+        done' || fail "the installed programs do not start"
+    step "Installing what the tests run on…"
+    rm -rf "$root/srv/host"
+    copy_sources
+    enter /srv/host/scripts/packages test >/dev/null 2>&1
+    install_packages --no-install-recommends iproute2
+    # The tests' own folder, and in it the installed host in the place of the built one.
+    mkdir -p "$root$PWD/build/test/bin"
+    cp -r tests "$root$PWD/"
+    cp build/test/bin/{acceptance_tests,alert_tests,scripted_host} "$root$PWD/build/test/bin/"
+    ln -sf /usr/bin/VelmoraViewerHost "$root$PWD/build/test/bin/"
+    ln -sf /usr/libexec/velmora-viewer-host/VelmoraViewerHostAlert "$root$PWD/build/test/bin/"
+    step "Testing…"
+    try_alone acceptance 1 0 'Termination.*'
+    try_side_by_side acceptance '-Termination.*'
+    try_side_by_side alert
+}
+# A share of a program's tests in a network and folders of its own.
+try_alone() {
+    enter unshare --net bash -euc 'ip link set lo up; exec "$@"' alone \
+        env GTEST_TOTAL_SHARDS="$2" GTEST_SHARD_INDEX="$3" \
+        setpriv --reuid=nobody --regid=nogroup --clear-groups \
+        "$PWD/build/test/bin/$1_tests" --gtest_brief=1 --gtest_filter="${4:-*}"
+}
+try_side_by_side() {
+    local shares=$((3 * $(nproc))) index tries=() failed=
+    for ((index = 0; index < shares; index++)); do
+        try_alone "$1" "$shares" "$index" "${2:-}" &
+        tries+=("$!")
+    done
+    for index in "${tries[@]}"; do
+        wait "$index" || failed=1
+    done
+    [ -z "$failed" ] || fail "the installed package fails tests of $1"
 }
