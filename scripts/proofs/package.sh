@@ -92,14 +92,15 @@ put_package() {
 }
 
 # Has an ordinary user try the installed package: first with nothing there but what apt installs for it,
-# then by the acceptance tests of build/test, which find the host at the place where they were built.
+# then by the acceptance tests of build/test, which find it where they look for the built programs.
 test_package() {
     use_system tried
     put_package
     step "Installing the package…"
     install_packages /srv/package.deb
+    grep -q ^person: "$root/etc/passwd" || enter useradd --create-home person
     # Without a display there is nothing to read, but every library is found.
-    enter setpriv --reuid=nobody --regid=nogroup --clear-groups bash -euc '
+    enter "${as_person[@]}" bash -euc '
         [ "$(VelmoraViewerHost --check-permission || echo $?)" = "$(
             printf "Screen Recording: not granted\n2")" ]
         for program in /usr/bin/VelmoraViewerHost /usr/libexec/velmora-viewer-host/*; do
@@ -108,36 +109,24 @@ test_package() {
             fi
         done' || fail "the installed programs do not start"
     step "Installing what the tests run on…"
-    rm -rf "$root/srv/host"
-    copy_sources
-    enter /srv/host/scripts/packages test >/dev/null 2>&1
-    install_packages --no-install-recommends iproute2
-    # The tests' own folder, and in it the installed host in the place of the built one.
-    mkdir -p "$root$PWD/build/test/bin"
-    cp -r tests "$root$PWD/"
-    cp build/test/bin/{acceptance_tests,alert_tests,scripted_host} "$root$PWD/build/test/bin/"
-    ln -sf /usr/bin/VelmoraViewerHost "$root$PWD/build/test/bin/"
-    ln -sf /usr/libexec/velmora-viewer-host/VelmoraViewerHostAlert "$root$PWD/build/test/bin/"
+    copy_tests
+    enter "$PWD/scripts/packages" test >/dev/null
+    install_packages --no-install-recommends cmake
     step "Testing…"
-    try_alone acceptance 1 0 'Termination.*'
-    try_side_by_side acceptance '-Termination.*'
-    try_side_by_side alert
+    enter "${as_person[@]}" ctest --test-dir "$PWD/build/test" -L acceptance --output-on-failure \
+        --no-tests=error -j "$((3 * $(nproc)))" || fail "the installed package fails its tests"
 }
-# A share of a program's tests in a network and folders of its own.
-try_alone() {
-    enter unshare --net bash -euc 'ip link set lo up; exec "$@"' alone \
-        env GTEST_TOTAL_SHARDS="$2" GTEST_SHARD_INDEX="$3" \
-        setpriv --reuid=nobody --regid=nogroup --clear-groups \
-        "$PWD/build/test/bin/$1_tests" --gtest_brief=1 --gtest_filter="${4:-*}"
-}
-try_side_by_side() {
-    local shares=$((3 * $(nproc))) index tries=() failed=
-    for ((index = 0; index < shares; index++)); do
-        try_alone "$1" "$shares" "$index" "${2:-}" &
-        tries+=("$!")
-    done
-    for index in "${tries[@]}"; do
-        wait "$index" || failed=1
-    done
-    [ -z "$failed" ] || fail "the installed package fails tests of $1"
+as_person=(setpriv --reuid=person --regid=person --init-groups --reset-env env LANG=C.UTF-8)
+
+# To where they were built, with the installed programs in the place of the built ones.
+copy_tests() {
+    local programs=$root$PWD/build/test/bin
+    rm -rf "$root$PWD"
+    mkdir -p "$root$PWD"
+    find scripts tests build/test \( -path 'build/test/bin/*' -o -name '*.cmake' -o -name '*.so' \
+        -o -path 'scripts/*' -o -path 'tests/*' \) -type f -print0 |
+        tar -c --null -T - | tar -x -C "$root$PWD"
+    ln -sf /usr/bin/VelmoraViewerHost "$programs/VelmoraViewerHost"
+    ln -sf /usr/libexec/velmora-viewer-host/VelmoraViewerHostAlert "$programs/VelmoraViewerHostAlert"
+    enter chown -R person: "$PWD/build"
 }

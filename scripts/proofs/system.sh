@@ -8,29 +8,34 @@ fail() {
     exit 1
 }
 [ "$(id -u)" -eq 0 ] || fail "only root can enter another system"
+unshare --mount --pid --fork true || fail "root may make no namespaces here, and so enter no system"
 
 # Entered in a namespace of mounts of its own, which ends with its last process. The machine's own
-# devices stay out of it: a package that is installed may change their modes. With the variable
-# own_network there is no network but a loopback interface, and so a port 9090 that nobody else has.
+# devices stay out of it: a package that is installed may change their modes. The folder becomes the
+# root of that namespace: from a mere chroot, ordinary users can make no namespaces, and tests do. With
+# the variable own_network there is no network but a loopback interface, and so a port 9090 that nobody
+# else has.
 enter() {
     unshare --mount --pid ${own_network:+--net} --fork --kill-child bash -euc '
-        root=$1
-        mount -t tmpfs -o mode=755 devices "$root/dev"
+        mount --bind "$1" "$1"
+        cd "$1"
+        mount -t tmpfs -o mode=755 devices dev
         for device in null:3 zero:5 full:7 random:8 urandom:9; do
-            mknod -m 666 "$root/dev/${device%:*}" c 1 "${device#*:}"
+            mknod -m 666 "dev/${device%:*}" c 1 "${device#*:}"
         done
-        mkdir "$root/dev/pts" "$root/dev/shm"
-        mount -t devpts -o newinstance,ptmxmode=666 terminals "$root/dev/pts"
-        mount -t tmpfs -o mode=1777 memory "$root/dev/shm"
-        ln -s pts/ptmx "$root/dev/ptmx"
-        ln -s /proc/self/fd "$root/dev/fd"
+        mkdir dev/pts dev/shm
+        mount -t devpts -o newinstance,ptmxmode=666 terminals dev/pts
+        mount -t tmpfs -o mode=1777 memory dev/shm
+        ln -s pts/ptmx dev/ptmx
+        ln -s /proc/self/fd dev/fd
         for number in 0:stdin 1:stdout 2:stderr; do
-            ln -s "fd/${number%:*}" "$root/dev/${number#*:}"
+            ln -s "fd/${number%:*}" "dev/${number#*:}"
         done
-        mount -t proc processes "$root/proc"
-        mount -t sysfs -o ro system "$root/sys"
-        mount -t tmpfs -o mode=1777 temporary "$root/tmp"
-        exec chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
+        mount -t proc processes proc
+        mount -t sysfs -o ro system sys
+        mount -t tmpfs -o mode=1777 temporary tmp
+        mount --move . /
+        exec chroot . env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
             http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "${@:2}"' enter "$root" "$@"
 }
 
