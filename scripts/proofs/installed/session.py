@@ -18,7 +18,7 @@ import urllib.request
 ID = "com.quilmer.velmora.viewer_host"
 UNIT = f"app-{ID}@autostart.service"
 PROGRAM = "/usr/bin/VelmoraViewerHost"
-PERSON, GREETER = "person", "greeter"
+PERSON, NEXT, GREETER = "person", "next", "greeter"
 CGROUPS = pathlib.Path("/sys/fs/cgroup")
 PATIENCE = 60
 
@@ -215,6 +215,35 @@ class Course(Session):
         self.assertEqual((login.show("ConditionResult"), login.host()), ("no", 0))
 
 
+class TwoPeople(Session):
+    """At one computer, whose port is one of a kind."""
+
+    def read_alert(self, login, display):
+        """Waits for the alert and presses its button, as a screen reader does."""
+        login.environment.update(DISPLAY=display,
+                                 DBUS_SESSION_BUS_ADDRESS=f"unix:path={login.runtime}/bus")
+        awaited(lambda: login.run("/usr/bin/python3", "/srv/accessible_alert.py", "press", "OK",
+                                  "5").returncode == 0, "the alert and its button")
+
+    def test_the_first_is_served_and_the_second_is_told_once(self):
+        first, second = self.log_in(), self.log_in(NEXT)
+        self.desktop(first)
+        awaited(displays, "the listing has a display")
+        host = first.host()
+        display = self.screen(second)
+        second.desktop_starts(DISPLAY=display, XDG_SESSION_TYPE="x11",
+                              QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+        self.read_alert(second, display)
+        awaited(lambda: second.show("ActiveState") == "inactive", "its host has ended")
+        self.assertEqual((second.show("Result"), second.show("NRestarts")), ("success", "0"))
+        self.assertTrue(displays())
+        self.assertEqual(first.host(), host)
+        first.desktop_ends()
+        awaited(lambda: not displays(), "the first is served no more")
+        second.control("start", UNIT)
+        awaited(displays, "the second is served now")
+
+
 PROBE = r"""
 import ctypes, json, os, resource, socket, sys
 libc = ctypes.CDLL(None, use_errno=True)
@@ -363,7 +392,7 @@ def prepare_machine():
     # Where logind would tell of sessions: PipeWire's session manager looks there.
     for folder in ("system", "seats", "sessions", "users", "machines"):
         os.makedirs(f"/run/systemd/{folder}")
-    for name, kind in ((PERSON, ()), (GREETER, ("--system",))):
+    for name, kind in ((PERSON, ()), (NEXT, ()), (GREETER, ("--system",))):
         try:
             pwd.getpwnam(name)
         except KeyError:
