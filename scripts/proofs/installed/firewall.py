@@ -87,6 +87,46 @@ class Filter(unittest.TestCase):
             self.assertIn(b"Velmora.Windows.ViewerHost", asked(OPERATOR))
 
 
+class Beside(unittest.TestCase):
+    """The table beside a packet filter that lets nothing in by itself, as administration.md says."""
+
+    def expect_operators_alone(self):
+        for source, target, other in ((OPERATOR, HOST, STRANGER), (OPERATOR6, HOST6, STRANGER6)):
+            self.assertIn(b"Velmora.Windows.ViewerHost", asked(source, target))
+            self.assertEqual(asked(other, target), b"")
+        run("nft", "-f", RULES)
+        with silence(DISTURBER, 600) as connections:
+            self.assertEqual(connections, 8)
+            self.assertIn(b"Velmora.Windows.ViewerHost", asked(OPERATOR))
+        run("nft", "delete", "table", "inet", "velmora_viewer_host")
+
+    def test_ufw(self):
+        run("nft", "flush", "ruleset")
+        run("ufw", "--force", "enable")
+        self.addCleanup(run, "ufw", "--force", "reset")
+        self.assertEqual(asked(OPERATOR), b"")
+        for network in ("192.168.10.0/24", "fd00:10::/64"):
+            run("ufw", "allow", "from", network, "to", "any", "app", "Velmora Viewer Host")
+        self.expect_operators_alone()
+
+    def test_firewalld(self):
+        run("nft", "flush", "ruleset")
+        os.makedirs("/run/dbus")
+        self.addCleanup(run, "rm", "-f", "/etc/firewalld/zones/public.xml")
+        run("dbus-daemon", "--system", "--fork")
+        with subprocess.Popen(["firewalld", "--nofork", "--nopid"]) as daemon:
+            self.addCleanup(daemon.terminate)
+            run("timeout", "60", "sh", "-c", "until firewall-cmd --state; do sleep 0.2; done",
+                stderr=subprocess.DEVNULL)
+            self.assertEqual(asked(OPERATOR), b"")
+            for family, network in (("ipv4", "192.168.10.0/24"), ("ipv6", "fd00:10::/64")):
+                run("firewall-cmd", "--permanent", "--add-rich-rule", f"rule family={family} "
+                    f"source address={network} service name=velmora-viewer-host accept")
+            run("firewall-cmd", "--reload")
+            self.expect_operators_alone()
+            daemon.terminate()
+
+
 class WithoutFilter(unittest.TestCase):
     """What the filter is for."""
 
