@@ -32,8 +32,13 @@ def output(*command, **options):
 
 def read_by_compiler(build):
     """The files that were read for any object of the build, outside of it and of the sources."""
-    files = {line.strip() for line in output("ninja", "-C", build, "-t", "deps").splitlines()
-             if line.startswith("    /")}
+    files = set()
+    for line in output("ninja", "-C", build, "-t", "deps").splitlines():
+        # CMake from version 3.27 records for a program what the linker looked at, too.
+        if not line.startswith(" "):
+            is_object = line.split(":")[0].endswith(".o")
+        elif is_object and line.startswith("    /"):
+            files.add(line.strip())
     own = tuple(f"{pathlib.Path(folder).resolve()}/" for folder in (build, SOURCES))
     return {file for file in files if not file.startswith(own)}
 

@@ -49,6 +49,9 @@ class Bill(unittest.TestCase):
         self.expect_one(r"libqt6widgets6(t64)?", "DYNAMIC_LINK")
         self.assertEqual([name for name in self.related("DYNAMIC_LINK") if name.endswith("-dev")], [])
 
+    def test_what_is_linked_while_it_runs_is_no_part_of_the_programs(self):
+        self.assertEqual(set(self.related("DYNAMIC_LINK")) & set(self.related("STATIC_LINK")), set())
+
     def test_a_library_that_the_running_host_loads_is_in_it(self):
         self.expect_one(r"libpipewire-0.3-0(t64)?", "DEPENDS_ON")
         self.expect_one(r"libsystemd0", "DEPENDS_ON")
