@@ -24,13 +24,17 @@ use_system() {
     if [ ! -e "$root/made" ]; then
         step "Making a Debian ${release#debian}…"
         make_root "$codename"
-        enter apt-get update -qq
+        quietly apt-get update -qq
         touch "$root/made"
     fi
 }
+# Runs a command in the system. What it says is shown if it fails.
+quietly() {
+    enter "$@" >"$root/said.log" 2>&1 ||
+        { tail -n 20 "$root/said.log" >&2; fail "fails in Debian ${release#debian}: $*"; }
+}
 install_packages() {
-    enter env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "$@" >/dev/null 2>&1 ||
-        fail "cannot be installed: $*"
+    quietly env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "$@"
 }
 
 use_build_system() {
@@ -39,8 +43,8 @@ use_build_system() {
     install_packages --no-install-recommends dpkg-dev debhelper
     rm -rf "$root/srv"/*
     copy_sources
-    enter env DEBIAN_FRONTEND=noninteractive \
-        apt-get build-dep -y -qq --no-install-recommends /srv/host >/dev/null 2>&1
+    quietly env DEBIAN_FRONTEND=noninteractive \
+        apt-get build-dep -y -qq --no-install-recommends /srv/host
 }
 
 # Builds the sources in /srv/host, in that folder of the system, into the folder $out. What stands
@@ -110,7 +114,7 @@ test_package() {
         done' || fail "the installed programs do not start"
     step "Installing what the tests run on…"
     copy_tests
-    enter "$PWD/scripts/packages" test >/dev/null
+    quietly "$PWD/scripts/packages" test
     install_packages --no-install-recommends cmake
     step "Testing…"
     enter "${as_person[@]}" ctest --test-dir "$PWD/build/test" -L acceptance --output-on-failure \
