@@ -199,11 +199,14 @@ void DesktopSession::expect(bool isSo, const std::string& what) const {
 }
 
 void DesktopSession::showLogs() const {
-    for (const std::string& name : order_) {
-        std::cerr << "--- " << name << " ---\n"
-                  << std::ifstream(folder_.path() / "log" / name).rdbuf() << '\n';
+    const auto show = [](const std::string& name, const std::filesystem::path& file) {
+        std::cerr << "--- " << name << " ---\n" << std::ifstream(file).rdbuf() << '\n';
         std::cerr.clear();  // the log of one that said nothing
+    };
+    for (const std::string& name : order_) {
+        show(name, folder_.path() / "log" / name);
     }
+    show("bus", bus_.logFile());
 }
 
 }  // namespace velmora

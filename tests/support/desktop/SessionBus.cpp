@@ -68,7 +68,7 @@ SessionBus::SessionBus() {
     what.environment = {
         "HOME=" + folder_.path().string(), "XDG_DATA_HOME=" + (folder_.path() / "data").string(),
         "XDG_RUNTIME_DIR=" + folder_.path().string(), "DBUS_SYSTEM_BUS_ADDRESS=" + noAddress()};
-    what.logFile = folder_.path() / "bus.log";
+    what.logFile = logFile();
     process_ = XChildProcess::start(what);
     const auto end = std::chrono::steady_clock::now() + patience;
     constexpr int betweenLooks = 10;

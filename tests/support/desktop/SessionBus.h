@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 
 #include "tests/support/system/TemporaryFolder.h"
@@ -25,6 +26,8 @@ class SessionBus final {
     const std::string& address() const { return address_; }
     /// For the address of the system's bus: none is there.
     std::string noAddress() const;
+    /// What it wrote, and what it started.
+    std::filesystem::path logFile() const { return folder_.path() / "log"; }
 
     /// Ends it at once and without its help (SIGKILL); returns when it is gone. It has no owners to
     /// tell of any more.
