@@ -33,7 +33,8 @@ enter() {
         done
         mount -t proc processes proc
         mount -t sysfs -o ro system sys
-        mount -t tmpfs -o mode=1777 temporary tmp
+        # Else it would hide what is put where it was built.
+        case $1 in /tmp/*) ;; *) mount -t tmpfs -o mode=1777 temporary tmp ;; esac
         mount --move . /
         exec chroot . env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
             http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "${@:2}"' enter "$root" "$@"
