@@ -12,7 +12,6 @@ import signal
 import subprocess
 import time
 import unittest
-import urllib.error
 import urllib.request
 
 ID = "com.quilmer.velmora.viewer_host"
@@ -39,7 +38,7 @@ def asked(path):
     try:
         with urllib.request.urlopen(f"http://127.0.0.1:9090/viewer/v1/{path}", timeout=5) as answer:
             return answer.read()
-    except (OSError, urllib.error.URLError):
+    except OSError:
         return None
 
 
@@ -388,14 +387,12 @@ def prepare_machine():
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     subprocess.run(["mount", "-t", "cgroup2", "cgroups", CGROUPS], check=True)
     subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "run", "/run"], check=True)
-    os.makedirs("/run/user")
-    # Where logind would tell of sessions: PipeWire's session manager looks there.
-    for folder in ("system", "seats", "sessions", "users", "machines"):
-        os.makedirs(f"/run/systemd/{folder}")
+    # Below "systemd" logind would tell of sessions: PipeWire's session manager looks there.
+    for folder in ("user", *(f"systemd/{each}" for each in (
+            "system", "seats", "sessions", "users", "machines"))):
+        os.makedirs(f"/run/{folder}")
     for name, kind in ((PERSON, ()), (NEXT, ()), (GREETER, ("--system",))):
-        try:
-            pwd.getpwnam(name)
-        except KeyError:
+        if name not in [each.pw_name for each in pwd.getpwall()]:
             subprocess.run(["useradd", "--create-home", "--user-group", *kind, name], check=True)
 
 
