@@ -86,9 +86,7 @@ TEST(SwayDesktop, EachMemberEndsAloneAndCanBeStartedAgain) {
     DesktopSession& session = desktop.session();
     session.freeze("sway");
     session.thaw("sway");
-    session.kill("portal");
-    EXPECT_TRUE(
-        session.bus().awaitNoOwner("org.freedesktop.portal.Desktop", std::chrono::seconds(30)));
+    session.killPortal();
     for (const std::string member : {"wireplumber", "pipewire", "backend"}) {
         session.kill(member);
         EXPECT_EQ(session.processOf(member), 0);

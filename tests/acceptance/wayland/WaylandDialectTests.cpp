@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 
 #include "tests/acceptance/Watcher.h"
@@ -95,8 +94,6 @@ TEST_F(WaylandDialectOfSizes, WhereOnlySizesAreToldTheMainDisplayIsStillFirst) {
     EXPECT_EQ(displays->at(1).id, idOf(green));
 }
 
-constexpr std::chrono::seconds patience{30};
-
 /// Outputs of a compositor whose portal calls each of them a window at 0,0.
 class WaylandDialectOfWlroots : public SwayHostTest {
   protected:
@@ -105,10 +102,8 @@ class WaylandDialectOfWlroots : public SwayHostTest {
         backend_.speak(Dialect::wlr07);
         backend_.reverseOrder();
         // What a backend has to offer the portal asks once.
-        DesktopSession& session = desktop_.session();
-        session.kill("portal");
-        EXPECT_TRUE(session.bus().awaitNoOwner("org.freedesktop.portal.Desktop", patience));
-        session.startPortal();
+        desktop_.session().killPortal();
+        desktop_.session().startPortal();
     }
 };
 

@@ -103,13 +103,13 @@ TEST_F(WaylandDialog, ThatFailsIsNotTakenForAGrant) {
 }
 
 TEST_F(WaylandDialog, CannotBeAskedForWithoutAPortal) {
-    desktop_.session().kill("portal");
+    desktop_.session().killPortal();
     host_.start();
     expectMissing(ViewerCaptureAccess::portalMissing);
 }
 
 TEST_F(WaylandDialog, CannotBeAskedForOfAPortalWithoutAPartForScreens) {
-    desktop_.session().kill("portal");
+    desktop_.session().killPortal();
     desktop_.session().kill("script");
     desktop_.session().restart("portal");
     desktop_.session().awaitOwner("org.freedesktop.portal.Desktop");

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <optional>
 #include <string>
@@ -14,7 +13,6 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t yellow = 0xd0d020;
-constexpr std::chrono::seconds portalPatience{30};
 
 std::optional<ViewerHostDisplay> listed(const std::string& id) {
     const auto displays = listDisplays().value_or(std::vector<ViewerHostDisplay>{});
@@ -127,10 +125,8 @@ TEST_F(WaylandOutput, ThatWasAwayIsServedOnlyAfterANewGrantUnderTheSameId) {
     leftWatcher_.reset();
     EXPECT_EQ(host_.end(SIGTERM), endedInOrder);
     // Sway's backend does not always live through the loss of an output that it casts.
-    DesktopSession& session = desktop_.session();
-    session.kill("portal");
-    ASSERT_TRUE(session.bus().awaitNoOwner("org.freedesktop.portal.Desktop", portalPatience));
-    session.kill("backend");
+    desktop_.session().killPortal();
+    desktop_.session().kill("backend");
     desktop_.startPortal();
     ASSERT_NO_FATAL_FAILURE(serve());
 

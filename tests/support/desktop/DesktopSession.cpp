@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::chrono::seconds patience{30};
 constexpr std::chrono::seconds endPatience{5};
+constexpr const char* portalName = "org.freedesktop.portal.Desktop";
 
 std::filesystem::path makeFolder(const std::filesystem::path& folder) {
     std::filesystem::create_directories(folder);
@@ -86,13 +87,17 @@ void DesktopSession::startPipeWire() {
 }
 
 void DesktopSession::startPortal() {
-    constexpr const char* name = "org.freedesktop.portal.Desktop";
     start("portal", {"/usr/libexec/xdg-desktop-portal"});
-    awaitOwner(name);
+    awaitOwner(portalName);
     await("portal for screens", [&] {
-        return bus_.hasProperty(name, "/org/freedesktop/portal/desktop",
+        return bus_.hasProperty(portalName, "/org/freedesktop/portal/desktop",
                                 "org.freedesktop.portal.ScreenCast", "version");
     });
+}
+
+void DesktopSession::killPortal() {
+    kill("portal");
+    expect(bus_.awaitNoOwner(portalName, patience), "the portal's name stays behind it");
 }
 
 void DesktopSession::start(const std::string& member, const std::vector<std::string>& arguments,

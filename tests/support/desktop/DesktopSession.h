@@ -45,6 +45,8 @@ class DesktopSession final {
     void startPipeWire();
     /// Starts the member "portal", whose backends are there, and waits until it offers screens.
     void startPortal();
+    /// Kills the member "portal"; returns when the bus has noticed.
+    void killPortal();
     /// Starts a member, or starts it again after its end, the same way unless it is said anew.
     void start(const std::string& member, const std::vector<std::string>& arguments,
                const Environment& more = {});
