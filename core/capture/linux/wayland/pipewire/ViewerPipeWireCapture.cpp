@@ -100,10 +100,8 @@ bool ViewerPipeWireCapture::connect() {
 }
 
 void ViewerPipeWireCapture::listenOn() {
-    if (!hasShown_) {
-        silence_ = Clock::now() + nextSilence;
-        arm();
-    }
+    silence_ = Clock::now() + nextSilence;
+    arm();
 }
 
 void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {

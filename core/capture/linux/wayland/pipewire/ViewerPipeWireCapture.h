@@ -57,7 +57,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool connect();
     /// Whether a picture has come from the stream itself.
     bool hasShown() const { return hasShown_; }
-    /// Tells of its silence once more if it lasts.
+    /// Tells of its silence once more if it lasts. REQUIRES: it has shown nothing.
     void listenOn();
 
     void nodeIsGone(std::uint64_t serial) override;
