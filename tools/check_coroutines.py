@@ -99,7 +99,7 @@ def findings(text):
 
 def problems(root):
     root = pathlib.Path(root)
-    for top in ("core", "app", "tests", "bench", "fuzz"):
+    for top in ("core", "app", "viewerctl", "tests", "bench", "fuzz"):
         for file in sorted((root / top).rglob("*")):
             if file.suffix in (".h", ".cpp", ".mm"):
                 text = file.read_text(encoding="utf-8")

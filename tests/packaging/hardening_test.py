@@ -14,7 +14,8 @@ import unittest
 
 SOURCE, BUILD = (pathlib.Path(argument) for argument in sys.argv[1:3])
 PROGRAMS = {"VelmoraViewerHost": "bin",
-            "VelmoraViewerHostAlert": "libexec/velmora-viewer-host"}
+            "VelmoraViewerHostAlert": "libexec/velmora-viewer-host",
+            "velmora-viewerctl": "bin"}
 # What the compiler says of itself in each of our units.
 SWITCHES = ("-fstack-protector-strong", "-fstack-clash-protection")
 SWITCHES_OF_PROCESSOR = {"x86_64": ("-fcf-protection=full",),
@@ -31,7 +32,7 @@ def units_of(file):
 
 
 class Shipped(unittest.TestCase):
-    """Both programs, as they are built and as they are installed."""
+    """All programs, as they are built and as they are installed."""
 
     @classmethod
     def setUpClass(cls):
@@ -74,11 +75,11 @@ class Shipped(unittest.TestCase):
 
     def test_an_overflow_of_a_buffer_ends_the_program(self):
         # The alert program calls nothing whose buffer the compiler knows; its units are compiled so.
-        host, _ = self.installed
+        host, *_ = self.installed
         self.assertTrue([name for name in self.imported(host)
                          if re.fullmatch(r"__(?!stack)\w+_chk", name)])
         units = [unit for unit in json.loads((BUILD / "compile_commands.json").read_text("utf-8"))
-                 if pathlib.Path(unit["file"]).relative_to(SOURCE).parts[0] in ("app", "core")]
+                 if pathlib.Path(unit["file"]).relative_to(SOURCE).parts[0] in ("app", "core", "viewerctl")]
         self.assertGreater(len(units), 1)
         for unit in units:
             self.assertIn(" -D_FORTIFY_SOURCE=3 ", unit["command"])

@@ -88,6 +88,20 @@ class IncludeEdges(unittest.TestCase):
                                '#include "core/runtime/linux/C.h"\n',
             "core/capture/linux/A.cpp": '#include "core/capture/linux/x11/B.h"\n'}), [])
 
+    def test_the_operators_program_may_include_the_protocol_alone(self):
+        self.assertEqual(self.check({
+            "viewerctl/A.cpp": '#include "core/protocol/ViewerHostDisplay.h"\n'
+                               '#include "viewerctl/B.h"\n'}), [])
+        for include in ("core/protocol/ViewerHostRouter.h", "core/runtime/ViewerTask.h",
+                        "core/capture/B.h", "app/B.h"):
+            found = self.check({"viewerctl/A.cpp": f'#include "{include}"\n'})
+            self.assertEqual(len(found), 1)
+            self.assertIn("viewerctl may not include", found[0])
+
+    def test_nothing_of_the_host_may_include_the_operators_program(self):
+        found = self.check({"app/A.cpp": '#include "viewerctl/B.h"\n'})
+        self.assertEqual(len(found), 1)
+
     def test_includes_are_written_from_the_root(self):
         found = self.check({"core/http/A.cpp": '#include "B.h"\n'})
         self.assertEqual(len(found), 1)

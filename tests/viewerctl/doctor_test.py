@@ -1,0 +1,116 @@
+"""doctor tells how it stands with a host, or with this machine, and what to do.
+
+Usage: doctor_test.py PROGRAM.
+"""
+import json
+import pathlib
+import socket
+import tempfile
+import unittest
+
+from program import ProgramTest
+from scripted_host import PATIENCE, answer, listing, sending, serving
+
+
+class HostDoctor(ProgramTest):
+    def findings(self, name, *arguments, status):
+        run = self.run_program("doctor", "--json", *arguments, name)
+        self.assertEqual((run.returncode, run.stderr), (status, ""))
+        return {each["what"]: each for each in json.loads(run.stdout)}
+
+    def test_a_host_that_is_well(self):
+        host = self.host(serving(("id", "Screen")))
+        found = self.findings(f"localhost:{host.port}", status=0)
+        self.assertEqual(list(found),
+                         ["name", "connection", "protocol", "displays", "waiting-line"])
+        self.assertEqual({each["state"] for each in found.values()}, {"good"})
+        self.assertIn("Studio", found["protocol"]["text"])
+        self.assertRegex(found["connection"]["text"], r"^[0-9]+\.[0-9] ms$")
+
+    def test_people_get_a_line_for_each_and_what_to_do(self):
+        host = self.host(serving(machine="\x1b[2J"))
+        run = self.run_program("doctor", host.name)
+        self.assertEqual(run.returncode, 1)
+        self.assertRegex(run.stdout, r"(?m)^✗ displays +0\n +→ .*run doctor there$")
+        self.assertNotIn("\x1b", run.stdout)
+
+    def test_a_host_that_nothing_listens_on(self):
+        with socket.socket() as bound:
+            bound.bind(("127.0.0.1", 0))
+            found = self.findings(f"127.0.0.1:{bound.getsockname()[1]}", status=1)
+        self.assertEqual(list(found), ["connection"])
+        self.assertIn("start Viewer Host", found["connection"]["advice"])
+
+    def test_something_else_that_listens_there(self):
+        found = self.findings(self.host(sending(b"220 mail\r\n")).name, status=1)
+        self.assertEqual(found["protocol"]["text"], "not a Viewer Host")
+        self.assertEqual(found["waiting-line"]["state"], "good")
+
+    def test_a_starved_waiting_line(self):
+        def late(connection, target):
+            host.ending.wait(1.2)
+            connection.sendall(answer(listing(("id", "Screen"))))
+        host = self.host(late)
+        found = self.findings(host.name, status=1)
+        self.assertEqual(found["protocol"]["state"], "good")
+        self.assertIn("16", found["waiting-line"]["advice"])
+
+    def test_a_waiting_line_that_never_ends(self):
+        host = self.host(lambda connection, target: host.ending.wait(PATIENCE))
+        found = self.findings(host.name, "--timeout", "0.5", status=1)
+        self.assertEqual(found["connection"]["state"], "good")
+        self.assertEqual(found["waiting-line"]["state"], "bad")
+
+
+class MachineDoctor(ProgramTest):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def findings(self, **variables):
+        run = self.run_program("doctor", "--json", XDG_CONFIG_HOME=str(self.folder), **variables)
+        self.assertEqual(run.stderr, "")
+        return {each["what"]: each for each in json.loads(run.stdout)}
+
+    def test_everything_is_looked_at(self):
+        self.assertEqual(list(self.findings()), ["versions", "host", "session", "access", "port",
+                                                 "firewall", "autostart"])
+
+    def test_without_a_session_the_advice_is_to_be_in_one(self):
+        found = self.findings()
+        self.assertEqual(found["session"]["state"], "bad")
+        self.assertIn("graphical session", found["session"]["advice"])
+
+    def test_a_session_is_told_by_its_variables(self):
+        found = self.findings(XDG_SESSION_TYPE="x11", DISPLAY=":77")
+        self.assertEqual(found["session"],
+                         {"state": "good", "what": "session", "text": "x11, DISPLAY=:77"})
+
+    def test_the_host_itself_tells_whether_it_may_read_the_screen(self):
+        host = self.folder / "VelmoraViewerHost"
+        host.write_text("#!/bin/sh\n[ \"$*\" = --check-permission ] || exit 9\n"
+                        "echo 'Screen Recording: not granted'\nexit 2\n")
+        host.chmod(0o755)
+        found = self.findings(XDG_SESSION_TYPE="x11", DISPLAY=":77",
+                              PATH=f"{self.folder}:/usr/bin:/bin")
+        self.assertEqual((found["access"]["state"], found["access"]["text"]),
+                         ("bad", "Screen Recording: not granted"))
+
+    def test_a_session_bus_without_a_portal(self):
+        found = self.findings(XDG_SESSION_TYPE="wayland", WAYLAND_DISPLAY="wayland-7",
+                              DBUS_SESSION_BUS_ADDRESS=f"unix:path={self.folder}/none")
+        self.assertIn("xdg-desktop-portal", found["access"]["advice"])
+
+    def test_autostart_is_found_where_desktops_look(self):
+        self.assertEqual(self.findings()["autostart"]["state"], "note")
+        entry = self.folder / "autostart" / "host.desktop"
+        entry.parent.mkdir()
+        entry.write_text("[Desktop Entry]\nExec=/usr/bin/VelmoraViewerHost\n")
+        self.assertEqual(self.findings()["autostart"]["text"], str(entry))
+        entry.write_text("[Desktop Entry]\nExec=/usr/bin/VelmoraViewerHost\nHidden=true\n")
+        self.assertEqual(self.findings()["autostart"]["state"], "note")
+
+
+if __name__ == "__main__":
+    unittest.main()

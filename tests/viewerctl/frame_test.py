@@ -1,0 +1,143 @@
+"""frame fetches the newest picture of a display.
+
+Usage: frame_test.py PROGRAM.
+"""
+import itertools
+import os
+import pathlib
+import pty
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+from program import ProgramTest
+from scripted_host import LABEL, PATIENCE, answer, jpeg, picture, serving
+
+DISPLAYS = ("id/1 ü", "Left"), ("id-2", "Right"), ("id-3", "Right"), ("id-4", "1")
+
+
+class Frame(ProgramTest):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def asked(self, display):
+        """The target that is asked for when somebody wants that display."""
+        host = self.host(serving(*DISPLAYS))
+        run = self.run_program("frame", host.name, display, text=False)
+        return run.stdout if run.returncode else host.requests[-1].split()[1]
+
+    def test_a_display_is_chosen_by_id_name_or_number(self):
+        prefix = "/viewer/v1/frame?id="
+        self.assertEqual(self.asked("id-3"), prefix + "id-3")
+        self.assertEqual(self.asked("Left"), prefix + "id%2F1%20%C3%BC")
+        self.assertEqual(self.asked("2"), prefix + "id-2")
+
+    def test_a_name_comes_before_a_number(self):
+        self.assertEqual(self.asked("1"), "/viewer/v1/frame?id=id-4")
+
+    def test_no_display_is_chosen_by_a_name_that_two_have(self):
+        host = self.host(serving(*DISPLAYS))
+        for display in ("Right", "5", "0", "-1", "", "2x"):
+            with self.subTest(display):
+                run = self.run_program("frame", host.name, "--", display)
+                self.assertIn(run.returncode, (1, 2))
+                self.assertEqual(run.stdout, "")
+        self.assertFalse([each for each in host.requests if "frame" in each])
+
+    def test_the_picture_goes_to_standard_output_byte_for_byte(self):
+        host = self.host(serving(*DISPLAYS))
+        run = self.run_program("frame", host.name, "2", text=False)
+        self.assertEqual((run.returncode, run.stdout, run.stderr), (0, jpeg(), b""))
+
+    def test_the_picture_goes_to_a_file_whole(self):
+        host = self.host(serving(*DISPLAYS))
+        file = pathlib.Path(self.folder.name, "screen.jpg")
+        file.write_bytes(b"old")
+        run = self.run_program("frame", host.name, "2", "-o", str(file))
+        self.assertEqual((run.returncode, run.stdout), (0, ""))
+        self.assertEqual(file.read_bytes(), jpeg())
+        self.assertEqual(os.listdir(self.folder.name), ["screen.jpg"])
+
+    def test_a_file_that_cannot_be_written_is_a_failure(self):
+        host = self.host(serving(*DISPLAYS))
+        for file in ("/nonexistent/screen.jpg", "/dev/full"):
+            with self.subTest(file):
+                run = self.run_program("frame", host.name, "2", "-o", file)
+                self.assertEqual(run.returncode, 1)
+                self.assertIn(file, run.stderr)
+
+    def test_a_terminal_gets_no_bytes(self):
+        host = self.host(serving(*DISPLAYS))
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        process = self.start("frame", host.name, "2", stdout=theirs, stderr=subprocess.PIPE)
+        os.close(theirs)
+        _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 2)
+        self.assertIn(b"--output", errors)
+
+    def failure(self, frame):
+        host = self.host(serving(*DISPLAYS, frame=lambda target: frame))
+        run = self.run_program("frame", host.name, "2", text=False)
+        self.assertEqual((run.returncode, run.stdout), (1, b""))
+        return run.stderr.decode()
+
+    def test_a_display_without_a_picture_is_told_of(self):
+        empty = answer(b"", kind="text/plain", status="503 Service Unavailable")
+        self.assertIn("no picture now", self.failure(empty))
+        empty = answer(b"", kind="text/plain", status="404 Not Found")
+        self.assertIn("no such display", self.failure(empty))
+
+    def test_what_is_no_safe_picture_goes_nowhere(self):
+        for name, frame in {
+                "too wide": picture(width=4097),
+                "too high": picture(height=65535),
+                "no pixels": picture(width=0),
+                "no JPEG": answer(b"GIF89a", kind="image/jpeg", label=LABEL + "1"),
+                "nothing": answer(b"", kind="image/jpeg", label=LABEL + "1"),
+        }.items():
+            with self.subTest(name):
+                self.assertIn("picture", self.failure(frame))
+        for name, frame in {
+                "another type": answer(jpeg(), kind="image/png", label=LABEL + "1"),
+                "no label": answer(jpeg(), kind="image/jpeg"),
+                "a bad label": answer(jpeg(), kind="image/jpeg", label=LABEL + "01"),
+                "a label that is code": answer(jpeg(), kind="image/jpeg", label="\x1b[2J"),
+                "too long": answer(jpeg() + b" " * (2 << 20), kind="image/jpeg",
+                                   label=LABEL + "1"),
+        }.items():
+            with self.subTest(name):
+                self.assertIn("not a Viewer Host", self.failure(frame))
+
+    def test_the_longest_picture_is_taken(self):
+        longest = jpeg().ljust(2 << 20, b"\0")
+        host = self.host(serving(*DISPLAYS, frame=lambda target: answer(
+            longest, kind="image/jpeg", label=LABEL + "18446744073709551615")))
+        run = self.run_program("frame", host.name, "2", text=False)
+        self.assertEqual((run.returncode, run.stdout), (0, longest))
+
+    def test_a_change_is_waited_for_through_new_labels_and_missing_pictures(self):
+        empty = answer(b"", kind="text/plain", status="503 Service Unavailable")
+        changed = answer(jpeg(filling=b"!"), kind="image/jpeg", label=LABEL + "9")
+        answers = itertools.chain([picture(1), empty, picture(2), picture(3)],
+                                  itertools.repeat(changed))
+        host = self.host(serving(*DISPLAYS, frame=lambda target: next(answers)))
+        run = self.run_program("frame", "--wait", host.name, "2", text=False)
+        self.assertEqual((run.returncode, run.stdout), (0, jpeg(filling=b"!")))
+
+    def test_an_interrupt_ends_the_wait_and_leaves_no_file(self):
+        host = self.host(serving(*DISPLAYS))
+        file = pathlib.Path(self.folder.name, "screen.jpg")
+        process = self.start("frame", "--wait", host.name, "2", "-o", str(file))
+        while len(host.requests) < 3:
+            time.sleep(0.01)
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(PATIENCE), -signal.SIGTERM)
+        self.assertEqual(os.listdir(self.folder.name), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

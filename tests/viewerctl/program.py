@@ -1,0 +1,39 @@
+"""The program under test, as a test's class starts it."""
+import os
+import subprocess
+import sys
+import unittest
+
+from scripted_host import PATIENCE, ScriptedHost
+
+PROGRAM = sys.argv.pop(1)
+
+
+class ProgramTest(unittest.TestCase):
+    """Runs the built program; hosts and processes end with the test."""
+
+    def host(self, serve, **about):
+        host = ScriptedHost(serve, **about)
+        self.addCleanup(host.close)
+        return host
+
+    def environment(self, **variables):
+        return {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", **variables}
+
+    def run_program(self, *arguments, text=True, **variables):
+        return subprocess.run([PROGRAM, *arguments], capture_output=True, text=text,
+                              timeout=PATIENCE, env=self.environment(**variables),
+                              stdin=subprocess.DEVNULL)
+
+    def start(self, *arguments, **about):
+        process = subprocess.Popen([PROGRAM, *arguments], env=self.environment(),
+                                   stdin=subprocess.DEVNULL, **about)
+
+        def end():
+            process.kill()
+            process.wait()
+            for stream in (process.stdout, process.stderr):
+                if stream:
+                    stream.close()
+        self.addCleanup(end)
+        return process

@@ -1,0 +1,269 @@
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "core/protocol/ViewerHostProtocolV1.h"
+#include "viewerctl/ViewerInvocation.h"
+#include "viewerctl/ViewerTerminalText.h"
+
+namespace velmora::ViewerCommandLine {
+
+namespace {
+
+/// The command line as CLI11 fills it.
+class Grammar final {
+  public:
+    explicit Grammar(const ViewerConsole& console)
+        : console_(console),
+          app_(say("Shows which displays Viewer Hosts have, and their pictures.",
+                   "Показывает, какие дисплеи есть у Viewer Host, и их изображения.")) {
+        app_.name("velmora-viewerctl");
+        app_.require_subcommand(1);
+        app_.option_defaults()->group(say("Options", "Параметры"));
+        app_.set_help_flag("-h,--help", say("show this help and end", "показать эту справку"));
+        app_.set_version_flag("--version", "velmora-viewerctl " VIEWER_VERSION,
+                              say("show the version and end", "показать версию"));
+        const auto labels = app_.get_formatter();
+        labels->label("Usage", say("Usage", "Использование"));
+        labels->label("OPTIONS", say("OPTIONS", "ПАРАМЕТРЫ"));
+        labels->label("SUBCOMMAND", say("COMMAND", "КОМАНДА"));
+        labels->label("SUBCOMMANDS", say("COMMAND", "КОМАНДА"));
+        labels->label("Positionals", say("Arguments", "Аргументы"));
+        labels->label("REQUIRED", say("(needed)", "(обязательно)"));
+        addList();
+        addFrame();
+        addDoctor();
+        addStream();
+        addMetrics();
+    }
+
+    Reading read(int argumentCount, const char* const* arguments) {
+        Reading reading;
+        try {
+            app_.parse(backwards({arguments + 1, arguments + argumentCount}));
+            takeHosts();
+            refuseTerminal();
+            invocation_.limit =
+                std::chrono::milliseconds(static_cast<std::int64_t>(seconds_ * 1'000));
+            reading.invocation = std::move(invocation_);
+            reading.isComplete = true;
+        } catch (const CLI::Success& wish) {
+            (void)app_.exit(wish, console_.output, console_.errors);  // is no error
+            reading.exit = ViewerExit::allGood;
+        } catch (const CLI::ParseError& error) {
+            console_.errors << "velmora-viewerctl: " << reasonOf(error) << '\n'
+                            << say("Try 'velmora-viewerctl --help'.",
+                                   "Справка: 'velmora-viewerctl --help'.")
+                            << '\n';
+        }
+        return reading;
+    }
+
+  private:
+    std::string say(std::string_view english, std::string_view russian) const {
+        return std::string(console_.say(english, russian));
+    }
+
+    /// As CLI11 wants them. It takes what stands in brackets for a list, but not with a port
+    /// behind.
+    static std::vector<std::string> backwards(std::vector<std::string> arguments) {
+        for (std::string& argument : arguments) {
+            const auto address = ViewerHostAddress::parse(argument);
+            if (argument.ends_with(']') && address) {
+                argument += ":" + std::to_string(address->port);
+            }
+        }
+        std::reverse(arguments.begin(), arguments.end());
+        return arguments;
+    }
+
+    /// A command, with the options that every one has.
+    CLI::App& add(const std::string& name, const std::string& text,
+                  ViewerInvocation::Command command) {
+        CLI::App& added = *app_.add_subcommand(name, text);
+        added.group(say("Commands", "Команды"));
+        added.final_callback([this, command] { invocation_.command = command; });
+        constexpr double shortest = 0.1;
+        constexpr double longest = 600;
+        added
+            .add_option("--timeout", seconds_,
+                        say("time for each request, in seconds (default 5)",
+                            "время на каждый запрос, в секундах (по умолчанию 5)"))
+            ->type_name(say("SECONDS", "СЕКУНДЫ"))
+            ->check(CLI::Range(shortest, longest, "").description(""));
+        return added;
+    }
+
+    std::string hostText() const {
+        return say("name, IPv4 or [IPv6] address, with :PORT where it is not 9090",
+                   "имя, адрес IPv4 или [IPv6], с :ПОРТ, если он не 9090");
+    }
+
+    void addHosts(CLI::App& command) {
+        command.add_option("host", hosts_, hostText())->type_name("HOST");
+        command
+            .add_option("--hosts", hostsFile_,
+                        say("a file with one host a line, \"Name:\" before a group, # comments",
+                            "файл: один хост в строке, «Имя:» перед группой, # комментарии"))
+            ->type_name(say("FILE", "ФАЙЛ"));
+    }
+
+    void addJSON(CLI::App& command) {
+        command.add_flag("--json", invocation_.isForPrograms, say("for programs", "для программ"));
+    }
+
+    void addList() {
+        CLI::App& list = add("list", say("the displays of each host", "дисплеи каждого хоста"),
+                             ViewerInvocation::Command::list);
+        addHosts(list);
+        addJSON(list);
+    }
+
+    void addDisplay(CLI::App& command) {
+        command.add_option("host", host_, hostText())->type_name("HOST")->required();
+        command
+            .add_option("display", invocation_.display,
+                        say("the display's id, its name or its number in the list",
+                            "идентификатор дисплея, его имя или номер в списке"))
+            ->type_name("DISPLAY")
+            ->required();
+    }
+
+    void addFrame() {
+        CLI::App& frame = add(
+            "frame",
+            say("the newest picture of a display, as JPEG", "новейшее изображение дисплея, JPEG"),
+            ViewerInvocation::Command::frame);
+        addDisplay(frame);
+        frame
+            .add_option("-o,--output", invocation_.file,
+                        say("the file to write; without it the picture goes to standard output",
+                            "файл для записи; без него картинка идёт в стандартный вывод"))
+            ->type_name(say("FILE", "ФАЙЛ"));
+        frame.add_flag("--wait", invocation_.waitsForChange,
+                       say("wait until the picture changes", "ждать, пока картинка изменится"));
+    }
+
+    void addDoctor() {
+        CLI::App& doctor = add("doctor",
+                               say("how it stands with a host, or with this machine without one",
+                                   "что с хостом; без хоста — что с этой машиной"),
+                               ViewerInvocation::Command::doctor);
+        doctor.add_option("host", host_, hostText())->type_name("HOST");
+        addJSON(doctor);
+    }
+
+    void addStream() {
+        CLI::App& stream = add("stream",
+                               say("a display as a camera: multipart JPEG at a constant rate",
+                                   "дисплей как камера: multipart JPEG с постоянной частотой"),
+                               ViewerInvocation::Command::stream);
+        addDisplay(stream);
+        constexpr double slowest = 0.1;
+        constexpr double fastest = ViewerHostProtocolV1::captureFramesPerSecond;
+        stream
+            .add_option("--rate", invocation_.rate,
+                        say("pictures a second, up to 25 (default 5)",
+                            "изображений в секунду, до 25 (по умолчанию 5)"))
+            ->type_name(say("NUMBER", "ЧИСЛО"))
+            ->check(CLI::Range(slowest, fastest, "").description(""));
+        addListen(stream, say("serve programs on this port of 127.0.0.1, not standard output",
+                              "отдавать программам на этом порту 127.0.0.1, а не в вывод"));
+    }
+
+    void addMetrics() {
+        CLI::App& metrics = add("metrics",
+                                say("a Prometheus exporter: /probe?target=HOST",
+                                    "экспортёр для Prometheus: /probe?target=HOST"),
+                                ViewerInvocation::Command::metrics);
+        addListen(metrics, say("the port on 127.0.0.1 (default 9091)",
+                               "порт на 127.0.0.1 (по умолчанию 9091)"));
+    }
+
+    void addListen(CLI::App& command, const std::string& text) {
+        command.add_option("--listen", invocation_.port, text)->type_name(say("PORT", "ПОРТ"));
+    }
+
+    /// CLI11 says it in English alone, so in Russian only what it is about is taken over.
+    std::string reasonOf(const CLI::ParseError& error) const {
+        const std::string reason = ViewerTerminalText::safe(error.what());
+        return say(reason, "неверная командная строка: " + reason);
+    }
+
+    bool needsHost() const {
+        return invocation_.command != ViewerInvocation::Command::doctor &&
+               invocation_.command != ViewerInvocation::Command::metrics;
+    }
+
+    void takeHosts() {
+        if (!host_.empty()) {
+            hosts_ = {host_};
+        }
+        for (const std::string& text : hosts_) {
+            auto address = ViewerHostAddress::parse(text);
+            if (!address) {
+                throw CLI::ValidationError("HOST",
+                                           say("this is no host: ", "это не хост: ") + text);
+            }
+            invocation_.hosts.emplace_back(std::move(*address), "");
+        }
+        if (!hostsFile_.empty()) {
+            takeHostsFile();
+        }
+        if (invocation_.hosts.empty() && needsHost()) {
+            throw CLI::ValidationError("HOST",
+                                       say("name at least one host", "назовите хотя бы один хост"));
+        }
+    }
+
+    /// A picture's bytes on a terminal help nobody.
+    void refuseTerminal() const {
+        const bool isPicture = invocation_.command == ViewerInvocation::Command::frame;
+        if (isPicture && invocation_.file.empty() && console_.isTerminal) {
+            throw CLI::ValidationError(
+                "--output", say("a terminal cannot show the picture: say where it goes",
+                                "терминал не покажет картинку: укажите, куда её отдать"));
+        }
+    }
+
+    void takeHostsFile() {
+        std::ifstream file(hostsFile_, std::ios::binary);
+        const std::string text((std::istreambuf_iterator<char>(file)), {});
+        if (!file.good() && !file.eof()) {
+            throw CLI::ValidationError("--hosts",
+                                       say("cannot be read: ", "не читается: ") + hostsFile_);
+        }
+        ViewerHostList list = ViewerHostList::parse(text);
+        if (!list.badLines.empty()) {
+            throw CLI::ValidationError("--hosts", hostsFile_ + ":" +
+                                                      std::to_string(list.badLines.front()) + ": " +
+                                                      say("this is no host", "это не хост"));
+        }
+        invocation_.hosts.insert(invocation_.hosts.end(),
+                                 std::make_move_iterator(list.hosts.begin()),
+                                 std::make_move_iterator(list.hosts.end()));
+    }
+
+    const ViewerConsole& console_;
+    CLI::App app_;
+    ViewerInvocation invocation_;
+    /// Of a command for one host.
+    std::string host_;
+    std::vector<std::string> hosts_;
+    std::string hostsFile_;
+    double seconds_ = 5;
+};
+
+}  // namespace
+
+Reading read(int argumentCount, const char* const* arguments, const ViewerConsole& console) {
+    return Grammar(console).read(argumentCount, arguments);
+}
+
+}  // namespace velmora::ViewerCommandLine

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "viewerctl/ViewerConsole.h"
+#include "viewerctl/ViewerHostList.h"
+#include "viewerctl/ViewerLanguage.h"
+
+namespace velmora {
+
+/// What the command line asks for. A plain value.
+struct ViewerInvocation final {
+    enum class Command { list, frame, doctor, stream, metrics };
+
+    Command command = Command::list;
+    std::vector<ViewerListedHost> hosts;
+    /// For one request.
+    std::chrono::milliseconds limit{5'000};
+    bool isForPrograms = false;
+    /// Which display: an id, a name or a number.
+    std::string display;
+    /// Where a picture goes; empty for standard output.
+    std::string file;
+    bool waitsForChange = false;
+    /// Pictures a second.
+    double rate = 5;
+    /// Of the loopback interface.
+    std::optional<std::uint16_t> port;
+};
+
+/// The command line. On the program's one thread, before anything else begins.
+namespace ViewerCommandLine {
+
+/// What was read of it: an invocation, or how the program ends at once, having shown its help or
+/// what is wrong.
+struct Reading final {
+    bool isComplete = false;
+    ViewerInvocation invocation;
+    ViewerExit exit = ViewerExit::usage;
+};
+
+Reading read(int argumentCount, const char* const* arguments, const ViewerConsole& console);
+
+}  // namespace ViewerCommandLine
+
+}  // namespace velmora
