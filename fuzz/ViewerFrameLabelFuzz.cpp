@@ -12,7 +12,8 @@ using velmora::viewerCheck;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const std::string text(bytes, bytes + size);
     const std::string identity = "0123456789abcdef0123456789abcdef-";
-    for (const std::string& label : {text, identity + text, identity + identity + text}) {
+    const std::string identities = identity + identity;
+    for (const std::string& label : {text, identity + text, identities + text}) {
         if (velmora::ViewerFrameLabel::isValid(label)) {
             viewerCheck(label.find_first_not_of("0123456789abcdef-") == std::string::npos,
                         "a label has no other characters");

@@ -52,7 +52,7 @@ std::string holderOf(const std::string& inode) {
             std::ifstream file(entry.path() / "comm");
             std::string command;
             std::getline(file, command);
-            return command + " (" + name + ")";
+            return command.append(" (").append(name).append(")");
         }
     }
     return {};

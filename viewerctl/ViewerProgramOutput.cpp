@@ -23,6 +23,7 @@ pid_t spawn(std::vector<std::string>& command, int output) {
     ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
         arguments.push_back(argument.data());
     }

@@ -171,6 +171,7 @@ int main(int argumentCount, char** arguments) {
     using namespace velmora;
     try {
         // For the width of characters alone; where it is missing, all are taken for narrow.
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing else runs yet.
         (void)std::setlocale(LC_CTYPE, "C.UTF-8");
         const ViewerConsole console = consoleOfProcess();
         auto reading = ViewerCommandLine::read(argumentCount, arguments, console);

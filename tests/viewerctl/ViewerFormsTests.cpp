@@ -63,14 +63,14 @@ TEST(ViewerHostList, TellsWhichLinesItCannotRead) {
 }
 
 TEST(ViewerFrameLabel, IsTwoIdentitiesAndANumber) {
-    EXPECT_TRUE(ViewerFrameLabel::isValid(identity + "-" + identity + "-1"));
-    EXPECT_TRUE(ViewerFrameLabel::isValid(identity + "-" + identity + "-18446744073709551615"));
+    const std::string both = identity + "-" + identity;
+    EXPECT_TRUE(ViewerFrameLabel::isValid(both + "-1"));
+    EXPECT_TRUE(ViewerFrameLabel::isValid(both + "-18446744073709551615"));
+    const std::string joinedOtherwise = identity + "_" + identity + "-1";
+    const std::string capital = "A" + both.substr(1) + "-1";
     for (const std::string& text :
-         {std::string(), identity, identity + "-" + identity, identity + "-" + identity + "-",
-          identity + "-" + identity + "-0", identity + "-" + identity + "-01",
-          identity + "-" + identity + "--1", identity + "-" + identity + "-1 ",
-          identity + "-" + identity + "-18446744073709551616", identity + "_" + identity + "-1",
-          "A" + identity.substr(1) + "-" + identity + "-1"}) {
+         {std::string(), identity, both, both + "-", both + "-0", both + "-01", both + "--1",
+          both + "-1 ", both + "-18446744073709551616", joinedOtherwise, capital}) {
         EXPECT_FALSE(ViewerFrameLabel::isValid(text)) << text;
     }
 }
@@ -90,12 +90,13 @@ TEST(ViewerAnswerHead, HasStatusTypeLengthAndLabel) {
 }
 
 TEST(ViewerAnswerHead, IsOneWholeHead) {
+    const std::string twoHeads = plainHead + "\r\n" + plainHead + "\r\n";
     for (const std::string& text :
          {std::string(),
           std::string("\r\n"),
           plainHead,
           plainHead + "\r\nx",
-          plainHead + "\r\n" + plainHead + "\r\n",
+          twoHeads,
           plainHead + "Content-Length: 7\r\n\r\n",
           plainHead + "a\r\n\r\n",
           plainHead + ": b\r\n\r\n",
