@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Tells what of others the built programs consist of: a bill of materials in SPDX, and the notices.
+"""Tells what of others the programs of a package consist of: a bill of materials in SPDX, and the notices.
 
-Usage: tools/sbom.py BUILD_FOLDER VERSION SPDX_FILE NOTICES_FILE
+Usage: tools/sbom.py BUILD_FOLDER PACKAGE VERSION SPDX_FILE NOTICES_FILE
 
 The compiler's own record says which headers were read, so that libraries of headers alone are told
 too, and the linker says what it opened; Debian's package database says whose each file is. What is
@@ -19,34 +19,39 @@ import sys
 import tempfile
 
 SOURCES = pathlib.Path(__file__).resolve().parents[1]
-PROGRAMS = ("bin/VelmoraViewerHost", "bin/VelmoraViewerHostAlert")
-# Loaded by the running host: a file by which the package is found.
-LOADED = ("libpipewire-0.3.so.0", "libsystemd.so.0")
+HOST = "velmora-viewer-host"
+PROGRAMS = {HOST: ("bin/VelmoraViewerHost", "bin/VelmoraViewerHostAlert"),
+            "velmora-viewerctl": ("bin/velmora-viewerctl",)}
+# Loaded by the running programs: a file by which each package is found.
+LOADED = {HOST: ("libpipewire-0.3.so.0", "libsystemd.so.0")}
 # Sources are generated from its descriptions of protocols, which no compiler reads.
-GENERATED_FROM = ("/usr/share/wayland-protocols/unstable/xdg-output/xdg-output-unstable-v1.xml",)
+GENERATED_FROM = {
+    HOST: ("/usr/share/wayland-protocols/unstable/xdg-output/xdg-output-unstable-v1.xml",)}
 
 
 def output(*command, **options):
     return subprocess.run(command, check=True, text=True, stdout=subprocess.PIPE, **options).stdout
 
 
-def read_by_compiler(build):
-    """The files that were read for any object of the build, outside of it and of the sources."""
+def read_by_compiler(build, programs):
+    """The files that were read for any object of the programs, outside of the build and the sources."""
+    inputs = set(output("ninja", "-C", build, "-t", "inputs", *programs).splitlines())
     files = set()
     for line in output("ninja", "-C", build, "-t", "deps").splitlines():
         # CMake from version 3.27 records for a program what the linker looked at, too.
         if not line.startswith(" "):
-            is_object = line.split(":")[0].endswith(".o")
-        elif is_object and line.startswith("    /"):
+            name = line.split(":")[0]
+            is_part = name.endswith(".o") and name in inputs
+        elif is_part and line.startswith("    /"):
             files.add(line.strip())
     own = tuple(f"{pathlib.Path(folder).resolve()}/" for folder in (build, SOURCES))
     return {file for file in files if not file.startswith(own)}
 
 
-def opened_by_linker(build):
+def opened_by_linker(build, programs):
     """The files that the linker opens for each program, told by linking it once more."""
     opened = set()
-    for program in PROGRAMS:
+    for program in programs:
         command = output("ninja", "-C", build, "-t", "commands", "-s", program)
         with tempfile.TemporaryDirectory() as folder:
             traced, count = re.subn(f" -o {program} ", f" -Wl,--trace -o {folder}/program ", command)
@@ -58,11 +63,11 @@ def opened_by_linker(build):
     return {file for file in opened if file.startswith("/")}
 
 
-def loaded_by_host():
-    """The libraries that the host loads while it runs, where this system has them."""
+def loaded(names):
+    """The libraries that programs load while they run, by these names, where this system has them."""
     cache = output("/sbin/ldconfig", "-p")
     return {re.search(rf"^\s{re.escape(name)} .*=> (\S+)$", cache, re.MULTILINE)[1]
-            for name in LOADED}
+            for name in names}
 
 
 def packages_of(files):
@@ -87,6 +92,8 @@ def packages_of(files):
 
 def described(packages):
     """Name, version, source and architecture of each package, in order of their names."""
+    if not packages:
+        return []  # asked for none, the database tells all
     fields = "${Package}\\t${Version}\\t${source:Package}\\t${source:Version}\\t${Architecture}\\n"
     lines = output("dpkg-query", "--show", f"--showformat={fields}", *packages).splitlines()
     return sorted(tuple(line.split("\t")) for line in lines)
@@ -115,13 +122,13 @@ def spdx_package(package, distribution):
     }
 
 
-def document(version, roles):
-    """The SPDX document; `roles` gives for each kind of relationship its packages."""
+def document(product_name, version, roles):
+    """The SPDX document of a package; `roles` gives for each kind of relationship its packages."""
     release = dict(line.split("=", 1) for line in
                    pathlib.Path("/etc/os-release").read_text("utf-8").splitlines() if "=" in line)
     distribution = release["VERSION_CODENAME"].strip('"')
     packages = sorted(set().union(*roles.values()))
-    product = {"SPDXID": "SPDXRef-velmora-viewer-host", "name": "velmora-viewer-host",
+    product = {"SPDXID": f"SPDXRef-{product_name}", "name": product_name,
                "versionInfo": version, "downloadLocation": "NOASSERTION", "filesAnalyzed": False,
                "licenseConcluded": "NOASSERTION", "licenseDeclared": "NOASSERTION",
                "copyrightText": "NOASSERTION"}
@@ -140,8 +147,8 @@ def document(version, roles):
         "spdxVersion": "SPDX-2.3",
         "dataLicense": "CC0-1.0",
         "SPDXID": "SPDXRef-DOCUMENT",
-        "name": f"velmora-viewer-host-{version}",
-        "documentNamespace": f"https://velmora.example/spdx/velmora-viewer-host-{version}-{digest}",
+        "name": f"{product_name}-{version}",
+        "documentNamespace": f"https://velmora.example/spdx/{product_name}-{version}-{digest}",
         "creationInfo": {"created": moment.strftime("%Y-%m-%dT%H:%M:%SZ"),
                          "creators": ["Tool: tools/sbom.py"]},
         "packages": [product, *others],
@@ -149,7 +156,7 @@ def document(version, roles):
     }
 
 
-def notices(packages):
+def notices(product_name, packages):
     """What each package's authors ask to be told, the same words once."""
     told = {}
     for name, *_ in packages:
@@ -157,27 +164,28 @@ def notices(packages):
         told.setdefault(text, []).append(name)
     parts = [f"{'=' * 100}\n{', '.join(names)}\n{'=' * 100}\n\n{text}\n"
              for text, names in sorted(told.items(), key=lambda part: part[1])]
-    return ("What the programs of velmora-viewer-host are made of, package by package as Debian has "
-            "it, with\nthe notices of its authors.\n\n" + "\n".join(parts))
+    return (f"What {product_name} is made of, package by package as Debian has it, with the notices "
+            "of its authors.\n\n" + "\n".join(parts))
 
 
-def main(build, version, spdx_file, notices_file):
-    linked = opened_by_linker(build)
+def main(build, name, version, spdx_file, notices_file):
+    programs = PROGRAMS[name]
+    linked = opened_by_linker(build, programs)
     shared = {file for file in linked if re.search(r"\.so(\.[0-9.]+)?$", file)}
     # Some are scripts that name the libraries which are meant.
     libraries = {file for file in shared if pathlib.Path(file).read_bytes().startswith(b"\x7fELF")}
-    inside = read_by_compiler(build) | (linked - shared)
+    inside = read_by_compiler(build, programs) | (linked - shared)
     # Relationships as SPDX names them. Code of headers and archives becomes part of the programs.
     roles = {
         "STATIC_LINK": set(described(packages_of(inside))),
         "DYNAMIC_LINK": set(described(packages_of(libraries))),
-        "GENERATED_FROM": set(described(packages_of(GENERATED_FROM))),
-        "DEPENDS_ON": set(described(packages_of(loaded_by_host()))),
+        "GENERATED_FROM": set(described(packages_of(GENERATED_FROM.get(name, ())))),
+        "DEPENDS_ON": set(described(packages_of(loaded(LOADED.get(name, ()))))),
     }
     pathlib.Path(spdx_file).write_text(
-        json.dumps(document(version, roles), indent=1, sort_keys=True) + "\n", "utf-8")
+        json.dumps(document(name, version, roles), indent=1, sort_keys=True) + "\n", "utf-8")
     pathlib.Path(notices_file).write_text(
-        notices(sorted(set().union(*roles.values()))), "utf-8")
+        notices(name, sorted(set().union(*roles.values()))), "utf-8")
 
 
 if __name__ == "__main__":

@@ -66,7 +66,7 @@ build_in() {
         { tail -n 40 "$log" >&2; fail "the package cannot be built"; }
     rm -rf "$out"
     mkdir -p "$out"
-    mv "$root/$(dirname "$1")"/velmora-viewer-host*.* "$out"
+    mv "$root/$(dirname "$1")"/velmora-viewer*.* "$out"
 }
 
 build_package() {
@@ -92,6 +92,7 @@ have_package() {
 put_package() {
     rm -rf "$root/srv/installed"
     cp "$out"/velmora-viewer-host_*.deb "$root/srv/package.deb"
+    cp "$out"/velmora-viewerctl_*.deb "$root/srv/operators.deb"
     cp -r scripts/proofs/installed "$root/srv/installed"
 }
 
@@ -101,13 +102,14 @@ test_package() {
     use_system tried
     put_package
     step "Installing the package…"
-    install_packages /srv/package.deb
+    install_packages /srv/package.deb /srv/operators.deb
     grep -q ^person: "$root/etc/passwd" || enter useradd --create-home person
     # Without a display there is nothing to read, but every library is found.
     enter "${as_person[@]}" bash -euc '
         [ "$(VelmoraViewerHost --check-permission || echo $?)" = "$(
             printf "Screen Recording: not granted\n2")" ]
-        for program in /usr/bin/VelmoraViewerHost /usr/libexec/velmora-viewer-host/*; do
+        for program in /usr/bin/{VelmoraViewerHost,velmora-viewerctl} \
+            /usr/libexec/velmora-viewer-host/*; do
             if ldd "$program" | grep "not found"; then
                 exit 1
             fi
@@ -131,6 +133,7 @@ copy_tests() {
         -o -path 'scripts/*' -o -path 'tests/*' \) -type f -print0 |
         tar -c --null -T - | tar -x -C "$root$PWD"
     ln -sf /usr/bin/VelmoraViewerHost "$programs/VelmoraViewerHost"
+    ln -sf /usr/bin/velmora-viewerctl "$programs/velmora-viewerctl"
     ln -sf /usr/libexec/velmora-viewer-host/VelmoraViewerHostAlert "$programs/VelmoraViewerHostAlert"
     enter chown -R person: "$PWD/build"
 }
