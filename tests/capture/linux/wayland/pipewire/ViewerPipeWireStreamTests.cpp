@@ -196,7 +196,7 @@ TEST(ViewerPipeWireStream, AFormatThatChangesIsFollowed) {
     ASSERT_TRUE(cast.node.recorder().waitForPicture(isAll(red)));
 
     cast.screen.renegotiate(SPA_VIDEO_FORMAT_RGBA, 80, 20);
-    ASSERT_TRUE(cast.screen.send(Picture{mixed}));
+    ASSERT_TRUE(cast.node.receivesNext(cast.screen, Picture{mixed}));
 
     EXPECT_TRUE(cast.node.recorder().waitForPicture(
         [](const Seen& picture) { return isMixed(picture, 80, 20); }));
