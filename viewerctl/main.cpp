@@ -62,10 +62,17 @@ class Program final {
     Program(ViewerInvocation invocation, const ViewerConsole& console)
         : console_(console),
           client_(loop_, invocation.limit),
-          signals_(loop_, SIGINT, SIGTERM, SIGHUP),
+          signals_(loop_),
           invocation_(std::move(invocation)) {}
 
     int run() {
+        for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+            struct sigaction before{};
+            // Who has switched one off, such as nohup, means it.
+            if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+                signals_.add(number);
+            }
+        }
         signals_.async_wait([this](boost::system::error_code error, int number) {
             if (!error) {
                 endingSignal_ = number;

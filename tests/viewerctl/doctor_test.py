@@ -8,8 +8,8 @@ import socket
 import tempfile
 import unittest
 
-from program import ProgramTest
-from scripted_host import PATIENCE, answer, listing, sending, serving
+from program import PROGRAM, ProgramTest
+from scripted_host import answer, listing, sending, serving
 
 
 class HostDoctor(ProgramTest):
@@ -56,7 +56,7 @@ class HostDoctor(ProgramTest):
         self.assertIn("16", found["waiting-line"]["advice"])
 
     def test_a_waiting_line_that_never_ends(self):
-        host = self.host(lambda connection, target: host.ending.wait(PATIENCE))
+        host = self.host(lambda connection, target: host.ending.wait())
         found = self.findings(host.name, "--timeout", "0.5", status=1)
         self.assertEqual(found["connection"]["state"], "good")
         self.assertEqual(found["waiting-line"]["state"], "bad")

@@ -98,7 +98,7 @@ class List(ProgramTest):
         self.assertEqual(json.loads(run.stdout)[0]["error"]["reason"], "no-route")
 
     def test_a_host_that_says_nothing_times_out(self):
-        host = self.host(lambda connection, target: host.ending.wait(PATIENCE))
+        host = self.host(lambda connection, target: host.ending.wait())
         self.assertEqual(self.reason(host, "--timeout", "0.5"), "timed-out")
 
     def test_a_host_that_sends_byte_by_byte_times_out(self):
@@ -162,7 +162,7 @@ class List(ProgramTest):
     def test_a_body_of_two_gibibytes_is_not_waited_for(self):
         def serve(connection, target):
             connection.sendall(answer(b" " * 1000, length=2 << 30))
-            host.ending.wait(PATIENCE)
+            host.ending.wait()
         host = self.host(serve)
         self.assertEqual(self.reason(host, "--timeout", "20"), "not-a-viewer-host")
 
@@ -208,7 +208,7 @@ class List(ProgramTest):
         self.assertEqual(most, [2] * 10)
 
     def test_an_interrupt_ends_it_at_once(self):
-        host = self.host(lambda connection, target: host.ending.wait(PATIENCE))
+        host = self.host(lambda connection, target: host.ending.wait())
         process = self.start("list", "--timeout", "600", host.name, stdout=subprocess.PIPE)
         while not host.requests:
             time.sleep(0.01)
@@ -235,3 +235,14 @@ class List(ProgramTest):
 
 if __name__ == "__main__":
     unittest.main()
+    def test_who_ignores_a_hang_up_is_not_ended_by_one(self):
+        def serve(connection, target):
+            process.send_signal(signal.SIGHUP)
+            connection.sendall(answer(listing(("id", "Screen"))))
+        host = self.host(serve)
+        process = self.start("list", host.name, stdout=subprocess.PIPE,
+                             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        output, _ = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 0)
+        self.assertIn(b"Screen", output)
+

@@ -86,7 +86,7 @@ class Metrics(ProgramTest):
         self.assertEqual((response.status, host.requests), (403, []))
 
     def test_an_interrupt_ends_it_with_a_probe_under_way(self):
-        host = self.host(lambda connection, target: host.ending.wait(PATIENCE))
+        host = self.host(lambda connection, target: host.ending.wait())
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
         self.addCleanup(connection.close)
         connection.request("GET", "/probe?target=" + host.name)
