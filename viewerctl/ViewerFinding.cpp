@@ -63,7 +63,7 @@ std::string json(const std::vector<ViewerFinding>& findings) {
         }
         array.push_back(std::move(object));
     }
-    return boost::json::serialize(array) + "\n";
+    return ViewerTerminalText::safeJSON(boost::json::serialize(array)) + "\n";
 }
 
 ViewerExit exitOf(const std::vector<ViewerFinding>& findings) {

@@ -17,6 +17,8 @@ constexpr std::string_view bold = "\033[1m";
 constexpr std::string_view red = "\033[31m";
 constexpr std::string_view plain = "\033[0m";
 
+/// A longer cell puts its own line out of line and no other.
+constexpr std::size_t widestColumn = 40;
 /// Host, machine, number, display, size.
 constexpr std::size_t alignedColumns = 5;
 
@@ -123,8 +125,8 @@ std::string table(const std::vector<ViewerListedAnswer>& answers, const ViewerCo
     Widths widths{};
     for (const Row& row : rows) {
         for (std::size_t column = 0; column < alignedColumns; ++column) {
-            widths[column] =
-                std::max(widths[column], ViewerTerminalText::columns(row.cells[column]));
+            const std::size_t width = ViewerTerminalText::columns(row.cells[column]);
+            widths[column] = std::max(widths[column], std::min(width, widestColumn));
         }
     }
     std::string text(console.colour(bold));
@@ -146,7 +148,7 @@ std::string json(const std::vector<ViewerListedAnswer>& answers, ViewerLanguage 
     for (const ViewerListedAnswer& answer : answers) {
         hosts.push_back(valueOf(answer, language));
     }
-    return json::serialize(hosts) + "\n";
+    return ViewerTerminalText::safeJSON(json::serialize(hosts)) + "\n";
 }
 
 }  // namespace velmora::ViewerListing

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cwchar>
 
 #include "core/protocol/ViewerUTF8.h"
@@ -41,10 +42,10 @@ struct Range final {
 /// Control and format characters, line and paragraph separators, and tags (general categories Cc,
 /// Cf, Zl and Zp of Unicode 15, as ranges of the Basic Multilingual Plane and of plane 14).
 constexpr std::array unsafe{
-    Range{0x0000, 0x001F}, Range{0x007F, 0x009F},   Range{0x00AD, 0x00AD}, Range{0x0600, 0x0605},
-    Range{0x061C, 0x061C}, Range{0x06DD, 0x06DD},   Range{0x070F, 0x070F}, Range{0x180E, 0x180E},
-    Range{0x200B, 0x200F}, Range{0x2028, 0x202E},   Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF},
-    Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE0FFF},
+    Range{0x0000, 0x001F}, Range{0x007F, 0x009F}, Range{0x00AD, 0x00AD}, Range{0x0600, 0x0605},
+    Range{0x061C, 0x061C}, Range{0x06DD, 0x06DD}, Range{0x070F, 0x070F}, Range{0x0890, 0x0891},
+    Range{0x08E2, 0x08E2}, Range{0x180E, 0x180E}, Range{0x200B, 0x200F}, Range{0x2028, 0x202E},
+    Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF}, Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE0FFF},
 };
 
 bool isUnsafe(char32_t value) {
@@ -53,17 +54,43 @@ bool isUnsafe(char32_t value) {
     });
 }
 
-}  // namespace
-
-std::string safe(std::string_view text) {
+/// `text` with `replacement(codePoint)` for each code point that is unsafe.
+template <typename Replacement>
+std::string replaced(std::string_view text, Replacement replacement) {
     const std::string valid = ViewerUTF8::repaired(text);
     std::string result;
     for (std::string_view rest = valid; !rest.empty();) {
         const CodePoint point = firstCodePoint(rest);
-        result += isUnsafe(point.value) ? "\uFFFD" : rest.substr(0, point.length);
+        result += isUnsafe(point.value) ? replacement(point.value)
+                                        : std::string(rest.substr(0, point.length));
         rest.remove_prefix(point.length);
     }
     return result;
+}
+
+/// One unit of UTF-16 as JSON escapes it.
+std::string escapeOf(char32_t unit) {
+    std::array<char, 8> text{};
+    (void)std::snprintf(text.data(), text.size(), "\\u%04x",
+                        static_cast<unsigned>(unit & 0xFFFFU));  // always fits
+    return text.data();
+}
+
+}  // namespace
+
+std::string safe(std::string_view text) {
+    return replaced(text, [](char32_t) { return std::string("\uFFFD"); });
+}
+
+std::string safeJSON(std::string_view json) {
+    constexpr char32_t beyond = 0x10000;
+    return replaced(json, [](char32_t value) {
+        if (value < beyond) {
+            return escapeOf(value);
+        }
+        // Two surrogates, of ten bits each (RFC 8259, section 7).
+        return escapeOf(0xD800U + ((value - beyond) >> 10U)) + escapeOf(0xDC00U + (value & 0x3FFU));
+    });
 }
 
 std::size_t columns(std::string_view text) {

@@ -14,6 +14,10 @@ namespace ViewerTerminalText {
 /// UTF-8 become U+FFFD.
 std::string safe(std::string_view text);
 
+/// JSON with escapes in the place of what would not be safe, so that its values stay the same; what
+/// is not UTF-8 becomes U+FFFD.
+std::string safeJSON(std::string_view json);
+
 /// How many columns of a terminal a text takes that is safe. As long as the process has a locale of
 /// UTF-8.
 std::size_t columns(std::string_view text);

@@ -184,6 +184,7 @@ TEST(ViewerTerminalText, LeavesNothingThatATerminalObeys) {
 TEST(ViewerLanguage, IsRussianWhereTheLocaleIs) {
     EXPECT_EQ(ViewerLanguage::ofLocale("ru_RU.UTF-8"), ViewerLanguage::russian());
     EXPECT_EQ(ViewerLanguage::ofLocale("ru"), ViewerLanguage::russian());
+    EXPECT_EQ(ViewerTerminalText::safe("\u0890\u08E2"), "\uFFFD\uFFFD");
     for (const char* const name : {"", "C", "en_US.UTF-8", "rue_RU", "POSIX"}) {
         EXPECT_EQ(ViewerLanguage::ofLocale(name), ViewerLanguage::english());
     }

@@ -103,13 +103,31 @@ class MachineDoctor(ProgramTest):
         self.assertIn("xdg-desktop-portal", found["access"]["advice"])
 
     def test_autostart_is_found_where_desktops_look(self):
-        self.assertEqual(self.findings()["autostart"]["state"], "note")
-        entry = self.folder / "autostart" / "host.desktop"
-        entry.parent.mkdir()
-        entry.write_text("[Desktop Entry]\nExec=/usr/bin/VelmoraViewerHost\n")
-        self.assertEqual(self.findings()["autostart"]["text"], str(entry))
-        entry.write_text("[Desktop Entry]\nExec=/usr/bin/VelmoraViewerHost\nHidden=true\n")
-        self.assertEqual(self.findings()["autostart"]["state"], "note")
+        self.assertEqual(self.autostart()["state"], "note")
+        system = self.entry(self.START, folder="system")
+        self.assertEqual(self.autostart()["text"], system)
+        own = self.entry(self.START, folder="home/.config")
+        found = self.autostart(XDG_CONFIG_HOME="", HOME=str(self.folder / "home"))
+        self.assertEqual(found["text"], own)
+
+    def test_autostart_is_off_where_the_account_hides_the_entry(self):
+        self.entry(self.START, folder="system")
+        self.entry("Hidden=true", folder=".")
+        self.assertEqual(self.autostart()["state"], "note")
+
+    def test_what_desktops_pass_over_starts_nothing(self):
+        self.entry(self.START, folder=".", name="host.desktop.bak")
+        self.entry(self.START, "Hidden=true", folder="system")
+        self.assertEqual(self.autostart()["state"], "note")
+
+    def test_a_host_that_does_not_end_is_not_waited_for(self):
+        for rest in ("", " >&-"):
+            with self.subTest(rest):
+                self.assertEqual(self.asking("exec sleep 600" + rest)["text"], "cannot be asked")
+
+    def test_what_is_no_text_leaves_the_json_whole(self):
+        found = self.findings(DISPLAY="\udcff:\u009b")
+        self.assertEqual(found["session"]["text"], "none, DISPLAY=\ufffd:\u009b")
 
 
 if __name__ == "__main__":

@@ -16,6 +16,8 @@ from scripted_host import PATIENCE, answer, listing, sending, serving
 
 
 class List(ProgramTest):
+    FORBIDDEN = "\x1b", "\x07", "\x9b", "\u202e", "\r"
+
     def reason(self, host, *arguments):
         run = self.run_program("list", "--json", *arguments, host.name)
         self.assertEqual(run.returncode, 1, run.stderr)
@@ -173,13 +175,29 @@ class List(ProgramTest):
                              timeout=PATIENCE, env=self.environment())
         self.assertEqual(run.returncode, 0)
         text = run.stdout.decode()
-        for forbidden in ("\x1b", "\x07", "\x9b", "\u202e", "\r"):
+        for forbidden in self.FORBIDDEN:
             self.assertNotIn(forbidden, text)
         self.assertEqual(len(text.splitlines()), 2)
         self.assertIn("evil", text)
 
     def test_the_environment_sends_no_request_elsewhere(self):
         host = self.host(serving(("id", "Screen")))
+    def test_json_is_safe_on_a_terminal_and_keeps_the_names(self):
+        name = "\x1b]0;title\x07\x1b[2J\u202eevil\x9b1m\r\n\U000e0041ü"
+        host = self.host(serving(("id\x9b", name), machine=name))
+        run = self.run_program("list", "--json", host.name)
+        for forbidden in (*self.FORBIDDEN, "\U000e0041"):
+            self.assertNotIn(forbidden, run.stdout)
+        found, = json.loads(run.stdout)
+        self.assertEqual((found["machineName"], found["displays"][0]["id"]), (name, "id\x9b"))
+
+    def test_a_long_name_leaves_the_lines_of_others_alone(self):
+        long = self.host(serving(("id", "n" * 4000), machine="m" * 4000))
+        host = self.host(serving(("id", "Screen")))
+        run = self.run_program("list", long.name, host.name)
+        self.assertLess(len(run.stdout.splitlines()[2]), 200)
+        self.assertIn("m" * 4000 + "  1", run.stdout)
+
         proxy = self.host(sending(b""))
         run = self.run_program("list", host.name, http_proxy=f"http://{proxy.name}",
                                ALL_PROXY=f"http://{proxy.name}")
