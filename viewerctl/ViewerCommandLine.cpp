@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -83,6 +84,20 @@ class Grammar final {
         return arguments;
     }
 
+    /// CLI11's own range has "nan" in it.
+    CLI::Validator between(double least, double most) const {
+        const std::string reason = say("is not between ", "не в пределах: ");
+        return {[=](const std::string& text) {
+                    double number = 0;
+                    const bool isBetween = CLI::detail::lexical_cast(text, number) &&
+                                           number >= least && number <= most;
+                    std::ostringstream why;
+                    why << text << " " << reason << least << " – " << most;
+                    return isBetween ? std::string() : why.str();
+                },
+                ""};
+    }
+
     /// A command, with the options that every one has.
     CLI::App& add(const std::string& name, const std::string& text,
                   ViewerInvocation::Command command) {
@@ -96,7 +111,7 @@ class Grammar final {
                         say("time for each request, in seconds (default 5)",
                             "время на каждый запрос, в секундах (по умолчанию 5)"))
             ->type_name(say("SECONDS", "СЕКУНДЫ"))
-            ->check(CLI::Range(shortest, longest, "").description(""));
+            ->check(between(shortest, longest));
         return added;
     }
 
@@ -172,7 +187,7 @@ class Grammar final {
                         say("pictures a second, up to 25 (default 5)",
                             "изображений в секунду, до 25 (по умолчанию 5)"))
             ->type_name(say("NUMBER", "ЧИСЛО"))
-            ->check(CLI::Range(slowest, fastest, "").description(""));
+            ->check(between(slowest, fastest));
         addListen(stream, say("serve programs on this port of 127.0.0.1, not standard output",
                               "отдавать программам на этом порту 127.0.0.1, а не в вывод"));
     }
@@ -236,6 +251,8 @@ class Grammar final {
         std::ifstream file(hostsFile_, std::ios::binary);
         const std::string text((std::istreambuf_iterator<char>(file)), {});
         if (!file.good() && !file.eof()) {
+        // Longer than any list; what never ends, such as a device, is none.
+        constexpr std::size_t longest = 1 << 20;
             throw CLI::ValidationError("--hosts",
                                        say("cannot be read: ", "не читается: ") + hostsFile_);
         }

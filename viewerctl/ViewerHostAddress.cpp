@@ -31,7 +31,8 @@ bool isAddressV6(std::string_view text) {
         return false;
     }
     in6_addr ignored{};
-    return ::inet_pton(AF_INET6, std::string(text.substr(0, zone)).c_str(), &ignored) == 1;
+    return text.find('\0') == std::string_view::npos &&
+           ::inet_pton(AF_INET6, std::string(text.substr(0, zone)).c_str(), &ignored) == 1;
 }
 
 std::optional<std::uint16_t> portOf(std::string_view text) {

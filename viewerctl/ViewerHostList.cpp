@@ -38,6 +38,10 @@ ViewerListedHost::ViewerListedHost(ViewerHostAddress where, std::string groupNam
     : address(std::move(where)), group(std::move(groupName)) {}
 
 ViewerHostList ViewerHostList::parse(std::string_view text) {
+    constexpr std::string_view byteOrderMark = "\uFEFF";
+    if (text.starts_with(byteOrderMark)) {
+        text.remove_prefix(byteOrderMark.size());
+    }
     ViewerHostList list;
     std::string group;
     for (std::size_t number = 1; !text.empty(); ++number) {

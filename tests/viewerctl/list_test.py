@@ -69,7 +69,9 @@ class List(ProgramTest):
 
     def test_wrong_usage_has_a_status_of_its_own(self):
         for arguments in ((), ("list",), ("list", "::1"), ("list", "--no-such", "a"), ("dance",),
-                          ("list", "--hosts", "/nonexistent/file"), ("list", "--timeout", "0", "a"),
+                          ("list", "--hosts", "/nonexistent/file"), ("list", "--hosts", "/"),
+                          ("list", "--hosts", "/dev/zero"), ("list", "--timeout", "0", "a"),
+                          ("list", "--timeout", "nan", "a"), ("stream", "--rate", "nan", "a", "1"),
                           ("list", "a", "--hosts")):
             with self.subTest(arguments):
                 run = self.run_program(*arguments)
