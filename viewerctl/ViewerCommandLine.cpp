@@ -237,22 +237,27 @@ class Grammar final {
         }
     }
 
-    /// A picture's bytes on a terminal help nobody.
+    /// A picture's bytes on a terminal help nobody, and it would obey some of them.
     void refuseTerminal() const {
-        const bool isPicture = invocation_.command == ViewerInvocation::Command::frame;
-        if (isPicture && invocation_.file.empty() && console_.isTerminal) {
+        using Command = ViewerInvocation::Command;
+        const bool isFrame = invocation_.command == Command::frame && invocation_.file.empty();
+        const bool isStream = invocation_.command == Command::stream && !invocation_.port;
+        if ((isFrame || isStream) && console_.isTerminal) {
             throw CLI::ValidationError(
-                "--output", say("a terminal cannot show the picture: say where it goes",
-                                "терминал не покажет картинку: укажите, куда её отдать"));
+                isFrame ? "--output" : "--listen",
+                say("a terminal cannot show the picture: say where it goes",
+                    "терминал не покажет картинку: укажите, куда её отдать"));
         }
     }
 
     void takeHostsFile() {
-        std::ifstream file(hostsFile_, std::ios::binary);
-        const std::string text((std::istreambuf_iterator<char>(file)), {});
-        if (!file.good() && !file.eof()) {
         // Longer than any list; what never ends, such as a device, is none.
         constexpr std::size_t longest = 1 << 20;
+        std::ifstream file(hostsFile_, std::ios::binary);
+        std::string text(longest, '\0');
+        file.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(file.gcount()));
+        if (!file.eof()) {
             throw CLI::ValidationError("--hosts",
                                        say("cannot be read: ", "не читается: ") + hostsFile_);
         }

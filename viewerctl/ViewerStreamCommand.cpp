@@ -144,7 +144,13 @@ ViewerTask<ViewerExit> ViewerStreamCommand::stream() {
         };
         co_await deliver(sink);
         client_.atStop(nullptr);
-        co_return client_.isStopped() ? ViewerExit::allGood : ViewerExit::someFailed;
+        if (client_.isStopped()) {
+            co_return ViewerExit::allGood;
+        }
+        console_.errors << "velmora-viewerctl: "
+                        << console_.say("the output cannot be written", "вывод не записывается")
+                        << '\n';
+        co_return ViewerExit::someFailed;
     }
     try {
         ViewerLocalServer server(loop_, *options_.port,

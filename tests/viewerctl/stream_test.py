@@ -4,7 +4,9 @@ Usage: stream_test.py PROGRAM.
 """
 import http.client
 import itertools
+import os
 import pathlib
+import pty
 import signal
 import socket
 import subprocess
@@ -100,6 +102,24 @@ class Stream(ProgramTest):
         process.stdout.readline()
         process.stdout.close()
         self.assertNotEqual(process.wait(PATIENCE), 0)
+
+    def test_output_that_cannot_be_written_is_told_of(self):
+        host = self.host(serving(SCREEN))
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            process = self.start("stream", host.name, "1", stdout=full, stderr=subprocess.PIPE)
+            _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn(b"cannot be written", errors)
+
+    def test_a_terminal_gets_no_bytes(self):
+        host = self.host(serving(SCREEN))
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        process = self.start("stream", host.name, "1", stdout=theirs, stderr=subprocess.PIPE)
+        os.close(theirs)
+        _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 2)
+        self.assertIn(b"--listen", errors)
 
     def test_many_programs_share_what_the_host_is_asked_for(self):
         host = self.host(serving(SCREEN))
