@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -99,7 +100,13 @@ ViewerTask<ViewerOutcome<ViewerAddresses>> ViewerNameResolver::lookUp(
         desk_->threads += needsThread ? 1 : 0;
     }
     if (needsThread) {
-        std::thread(&ViewerNameResolver::serve, desk_).detach();
+        try {
+            std::thread(&ViewerNameResolver::serve, desk_).detach();
+        } catch (const std::system_error&) {
+            // The system has none left: the name waits for another thread, or for its deadline.
+            const std::lock_guard guard(desk_->lock);
+            --desk_->threads;
+        }
     }
     (void)co_await question->answered.wait(deadline);  // the outcome tells
     questions_.erase(number);

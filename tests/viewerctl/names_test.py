@@ -5,6 +5,7 @@ Usage: names_test.py PROGRAM. In a network of its own, where this test is the na
 import json
 import os
 import pathlib
+import resource
 import signal
 import socket
 import subprocess
@@ -114,6 +115,15 @@ class Names(ProgramTest):
         process.send_signal(signal.SIGINT)
         process.communicate(timeout=PATIENCE)
         self.assertEqual(process.returncode, -signal.SIGINT)
+
+    def test_a_name_is_not_waited_for_where_no_thread_can_be_had(self):
+        # No stack of a thread is that large.
+        process = self.start(
+            "list", "--json", "--timeout", "0.5", "good.example", stdout=subprocess.PIPE,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_STACK,
+                                                  (1 << 50, resource.RLIM_INFINITY)))
+        output, _ = process.communicate(timeout=PATIENCE)
+        self.assertEqual(json.loads(output)[0]["error"]["reason"], "name-server-silent")
 
     def test_the_doctor_tells_that_a_name_is_the_fault(self):
         run = self.run_program("doctor", "missing.example")
