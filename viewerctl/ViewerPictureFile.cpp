@@ -28,6 +28,13 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
     return true;
 }
 
+/// Links lead to the file that is replaced.
+std::string linkedFile(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path file = std::filesystem::canonical(path, error);
+    return !error && std::filesystem::is_regular_file(file, error) ? file.string() : path;
+}
+
 /// A device or a pipe is written as it is: it cannot be replaced.
 bool isReplaceable(const std::string& path) {
     std::error_code error;
@@ -37,7 +44,8 @@ bool isReplaceable(const std::string& path) {
 
 }  // namespace
 
-std::string write(const std::string& path, std::span<const std::uint8_t> bytes) {
+std::string write(const std::string& wanted, std::span<const std::uint8_t> bytes) {
+    const std::string path = linkedFile(wanted);
     const bool isReplaced = isReplaceable(path);
     const std::string written = isReplaced ? path + ".part-" + std::to_string(::getpid()) : path;
     constexpr mode_t everybody = 0666;

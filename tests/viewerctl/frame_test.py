@@ -6,6 +6,7 @@ import itertools
 import os
 import pathlib
 import pty
+import resource
 import signal
 import subprocess
 import tempfile
@@ -63,11 +64,50 @@ class Frame(ProgramTest):
 
     def test_a_file_that_cannot_be_written_is_a_failure(self):
         host = self.host(serving(*DISPLAYS))
-        for file in ("/nonexistent/screen.jpg", "/dev/full"):
-            with self.subTest(file):
-                run = self.run_program("frame", host.name, "2", "-o", file)
-                self.assertEqual(run.returncode, 1)
-                self.assertIn(file, run.stderr)
+        run = self.run_program("frame", host.name, "2", "-o", "/nonexistent/screen.jpg")
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("/nonexistent/screen.jpg", run.stderr)
+
+    def test_a_pipe_is_written_and_stays_one(self):
+        host = self.host(serving(*DISPLAYS))
+        pipe = pathlib.Path(self.folder.name, "pipe")
+        os.mkfifo(pipe)
+        reader = os.open(pipe, os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        run = self.run_program("frame", host.name, "2", "-o", str(pipe))
+        self.assertEqual(run.returncode, 0)
+        self.assertEqual(os.read(reader, 4096), jpeg())
+        self.assertTrue(pipe.is_fifo())
+
+    def test_a_disk_that_is_full_keeps_the_old_picture(self):
+        host = self.host(serving(*DISPLAYS))
+        file = pathlib.Path(self.folder.name, "screen.jpg")
+        link = pathlib.Path(self.folder.name, "newest.jpg")
+        link.symlink_to("screen.jpg")
+        for name in (file, link):
+            with self.subTest(name.name):
+                file.write_bytes(b"old")
+                # Python ignores the signal that would end the program.
+                process = self.start(
+                    "frame", host.name, "2", "-o", str(name), stderr=subprocess.PIPE,
+                    restore_signals=False,
+                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (10, 10)))
+                _, errors = process.communicate(timeout=PATIENCE)
+                self.assertEqual(process.returncode, 1)
+                self.assertIn(b"too large", errors)
+                self.assertEqual(file.read_bytes(), b"old")
+                self.assertEqual(sorted(os.listdir(self.folder.name)),
+                                 ["newest.jpg", "screen.jpg"])
+
+    def test_a_link_leads_to_the_file_that_is_replaced(self):
+        host = self.host(serving(*DISPLAYS))
+        link = pathlib.Path(self.folder.name, "newest.jpg")
+        link.symlink_to("screen.jpg")
+        for _ in ("a new file", "a file that is there"):
+            run = self.run_program("frame", host.name, "2", "-o", str(link))
+            self.assertEqual((run.returncode, run.stderr), (0, ""))
+            self.assertTrue(link.is_symlink())
+            self.assertEqual(link.read_bytes(), jpeg())
 
     def test_a_terminal_gets_no_bytes(self):
         host = self.host(serving(*DISPLAYS))
