@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -33,15 +34,20 @@ std::string variable(const char* name) {
     return value != nullptr ? value : "";
 }
 
+/// The folders of a list that colons part.
+void append(std::vector<fs::path>& folders, const std::string& list) {
+    std::istringstream parts(list);
+    for (std::string folder; std::getline(parts, folder, ':');) {
+        folders.emplace_back(folder);
+    }
+}
+
 /// Beside this program, else where the shell finds it.
 std::string findHost() {
     std::error_code error;
     const fs::path own = fs::read_symlink("/proc/self/exe", error);
     std::vector<fs::path> folders{own.parent_path()};
-    std::istringstream path(variable("PATH"));
-    for (std::string folder; std::getline(path, folder, ':');) {
-        folders.emplace_back(folder);
-    }
+    append(folders, variable("PATH"));
     for (const fs::path& folder : folders) {
         const fs::path program = folder / hostName;
         if (::access(program.c_str(), X_OK) == 0) {
@@ -76,14 +82,20 @@ bool runs(std::string_view command) {
     return false;
 }
 
-/// The entry that starts the host with the desktop; empty where there is none.
+/// The entry that starts the host with the desktop; empty where there is none. One of the account's
+/// own stands for the system's of the same name (Desktop Application Autostart Specification).
 std::string autostartEntry() {
     const std::string home = variable("XDG_CONFIG_HOME");
+    const std::string system = variable("XDG_CONFIG_DIRS");
+    std::vector<fs::path> folders{home.empty() ? variable("HOME") + "/.config" : home};
+    append(folders, system.empty() ? "/etc/xdg" : system);
+    std::set<fs::path> seen;
     std::error_code error;
-    for (const fs::path& folder :
-         {fs::path(home.empty() ? variable("HOME") + "/.config" : home), fs::path("/etc/xdg")}) {
+    for (const fs::path& folder : folders) {
         for (const auto& entry : fs::directory_iterator(folder / "autostart", error)) {
-            const std::string command = valueIn(entry.path(), "Exec");
+            const bool isFirst = entry.path().extension() == ".desktop" &&
+                                 seen.insert(entry.path().filename()).second;
+            const std::string command = isFirst ? valueIn(entry.path(), "Exec") : "";
             if (command.find(hostName) != std::string::npos &&
                 valueIn(entry.path(), "Hidden") != "true") {
                 return entry.path();

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <csignal>
+#include <thread>
 
 namespace velmora {
 
@@ -35,9 +36,10 @@ pid_t spawn(std::vector<std::string>& command, int output) {
     return failure == 0 ? child : -1;
 }
 
+using TimePoint = std::chrono::steady_clock::time_point;
+
 /// Everything until the end; false when that does not come in time.
-bool readToEnd(int input, std::string& text, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
+bool readToEnd(int input, std::string& text, TimePoint end) {
     while (true) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
@@ -56,6 +58,18 @@ bool readToEnd(int input, std::string& text, std::chrono::milliseconds limit) {
     }
 }
 
+/// Also of a program that has closed its output before; false when it does not end in time.
+bool awaitEnd(pid_t child, TimePoint end) {
+    constexpr std::chrono::milliseconds betweenLooks{5};
+    siginfo_t state{};
+    // The status is left for whoever asks for it next.
+    while (::waitid(P_PID, static_cast<id_t>(child), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           state.si_pid == 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(betweenLooks);
+    }
+    return state.si_pid == child;
+}
+
 }  // namespace
 
 std::optional<ViewerProgramOutput> ViewerProgramOutput::of(std::vector<std::string> command,
@@ -67,7 +81,8 @@ std::optional<ViewerProgramOutput> ViewerProgramOutput::of(std::vector<std::stri
     const pid_t child = spawn(command, ends[1]);
     ::close(ends[1]);
     ViewerProgramOutput output;
-    const bool isWhole = child > 0 && readToEnd(ends[0], output.text, limit);
+    const auto end = std::chrono::steady_clock::now() + limit;
+    const bool isWhole = child > 0 && readToEnd(ends[0], output.text, end) && awaitEnd(child, end);
     ::close(ends[0]);
     if (child <= 0) {
         return std::nullopt;

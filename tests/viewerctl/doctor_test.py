@@ -4,6 +4,7 @@ Usage: doctor_test.py PROGRAM.
 """
 import json
 import pathlib
+import shutil
 import socket
 import tempfile
 import unittest
@@ -69,7 +70,8 @@ class MachineDoctor(ProgramTest):
         self.folder = pathlib.Path(folder.name)
 
     def findings(self, **variables):
-        run = self.run_program("doctor", "--json", XDG_CONFIG_HOME=str(self.folder), **variables)
+        run = self.run_program("doctor", "--json",
+                               **{"XDG_CONFIG_HOME": str(self.folder), **variables})
         self.assertEqual(run.stderr, "")
         return {each["what"]: each for each in json.loads(run.stdout)}
 
@@ -87,20 +89,36 @@ class MachineDoctor(ProgramTest):
         self.assertEqual(found["session"],
                          {"state": "good", "what": "session", "text": "x11, DISPLAY=:77"})
 
-    def test_the_host_itself_tells_whether_it_may_read_the_screen(self):
+    def asking(self, script):
+        """What a host beside the program tells that is this script."""
+        program = shutil.copy(PROGRAM, self.folder)
         host = self.folder / "VelmoraViewerHost"
-        host.write_text("#!/bin/sh\n[ \"$*\" = --check-permission ] || exit 9\n"
-                        "echo 'Screen Recording: not granted'\nexit 2\n")
+        host.write_text("#!/bin/sh\n" + script + "\n")
         host.chmod(0o755)
-        found = self.findings(XDG_SESSION_TYPE="x11", DISPLAY=":77",
-                              PATH=f"{self.folder}:/usr/bin:/bin")
-        self.assertEqual((found["access"]["state"], found["access"]["text"]),
-                         ("bad", "Screen Recording: not granted"))
+        return self.findings(program=program, XDG_SESSION_TYPE="x11", DISPLAY=":77")["access"]
+
+    def test_the_host_itself_tells_whether_it_may_read_the_screen(self):
+        found = self.asking('[ "$*" = --check-permission ] && echo granted && exit 0')
+        self.assertEqual((found["state"], found["text"]), ("good", "granted"))
+        found = self.asking("echo 'not granted'; echo >&2 'or so'; exit 2")
+        self.assertEqual((found["state"], found["text"]), ("bad", "not granted"))
 
     def test_a_session_bus_without_a_portal(self):
         found = self.findings(XDG_SESSION_TYPE="wayland", WAYLAND_DISPLAY="wayland-7",
                               DBUS_SESSION_BUS_ADDRESS=f"unix:path={self.folder}/none")
         self.assertIn("xdg-desktop-portal", found["access"]["advice"])
+
+    def autostart(self, **variables):
+        return self.findings(XDG_CONFIG_DIRS=str(self.folder / "system"),
+                             **variables)["autostart"]
+
+    def entry(self, *about, folder, name="host.desktop"):
+        entry = self.folder / folder / "autostart" / name
+        entry.parent.mkdir(parents=True, exist_ok=True)
+        entry.write_text("\n".join(["[Desktop Entry]", *about]))
+        return str(entry)
+
+    START = "Exec=/usr/bin/VelmoraViewerHost"
 
     def test_autostart_is_found_where_desktops_look(self):
         self.assertEqual(self.autostart()["state"], "note")

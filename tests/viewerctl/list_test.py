@@ -182,8 +182,6 @@ class List(ProgramTest):
         self.assertEqual(len(text.splitlines()), 2)
         self.assertIn("evil", text)
 
-    def test_the_environment_sends_no_request_elsewhere(self):
-        host = self.host(serving(("id", "Screen")))
     def test_json_is_safe_on_a_terminal_and_keeps_the_names(self):
         name = "\x1b]0;title\x07\x1b[2J\u202eevil\x9b1m\r\n\U000e0041ü"
         host = self.host(serving(("id\x9b", name), machine=name))
@@ -200,6 +198,8 @@ class List(ProgramTest):
         self.assertLess(len(run.stdout.splitlines()[2]), 200)
         self.assertIn("m" * 4000 + "  1", run.stdout)
 
+    def test_the_environment_sends_no_request_elsewhere(self):
+        host = self.host(serving(("id", "Screen")))
         proxy = self.host(sending(b""))
         run = self.run_program("list", host.name, http_proxy=f"http://{proxy.name}",
                                ALL_PROXY=f"http://{proxy.name}")
@@ -236,6 +236,17 @@ class List(ProgramTest):
         output, _ = process.communicate(timeout=PATIENCE)
         self.assertEqual((process.returncode, output), (-signal.SIGINT, b""))
 
+    def test_who_ignores_a_hang_up_is_not_ended_by_one(self):
+        def serve(connection, target):
+            process.send_signal(signal.SIGHUP)
+            connection.sendall(answer(listing(("id", "Screen"))))
+        host = self.host(serve)
+        process = self.start("list", host.name, stdout=subprocess.PIPE,
+                             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        output, _ = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 0)
+        self.assertIn(b"Screen", output)
+
     def test_output_that_cannot_be_written_is_a_failure(self):
         host = self.host(serving(("id", "Screen")))
         with open("/dev/full", "w", encoding="utf-8") as full:
@@ -255,14 +266,3 @@ class List(ProgramTest):
 
 if __name__ == "__main__":
     unittest.main()
-    def test_who_ignores_a_hang_up_is_not_ended_by_one(self):
-        def serve(connection, target):
-            process.send_signal(signal.SIGHUP)
-            connection.sendall(answer(listing(("id", "Screen"))))
-        host = self.host(serve)
-        process = self.start("list", host.name, stdout=subprocess.PIPE,
-                             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
-        output, _ = process.communicate(timeout=PATIENCE)
-        self.assertEqual(process.returncode, 0)
-        self.assertIn(b"Screen", output)
-

@@ -20,8 +20,8 @@ class ProgramTest(unittest.TestCase):
     def environment(self, **variables):
         return {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", **variables}
 
-    def run_program(self, *arguments, text=True, **variables):
-        return subprocess.run([PROGRAM, *arguments], capture_output=True, text=text,
+    def run_program(self, *arguments, program=PROGRAM, text=True, **variables):
+        return subprocess.run([program, *arguments], capture_output=True, text=text,
                               timeout=PATIENCE, env=self.environment(**variables),
                               stdin=subprocess.DEVNULL)
 
