@@ -42,6 +42,7 @@ class Grammar final {
         addDoctor();
         addStream();
         addMetrics();
+        addWatch();
     }
 
     Reading read(int argumentCount, const char* const* arguments) {
@@ -49,7 +50,7 @@ class Grammar final {
         try {
             app_.parse(backwards({arguments + 1, arguments + argumentCount}));
             takeHosts();
-            refuseTerminal();
+            checkOutput();
             invocation_.limit =
                 std::chrono::milliseconds(static_cast<std::int64_t>(seconds_ * 1'000));
             reading.invocation = std::move(invocation_);
@@ -140,9 +141,9 @@ class Grammar final {
         addJSON(list);
     }
 
-    void addDisplay(CLI::App& command) {
+    CLI::Option* addDisplay(CLI::App& command) {
         command.add_option("host", host_, hostText())->type_name("HOST")->required();
-        command
+        return command
             .add_option("display", invocation_.display,
                         say("the display's id, its name or its number in the list",
                             "идентификатор дисплея, его имя или номер в списке"))
@@ -174,20 +175,52 @@ class Grammar final {
         addJSON(doctor);
     }
 
+    void addRate(CLI::App& command) {
+        constexpr double slowest = 0.1;
+        constexpr double fastest = ViewerHostProtocolV1::captureFramesPerSecond;
+        command
+            .add_option("--rate", invocation_.rate,
+                        say("pictures a second, up to 25 (default 5)",
+                            "изображений в секунду, до 25 (по умолчанию 5)"))
+            ->type_name(say("NUMBER", "ЧИСЛО"))
+            ->check(between(slowest, fastest));
+    }
+
+    void addWatch() {
+        CLI::App& watch = add("watch",
+                              say("a display live in this terminal; keys choose another",
+                                  "дисплей в этом терминале; клавиши выбирают другой"),
+                              ViewerInvocation::Command::watch);
+        addDisplay(watch)->required(false);
+        addRate(watch);
+        watch
+            .add_option_function<std::string>(
+                "--format", [this](const std::string& name) { takeFormat(name); },
+                say("how the terminal is told pictures: kitty, iterm, sixel or symbols; otherwise "
+                    "as suits it",
+                    "как передавать терминалу картинки: kitty, iterm, sixel или symbols; иначе "
+                    "как ему подходит"))
+            ->type_name(say("NAME", "ИМЯ"));
+    }
+
+    void takeFormat(const std::string& name) {
+        for (const auto& [known, format] : viewerPictureFormats) {
+            if (name == known) {
+                invocation_.format = format;
+            }
+        }
+        if (!invocation_.format) {
+            throw CLI::ValidationError("--format", say("there is no ", "нет формата ") + name);
+        }
+    }
+
     void addStream() {
         CLI::App& stream = add("stream",
                                say("a display as a camera: multipart JPEG at a constant rate",
                                    "дисплей как камера: multipart JPEG с постоянной частотой"),
                                ViewerInvocation::Command::stream);
         addDisplay(stream);
-        constexpr double slowest = 0.1;
-        constexpr double fastest = ViewerHostProtocolV1::captureFramesPerSecond;
-        stream
-            .add_option("--rate", invocation_.rate,
-                        say("pictures a second, up to 25 (default 5)",
-                            "изображений в секунду, до 25 (по умолчанию 5)"))
-            ->type_name(say("NUMBER", "ЧИСЛО"))
-            ->check(between(slowest, fastest));
+        addRate(stream);
         addListen(stream, say("serve programs on this port of 127.0.0.1, not standard output",
                               "отдавать программам на этом порту 127.0.0.1, а не в вывод"));
     }
@@ -237,8 +270,9 @@ class Grammar final {
         }
     }
 
-    /// A picture's bytes on a terminal help nobody, and it would obey some of them.
-    void refuseTerminal() const {
+    /// A picture's bytes on a terminal help nobody, and it would obey some of them; a live picture
+    /// elsewhere helps nobody either.
+    void checkOutput() const {
         using Command = ViewerInvocation::Command;
         const bool isFrame = invocation_.command == Command::frame && invocation_.file.empty();
         const bool isStream = invocation_.command == Command::stream && !invocation_.port;
@@ -247,6 +281,11 @@ class Grammar final {
                 isFrame ? "--output" : "--listen",
                 say("a terminal cannot show the picture: say where it goes",
                     "терминал не покажет картинку: укажите, куда её отдать"));
+        }
+        const bool isLive = invocation_.command == ViewerInvocation::Command::watch;
+        if (isLive && !console_.isTerminal) {
+            throw CLI::ValidationError(
+                "watch", say("the output is not a terminal", "вывод идёт не в терминал"));
         }
     }
 

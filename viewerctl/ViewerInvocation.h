@@ -9,12 +9,13 @@
 #include "viewerctl/ViewerConsole.h"
 #include "viewerctl/ViewerHostList.h"
 #include "viewerctl/ViewerLanguage.h"
+#include "viewerctl/ViewerPictureFormat.h"
 
 namespace velmora {
 
 /// What the command line asks for. A plain value.
 struct ViewerInvocation final {
-    enum class Command { list, frame, doctor, stream, metrics };
+    enum class Command { list, frame, doctor, stream, metrics, watch };
 
     Command command = Command::list;
     std::vector<ViewerListedHost> hosts;
@@ -28,6 +29,8 @@ struct ViewerInvocation final {
     bool waitsForChange = false;
     /// Pictures a second.
     double rate = 5;
+    /// How a terminal is told pictures; nothing for what suits it.
+    std::optional<ViewerPictureFormat> format;
     /// Of the loopback interface.
     std::optional<std::uint16_t> port;
 };

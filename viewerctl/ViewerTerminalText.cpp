@@ -104,6 +104,21 @@ std::size_t columns(std::string_view text) {
     return sum;
 }
 
+std::string cut(std::string_view text, std::size_t wanted) {
+    if (columns(text) <= wanted) {
+        return std::string(text);
+    }
+    std::size_t length = 0;
+    while (length < text.size()) {
+        const std::size_t next = length + firstCodePoint(text.substr(length)).length;
+        if (columns(text.substr(0, next)) + 1 > wanted) {
+            break;
+        }
+        length = next;
+    }
+    return std::string(text.substr(0, length)) + (wanted == 0 ? "" : "…");
+}
+
 std::string padded(std::string_view text, std::size_t wanted) {
     const std::size_t taken = columns(text);
     return std::string(text) + std::string(taken < wanted ? wanted - taken : 0, ' ');

@@ -22,6 +22,10 @@ std::string safeJSON(std::string_view json);
 /// UTF-8.
 std::size_t columns(std::string_view text);
 
+/// As much of the beginning of a safe text as fits into so many columns, with an ellipsis behind it
+/// where that is not all.
+std::string cut(std::string_view text, std::size_t columns);
+
 /// With blanks behind it up to so many columns.
 std::string padded(std::string_view text, std::size_t columns);
 

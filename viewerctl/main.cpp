@@ -22,6 +22,7 @@
 #include "viewerctl/ViewerMachineDoctor.h"
 #include "viewerctl/ViewerMetricsCommand.h"
 #include "viewerctl/ViewerStreamCommand.h"
+#include "viewerctl/ViewerWatchCommand.h"
 
 namespace velmora {
 
@@ -114,6 +115,8 @@ class Program final {
                 return stream();
             case ViewerInvocation::Command::metrics:
                 return serveMetrics();
+            case ViewerInvocation::Command::watch:
+                return watch();
         }
         std::abort();
     }
@@ -158,6 +161,13 @@ class Program final {
     ViewerTask<ViewerExit> serveMetrics() {
         ViewerMetricsCommand command(loop_, client_, console_,
                                      invocation_.port.value_or(ViewerMetricsCommand::defaultPort));
+        co_return co_await command.run();
+    }
+
+    ViewerTask<ViewerExit> watch() {
+        ViewerWatchCommand::Options options{invocation_.hosts.front().address, invocation_.display,
+                                            invocation_.rate, invocation_.format};
+        ViewerWatchCommand command(loop_, client_, console_, std::move(options));
         co_return co_await command.run();
     }
 
