@@ -8,6 +8,8 @@ namespace {
 
 /// Over which a rate is told.
 constexpr std::chrono::seconds rateWindow{5};
+/// Pictures that come as close together as this tell nothing of it.
+constexpr std::chrono::seconds shortestSpan{1};
 
 }  // namespace
 
@@ -87,11 +89,9 @@ double ViewerWatchState::rate(TimePoint now) const {
     const auto first = std::find_if(arrivals_.begin(), arrivals_.end(),
                                     [&](TimePoint each) { return each + rateWindow >= now; });
     const auto count = arrivals_.end() - first;
-    if (count < 2 || arrivals_.back() == *first) {
-        return 0;
-    }
-    const std::chrono::duration<double> span = arrivals_.back() - *first;
-    return static_cast<double>(count - 1) / span.count();
+    const std::chrono::duration<double> span =
+        count == 0 ? ViewerWatchState::TimePoint::duration::zero() : arrivals_.back() - *first;
+    return span < shortestSpan ? 0 : static_cast<double>(count - 1) / span.count();
 }
 
 }  // namespace velmora

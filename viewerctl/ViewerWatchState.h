@@ -54,7 +54,7 @@ class ViewerWatchState final {
     /// Since when the bytes of the picture are the same.
     TimePoint sameSince() const { return sameSince_; }
     const std::optional<Trouble>& trouble() const { return trouble_; }
-    /// Pictures a second that came lately, the same ones too; 0 where hardly any did.
+    /// Pictures a second that came lately, the same ones too; 0 where too few did.
     double rate(TimePoint now) const;
 
   private:

@@ -171,6 +171,9 @@ TEST(ViewerWatchState, ForgetsWhatItSawOfAnotherDisplay) {
 TEST(ViewerWatchState, TellsTheRateOfThePicturesThatCameLately) {
     ViewerWatchState state;
     EXPECT_EQ(state.rate(start), 0);
+    state.notePicture(frame("one"), start - milliseconds(10));
+    state.notePicture(frame("one"), start);
+    EXPECT_EQ(state.rate(start), 0);
     for (int i = 0; i <= 100; ++i) {
         state.notePicture(frame("one"), start + milliseconds(100 * i));
     }
