@@ -70,11 +70,11 @@ class WaylandScreen:
     """Sway without a screen and with one program, which fills it. Run as nobody where we are root,
     as whom it does not run."""
 
-    def __init__(self, environment, command):
+    def __init__(self, environment, command, size=SIZE):
         self.folder = pathlib.Path(tempfile.mkdtemp())
         settings = self.folder / "settings"
         settings.write_text("xwayland disable\ndefault_border none\n"
-                            "output HEADLESS-1 mode --custom %dx%d@60Hz\n" % SIZE +
+                            "output HEADLESS-1 mode --custom %dx%d@60Hz\n" % size +
                             "exec exec " + " ".join(map(str, command)) + "\n")
         user = {}
         if os.geteuid() == 0:
@@ -88,12 +88,17 @@ class WaylandScreen:
                                         stdout=subprocess.DEVNULL, **user)
         self.socket = until(lambda: next(self.folder.glob("wayland-?"), None), "sway's socket")
 
-    def picture(self):
-        run = subprocess.run(["grim", "-t", "ppm", "-"], capture_output=True, timeout=PATIENCE,
+    def taken(self, *form):
+        """The screen as a file of a form; nothing while there is no output yet."""
+        run = subprocess.run(["grim", *form, "-"], capture_output=True, timeout=PATIENCE,
                              env={**self.environment, "WAYLAND_DISPLAY": str(self.socket)})
-        if run.returncode != 0:
-            return None  # there is no output yet
-        kind, size, depth, pixels = run.stdout.split(b"\n", 3)
+        return run.stdout if run.returncode == 0 else None
+
+    def picture(self):
+        taken = self.taken("-t", "ppm")
+        if not taken:
+            return None
+        kind, size, depth, pixels = taken.split(b"\n", 3)
         assert (kind, depth) == (b"P6", b"255")
         return Picture(*map(int, size.split()), pixels)
 

@@ -40,10 +40,10 @@ class ScriptedHost:
     """Calls `serve(connection, target)` for each request, in a thread of its own. The connection is
     closed behind it."""
 
-    def __init__(self, serve, family=socket.AF_INET):
+    def __init__(self, serve, family=socket.AF_INET, port=0):
         self.serve = serve
         self.listener = socket.socket(family, socket.SOCK_STREAM)
-        self.listener.bind(("127.0.0.1" if family == socket.AF_INET else "::1", 0))
+        self.listener.bind(("127.0.0.1" if family == socket.AF_INET else "::1", port))
         self.listener.listen(256)
         self.port = self.listener.getsockname()[1]
         self.name = f"127.0.0.1:{self.port}"
