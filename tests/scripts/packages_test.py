@@ -40,14 +40,14 @@ class Packages(unittest.TestCase):
         path.write_text(text, encoding="utf-8")
         path.chmod(0o755)
 
-    def use(self, group, offered, installed=None):
+    def use(self, group, offered, installed=None, script=SCRIPT):
         for name, packages in (("offered", offered), ("installed", installed or {})):
             lines = [f"{package} {version}\n" for package, version in packages.items()]
             (self.root / name).write_text("".join(lines), encoding="utf-8")
         (self.root / "calls").write_text("", encoding="utf-8")
         environment = dict(os.environ, PATH=f"{self.root}:{os.environ['PATH']}",
                            LISTS=str(self.root))
-        return subprocess.run([SCRIPT, group], env=environment, capture_output=True, text=True,
+        return subprocess.run([script, group], env=environment, capture_output=True, text=True,
                               check=False)
 
     def names(self, group):
@@ -94,6 +94,21 @@ class Packages(unittest.TestCase):
         run = self.use("build", {}, self.offered | {BOOST[0]: "1.74.0.3"})
         self.assertEqual(run.returncode, 1)
         self.assertIn(BOOST[1], run.stderr)
+
+    def test_what_would_start_a_service_is_unpacked_once_and_not_installed(self):
+        scripts = self.root / "tree" / "scripts"
+        scripts.mkdir(parents=True)
+        script = scripts / "packages"
+        script.write_text(SCRIPT.read_text(encoding="utf-8"), encoding="utf-8")
+        script.chmod(0o755)
+        self.install("dpkg", "#!/bin/sh\nmkdir -p \"$3/usr/bin\"\n")
+        run = self.use("monitoring", {"prometheus": "2"}, script=script)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertTrue((self.root / "tree/build/unpacked/prometheus/usr/bin").is_dir())
+        self.assertRegex(self.calls()[-1], "download .*prometheus$")
+        self.assertNotIn("install", " ".join(self.calls()))
+        self.use("monitoring", {"prometheus": "2"}, script=script)
+        self.assertEqual(self.calls(), [])
 
     def test_a_group_that_there_is_not_is_an_error(self):
         run = self.use("everything", {})
