@@ -64,6 +64,9 @@ std::optional<ViewerFailure> ViewerWatchCommand::begin(
 }
 
 ViewerTask<void> ViewerWatchCommand::watch() {
+    if (client_.isStopped()) {
+        co_return;
+    }
     terminal_.emplace(loop_);
     screen_.emplace(loop_, *terminal_, host_, console_, options_.format);
     host_.atChange([this] { screen_->refresh(); });

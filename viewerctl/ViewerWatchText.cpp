@@ -110,7 +110,10 @@ std::string status(const ViewerWatchState& state, bool isPaused, const ViewerCon
     if (state.trouble()) {
         parts.push_back(troubleText(*state.trouble(), console, now));
     }
-    parts.push_back(sameText(state, console, now));
+    // One that cannot be shown is not there to be old.
+    if (!state.trouble() || state.trouble()->failure != ViewerFailure::badPicture) {
+        parts.push_back(sameText(state, console, now));
+    }
     parts.push_back(rateText(state.rate(now.steady), console));
     if (state.frame()) {
         const std::size_t taken = ViewerTerminalText::columns(joined(parts) + separator.data());

@@ -221,6 +221,14 @@ TEST_F(ViewerWatchTextTest, TellsATroubleWithItsTimeAndThatThePictureIsOld) {
               "0.0 pictures/s · r-c-1");
 }
 
+TEST_F(ViewerWatchTextTest, TellsNoAgeOfAPictureThatCannotBeShown) {
+    state_.notePicture(frame("one", "r-c-1"), start);
+    state_.noteBadPicture(state_.pictureNumber(), start + seconds(60));
+    EXPECT_EQ(status(),
+              "sent a picture that cannot be shown safely since 11:59:55 (5 s) · "
+              "0.0 pictures/s · r-c-1");
+}
+
 TEST_F(ViewerWatchTextTest, NamesHostAndDisplaySafely) {
     state_.choose({"b", "\033[2J", 800, 600});
     EXPECT_EQ(ViewerWatchText::title({"studio", 9090}, state_, console_, 80),

@@ -19,6 +19,9 @@ RED, GREEN = "c02040", "208040"
 DISPLAYS = ("left", "Left"), ("right", "Right"), ("third", "Third")
 EMPTY = answer(b"", kind="text/plain", status="503 Service Unavailable")
 GONE = answer(b"", kind="text/plain", status="404 Not Found")
+PROMPT = b"ready> "
+AT_PROMPT = PROMPT + rb"\Z"
+PICTURE = rb"48;2;.*(same|new) picture"
 BACKGROUND = rb"\x1b\[(?:[0-9;]*;)?48;2;(\d+);(\d+);(\d+)"
 
 
@@ -320,26 +323,43 @@ class GivenBack(WatchTest):
     # AddressSanitizer keeps what was freed.
     SLACK = 10 if "asan" in PROGRAM else 1
 
-    def test_while_it_is_stopped_by_the_job_control_of_a_shell(self):
-        command = ["sh", "-c", "set -m; exec sh -im"]
-        terminal = self.watch(command=command, PS1="ready> ", ENV="")
-        terminal.wait(lambda output: output.endswith(b"ready> "), "the prompt")
-        line = f"\"$PROGRAM\" watch {self.watched.name}; echo ended with $?\n"
-        terminal.type(line.encode())
-        terminal.wait_for("same picture for")
+    def shell(self):
+        """A shell with job control, at its prompt."""
+        terminal = self.watch(command=["sh", "-im"], PS1=PROMPT.decode(), ENV="")
+        terminal.wait(lambda output: output.endswith(PROMPT), "the prompt")
+        return terminal
+
+    def command(self, terminal, line, end):
+        """What the terminal is sent from there on until something ends it."""
+        seen = len(terminal.output)
+        terminal.type(line)
+        terminal.wait(lambda output: re.search(end, output[seen:], re.DOTALL), end)
+        return terminal.output[seen:]
+
+    def test_while_a_shell_has_stopped_it(self):
+        terminal = self.shell()
+        line = f"\"$PROGRAM\" watch {self.watched.name}; echo ended with $?\n".encode()
+        self.command(terminal, line, PICTURE)
         self.assertNotEqual(terminal.mode_now(), terminal.mode)
-        seen = len(terminal.output)
-        terminal.type(control("z"))
-        terminal.wait(lambda output: output.endswith(b"ready> "), "the prompt")
-        self.assertIn(LEAVE, terminal.output[seen:])
+        self.assertIn(LEAVE, self.command(terminal, control("z"), AT_PROMPT))
         self.assertEqual(terminal.mode_now(), terminal.mode)
-        seen = len(terminal.output)
-        terminal.type(b"fg\n")
-        terminal.wait(lambda output: ENTER in output[seen:] and b"same picture" in output[seen:],
-                      "the picture again")
-        self.assertIn(b"48;2;", terminal.output[seen:])
-        terminal.type(b"q")
-        terminal.wait(lambda output: output.endswith(b"ready> "), "the prompt")
+        self.assertIn(ENTER, self.command(terminal, b"fg\n", PICTURE))
+        self.command(terminal, b"q", AT_PROMPT)
+        self.assertEqual(terminal.mode_now(), terminal.mode)
+
+    def test_while_it_is_in_the_background_of_a_shell(self):
+        terminal = self.shell()
+        line = f"\"$PROGRAM\" watch {self.watched.name} &\n".encode()
+        self.command(terminal, line, AT_PROMPT)
+        self.command(terminal, b"sleep 0.2; jobs\n", b"Stopped.*" + AT_PROMPT)
+        self.assertNotIn(ENTER, terminal.output)
+        self.assertEqual(terminal.mode_now(), terminal.mode)
+        self.assertIn(ENTER, self.command(terminal, b"fg\n", PICTURE))
+        self.command(terminal, control("z"), AT_PROMPT)
+        ended = self.command(terminal, b"kill %1; bg; wait %1; echo status $?\n",
+                             rb"status \d+\r\n.*" + AT_PROMPT)
+        self.assertIn(b"status 143", ended)
+        self.assertNotIn(b"\x1b", ended)
         self.assertEqual(terminal.mode_now(), terminal.mode)
 
     def test_a_change_of_size_has_everything_drawn_anew(self):
