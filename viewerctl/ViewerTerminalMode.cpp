@@ -62,6 +62,7 @@ void ViewerTerminalMode::leave() {
     if (!isOurs) {
         return;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread uses a terminal.
     (void)::tcflow(descriptor_, TCOON);  // where the user has stopped it
     write(descriptor_, end);
     (void)::tcsetattr(descriptor_, TCSANOW, &before_);  // nobody can help it

@@ -76,6 +76,7 @@ ViewerHostDisplay display(const std::string& id) {
 
 ViewerHostDisplayListing listing(const std::vector<std::string>& ids) {
     std::vector<ViewerHostDisplay> displays;
+    displays.reserve(ids.size());
     for (const std::string& id : ids) {
         displays.push_back(display(id));
     }

@@ -87,10 +87,11 @@ class Watch(WatchTest):
 
     def test_space_pauses_and_goes_on(self):
         terminal = self.shown("--rate", "25")
+        terminal.wait_for(r" [1-9]\d*\.\d pictures/s")
         terminal.type(b" ")
         terminal.wait_for("^paused · ")
         asked = len(self.asked())
-        terminal.wait_for("0.0 pictures/s")
+        terminal.wait_for(r"^paused · .* 0\.0 pictures/s")
         self.assertLessEqual(len(self.asked()), asked + 1)
         terminal.type(b" ")
         terminal.wait_for("^same picture")
