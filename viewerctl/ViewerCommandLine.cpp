@@ -2,6 +2,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -43,6 +44,7 @@ class Grammar final {
         addStream();
         addMetrics();
         addWatch();
+        addWall();
     }
 
     Reading read(int argumentCount, const char* const* arguments) {
@@ -232,6 +234,38 @@ class Grammar final {
                                 ViewerInvocation::Command::metrics);
         addListen(metrics, say("the port on 127.0.0.1 (default 9091)",
                                "порт на 127.0.0.1 (по умолчанию 9091)"));
+    }
+
+    void addWall() {
+        CLI::App& wall = add("wall",
+                             say("every display of every host, live on a page in the browser",
+                                 "все дисплеи всех хостов, вживую на странице в браузере"),
+                             ViewerInvocation::Command::wall);
+        addHosts(wall);
+        addListen(wall, say("the page's port (default: any free one)",
+                            "порт страницы (по умолчанию любой свободный)"));
+        wall.add_flag("!--no-browser", invocation_.opensBrowser,
+                      say("only tell the file to open; open no browser",
+                          "только назвать файл, браузер не открывать"));
+        wall.add_option(
+                "--let-others-look", invocation_.address,
+                say("serve the page on this address of this machine, over plain HTTP: everybody "
+                    "who can reach it and learns the link, by listening on the network for "
+                    "instance, sees all pictures",
+                    "отдавать страницу на этом адресе этой машины по обычному HTTP: все, кому он "
+                    "доступен и кто узнает ссылку, например подслушав сеть, увидят все "
+                    "изображения"))
+            ->type_name(say("ADDRESS", "АДРЕС"))
+            ->check([this](const std::string& text) { return objectionTo(text); });
+    }
+
+    /// The page goes by the address, which therefore is one of its own, not all there are.
+    std::string objectionTo(const std::string& address) const {
+        boost::system::error_code error;
+        const auto parsed = boost::asio::ip::make_address(address, error);
+        return error || parsed.is_unspecified()
+                   ? say("this is no address of a machine: ", "это не адрес машины: ") + address
+                   : "";
     }
 
     void addListen(CLI::App& command, const std::string& text) {

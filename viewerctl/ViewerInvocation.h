@@ -15,7 +15,7 @@ namespace velmora {
 
 /// What the command line asks for. A plain value.
 struct ViewerInvocation final {
-    enum class Command { list, frame, doctor, stream, metrics, watch };
+    enum class Command { list, frame, doctor, stream, metrics, wall, watch };
 
     Command command = Command::list;
     std::vector<ViewerListedHost> hosts;
@@ -33,6 +33,9 @@ struct ViewerInvocation final {
     std::optional<ViewerPictureFormat> format;
     /// Of the loopback interface.
     std::optional<std::uint16_t> port;
+    /// Where the wall is served instead of on the loopback interface; empty for nowhere else.
+    std::string address;
+    bool opensBrowser = true;
 };
 
 /// The command line. On the program's one thread, before anything else begins.

@@ -30,8 +30,6 @@ constexpr std::chrono::seconds requestLimit{5};
 
 constexpr std::chrono::milliseconds betweenAttempts{200};
 
-using Request = http::request<http::empty_body>;
-
 }  // namespace
 
 ViewerLocalConnection::ViewerLocalConnection(tcp::socket socket) : socket_(std::move(socket)) {}
@@ -49,14 +47,22 @@ void ViewerLocalConnection::close() {
     socket_.close(ignored);
 }
 
-ViewerLocalServer::ViewerLocalServer(asio::io_context& loop, std::uint16_t port, Handler handler)
+ViewerLocalServer::ViewerLocalServer(asio::io_context& loop, const Endpoint& endpoint,
+                                     Handler handler)
     : loop_(loop),
-      acceptor_(loop, tcp::endpoint(asio::ip::address_v4::loopback(), port)),
+      acceptor_(loop, endpoint),
+      endpoint_(acceptor_.local_endpoint()),
       handler_(std::move(handler)),
       ended_(loop) {}
 
-std::uint16_t ViewerLocalServer::port() const {
-    return acceptor_.local_endpoint().port();
+ViewerLocalServer::Endpoint ViewerLocalServer::loopback(std::uint16_t port) {
+    return {asio::ip::address_v4::loopback(), port};
+}
+
+std::string ViewerLocalServer::authority() const {
+    const std::string address = endpoint_.address().to_string();
+    return (endpoint_.address().is_v6() ? "[" + address + "]" : address) + ":" +
+           std::to_string(port());
 }
 
 ViewerTask<void> ViewerLocalServer::serve() {
@@ -114,28 +120,32 @@ ViewerTask<void> ViewerLocalServer::respond(std::shared_ptr<ViewerLocalConnectio
     if (error) {
         co_return;
     }
-    const Request request = parser.release();
+    ViewerLocalRequest request = parser.release();
     if (!isOwnName(request[http::field::host])) {
         (void)co_await connection->send(answer(403, "text/plain", ""));  // is closed either way
     } else if (request.method() != http::verb::get) {
         (void)co_await connection->send(answer(405, "text/plain", ""));  // is closed either way
     } else {
-        co_await handler_(std::string(request.target()), connection);
+        co_await handler_(std::move(request), connection);
     }
 }
 
 bool ViewerLocalServer::isOwnName(std::string_view host) const {
-    const std::string portText = ":" + std::to_string(port());
-    return host == "127.0.0.1" + portText || host == "localhost" + portText;
+    const bool isLoopback = endpoint_.address().is_loopback();
+    return host == authority() || (isLoopback && host == "localhost:" + std::to_string(port()));
 }
 
 std::shared_ptr<const std::string> ViewerLocalServer::answer(unsigned status, std::string_view type,
-                                                             std::string_view body) {
+                                                             std::string_view body,
+                                                             const Fields& fields) {
     constexpr unsigned version = 11;
     http::response<http::string_body> response(static_cast<http::status>(status), version,
                                                std::string(body));
     response.set(http::field::content_type, boost::beast::string_view(type.data(), type.size()));
     response.set(http::field::cache_control, "no-store");
+    for (const auto& [name, value] : fields) {
+        response.set(name, value);
+    }
     response.keep_alive(false);
     response.prepare_payload();
     std::ostringstream bytes;

@@ -21,9 +21,11 @@ ViewerMetricsCommand::ViewerMetricsCommand(boost::asio::io_context& loop, Viewer
 
 ViewerTask<ViewerExit> ViewerMetricsCommand::run() {
     try {
-        ViewerLocalServer server(loop_, port_, [this](std::string target, Connection connection) {
-            return respond(std::move(target), std::move(connection));
-        });
+        ViewerLocalServer server(loop_, ViewerLocalServer::loopback(port_),
+                                 [this](const ViewerLocalRequest& request, Connection connection) {
+                                     return respond(std::string(request.target()),
+                                                    std::move(connection));
+                                 });
         client_.atStop([&server] { server.stop(); });
         console_.errors << "http://127.0.0.1:" << server.port() << probePrefix << std::endl;
         if (!client_.isStopped()) {

@@ -153,8 +153,8 @@ ViewerTask<ViewerExit> ViewerStreamCommand::stream() {
         co_return ViewerExit::someFailed;
     }
     try {
-        ViewerLocalServer server(loop_, *options_.port,
-                                 [this](const std::string&, auto connection) {
+        ViewerLocalServer server(loop_, ViewerLocalServer::loopback(*options_.port),
+                                 [this](const ViewerLocalRequest&, auto connection) {
                                      return serveProgram(std::move(connection));
                                  });
         client_.atStop([&server] { server.stop(); });

@@ -22,6 +22,7 @@
 #include "viewerctl/ViewerMachineDoctor.h"
 #include "viewerctl/ViewerMetricsCommand.h"
 #include "viewerctl/ViewerStreamCommand.h"
+#include "viewerctl/ViewerWallCommand.h"
 #include "viewerctl/ViewerWatchCommand.h"
 
 namespace velmora {
@@ -115,6 +116,8 @@ class Program final {
                 return stream();
             case ViewerInvocation::Command::metrics:
                 return serveMetrics();
+            case ViewerInvocation::Command::wall:
+                return showWall();
             case ViewerInvocation::Command::watch:
                 return watch();
         }
@@ -161,6 +164,17 @@ class Program final {
     ViewerTask<ViewerExit> serveMetrics() {
         ViewerMetricsCommand command(loop_, client_, console_,
                                      invocation_.port.value_or(ViewerMetricsCommand::defaultPort));
+        co_return co_await command.run();
+    }
+
+    ViewerTask<ViewerExit> showWall() {
+        ViewerWallCommand::Options options{
+            invocation_.hosts, ViewerLocalServer::loopback(invocation_.port.value_or(0)),
+            invocation_.opensBrowser};
+        if (!invocation_.address.empty()) {
+            options.endpoint.address(boost::asio::ip::make_address(invocation_.address));
+        }
+        ViewerWallCommand command(loop_, client_, console_, std::move(options));
         co_return co_await command.run();
     }
 

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <string>
+
+namespace velmora {
+
+/// The desktop's browser, opened with a file. It goes on without this program, of which it inherits
+/// nothing. On the loop's thread.
+class ViewerBrowser final {
+  public:
+    explicit ViewerBrowser(boost::asio::io_context& loop);
+
+    /// False where the desktop's xdg-open(1) cannot be started.
+    bool open(std::string path);
+
+  private:
+    void awaitEnd();
+
+    boost::asio::signal_set ended_;
+    pid_t opener_ = -1;
+};
+
+}  // namespace velmora
