@@ -13,7 +13,8 @@ class ViewerBackOff final {
     static constexpr std::chrono::milliseconds shortest{500};
     static constexpr std::chrono::milliseconds longest{30'000};
 
-    explicit ViewerBackOff(std::uint32_t seed = std::random_device()());
+    explicit ViewerBackOff(std::chrono::milliseconds most = longest,
+                           std::uint32_t seed = std::random_device()());
 
     /// Between half and the whole of the time that the failures so far have led to.
     std::chrono::milliseconds next();
@@ -21,6 +22,7 @@ class ViewerBackOff final {
     void reset() { whole_ = shortest; }
 
   private:
+    std::chrono::milliseconds most_;
     std::mt19937 chance_;
     std::chrono::milliseconds whole_ = shortest;
 };

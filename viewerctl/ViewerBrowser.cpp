@@ -7,12 +7,14 @@
 
 #include <array>
 #include <csignal>
+#include <utility>
 
 namespace velmora {
 
 ViewerBrowser::ViewerBrowser(boost::asio::io_context& loop) : ended_(loop, SIGCHLD) {}
 
-bool ViewerBrowser::open(std::string path) {
+void ViewerBrowser::open(std::string path, std::function<void()> whenFailed) {
+    whenFailed_ = std::move(whenFailed);
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -31,15 +33,21 @@ bool ViewerBrowser::open(std::string path) {
     ::posix_spawn_file_actions_destroy(&actions);
     if (failure == 0) {
         awaitEnd();
+    } else {
+        whenFailed_();
     }
-    return failure == 0;
 }
 
 void ViewerBrowser::awaitEnd() {
     ended_.async_wait([this](boost::system::error_code error, int) {
         int status = 0;
-        if (!error && ::waitpid(opener_, &status, WNOHANG) == 0) {
+        if (error) {
+            return;
+        }
+        if (::waitpid(opener_, &status, WNOHANG) == 0) {
             awaitEnd();
+        } else if (status != 0) {
+            whenFailed_();
         }
     });
 }

@@ -4,6 +4,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <functional>
 #include <string>
 
 namespace velmora {
@@ -14,14 +15,15 @@ class ViewerBrowser final {
   public:
     explicit ViewerBrowser(boost::asio::io_context& loop);
 
-    /// False where the desktop's xdg-open(1) cannot be started.
-    bool open(std::string path);
+    /// By the desktop's xdg-open(1). `whenFailed` is called where that cannot be started or fails.
+    void open(std::string path, std::function<void()> whenFailed);
 
   private:
     void awaitEnd();
 
     boost::asio::signal_set ended_;
     pid_t opener_ = -1;
+    std::function<void()> whenFailed_;
 };
 
 }  // namespace velmora

@@ -244,7 +244,7 @@ class Grammar final {
         addHosts(wall);
         addListen(wall, say("the page's port (default: any free one)",
                             "порт страницы (по умолчанию любой свободный)"));
-        wall.add_flag("!--no-browser", invocation_.opensBrowser,
+        wall.add_flag("--no-browser", invocation_.isWithoutBrowser,
                       say("only tell the file to open; open no browser",
                           "только назвать файл, браузер не открывать"));
         wall.add_option(

@@ -35,7 +35,7 @@ struct ViewerInvocation final {
     std::optional<std::uint16_t> port;
     /// Where the wall is served instead of on the loopback interface; empty for nowhere else.
     std::string address;
-    bool opensBrowser = true;
+    bool isWithoutBrowser = false;
 };
 
 /// The command line. On the program's one thread, before anything else begins.

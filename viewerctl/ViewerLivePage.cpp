@@ -6,6 +6,7 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
 #include <boost/system/error_code.hpp>
 #include <utility>
 
@@ -23,6 +24,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds handshakeLimit{5};
 /// Half of it without a word, and the page is asked for one.
 constexpr std::chrono::seconds silenceLimit{20};
+/// What the system keeps for a slow page, in bytes: no more than a few old pictures.
+constexpr int sendBuffer = 262'144;
 
 }  // namespace
 
@@ -34,8 +37,10 @@ ViewerLivePage::ViewerLivePage(asio::io_context& loop, ViewerWall& wall,
       stream_(connection_->socket()),
       wake_(loop),
       writeEnded_(loop) {
-    websocket::stream_base::timeout timeout{handshakeLimit, silenceLimit, true};
+    boost::system::error_code ignored;  // a slow page would see older pictures, nothing else
+    const websocket::stream_base::timeout timeout{handshakeLimit, silenceLimit, true};
     stream_.set_option(timeout);
+    connection_->socket().set_option(asio::socket_base::send_buffer_size(sendBuffer), ignored);
     stream_.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
         response.set(boost::beast::http::field::sec_websocket_protocol,
                      boost::beast::string_view(subprotocol.data(), subprotocol.size()));
@@ -80,6 +85,7 @@ ViewerTask<void> ViewerLivePage::read() {
             wall_.look(*this, *tiles);
         } else if (goesOn) {
             goesOn = false;
+            isClosing_ = true;
             const websocket::close_reason reason(websocket::close_code::policy_error);
             co_await stream_.async_close(reason, asio::redirect_error(asio::use_awaitable, error));
         }
@@ -97,7 +103,9 @@ ViewerTask<void> ViewerLivePage::write() {
             co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
         }
     }
-    connection_->close();
+    if (!isClosing_) {
+        connection_->close();  // ends the reading
+    }
     writeEnded_.set();
 }
 

@@ -2,43 +2,22 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <set>
 #include <string>
+#include <string_view>
 
+#include "viewerctl/ViewerChanges.h"
 #include "viewerctl/ViewerEvent.h"
 #include "viewerctl/ViewerLocalServer.h"
 #include "viewerctl/ViewerTask.h"
 #include "viewerctl/ViewerWall.h"
+#include "viewerctl/ViewerWallPage.h"
 
 namespace velmora {
-
-/// Numbers of what has changed, in the order of the changes, each once. One thread.
-template <typename Number>
-class ViewerChanges final {
-  public:
-    void add(Number number) {
-        if (known_.insert(number).second) {
-            order_.push_back(number);
-        }
-    }
-    bool empty() const { return order_.empty(); }
-    Number take() {
-        const Number number = order_.front();
-        order_.pop_front();
-        known_.erase(number);
-        return number;
-    }
-
-  private:
-    std::deque<Number> order_;
-    std::set<Number> known_;
-};
 
 /// A page of the wall in a browser, spoken to over a WebSocket. It is sent the newest when it can
 /// take it: what it misses is left out, nothing piles up. Must outlive its task. On the loop's
@@ -78,6 +57,8 @@ class ViewerLivePage final : public ViewerWallPage {
     ViewerChanges<std::uint32_t> tiles_;
     ViewerChanges<std::uint32_t> pictures_;
     bool isEnding_ = false;
+    /// Whether the page is being told why its connection ends.
+    bool isClosing_ = false;
     boost::asio::steady_timer wake_;
     ViewerEvent writeEnded_;
 };

@@ -51,9 +51,9 @@ ViewerPrivateFile::ViewerPrivateFile(std::string_view content, std::string_view 
         folder_ = madeFolder();
         folder = folder_;
     }
-    path_ = folder + "/velmora-" + std::to_string(::getpid()) + std::string(ending);
-    const int descriptor = ::open(
-        path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    path_ = folder + "/velmora-XXXXXX" + std::string(ending);
+    // Opens a file that was not there, of a name that nobody foresees, for its owner alone.
+    const int descriptor = ::mkostemps(path_.data(), static_cast<int>(ending.size()), O_CLOEXEC);
     if (descriptor < 0) {
         fail(path_);
     }

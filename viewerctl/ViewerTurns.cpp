@@ -17,13 +17,13 @@ bool ViewerTurns::begin(Display display, TimePoint now) {
         entry.turnBegin = now;
     }
     entry.waitingSince.reset();
-    ++entry.requests;
+    entry.isAsked = true;
     return true;
 }
 
 void ViewerTurns::end(Display display, TimePoint now) {
     Entry& entry = entries_[display];
-    --entry.requests;
+    entry.isAsked = false;
     entry.heldUntil = now + hold;
 }
 

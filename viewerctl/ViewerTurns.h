@@ -24,11 +24,12 @@ class ViewerTurns final {
     /// For how long a display is asked while others wait.
     static constexpr std::chrono::seconds turn{5};
 
-    /// Whether a request may begin, which is then ended by `end`. A display that may not waits from
-    /// the first such answer on.
+    /// Whether a request may begin, of which a display has one at a time. A display that may not
+    /// waits from the first such answer on.
     bool begin(Display display, TimePoint now);
+    /// The request that has begun is over.
     void end(Display display, TimePoint now);
-    /// It does not wait any more.
+    /// The display does not wait any more.
     void leave(Display display);
 
     /// Displays that the host captures now, as far as is known.
@@ -36,9 +37,9 @@ class ViewerTurns final {
 
   private:
     struct Entry final {
-        bool isHeld(TimePoint now) const { return requests > 0 || heldUntil > now; }
+        bool isHeld(TimePoint now) const { return isAsked || heldUntil > now; }
 
-        std::size_t requests = 0;
+        bool isAsked = false;
         TimePoint heldUntil = TimePoint::min();
         TimePoint turnBegin = TimePoint::min();
         std::optional<TimePoint> waitingSince;

@@ -7,6 +7,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/error_code.hpp>
 #include <random>
+#include <string>
 #include <utility>
 
 namespace velmora {
@@ -20,11 +21,17 @@ using TimePoint = Clock::time_point;
 /// Between two questions for a host's displays, which are not asked in step.
 constexpr std::chrono::milliseconds shortestListingPause{9'000};
 constexpr std::chrono::milliseconds longestListingPause{11'000};
+/// After a listing, before the next one that something gives cause for.
+constexpr std::chrono::seconds soon{1};
+/// Displays that a host remembers though it does not list them any more, in case they come back.
+constexpr std::size_t mostUnlisted = 64;
+/// What is kept of pictures that nobody looks at any more, in bytes, in case somebody looks again.
+constexpr std::size_t mostUnseen = 67'108'864;
 /// After how long a display whose turn has not come looks again.
 constexpr std::chrono::milliseconds restPause{200};
 
-/// Whether the host, not the display, may be what is wrong.
-bool isOfHost(ViewerFailure failure) {
+/// Whether a new listing may tell more of why a picture did not come.
+bool asksForListing(ViewerFailure failure) {
     switch (failure) {
         case ViewerFailure::noPicture:
         case ViewerFailure::badPicture:
@@ -48,8 +55,11 @@ ViewerTask<void> sleep(std::shared_ptr<ViewerWallTile> tile, TimePoint deadline)
 ViewerWall::ViewerWall(asio::io_context& loop, ViewerHostClient& client,
                        std::vector<ViewerListedHost> hosts)
     : loop_(loop), client_(client), chance_(std::random_device()()), ended_(loop) {
+    std::set<std::string> known;
     for (ViewerListedHost& host : hosts) {
-        hosts_.push_back(std::make_unique<ViewerWallHost>(loop, std::move(host)));
+        if (known.insert(host.address.authority()).second) {
+            hosts_.push_back(std::make_unique<ViewerWallHost>(loop, std::move(host)));
+        }
     }
 }
 
@@ -64,10 +74,10 @@ ViewerTask<void> ViewerWall::run() {
 void ViewerWall::stop() {
     isStopped_ = true;
     for (const auto& host : hosts_) {
-        host->wake.cancel();
+        host->wakeUp();
     }
     for (const auto& [number, tile] : tiles_) {
-        tile->wake.cancel();
+        tile->wakeUp();
     }
 }
 
@@ -79,7 +89,7 @@ void ViewerWall::add(ViewerWallPage& page) {
             page.noteHost(index);
         }
         if (isFirst) {
-            hosts_[index]->wake.cancel();
+            hosts_[index]->wakeUp();
         }
     }
 }
@@ -96,21 +106,38 @@ void ViewerWall::look(ViewerWallPage& page, const ViewerWallLook::Tiles& tiles) 
         const auto found = tiles_.find(number);
         if (found != tiles_.end() && !tiles.contains(number)) {
             found->second->looks.erase(&page);
-            found->second->wake.cancel();
+            found->second->wakeUp();
         }
     }
     seen.clear();
     for (const auto& [number, interval] : tiles) {
         const auto found = tiles_.find(number);
         if (found != tiles_.end()) {
-            ViewerWallTile& tile = *found->second;
             seen.push_back(number);
-            if (tile.looks.insert_or_assign(&page, interval).second) {
-                page.noteTile(number);
-                page.notePicture(number);
-            }
-            tile.wake.cancel();
-            pollIfWanted(found->second);
+            lookAt(found->second, page, interval);
+        }
+    }
+    forgetUnseenPictures();
+}
+
+void ViewerWall::lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallPage& page,
+                        std::chrono::milliseconds interval) {
+    if (tile->looks.insert_or_assign(&page, interval).second) {
+        page.noteTile(tile->number);
+        page.notePicture(tile->number);
+    }
+    tile->wakeUp();
+    pollIfWanted(tile);
+}
+
+void ViewerWall::forgetUnseenPictures() {
+    std::size_t bytes = 0;
+    for (const auto& [number, tile] : tiles_) {
+        bytes += tile->looks.empty() && tile->picture ? tile->picture->jpeg.size() : 0;
+    }
+    for (auto each = tiles_.begin(); each != tiles_.end() && bytes > mostUnseen; ++each) {
+        if (each->second->looks.empty()) {
+            each->second->picture.reset();
         }
     }
 }
@@ -140,59 +167,108 @@ ViewerTask<void> ViewerWall::watchHost(std::size_t index) {
 
 void ViewerWall::noteListing(std::size_t index, ViewerOutcome<ViewerHostDisplayListing> outcome) {
     ViewerWallHost& host = *hosts_[index];
+    const auto now = Clock::now();
     const auto failure = outcome ? std::nullopt : std::optional(outcome.failure());
     bool isChanged = !host.isAsked || failure != host.failure;
     if (isChanged) {
         host.isAsked = true;
         host.failure = failure;
-        host.since = Clock::now();
+        host.since = now;
     }
+    host.lastListing = now;
+    host.nextListing = now + (outcome ? listingPause() : host.backOff.next());
     if (outcome) {
         host.backOff.reset();
-        std::uniform_int_distribution<std::chrono::milliseconds::rep> pause(
-            shortestListingPause.count(), longestListingPause.count());
-        host.nextListing = Clock::now() + std::chrono::milliseconds(pause(chance_));
-        isChanged = takeDisplays(index, *outcome) || isChanged;
-    } else {
-        host.nextListing = Clock::now() + host.backOff.next();
+        const bool hasOthers = takeDisplays(index, *outcome);
+        isChanged = isChanged || hasOthers;
     }
     if (isChanged) {
-        for (ViewerWallPage* const page : pages_) {
-            page->noteHost(index);
-        }
-        for (const std::uint32_t number : host.tiles) {
-            tiles_[number]->wake.cancel();
-            pollIfWanted(tiles_[number]);
-        }
+        tellOfHost(index);
     }
 }
 
+/// Between nothing and half of it.
+std::chrono::milliseconds ViewerWall::shareOf(std::chrono::milliseconds interval) {
+    std::uniform_int_distribution<std::chrono::milliseconds::rep> share(0, interval.count() / 2);
+    return std::chrono::milliseconds(share(chance_));
+}
+
+std::chrono::milliseconds ViewerWall::listingPause() {
+    std::uniform_int_distribution<std::chrono::milliseconds::rep> pause(
+        shortestListingPause.count(), longestListingPause.count());
+    return std::chrono::milliseconds(pause(chance_));
+}
+
+void ViewerWall::tellOfHost(std::size_t index) {
+    for (ViewerWallPage* const page : pages_) {
+        page->noteHost(index);
+    }
+    for (const std::uint32_t number : hosts_[index]->tiles) {
+        const auto tile = tiles_.at(number);
+        // Whatever went wrong with it before the host's change counts no more.
+        tile->notBefore = TimePoint::min();
+        tile->backOff.reset();
+        tile->wakeUp();
+        pollIfWanted(tile);
+    }
+}
+
+/// Whether they are others than before, or named otherwise.
 bool ViewerWall::takeDisplays(std::size_t index, const ViewerHostDisplayListing& listing) {
     ViewerWallHost& host = *hosts_[index];
     bool isChanged = host.machine != listing.machineName;
     host.machine = listing.machineName;
     std::vector<std::uint32_t> numbers;
     for (const ViewerHostDisplay& display : listing.displays) {
-        const auto [entry, isNew] = host.numbers.emplace(display.id, lastNumber_ + 1);
-        if (isNew) {
-            ++lastNumber_;
-            tiles_.emplace(lastNumber_,
-                           std::make_shared<ViewerWallTile>(loop_, lastNumber_, index, display));
-        }
-        ViewerWallTile& tile = *tiles_[entry->second];
+        ViewerWallTile& tile = tileOf(index, display);
         isChanged = isChanged || tile.display != display;
         tile.display = display;
-        if (std::find(numbers.begin(), numbers.end(), entry->second) == numbers.end()) {
-            numbers.push_back(entry->second);
+        if (std::find(numbers.begin(), numbers.end(), tile.number) == numbers.end()) {
+            numbers.push_back(tile.number);
         }
     }
     isChanged = isChanged || numbers != host.tiles;
+    for (const std::uint32_t number : host.tiles) {
+        tiles_.at(number)->isListed = false;
+    }
+    for (const std::uint32_t number : numbers) {
+        tiles_.at(number)->isListed = true;
+    }
     host.tiles = std::move(numbers);
+    forgetUnlisted(host);
     return isChanged;
 }
 
+ViewerWallTile& ViewerWall::tileOf(std::size_t index, const ViewerHostDisplay& display) {
+    const auto [entry, isNew] = hosts_[index]->numbers.emplace(display.id, lastNumber_ + 1);
+    if (isNew) {
+        ++lastNumber_;
+        tiles_.emplace(lastNumber_,
+                       std::make_shared<ViewerWallTile>(loop_, lastNumber_, index, display));
+    }
+    return *tiles_.at(entry->second);
+}
+
+/// A host may list others each time: only so many are remembered.
+void ViewerWall::forgetUnlisted(ViewerWallHost& host) {
+    const bool areTooMany = host.numbers.size() > host.tiles.size() + mostUnlisted;
+    for (auto each = host.numbers.begin(); each != host.numbers.end();) {
+        ViewerWallTile& tile = *tiles_.at(each->second);
+        if (!tile.isListed) {
+            tile.picture.reset();
+            tile.wakeUp();
+        }
+        if (!tile.isListed && !tile.isPolled && areTooMany) {
+            tiles_.erase(each->second);
+            each = host.numbers.erase(each);
+        } else {
+            ++each;
+        }
+    }
+}
+
 bool ViewerWall::isWanted(const ViewerWallTile& tile) const {
-    return !isStopped_ && !tile.looks.empty() && hosts_[tile.host]->answers();
+    return !isStopped_ && !tile.looks.empty() && tile.isListed && hosts_[tile.host]->answers();
 }
 
 void ViewerWall::pollIfWanted(const std::shared_ptr<ViewerWallTile>& tile) {
@@ -205,6 +281,7 @@ void ViewerWall::pollIfWanted(const std::shared_ptr<ViewerWallTile>& tile) {
 
 ViewerTask<void> ViewerWall::pollTile(std::shared_ptr<ViewerWallTile> tile) {
     ViewerWallHost& host = *hosts_[tile->host];  // lives as long as the wall
+    bool isFirst = true;
     while (isWanted(*tile)) {
         const auto now = Clock::now();
         const TimePoint due = std::max(tile->lastRequest + *tile->interval(), tile->notBefore);
@@ -214,7 +291,9 @@ ViewerTask<void> ViewerWall::pollTile(std::shared_ptr<ViewerWallTile> tile) {
             setState(*tile, ViewerTileState::resting, std::nullopt);
             co_await sleep(tile, now + restPause);
         } else {
-            tile->lastRequest = now;
+            // The pause behind the first one differs, so that displays are not asked in step.
+            tile->lastRequest = isFirst ? now - shareOf(*tile->interval()) : now;
+            isFirst = false;
             const auto frame = co_await client_.frame(host.listed.address, tile->display.id);
             host.turns.end(tile->number, Clock::now());
             noteFrame(*tile, frame);
@@ -239,7 +318,7 @@ void ViewerWall::noteFrame(ViewerWallTile& tile, const ViewerOutcome<ViewerHostF
     const bool isEmpty = frame.failure() == ViewerFailure::noPicture;
     setState(tile, isEmpty ? ViewerTileState::noPicture : ViewerTileState::failed,
              isEmpty ? std::nullopt : std::optional(frame.failure()));
-    if (isOfHost(frame.failure())) {
+    if (hosts_[tile.host]->answers() && asksForListing(frame.failure())) {
         listSoon(*hosts_[tile.host]);
     }
 }
@@ -269,8 +348,8 @@ void ViewerWall::setState(ViewerWallTile& tile, ViewerTileState state,
 }
 
 void ViewerWall::listSoon(ViewerWallHost& host) {
-    host.nextListing = std::min(host.nextListing, Clock::now());
-    host.wake.cancel();
+    host.nextListing = std::min(host.nextListing, host.lastListing + soon);
+    host.wakeUp();
 }
 
 void ViewerWall::noteTaskEnd() {

@@ -15,21 +15,12 @@
 #include "viewerctl/ViewerEvent.h"
 #include "viewerctl/ViewerHostClient.h"
 #include "viewerctl/ViewerTask.h"
+#include "viewerctl/ViewerWallHost.h"
 #include "viewerctl/ViewerWallLook.h"
+#include "viewerctl/ViewerWallPage.h"
 #include "viewerctl/ViewerWallTile.h"
 
 namespace velmora {
-
-/// Whoever shows the wall. Told what has changed, it asks for the newest when it can take it. On
-/// the loop's thread.
-class ViewerWallPage {
-  public:
-    virtual ~ViewerWallPage() = default;
-
-    virtual void noteHost(std::size_t host) = 0;
-    virtual void noteTile(std::uint32_t tile) = 0;
-    virtual void notePicture(std::uint32_t tile) = 0;
-};
 
 /// What is known of many hosts and their displays, kept up to date while pages look: hosts are
 /// asked for their displays now and then, displays for pictures as often as the most curious page
@@ -57,13 +48,21 @@ class ViewerWall final {
     ViewerTask<void> watchHost(std::size_t index);
     ViewerTask<void> pollTile(std::shared_ptr<ViewerWallTile> tile);
     void noteListing(std::size_t index, ViewerOutcome<ViewerHostDisplayListing> outcome);
+    void tellOfHost(std::size_t index);
     bool takeDisplays(std::size_t index, const ViewerHostDisplayListing& listing);
+    ViewerWallTile& tileOf(std::size_t index, const ViewerHostDisplay& display);
+    void forgetUnlisted(ViewerWallHost& host);
+    void lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallPage& page,
+                std::chrono::milliseconds interval);
+    void forgetUnseenPictures();
     void noteFrame(ViewerWallTile& tile, const ViewerOutcome<ViewerHostFrame>& frame);
     void takePicture(ViewerWallTile& tile, const ViewerHostFrame& frame);
     void setState(ViewerWallTile& tile, ViewerTileState state,
                   std::optional<ViewerFailure> failure);
     void listSoon(ViewerWallHost& host);
     void pollIfWanted(const std::shared_ptr<ViewerWallTile>& tile);
+    std::chrono::milliseconds listingPause();
+    std::chrono::milliseconds shareOf(std::chrono::milliseconds interval);
     bool isWanted(const ViewerWallTile& tile) const;
     void noteTaskEnd();
 

@@ -65,10 +65,12 @@ ViewerTask<ViewerExit> ViewerWallCommand::run() {
         });
         tell(file.path(), link);
         ViewerBrowser browser(loop_);
-        if (options_.opensBrowser && !browser.open(file.path())) {
-            console_.errors << console_.say("no browser could be opened (xdg-open)",
-                                            "браузер не открылся (xdg-open)")
-                            << std::endl;
+        if (options_.opensBrowser) {
+            browser.open(file.path(), [this] {
+                console_.errors << console_.say("no browser could be opened: open this file in one",
+                                                "браузер не открылся: откройте этот файл сами")
+                                << std::endl;
+            });
         }
         if (!client_.isStopped()) {
             asio::co_spawn(loop_, keepWall(), asio::detached);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "viewerctl/ViewerWallHost.h"
 #include "viewerctl/ViewerWallTile.h"
 
 namespace velmora {

@@ -16,7 +16,4 @@ std::optional<std::chrono::milliseconds> ViewerWallTile::interval() const {
     return shortest == looks.end() ? std::nullopt : std::optional(shortest->second);
 }
 
-ViewerWallHost::ViewerWallHost(boost::asio::io_context& loop, ViewerListedHost where)
-    : listed(std::move(where)), wake(loop) {}
-
 }  // namespace velmora

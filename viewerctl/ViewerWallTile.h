@@ -7,15 +7,11 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "core/protocol/ViewerHostDisplay.h"
 #include "core/protocol/ViewerHostFrame.h"
 #include "viewerctl/ViewerBackOff.h"
 #include "viewerctl/ViewerFailure.h"
-#include "viewerctl/ViewerHostList.h"
-#include "viewerctl/ViewerTurns.h"
 
 namespace velmora {
 
@@ -29,15 +25,23 @@ enum class ViewerTileState { live, resting, noPicture, failed };
 struct ViewerWallTile final {
     using TimePoint = std::chrono::steady_clock::time_point;
 
+    /// Between requests of a display that has no picture while its host answers: somebody looks
+    /// and wants to see it soon when it has one.
+    static constexpr std::chrono::seconds longestPause{5};
+
     ViewerWallTile(boost::asio::io_context& loop, std::uint32_t ownNumber, std::size_t ownHost,
                    ViewerHostDisplay ownDisplay);
 
     /// The shortest time between two pictures that anybody wants; nothing when nobody looks.
     std::optional<std::chrono::milliseconds> interval() const;
+    /// Its task looks at what has changed.
+    void wakeUp() { wake.cancel(); }
 
     const std::uint32_t number;
     const std::size_t host;
     ViewerHostDisplay display;
+    /// Whether the host's newest listing has it.
+    bool isListed = true;
     std::map<ViewerWallPage*, std::chrono::milliseconds> looks;
 
     std::optional<ViewerHostFrame> picture;
@@ -54,34 +58,8 @@ struct ViewerWallTile final {
     bool isPolled = false;
     TimePoint lastRequest = TimePoint::min();
     TimePoint notBefore = TimePoint::min();
-    ViewerBackOff backOff;
-    /// Cancelled when the task should look at what has changed.
-    boost::asio::steady_timer wake;
-};
-
-/// A host on the wall, and what is known of it. Owned by the wall; on the loop's thread.
-struct ViewerWallHost final {
-    using TimePoint = std::chrono::steady_clock::time_point;
-
-    ViewerWallHost(boost::asio::io_context& loop, ViewerListedHost where);
-
-    bool answers() const { return isAsked && !failure; }
-
-    const ViewerListedHost listed;
-    bool isAsked = false;
-    std::optional<ViewerFailure> failure;
-    /// Since when it answers, or fails for this reason.
-    TimePoint since;
-    std::string machine;
-    /// Numbers of the tiles that it listed last.
-    std::vector<std::uint32_t> tiles;
-    /// All that it has listed, by the display's id.
-    std::map<std::string, std::uint32_t> numbers;
-
-    ViewerTurns turns;
-    TimePoint nextListing = TimePoint::min();
-    ViewerBackOff backOff;
-    /// Cancelled when the listing's time has changed.
+    ViewerBackOff backOff{longestPause};
+    /// What its task waits for.
     boost::asio::steady_timer wake;
 };
 

@@ -170,7 +170,7 @@ class Program final {
     ViewerTask<ViewerExit> showWall() {
         ViewerWallCommand::Options options{
             invocation_.hosts, ViewerLocalServer::loopback(invocation_.port.value_or(0)),
-            invocation_.opensBrowser};
+            !invocation_.isWithoutBrowser};
         if (!invocation_.address.empty()) {
             options.endpoint.address(boost::asio::ip::make_address(invocation_.address));
         }

@@ -12,7 +12,7 @@ namespace {
 TEST(ViewerBackOff, DoublesUpToALimitAndStaysWithinHalfOfIt) {
     for (std::uint32_t seed = 0; seed < 100; ++seed) {
         SCOPED_TRACE(seed);
-        ViewerBackOff backOff(seed);
+        ViewerBackOff backOff(ViewerBackOff::longest, seed);
         auto whole = ViewerBackOff::shortest;
         for (int failure = 0; failure < 12; ++failure) {
             const auto pause = backOff.next();
@@ -25,7 +25,7 @@ TEST(ViewerBackOff, DoublesUpToALimitAndStaysWithinHalfOfIt) {
 }
 
 TEST(ViewerBackOff, BeginsAnewAfterSuccess) {
-    ViewerBackOff backOff(1);
+    ViewerBackOff backOff(ViewerBackOff::longest, 1);
     for (int failure = 0; failure < 12; ++failure) {
         (void)backOff.next();
     }
@@ -34,8 +34,8 @@ TEST(ViewerBackOff, BeginsAnewAfterSuccess) {
 }
 
 TEST(ViewerBackOff, IsNotInStepWithOthers) {
-    ViewerBackOff one(1);
-    ViewerBackOff other(2);
+    ViewerBackOff one(ViewerBackOff::longest, 1);
+    ViewerBackOff other(ViewerBackOff::longest, 2);
     EXPECT_NE(one.next(), other.next());
 }
 

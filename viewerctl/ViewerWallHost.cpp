@@ -1,0 +1,10 @@
+#include "viewerctl/ViewerWallHost.h"
+
+#include <utility>
+
+namespace velmora {
+
+ViewerWallHost::ViewerWallHost(boost::asio::io_context& loop, ViewerListedHost where)
+    : listed(std::move(where)), wake(loop) {}
+
+}  // namespace velmora
