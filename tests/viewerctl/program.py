@@ -25,8 +25,9 @@ class ProgramTest(unittest.TestCase):
                               timeout=PATIENCE, env=self.environment(**variables),
                               stdin=subprocess.DEVNULL)
 
-    def start(self, *arguments, **about):
-        process = subprocess.Popen([PROGRAM, *arguments], env=self.environment(),
+    def start(self, *arguments, variables=(), **about):
+        process = subprocess.Popen([PROGRAM, *arguments],
+                                   env=self.environment(**dict(variables)),
                                    stdin=subprocess.DEVNULL, **about)
 
         def end():

@@ -43,6 +43,7 @@ class ScriptedHost:
     def __init__(self, serve, family=socket.AF_INET, port=0):
         self.serve = serve
         self.listener = socket.socket(family, socket.SOCK_STREAM)
+        self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.listener.bind(("127.0.0.1" if family == socket.AF_INET else "::1", port))
         self.listener.listen(256)
         self.port = self.listener.getsockname()[1]
@@ -54,6 +55,10 @@ class ScriptedHost:
 
     def close(self):
         self.ending.set()
+        try:
+            self.listener.shutdown(socket.SHUT_RDWR)  # wakes whoever accepts
+        except OSError:
+            pass  # it was closed before
         self.listener.close()
 
     def accept(self):
