@@ -137,6 +137,17 @@ TEST(ViewerTurns, WhoeverHasWaitedLongestIsNext) {
     EXPECT_TRUE(turns.begin(6, free));
 }
 
+TEST(ViewerTurns, ATurnLastsSomeSecondsThoughOthersWait) {
+    ViewerTurns turns;
+    for (std::uint32_t display = 1; display <= 4; ++display) {
+        EXPECT_TRUE(turns.begin(display, start));
+        turns.end(display, start);
+    }
+    EXPECT_FALSE(turns.begin(5, start));
+    EXPECT_TRUE(turns.begin(1, start + ViewerTurns::turn - milliseconds(1)));
+    EXPECT_FALSE(turns.begin(2, start + ViewerTurns::turn));
+}
+
 TEST(ViewerTurns, OneThatLeavesKeepsNobodyWaiting) {
     ViewerTurns turns;
     for (std::uint32_t display = 1; display <= 4; ++display) {
