@@ -120,9 +120,9 @@ ViewerTask<bool> ViewerLivePage::writeNext() {
         return sendText(std::move(text));
     }
     if (!tiles_.empty()) {
-        const ViewerWallTile* const tile = wall_.tile(tiles_.take());
-        return sendText(tile != nullptr && tile->state ? ViewerWallMessage::ofTile(*tile, now)
-                                                       : std::string());
+        const auto tile = wall_.tile(tiles_.take());
+        return sendText(tile && tile->state ? ViewerWallMessage::ofTile(*tile, now)
+                                            : std::string());
     }
     return sendPicture(pictures_.take());
 }
@@ -139,8 +139,8 @@ ViewerTask<bool> ViewerLivePage::sendText(std::string text) {
 }
 
 ViewerTask<bool> ViewerLivePage::sendPicture(std::uint32_t number) {
-    const ViewerWallTile* const tile = wall_.tile(number);
-    if (tile == nullptr || !tile->picture) {
+    const auto tile = wall_.tile(number);
+    if (!tile || !tile->picture) {
         co_return true;
     }
     const std::string head = ViewerWallMessage::beforePicture(*tile, Clock::now());

@@ -7,7 +7,6 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/error_code.hpp>
 #include <random>
-#include <string>
 #include <utility>
 
 namespace velmora {
@@ -23,10 +22,6 @@ constexpr std::chrono::milliseconds shortestListingPause{9'000};
 constexpr std::chrono::milliseconds longestListingPause{11'000};
 /// After a listing, before the next one that something gives cause for.
 constexpr std::chrono::seconds soon{1};
-/// Displays that a host remembers though it does not list them any more, in case they come back.
-constexpr std::size_t mostUnlisted = 64;
-/// What is kept of pictures that nobody looks at any more, in bytes, in case somebody looks again.
-constexpr std::size_t mostUnseen = 67'108'864;
 /// After how long a display whose turn has not come looks again.
 constexpr std::chrono::milliseconds restPause{200};
 
@@ -54,18 +49,15 @@ ViewerTask<void> sleep(std::shared_ptr<ViewerWallTile> tile, TimePoint deadline)
 
 ViewerWall::ViewerWall(asio::io_context& loop, ViewerHostClient& client,
                        std::vector<ViewerListedHost> hosts)
-    : loop_(loop), client_(client), chance_(std::random_device()()), ended_(loop) {
-    std::set<std::string> known;
-    for (ViewerListedHost& host : hosts) {
-        if (known.insert(host.address.authority()).second) {
-            hosts_.push_back(std::make_unique<ViewerWallHost>(loop, std::move(host)));
-        }
-    }
-}
+    : loop_(loop),
+      client_(client),
+      room_(loop, std::move(hosts)),
+      chance_(std::random_device()()),
+      ended_(loop) {}
 
 ViewerTask<void> ViewerWall::run() {
-    tasks_ += hosts_.size();
-    for (std::size_t index = 0; index < hosts_.size(); ++index) {
+    tasks_ += hosts().size();
+    for (std::size_t index = 0; index < hosts().size(); ++index) {
         asio::co_spawn(loop_, watchHost(index), asio::detached);
     }
     (void)co_await ended_.wait();  // has no deadline of its own
@@ -73,10 +65,10 @@ ViewerTask<void> ViewerWall::run() {
 
 void ViewerWall::stop() {
     isStopped_ = true;
-    for (const auto& host : hosts_) {
+    for (const auto& host : hosts()) {
         host->wakeUp();
     }
-    for (const auto& [number, tile] : tiles_) {
+    for (const auto& [number, tile] : room_.tiles()) {
         tile->wakeUp();
     }
 }
@@ -84,12 +76,12 @@ void ViewerWall::stop() {
 void ViewerWall::add(ViewerWallPage& page) {
     const bool isFirst = pages_.empty();
     pages_.insert(&page);
-    for (std::size_t index = 0; index < hosts_.size(); ++index) {
-        if (hosts_[index]->isAsked) {
+    for (std::size_t index = 0; index < hosts().size(); ++index) {
+        if (hosts()[index]->isAsked) {
             page.noteHost(index);
         }
         if (isFirst) {
-            hosts_[index]->wakeUp();
+            hosts()[index]->wakeUp();
         }
     }
 }
@@ -103,21 +95,20 @@ void ViewerWall::remove(ViewerWallPage& page) {
 void ViewerWall::look(ViewerWallPage& page, const ViewerWallLook::Tiles& tiles) {
     std::vector<std::uint32_t>& seen = looks_[&page];
     for (const std::uint32_t number : seen) {
-        const auto found = tiles_.find(number);
-        if (found != tiles_.end() && !tiles.contains(number)) {
-            found->second->looks.erase(&page);
-            found->second->wakeUp();
+        const auto tile = room_.tile(number);
+        if (tile && !tiles.contains(number)) {
+            tile->looks.erase(&page);
+            tile->wakeUp();
         }
     }
     seen.clear();
     for (const auto& [number, interval] : tiles) {
-        const auto found = tiles_.find(number);
-        if (found != tiles_.end()) {
+        if (const auto tile = room_.tile(number)) {
             seen.push_back(number);
-            lookAt(found->second, page, interval);
+            lookAt(tile, page, interval);
         }
     }
-    forgetUnseenPictures();
+    room_.forgetUnseenPictures();
 }
 
 void ViewerWall::lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallPage& page,
@@ -130,25 +121,8 @@ void ViewerWall::lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallP
     pollIfWanted(tile);
 }
 
-void ViewerWall::forgetUnseenPictures() {
-    std::size_t bytes = 0;
-    for (const auto& [number, tile] : tiles_) {
-        bytes += tile->looks.empty() && tile->picture ? tile->picture->jpeg.size() : 0;
-    }
-    for (auto each = tiles_.begin(); each != tiles_.end() && bytes > mostUnseen; ++each) {
-        if (each->second->looks.empty()) {
-            each->second->picture.reset();
-        }
-    }
-}
-
-const ViewerWallTile* ViewerWall::tile(std::uint32_t number) const {
-    const auto found = tiles_.find(number);
-    return found == tiles_.end() ? nullptr : found->second.get();
-}
-
 ViewerTask<void> ViewerWall::watchHost(std::size_t index) {
-    ViewerWallHost& host = *hosts_[index];  // lives as long as the wall
+    ViewerWallHost& host = *hosts()[index];  // lives as long as the wall
     while (!isStopped_) {
         const bool isDue = !pages_.empty() && host.nextListing <= Clock::now();
         if (isDue) {
@@ -166,7 +140,7 @@ ViewerTask<void> ViewerWall::watchHost(std::size_t index) {
 }
 
 void ViewerWall::noteListing(std::size_t index, ViewerOutcome<ViewerHostDisplayListing> outcome) {
-    ViewerWallHost& host = *hosts_[index];
+    ViewerWallHost& host = *hosts()[index];
     const auto now = Clock::now();
     const auto failure = outcome ? std::nullopt : std::optional(outcome.failure());
     bool isChanged = !host.isAsked || failure != host.failure;
@@ -179,7 +153,7 @@ void ViewerWall::noteListing(std::size_t index, ViewerOutcome<ViewerHostDisplayL
     host.nextListing = now + (outcome ? listingPause() : host.backOff.next());
     if (outcome) {
         host.backOff.reset();
-        const bool hasOthers = takeDisplays(index, *outcome);
+        const bool hasOthers = room_.takeListing(index, *outcome);
         isChanged = isChanged || hasOthers;
     }
     if (isChanged) {
@@ -203,8 +177,8 @@ void ViewerWall::tellOfHost(std::size_t index) {
     for (ViewerWallPage* const page : pages_) {
         page->noteHost(index);
     }
-    for (const std::uint32_t number : hosts_[index]->tiles) {
-        const auto tile = tiles_.at(number);
+    for (const std::uint32_t number : hosts()[index]->tiles) {
+        const auto tile = room_.tile(number);
         // Whatever went wrong with it before the host's change counts no more.
         tile->notBefore = TimePoint::min();
         tile->backOff.reset();
@@ -213,62 +187,8 @@ void ViewerWall::tellOfHost(std::size_t index) {
     }
 }
 
-/// Whether they are others than before, or named otherwise.
-bool ViewerWall::takeDisplays(std::size_t index, const ViewerHostDisplayListing& listing) {
-    ViewerWallHost& host = *hosts_[index];
-    bool isChanged = host.machine != listing.machineName;
-    host.machine = listing.machineName;
-    std::vector<std::uint32_t> numbers;
-    for (const ViewerHostDisplay& display : listing.displays) {
-        ViewerWallTile& tile = tileOf(index, display);
-        isChanged = isChanged || tile.display != display;
-        tile.display = display;
-        if (std::find(numbers.begin(), numbers.end(), tile.number) == numbers.end()) {
-            numbers.push_back(tile.number);
-        }
-    }
-    isChanged = isChanged || numbers != host.tiles;
-    for (const std::uint32_t number : host.tiles) {
-        tiles_.at(number)->isListed = false;
-    }
-    for (const std::uint32_t number : numbers) {
-        tiles_.at(number)->isListed = true;
-    }
-    host.tiles = std::move(numbers);
-    forgetUnlisted(host);
-    return isChanged;
-}
-
-ViewerWallTile& ViewerWall::tileOf(std::size_t index, const ViewerHostDisplay& display) {
-    const auto [entry, isNew] = hosts_[index]->numbers.emplace(display.id, lastNumber_ + 1);
-    if (isNew) {
-        ++lastNumber_;
-        tiles_.emplace(lastNumber_,
-                       std::make_shared<ViewerWallTile>(loop_, lastNumber_, index, display));
-    }
-    return *tiles_.at(entry->second);
-}
-
-/// A host may list others each time: only so many are remembered.
-void ViewerWall::forgetUnlisted(ViewerWallHost& host) {
-    const bool areTooMany = host.numbers.size() > host.tiles.size() + mostUnlisted;
-    for (auto each = host.numbers.begin(); each != host.numbers.end();) {
-        ViewerWallTile& tile = *tiles_.at(each->second);
-        if (!tile.isListed) {
-            tile.picture.reset();
-            tile.wakeUp();
-        }
-        if (!tile.isListed && !tile.isPolled && areTooMany) {
-            tiles_.erase(each->second);
-            each = host.numbers.erase(each);
-        } else {
-            ++each;
-        }
-    }
-}
-
 bool ViewerWall::isWanted(const ViewerWallTile& tile) const {
-    return !isStopped_ && !tile.looks.empty() && tile.isListed && hosts_[tile.host]->answers();
+    return !isStopped_ && !tile.looks.empty() && tile.isListed && hosts()[tile.host]->answers();
 }
 
 void ViewerWall::pollIfWanted(const std::shared_ptr<ViewerWallTile>& tile) {
@@ -280,7 +200,7 @@ void ViewerWall::pollIfWanted(const std::shared_ptr<ViewerWallTile>& tile) {
 }
 
 ViewerTask<void> ViewerWall::pollTile(std::shared_ptr<ViewerWallTile> tile) {
-    ViewerWallHost& host = *hosts_[tile->host];  // lives as long as the wall
+    ViewerWallHost& host = *hosts()[tile->host];  // lives as long as the wall
     bool isFirst = true;
     while (isWanted(*tile)) {
         const auto now = Clock::now();
@@ -318,8 +238,8 @@ void ViewerWall::noteFrame(ViewerWallTile& tile, const ViewerOutcome<ViewerHostF
     const bool isEmpty = frame.failure() == ViewerFailure::noPicture;
     setState(tile, isEmpty ? ViewerTileState::noPicture : ViewerTileState::failed,
              isEmpty ? std::nullopt : std::optional(frame.failure()));
-    if (hosts_[tile.host]->answers() && asksForListing(frame.failure())) {
-        listSoon(*hosts_[tile.host]);
+    if (hosts()[tile.host]->answers() && asksForListing(frame.failure())) {
+        listSoon(*hosts()[tile.host]);
     }
 }
 

@@ -18,6 +18,7 @@
 #include "viewerctl/ViewerWallHost.h"
 #include "viewerctl/ViewerWallLook.h"
 #include "viewerctl/ViewerWallPage.h"
+#include "viewerctl/ViewerWallRoom.h"
 #include "viewerctl/ViewerWallTile.h"
 
 namespace velmora {
@@ -40,21 +41,19 @@ class ViewerWall final {
     /// What the page shows now, instead of what it showed before. Unknown tiles are left out.
     void look(ViewerWallPage& page, const ViewerWallLook::Tiles& tiles);
 
-    const std::vector<std::unique_ptr<ViewerWallHost>>& hosts() const { return hosts_; }
+    const ViewerWallRoom::Hosts& hosts() const { return room_.hosts(); }
     /// Nothing for an unknown number.
-    const ViewerWallTile* tile(std::uint32_t number) const;
+    std::shared_ptr<const ViewerWallTile> tile(std::uint32_t number) const {
+        return room_.tile(number);
+    }
 
   private:
     ViewerTask<void> watchHost(std::size_t index);
     ViewerTask<void> pollTile(std::shared_ptr<ViewerWallTile> tile);
     void noteListing(std::size_t index, ViewerOutcome<ViewerHostDisplayListing> outcome);
     void tellOfHost(std::size_t index);
-    bool takeDisplays(std::size_t index, const ViewerHostDisplayListing& listing);
-    ViewerWallTile& tileOf(std::size_t index, const ViewerHostDisplay& display);
-    void forgetUnlisted(ViewerWallHost& host);
     void lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallPage& page,
                 std::chrono::milliseconds interval);
-    void forgetUnseenPictures();
     void noteFrame(ViewerWallTile& tile, const ViewerOutcome<ViewerHostFrame>& frame);
     void takePicture(ViewerWallTile& tile, const ViewerHostFrame& frame);
     void setState(ViewerWallTile& tile, ViewerTileState state,
@@ -68,9 +67,7 @@ class ViewerWall final {
 
     boost::asio::io_context& loop_;
     ViewerHostClient& client_;
-    std::vector<std::unique_ptr<ViewerWallHost>> hosts_;
-    std::map<std::uint32_t, std::shared_ptr<ViewerWallTile>> tiles_;
-    std::uint32_t lastNumber_ = 0;
+    ViewerWallRoom room_;
     std::set<ViewerWallPage*> pages_;
     std::map<ViewerWallPage*, std::vector<std::uint32_t>> looks_;
     std::mt19937 chance_;

@@ -4,11 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "viewerctl/ViewerWallHost.h"
+#include "viewerctl/ViewerWallRoom.h"
 #include "viewerctl/ViewerWallTile.h"
 
 namespace velmora {
@@ -17,7 +16,7 @@ namespace velmora {
 namespace ViewerWallMessage {
 
 using TimePoint = std::chrono::steady_clock::time_point;
-using Hosts = std::vector<std::unique_ptr<ViewerWallHost>>;
+using Hosts = ViewerWallRoom::Hosts;
 using DisplayOf = std::function<const ViewerWallTile&(std::uint32_t)>;
 
 /// The hosts in their order; JSON.

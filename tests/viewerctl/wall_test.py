@@ -448,23 +448,29 @@ class Failing(WallTest):
             page.picture(1)
         self.assertLess(len(dead.requests), 10)
 
-    def test_a_display_that_is_gone_makes_the_host_be_asked_anew(self):
+    def test_a_display_that_is_gone_makes_the_host_be_asked_anew_at_once(self):
         gone = threading.Event()
 
         def serve(connection, target):
-            if "frame" in target:
-                connection.sendall(NO_DISPLAY if gone.is_set() else picture())
+            if "displays" in target:
+                connection.sendall(answer(listing(("other", "Other") if gone.is_set() else SCREEN,
+                                                  ("clock", "Clock"))))
+            elif gone.is_set() and target.endswith("=id"):
+                connection.sendall(NO_DISPLAY)
             else:
-                connection.sendall(answer(listing(("other", "Other") if gone.is_set()
-                                                  else SCREEN)))
-        page = self.wall(self.host(serve)).page(self)
+                connection.sendall(picture())
+        host = self.host(serve)
+        page = self.wall(host).page(self)
         page.host()
-        page.look(1)
+        page.look(1, 2)
         page.picture(1)
+        before = frames(host)["/viewer/v1/frame?id=clock"]
         gone.set()
         self.assertEqual(page.tile(1, state="failed")["failure"], "no-such-display")
-        display, = page.host()["displays"]
-        self.assertEqual((display["id"], display["tile"]), ("other", 2))
+        display, _ = page.host()["displays"]
+        self.assertEqual((display["id"], display["tile"]), ("other", 3))
+        # In the time after which it is asked anyhow, the other display is asked 45 times and more.
+        self.assertLess(frames(host)["/viewer/v1/frame?id=clock"] - before, 30)
 
     def test_a_page_that_reads_slowly_misses_pictures_and_holds_up_nobody(self):
         host = self.screen(changing(size=1 << 20))
