@@ -46,15 +46,13 @@ ViewerTask<ViewerOutcome<ViewerHostFrame>> ViewerHostClient::frame(ViewerHostAdd
 }
 
 ViewerTask<ViewerTransfer> ViewerHostClient::exchange(ViewerHostAddress host, std::string target) {
-    const auto deadline = std::chrono::steady_clock::now() + limit_;
     const std::string gate = host.authority();
-    const bool isInside = co_await enter(gate, deadline);
-    if (isStopped_ || !isInside) {
-        if (isInside) {
-            leave(gate);
-        }
-        co_return failed(isStopped_ ? ViewerFailure::interrupted : ViewerFailure::timedOut);
+    co_await enter(gate);
+    if (isStopped_) {
+        leave(gate);
+        co_return failed(ViewerFailure::interrupted);
     }
+    const auto deadline = std::chrono::steady_clock::now() + limit_;
     ViewerTransfer transfer = co_await exchangeInside(std::move(host), std::move(target), deadline);
     leave(gate);
     co_return transfer;
@@ -97,18 +95,15 @@ ViewerTask<ViewerOutcome<ViewerAddresses>> ViewerHostClient::addressesOf(
     co_return found;
 }
 
-ViewerTask<bool> ViewerHostClient::enter(std::string gate, ViewerEvent::TimePoint deadline) {
+ViewerTask<void> ViewerHostClient::enter(std::string gate) {
     if (gates_[gate].open < mostConnections) {
         ++gates_[gate].open;
-        co_return true;
+        co_return;
     }
     const auto turn = std::make_shared<ViewerEvent>(loop_);
     gates_[gate].waiting.push_back(turn);
-    const bool isTurn = co_await turn->wait(deadline);
-    if (!isTurn) {
-        std::erase(gates_[gate].waiting, turn);
-    }
-    co_return isTurn;
+    // Whoever leaves lets the next one in, and each does within its limit.
+    (void)co_await turn->wait();
 }
 
 void ViewerHostClient::leave(const std::string& gate) {

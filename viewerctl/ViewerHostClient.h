@@ -25,7 +25,8 @@ class ViewerHostClient final {
   public:
     static constexpr std::size_t mostConnections = 2;
 
-    /// `limit` is for one request: its turn, the name's look-up, the connection and the answer.
+    /// `limit` is for one request: the name's look-up, the connection and the answer. Waiting for
+    /// its turn takes nothing from it, because others of the same host may hang.
     ViewerHostClient(boost::asio::io_context& loop, std::chrono::milliseconds limit);
 
     ViewerTask<ViewerOutcome<ViewerHostDisplayListing>> listing(ViewerHostAddress host);
@@ -52,8 +53,7 @@ class ViewerHostClient final {
         ViewerEvent::TimePoint until;
     };
 
-    /// False when the turn did not come by `deadline`.
-    ViewerTask<bool> enter(std::string gate, ViewerEvent::TimePoint deadline);
+    ViewerTask<void> enter(std::string gate);
     void leave(const std::string& gate);
     ViewerTask<ViewerOutcome<ViewerAddresses>> addressesOf(ViewerHostAddress host,
                                                            ViewerEvent::TimePoint deadline);

@@ -19,6 +19,7 @@ using testing::ElementsAre;
 
 ViewerHostDisplayListing listingOf(const std::vector<std::string>& displayIDs) {
     std::vector<ViewerHostDisplay> displays;
+    displays.reserve(displayIDs.size());
     for (const std::string& each : displayIDs) {
         displays.emplace_back(each, "Screen", 1920, 1080);
     }

@@ -49,8 +49,7 @@ TEST(ViewerWallLook, IsNothingElse) {
                                    R"({"kind":"look","tiles":[["7",1000]]})",
                                    R"({"kind":"look","tiles":[[4294967296,1000]]})",
                                    R"({"kind":"look","tiles":[[18446744073709551615,1000]]})",
-                                   R"({"kind":"look","tiles":[]} )"
-                                   "x",
+                                   R"({"kind":"look","tiles":[]} x)",
                                    "\xff"}) {
         EXPECT_FALSE(ViewerWallLook::parse(text)) << text;
     }

@@ -402,6 +402,30 @@ class Failing(WallTest):
         self.assertEqual(set(page.pictures), {good})
         self.assertIsNone(page.hosts[0]["failure"])
 
+    def test_displays_that_hang_harm_neither_their_host_nor_its_other_displays(self):
+        ending = threading.Event()
+        self.addCleanup(ending.set)
+        frame = changing()
+
+        def serve(connection, target):
+            if "hangs" in target:
+                ending.wait(PATIENCE)
+            else:
+                serving(("hangs 1", ""), ("hangs 2", ""), ("hangs 3", ""), SCREEN,
+                        frame=frame)(connection, target)
+        wall = Wall(self.launch("--no-browser", "--timeout", "1", self.host(serve).name))
+        page = wall.page(self)
+        page.host()
+        page.look(1, 2, 3, 4)
+        pictures, failures = 0, set()
+        while pictures < 15:
+            message = page.receive()
+            pictures += message["kind"] == "picture"
+            if message.get("failure"):
+                failures.add((message["kind"], message.get("tile")))
+        # Neither does the host fail nor the fourth.
+        self.assertEqual(failures, {("tile", 1), ("tile", 2), ("tile", 3)})
+
     def test_names_come_as_they_are_and_harm_nobody(self):
         name = "\x1b]0;evil\x07\u202e</script>\"\\"
         host = self.host(serving(("\x1b[31m", name), machine=name, frame=changing()))
