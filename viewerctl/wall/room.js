@@ -109,10 +109,12 @@ export class Room extends EventTarget {
   #settle(place, displays) {
     const former = new Map(place.tiles.map((tile) => [tile.display?.tile, tile]));
     place.tiles = displays.map((display) => {
-      const tile = former.get(display?.tile);
-      former.delete(display?.tile);
-      tile?.describe(display);
-      return tile ?? this.#add(place.host, display);
+      // A host's first display takes the place of the tile that stood for the host.
+      const key = former.has(display?.tile) ? display?.tile : undefined;
+      const tile = former.get(key) ?? this.#add(place.host);
+      former.delete(key);
+      this.#describe(tile, display);
+      return tile;
     });
     let behind = this.#firstBehind(place);
     for (const { element } of [...place.tiles].reverse()) {
@@ -129,12 +131,16 @@ export class Room extends EventTarget {
     return next?.list === place.list && next.tiles.length > 0 ? next.tiles[0].element : null;
   }
 
-  #add(host, display) {
-    const tile = new Tile(host, display);
-    this.#tilesByElement.set(tile.element, tile);
+  #describe(tile, display) {
+    tile.describe(display);
     if (display) {
       this.#tilesByNumber.set(display.tile, tile);
     }
+  }
+
+  #add(host) {
+    const tile = new Tile(host);
+    this.#tilesByElement.set(tile.element, tile);
     this.dispatchEvent(new CustomEvent('added', { detail: tile }));
     return tile;
   }

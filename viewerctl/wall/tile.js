@@ -27,10 +27,11 @@ export class Tile {
   /** @type {Picture|null} */
   #enlarged = null;
 
-  /** @param {Host} host @param {Display|null} display null for a host that has none to show. */
-  constructor(host, display) {
+  /** @param {Host} host */
+  constructor(host) {
     this.host = host;
-    this.display = display;
+    /** Null while the host has none to show. @type {Display|null} */
+    this.display = null;
     this.#button.type = 'button';
     this.picture = new Picture(this.#canvas);
     this.isVisible = false;
@@ -46,7 +47,6 @@ export class Tile {
     caption.setAttribute('aria-hidden', 'true');
     this.element = make('li', 'tile', make('div', 'screen', this.#canvas), this.#button,
                         make('div', 'foot', caption, this.#text));
-    this.describe(display);
   }
 
   /** What people call it. */
