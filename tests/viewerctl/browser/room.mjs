@@ -4,11 +4,9 @@ import assert from 'node:assert/strict';
 import { after, before } from 'node:test';
 
 import { launchBrowser, paintPictures } from './browser.mjs';
+import { inTime, patience } from './patience.mjs';
 import { ScriptedHost } from './scripted-host.mjs';
 import { WallProgram } from './wall-program.mjs';
-
-/** Longer than anything that goes well takes, on a busy machine too. */
-const patience = 60000; // milliseconds
 
 /** @type {import('playwright-core').Browser} */
 let browser;
@@ -57,7 +55,8 @@ export class Watcher {
   /** @param {(tiles: [number, number][]) => boolean} condition of what the page asks for now. */
   async untilLook(condition) {
     while (this.looks.length === 0 || !condition(this.looks[this.looks.length - 1])) {
-      await new Promise((resolve) => this.#waiting.push(resolve));
+      await inTime(new Promise((resolve) => this.#waiting.push(resolve)),
+                   () => `another look than ${JSON.stringify(this.looks.at(-1))}`);
     }
   }
 

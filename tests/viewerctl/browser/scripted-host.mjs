@@ -3,6 +3,8 @@
 import { once } from 'node:events';
 import http from 'node:http';
 
+import { inTime } from './patience.mjs';
+
 const labelStem = '0123456789abcdef0123456789abcdef-fedcba9876543210fedcba9876543210-';
 
 /**
@@ -70,7 +72,8 @@ export class ScriptedHost {
   /** @param {() => boolean} condition is looked at with each request. */
   async until(condition) {
     while (!condition()) {
-      await new Promise((resolve) => this.#waiting.push(resolve));
+      await inTime(new Promise((resolve) => this.#waiting.push(resolve)),
+                   () => `another request to ${this.machine}`);
     }
   }
 
