@@ -106,9 +106,8 @@ std::optional<ViewerAnswerHead> ViewerAnswerHead::parse(std::string_view text) {
         }
         text.remove_prefix(end + lineEnd.size());
     }
-    const auto length = fields.contentLength && !fields.contentLength->empty()
-                            ? wholeNumber<std::size_t>(*fields.contentLength)
-                            : std::nullopt;
+    const auto length =
+        fields.contentLength ? wholeNumber<std::size_t>(*fields.contentLength) : std::nullopt;
     if (text.size() != lineEnd.size() || !fields.contentType || !length) {
         return std::nullopt;
     }

@@ -49,7 +49,7 @@ std::string write(const std::string& wanted, std::span<const std::uint8_t> bytes
     const bool isReplaced = isReplaceable(path);
     const std::string written = isReplaced ? path + ".part-" + std::to_string(::getpid()) : path;
     constexpr mode_t everybody = 0666;
-    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (isReplaced ? O_EXCL : O_TRUNC);
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (isReplaced ? O_EXCL : 0);
     const int descriptor = ::open(written.c_str(), flags, everybody);
     if (descriptor < 0) {
         return reason();
