@@ -33,16 +33,24 @@ TEST(ViewerHostAddress, IsANameOrAnAddressWithOrWithoutAPort) {
 TEST(ViewerHostAddress, IsNothingElse) {
     for (const std::string text :
          {"",     ":",    ":9090", "a b",  "a:",       "a:0",    "a:65536",    "a:-1",
-          "a:1x", "a:+1", "::1",   "[::1", "[::1]x",   "[::1]:", "[studio]",   "[]",
+          "a:1x", "a:+1", "::1",   "[::1", "[::1]x1",  "[::1]:", "[studio]",   "[]",
           "-a",   ".a",   "a/b",   "a@b",  "http://a", "a\n",    "[fe80::1%]", "[fe80::1%a/b]"}) {
         EXPECT_EQ(ViewerHostAddress::parse(text), std::nullopt) << text;
     }
+    EXPECT_TRUE(ViewerHostAddress::parse(std::string(253, 'a')));
     EXPECT_EQ(ViewerHostAddress::parse(std::string(254, 'a')), std::nullopt);
     EXPECT_EQ(ViewerHostAddress::parse(std::string_view("[::1\0a]", 7)), std::nullopt);
 }
 
+TEST(ViewerHostAddress, IsKnownWithoutALookUpWhereItIsNoName) {
+    EXPECT_TRUE(ViewerHostAddress("192.0.2.1", 1).isLiteral());
+    EXPECT_TRUE(ViewerHostAddress("::1", 1).isLiteral());
+    EXPECT_FALSE(ViewerHostAddress("studio_1", 1).isLiteral());
+    EXPECT_FALSE(ViewerHostAddress("192.0.2.256", 1).isLiteral());
+}
+
 TEST(ViewerHostAddress, IsWrittenAsItIsRead) {
-    for (const std::string text : {"studio", "studio:1", "[::1]", "[::1]:1", "192.0.2.1"}) {
+    for (const std::string text : {"studio", "studio_2:1", "[::1]", "[::1]:1", "192.0.2.1"}) {
         EXPECT_EQ(ViewerHostAddress::parse(text)->text(), text);
     }
     EXPECT_EQ(ViewerHostAddress("fe80::1%eth0", 1).authority(), "[fe80::1%25eth0]:1");
@@ -59,12 +67,13 @@ TEST(ViewerHostList, KeepsTheOrderAndTheGroups) {
 
 TEST(ViewerHostList, MayBeginWithAByteOrderMark) {
     const auto list = ViewerHostList::parse("\uFEFFHall 1:\r\none\r\n");
-    EXPECT_THAT(list.hosts, ElementsAre(ViewerListedHost(ViewerHostAddress("one", 9090), "Hall 1")));
+    EXPECT_THAT(list.hosts,
+                ElementsAre(ViewerListedHost(ViewerHostAddress("one", 9090), "Hall 1")));
 }
 
 TEST(ViewerHostList, TellsWhichLinesItCannotRead) {
-    const auto list = ViewerHostList::parse("one\ntwo three\n\n:\n[::1]:\na\x1b:\nfour");
-    EXPECT_THAT(list.badLines, ElementsAre(2, 4, 5, 6));
+    const auto list = ViewerHostList::parse("one\ntwo three\n\n:\n[::1]:\na\x1b:\na\xff:\nfour");
+    EXPECT_THAT(list.badLines, ElementsAre(2, 4, 5, 6, 7));
     EXPECT_EQ(list.hosts.size(), 2U);
 }
 
@@ -73,10 +82,13 @@ TEST(ViewerFrameLabel, IsTwoIdentitiesAndANumber) {
     EXPECT_TRUE(ViewerFrameLabel::isValid(both + "-1"));
     EXPECT_TRUE(ViewerFrameLabel::isValid(both + "-18446744073709551615"));
     const std::string joinedOtherwise = identity + "_" + identity + "-1";
+    const std::string numberJoinedOtherwise = both + "_1";
+    const std::string noHexadecimal = identity + "-g" + identity.substr(1) + "-1";
     const std::string capital = "A" + both.substr(1) + "-1";
     for (const std::string& text :
          {std::string(), identity, both, both + "-", both + "-0", both + "-01", both + "--1",
-          both + "-1 ", both + "-18446744073709551616", joinedOtherwise, capital}) {
+          both + "-1 ", both + "-18446744073709551616", joinedOtherwise, capital,
+          numberJoinedOtherwise, noHexadecimal}) {
         EXPECT_FALSE(ViewerFrameLabel::isValid(text)) << text;
     }
 }
@@ -85,7 +97,8 @@ const std::string plainHead = "HTTP/1.1 200 OK\r\nContent-Type: a/b\r\nContent-L
 
 TEST(ViewerAnswerHead, HasStatusTypeLengthAndLabel) {
     const auto head = ViewerAnswerHead::parse(
-        "HTTP/1.1 503\r\nX: y\r\ncontent-type:a/b \r\nCONTENT-LENGTH: 7\r\nX-velmora-Frame: l\r\n"
+        "HTTP/1.1 503\r\nX: y\tz\r\ncontent-type:a/b\t \t\r\nCONTENT-LENGTH: 7\r\nX-velmora-Frame: "
+        "l\r\n"
         "\r\n");
     ASSERT_TRUE(head);
     EXPECT_EQ(head->status, 503);
@@ -104,6 +117,10 @@ TEST(ViewerAnswerHead, IsOneWholeHead) {
           plainHead + "\r\nx",
           twoHeads,
           plainHead + "Content-Length: 7\r\n\r\n",
+          plainHead + "Content-Type: a/b\r\n\r\n",
+          plainHead + "X-Velmora-Frame: a\r\nX-Velmora-Frame: a\r\n\r\n",
+          plainHead + "a: \x7F\r\n\r\n",
+          std::string("HTTP/1.1 -20 OK\r\nContent-Type: a\r\nContent-Length: 7\r\n\r\n"),
           plainHead + "a\r\n\r\n",
           plainHead + ": b\r\n\r\n",
           plainHead + "a b: c\r\n\r\n",
@@ -130,13 +147,13 @@ TEST(ViewerAnswerHead, IsAtMostSixteenKibibytes) {
 }
 
 std::vector<std::uint8_t> jpeg(std::uint8_t marker, int width, int height,
-                               std::uint8_t precision = 8) {
+                               std::uint8_t precision = 8, std::uint8_t before = 0xFE) {
     const auto high = [](int value) { return static_cast<std::uint8_t>(value / 256); };
     const auto low = [](int value) { return static_cast<std::uint8_t>(value % 256); };
     return {0xFF,
             0xD8,
             0xFF,
-            0xFE,
+            before,
             0,
             4,
             1,
@@ -172,10 +189,18 @@ TEST(ViewerJPEGHeader, IsNothingForWhatIsNotDecodedSafely) {
     for (const int marker : {0x00, 0x01, 0xC3, 0xC9, 0xD0, 0xD8, 0xD9, 0xDA}) {
         EXPECT_FALSE(ViewerJPEGHeader::parse(jpeg(static_cast<std::uint8_t>(marker), 1, 1)));
     }
+    for (const int before : {0x01, 0xD0, 0xD8, 0xD9, 0xDA}) {
+        EXPECT_FALSE(
+            ViewerJPEGHeader::parse(jpeg(0xC0, 1, 1, 8, static_cast<std::uint8_t>(before))));
+    }
+    auto shortSegment = jpeg(0xC0, 1, 1);
+    shortSegment[12] = 7;
+    EXPECT_FALSE(ViewerJPEGHeader::parse(shortSegment));
     auto cut = jpeg(0xC0, 640, 360);
     while (!cut.empty()) {
         cut.pop_back();
-        EXPECT_FALSE(ViewerJPEGHeader::parse(cut));
+        // As long as its memory, so that a sanitizer sees what is read behind its end.
+        EXPECT_FALSE(ViewerJPEGHeader::parse(std::vector(cut)));
     }
 }
 

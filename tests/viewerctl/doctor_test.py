@@ -6,6 +6,7 @@ import json
 import pathlib
 import shutil
 import socket
+import subprocess
 import tempfile
 import unittest
 
@@ -49,17 +50,38 @@ class HostDoctor(ProgramTest):
 
     def test_a_starved_waiting_line(self):
         def late(connection, target):
-            host.ending.wait(1.2)
+            if len(host.requests) == 1:
+                host.ending.wait(1.2)
             connection.sendall(answer(listing(("id", "Screen"))))
         host = self.host(late)
         found = self.findings(host.name, status=1)
         self.assertEqual(found["protocol"]["state"], "good")
         self.assertIn("16", found["waiting-line"]["advice"])
 
+    def test_a_listing_that_takes_its_time_is_no_waiting_line(self):
+        def slow(connection, target):
+            whole = answer(listing(("id", "Screen")))
+            connection.sendall(whole[:10])
+            if len(host.requests) == 1:
+                host.ending.wait(1.2)
+            connection.sendall(whole[10:])
+        host = self.host(slow)
+        self.findings(host.name, status=0)
+
+    def test_a_host_that_answers_in_the_end(self):
+        def serve(connection, target):
+            if len(host.requests) == 3:
+                connection.sendall(answer(listing(("id", "Screen"))))
+        host = self.host(serve)
+        found = self.findings(host.name, status=1)
+        self.assertEqual(found["protocol"]["state"], "good")
+        self.assertEqual(found["waiting-line"]["state"], "bad")
+
     def test_a_waiting_line_that_never_ends(self):
         host = self.host(lambda connection, target: host.ending.wait())
         found = self.findings(host.name, "--timeout", "0.5", status=1)
         self.assertEqual(found["connection"]["state"], "good")
+        self.assertRegex(found["waiting-line"]["text"], "^[0-9]")
         self.assertEqual(found["waiting-line"]["state"], "bad")
 
 
@@ -79,6 +101,17 @@ class MachineDoctor(ProgramTest):
         self.assertEqual(list(self.findings()), ["versions", "host", "session", "access", "port",
                                                  "firewall", "autostart"])
 
+    def test_a_firewall_is_told_by_its_process(self):
+        self.assertEqual(self.findings()["firewall"]["state"], "good")
+        firewall = subprocess.Popen([shutil.copy(shutil.which("sleep"), self.folder / "firewalld"),
+                                     "600"])
+        self.addCleanup(firewall.wait)
+        self.addCleanup(firewall.kill)
+        self.assertIn("firewall-cmd", self.findings()["firewall"]["advice"])
+
+    def test_versions_stand_without_quotes(self):
+        self.assertNotIn('"', self.findings()["versions"]["text"])
+
     def test_without_a_session_the_advice_is_to_be_in_one(self):
         found = self.findings()
         self.assertEqual(found["session"]["state"], "bad")
@@ -89,19 +122,22 @@ class MachineDoctor(ProgramTest):
         self.assertEqual(found["session"],
                          {"state": "good", "what": "session", "text": "x11, DISPLAY=:77"})
 
-    def asking(self, script):
+    def asking(self, script, **variables):
         """What a host beside the program tells that is this script."""
         program = shutil.copy(PROGRAM, self.folder)
         host = self.folder / "VelmoraViewerHost"
         host.write_text("#!/bin/sh\n" + script + "\n")
         host.chmod(0o755)
-        return self.findings(program=program, XDG_SESSION_TYPE="x11", DISPLAY=":77")["access"]
+        return self.findings(program=program, DISPLAY=":77", **variables)["access"]
 
     def test_the_host_itself_tells_whether_it_may_read_the_screen(self):
         found = self.asking('[ "$*" = --check-permission ] && echo granted && exit 0')
         self.assertEqual((found["state"], found["text"]), ("good", "granted"))
         found = self.asking("echo 'not granted'; echo >&2 'or so'; exit 2")
         self.assertEqual((found["state"], found["text"]), ("bad", "not granted"))
+        self.assertEqual(self.asking("kill -9 $$")["state"], "bad")
+        found = self.asking("echo granted", XDG_SESSION_TYPE="x11", WAYLAND_DISPLAY="wayland-7")
+        self.assertEqual(found["text"], "granted")
 
     def test_a_session_bus_without_a_portal(self):
         found = self.findings(XDG_SESSION_TYPE="wayland", WAYLAND_DISPLAY="wayland-7",
@@ -139,9 +175,9 @@ class MachineDoctor(ProgramTest):
         self.assertEqual(self.autostart()["state"], "note")
 
     def test_a_host_that_does_not_end_is_not_waited_for(self):
-        for rest in ("", " >&-"):
-            with self.subTest(rest):
-                self.assertEqual(self.asking("exec sleep 600" + rest)["text"], "cannot be asked")
+        for script in ("exec sleep 600", "exec sleep 600 >&-", "exec yes"):
+            with self.subTest(script):
+                self.assertEqual(self.asking(script)["text"], "cannot be asked")
 
     def test_what_is_no_text_leaves_the_json_whole(self):
         found = self.findings(DISPLAY="\udcff:\u009b")

@@ -35,6 +35,7 @@ class Frame(ProgramTest):
         self.assertEqual(self.asked("id-3"), prefix + "id-3")
         self.assertEqual(self.asked("Left"), prefix + "id%2F1%20%C3%BC")
         self.assertEqual(self.asked("2"), prefix + "id-2")
+        self.assertEqual(self.asked("4"), prefix + "id-4")
 
     def test_a_name_comes_before_a_number(self):
         self.assertEqual(self.asked("1"), "/viewer/v1/frame?id=id-4")
@@ -61,12 +62,15 @@ class Frame(ProgramTest):
         self.assertEqual((run.returncode, run.stdout), (0, ""))
         self.assertEqual(file.read_bytes(), jpeg())
         self.assertEqual(os.listdir(self.folder.name), ["screen.jpg"])
+        mask = os.umask(0)
+        os.umask(mask)
+        self.assertEqual(file.stat().st_mode & 0o777, 0o666 & ~mask)
 
     def test_a_file_that_cannot_be_written_is_a_failure(self):
         host = self.host(serving(*DISPLAYS))
-        run = self.run_program("frame", host.name, "2", "-o", "/nonexistent/screen.jpg")
+        run = self.run_program("frame", host.name, "2", "-o", "/nonexistent/\x1b[2J.jpg")
         self.assertEqual(run.returncode, 1)
-        self.assertIn("/nonexistent/screen.jpg", run.stderr)
+        self.assertIn("/nonexistent/\ufffd[2J.jpg", run.stderr)
 
     def test_a_pipe_is_written_and_stays_one(self):
         host = self.host(serving(*DISPLAYS))
@@ -75,7 +79,7 @@ class Frame(ProgramTest):
         reader = os.open(pipe, os.O_RDONLY | os.O_NONBLOCK)
         self.addCleanup(os.close, reader)
         run = self.run_program("frame", host.name, "2", "-o", str(pipe))
-        self.assertEqual(run.returncode, 0)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertEqual(os.read(reader, 4096), jpeg())
         self.assertTrue(pipe.is_fifo())
 
@@ -171,11 +175,13 @@ class Frame(ProgramTest):
     def test_an_interrupt_ends_the_wait_and_leaves_no_file(self):
         host = self.host(serving(*DISPLAYS))
         file = pathlib.Path(self.folder.name, "screen.jpg")
-        process = self.start("frame", "--wait", host.name, "2", "-o", str(file))
+        process = self.start("frame", "--wait", host.name, "2", "-o", str(file),
+                             stderr=subprocess.PIPE)
         while len(host.requests) < 3:
             time.sleep(0.01)
         process.send_signal(signal.SIGTERM)
-        self.assertEqual(process.wait(PATIENCE), -signal.SIGTERM)
+        _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, errors), (-signal.SIGTERM, b""))
         self.assertEqual(os.listdir(self.folder.name), [])
 
 

@@ -3,6 +3,9 @@
 Usage: list_test.py PROGRAM, in a network of its own or any other.
 """
 import json
+import os
+import pty
+import select
 import signal
 import socket
 import subprocess
@@ -31,6 +34,34 @@ class List(ProgramTest):
         self.assertEqual(lines[1:], [
             [host.name, "Studio", "1", "Left", "1920", "×", "1080", "id-1"],
             [host.name, "Studio", "2", "Right", "1920", "×", "1080", "id-2"]])
+
+    def test_the_columns_stand_below_each_other(self):
+        hosts = [self.host(serving(("id", name), machine=machine))
+                 for name, machine in (("画面 1", "Studio"), ("Left", "M"), ("e\u0301", "Größe"))]
+        empty = self.host(serving(machine="Nobody"))
+        run = self.run_program("list", *(host.name for host in hosts), empty.name)
+        lines = run.stdout.splitlines()
+        narrow = [line.replace("画面", "wide").replace("e\u0301", "e") for line in lines[:4]]
+        for title, cell in (("MACHINE", r"Studio|M |Größe"), ("ID", r"id$")):
+            column = narrow[0].index(title)
+            for line in narrow[1:]:
+                self.assertRegex(line[column:], f"^(?:{cell})")
+        self.assertRegex(lines[4], "Nobody +no displays$")
+
+    def test_what_is_wrong_is_told_without_what_a_terminal_obeys(self):
+        run = self.run_program("list", "a\x1b[2J")
+        self.assertEqual(run.returncode, 2)
+        self.assertNotIn("\x1b", run.stderr)
+
+    def test_hosts_that_are_named_come_before_those_of_the_file(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".hosts") as file:
+            file.write("\u202eHall:\n[::1]:2\n")
+            file.flush()
+            arguments = ("list", "--hosts", file.name, "--timeout", "1", "[::1]", "127.0.0.1:1")
+            found = json.loads(self.run_program(*arguments, "--json").stdout)
+            self.assertNotIn("\u202e", self.run_program(*arguments).stdout)
+        self.assertEqual([each["host"] for each in found], ["[::1]", "127.0.0.1:1", "[::1]:2"])
+        self.assertEqual([each.get("group") for each in found], [None, None, "\u202eHall"])
 
     def test_programs_get_json_in_the_order_of_the_hosts(self):
         hosts = [self.host(serving(("id", "A/ü\"\\"), machine=f"M{n}")) for n in range(3)]
@@ -61,7 +92,7 @@ class List(ProgramTest):
 
     def test_a_bad_line_of_the_file_is_told_by_its_number(self):
         with tempfile.NamedTemporaryFile("w", suffix=".hosts") as file:
-            file.write("studio\nno host at all\n")
+            file.write("studio\nno host at all\nnor this\n")
             file.flush()
             run = self.run_program("list", "--hosts", file.name)
             self.assertEqual(run.returncode, 2)
@@ -71,7 +102,8 @@ class List(ProgramTest):
         for arguments in ((), ("list",), ("list", "::1"), ("list", "--no-such", "a"), ("dance",),
                           ("list", "--hosts", "/nonexistent/file"), ("list", "--hosts", "/"),
                           ("list", "--hosts", "/dev/zero"), ("list", "--timeout", "0", "a"),
-                          ("list", "--timeout", "nan", "a"), ("stream", "--rate", "nan", "a", "1"),
+                          ("list", "--timeout", "nan", "a"), ("list", "--timeout", "601", "a"),
+                          *(("stream", "--rate", rate, "a", "1") for rate in ("0", "26", "nan")),
                           ("list", "a", "--hosts")):
             with self.subTest(arguments):
                 run = self.run_program(*arguments)
@@ -79,6 +111,9 @@ class List(ProgramTest):
                 self.assertIn("velmora-viewerctl", run.stderr)
 
     def test_help_and_version_are_no_failures(self):
+        for locale in ({"LC_ALL": "C"}, {"LC_ALL": "", "LC_MESSAGES": "C"}):
+            run = self.run_program("--help", **locale, LANG="ru_RU.UTF-8")
+            self.assertIn("Commands", run.stdout)
         for arguments in (("--help",), ("list", "--help"), ("--version",)):
             run = self.run_program(*arguments)
             self.assertEqual((run.returncode, run.stderr), (0, ""))
@@ -229,12 +264,47 @@ class List(ProgramTest):
 
     def test_an_interrupt_ends_it_at_once(self):
         host = self.host(lambda connection, target: host.ending.wait())
-        process = self.start("list", "--timeout", "600", host.name, stdout=subprocess.PIPE)
+        # Some of them wait for their turn.
+        process = self.start("list", "--timeout", "600", *[host.name] * 5, stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE)
         while not host.requests:
             time.sleep(0.01)
         process.send_signal(signal.SIGINT)
-        output, _ = process.communicate(timeout=PATIENCE)
-        self.assertEqual((process.returncode, output), (-signal.SIGINT, b""))
+        output, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, output, errors), (-signal.SIGINT, b"", b""))
+
+    def on_terminal(self, *arguments, **variables):
+        """What a terminal gets, the errors apart."""
+        terminals = [pty.openpty() for _ in ("output", "errors")]
+        with subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL,
+                              stdout=terminals[0][1], stderr=terminals[1][1],
+                              env=self.environment(**{"TERM": "xterm", **variables})) as process:
+            process.wait(PATIENCE)
+        texts = []
+        for ours, theirs in terminals:
+            is_written, _, _ = select.select([ours], [], [], 0)
+            texts.append(os.read(ours, 65536).decode() if is_written else "")
+            os.close(ours)
+            os.close(theirs)
+        return texts
+
+    def test_a_terminal_gets_colours_and_progress(self):
+        good, bad = self.host(serving(("id", "Screen"))), self.host(sending(b"?"))
+        output, errors = self.on_terminal("list", good.name, bad.name)
+        self.assertTrue(output.startswith("\x1b[1mHOST"))
+        self.assertIn("\x1b[31mnot a Viewer Host\x1b[0m\r\n", output)
+        self.assertEqual(errors, "\r1 of 2\x1b[K\r2 of 2\x1b[K\r\x1b[K")
+        self.assertEqual(self.on_terminal("list", good.name)[1], "")
+
+    def test_colours_are_left_out_where_they_are_not_wanted(self):
+        bad = self.host(sending(b"?"))
+        for variables in ({"NO_COLOR": "1"}, {"TERM": "dumb"}):
+            with self.subTest(variables):
+                output, errors = self.on_terminal("list", bad.name, bad.name, **variables)
+                self.assertNotIn("\x1b", output)
+                self.assertEqual(errors == "", "TERM" in variables)
+        run = self.run_program("list", bad.name, bad.name, TERM="xterm")
+        self.assertNotIn("\x1b", run.stdout + run.stderr)
 
     def test_who_ignores_a_hang_up_is_not_ended_by_one(self):
         def serve(connection, target):

@@ -2,14 +2,16 @@
 
 Usage: metrics_test.py PROGRAM.
 """
+import contextlib
 import http.client
 import signal
+import socket
 import subprocess
 import unittest
 import urllib.parse
 
 from program import ProgramTest
-from scripted_host import PATIENCE, sending, serving
+from scripted_host import PATIENCE, answer, listing, sending, serving
 
 
 class Metrics(ProgramTest):
@@ -41,7 +43,21 @@ class Metrics(ProgramTest):
         self.assertEqual(found["velmora_displays"], "2")
         self.assertEqual(found['velmora_host_info{machine="Stu\\"dio\\\\\\n"}'], "1")
         self.assertGreater(float(found["velmora_probe_connect_seconds"]), 0)
-        self.assertGreater(int(found["velmora_probe_answer_bytes"]), 100)
+        whole = answer(listing(("a", "A"), ("b", "B"), machine='Stu"dio\\\n'))
+        self.assertEqual(int(found["velmora_probe_answer_bytes"]), len(whole))
+
+    def test_each_step_has_its_time(self):
+        def slow(connection, target):
+            whole = answer(listing(("a", "A")))
+            host.ending.wait(0.05)
+            connection.sendall(whole[:10])
+            host.ending.wait(0.05)
+            connection.sendall(whole[10:])
+        host = self.host(slow)
+        found = self.samples("/probe?target=" + host.name)
+        times = [float(found[f"velmora_probe_{step}_seconds"])
+                 for step in ("lookup", "connect", "first_byte", "duration")]
+        self.assertEqual(times, sorted(set(times)))
 
     def test_a_scrape_asks_for_no_picture(self):
         host = self.host(serving(("a", "A")))
@@ -78,12 +94,46 @@ class Metrics(ProgramTest):
         for target in ("", "a%20b", "%", "a/b", "http://a"):
             self.assertEqual(self.get("/probe?target=" + target)[0].status, 400)
         self.assertEqual(self.get("/")[0].status, 404)
+        self.assertEqual(self.get("/metrics/")[0].status, 404)
+        self.assertEqual(self.get("/metrics")[0].getheader("Cache-Control"), "no-store")
         self.assertEqual(self.get("/metrics", method="POST")[0].status, 405)
+
+    def test_a_port_that_is_taken_is_told_of(self):
+        run = self.run_program("metrics", "--listen", str(self.port))
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("already in use", run.stderr)
+
+    def connect(self):
+        connection = socket.create_connection(("127.0.0.1", self.port), timeout=PATIENCE)
+        self.addCleanup(connection.close)
+        return connection
+
+    def test_the_65th_connection_is_turned_away(self):
+        held = [self.connect() for _ in range(64)]
+        self.assertEqual(self.connect().recv(1), b"")
+        held[0].sendall(b"GET /metrics HTTP/1.1\r\nHost: 127.0.0.1:%d\r\n\r\n" % self.port)
+        self.assertIn(b"200 OK", held[0].recv(100))
+
+    def test_a_connection_without_a_request_is_closed(self):
+        self.assertEqual(self.connect().recv(1), b"")
+
+    def test_a_long_head_is_no_request(self):
+        connection = self.connect()
+        connection.sendall(b"GET /metrics HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nX: " % self.port)
+        connection.sendall(b"a" * 9000 + b"\r\n\r\n")
+        with contextlib.suppress(ConnectionResetError):
+            self.assertEqual(connection.recv(100), b"")
+
+    def test_other_addresses_of_the_machine_do_not_lead_to_it(self):
+        with self.assertRaises(ConnectionRefusedError):
+            socket.create_connection(("127.0.0.2", self.port), timeout=PATIENCE)
 
     def test_a_page_elsewhere_cannot_make_it_probe(self):
         host = self.host(serving(("a", "A")))
         response, _ = self.get("/probe?target=" + host.name, Host="evil.example")
         self.assertEqual((response.status, host.requests), (403, []))
+        response, _ = self.get("/metrics", Host="localhost:1")
+        self.assertEqual(response.status, 403)
 
     def test_an_interrupt_ends_it_with_a_probe_under_way(self):
         host = self.host(lambda connection, target: host.ending.wait())

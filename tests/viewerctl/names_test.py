@@ -13,6 +13,7 @@ import sys
 import tempfile
 import threading
 import unittest
+import urllib.request
 
 RESOLVER = "nameserver 127.0.0.1\noptions timeout:30 attempts:5\n"
 SWITCH = "hosts: files dns\n"
@@ -108,6 +109,14 @@ class Names(ProgramTest):
         names = [f"missing-{n}.example" for n in range(100)]
         self.assertEqual(set(self.reasons("--timeout", "20", *names)), {"no-such-name"})
 
+    def test_one_name_after_the_other_for_a_long_time(self):
+        process = self.start("metrics", "--listen", "0", stderr=subprocess.PIPE)
+        port = int(process.stderr.readline().split(b":")[2].split(b"/")[0])
+        for n in range(40):
+            with urllib.request.urlopen(
+                    f"http://127.0.0.1:{port}/probe?target=missing-{n}.example") as page:
+                self.assertIn(b'reason="no-such-name"', page.read())
+
     def test_an_interrupt_waits_for_no_name(self):
         process = self.start("list", "--timeout", "600", "silent.example",
                              stdout=subprocess.PIPE)
@@ -129,6 +138,11 @@ class Names(ProgramTest):
         run = self.run_program("doctor", "missing.example")
         self.assertEqual(run.returncode, 1)
         self.assertRegex(run.stdout, r"^✗ name +no such name\n +→ check the spelling")
+
+    def test_the_doctor_tells_that_the_name_server_is_the_fault(self):
+        run = self.run_program("doctor", "--timeout", "0.5", "silent.example")
+        self.assertRegex(run.stdout, r"^✗ name +the name server does not answer\n +→ check this")
+        self.assertNotIn("connection", run.stdout)
 
     def test_there_is_no_way_to_an_address_without_a_network(self):
         self.assertEqual(self.reasons("192.0.2.1", "[2001:db8::1]"), ["no-route", "no-route"])

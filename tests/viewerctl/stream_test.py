@@ -2,6 +2,7 @@
 
 Usage: stream_test.py PROGRAM.
 """
+import contextlib
 import http.client
 import itertools
 import os
@@ -95,6 +96,73 @@ class Stream(ProgramTest):
             time.sleep(0.01)
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(PATIENCE), -signal.SIGINT)
+
+    def test_an_interrupt_ends_it_before_the_first_picture(self):
+        empty = answer(b"", kind="text/plain", status="503 Service Unavailable")
+        host = self.host(serving(SCREEN, frame=lambda target: empty))
+        process = self.stream(host)
+        self.assertIn(b"no picture now", process.stderr.readline())
+        process.send_signal(signal.SIGINT)
+        output, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, output, errors), (-signal.SIGINT, b"", b""))
+
+    def test_an_interrupt_before_the_listing_says_nothing(self):
+        host = self.host(lambda connection, target: host.ending.wait())
+        process = self.stream(host)
+        while not host.requests:
+            time.sleep(0.01)
+        process.send_signal(signal.SIGINT)
+        output, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, output, errors), (-signal.SIGINT, b"", b""))
+
+    def test_an_interrupt_ends_it_though_a_program_does_not_read(self):
+        large = answer(jpeg().ljust(2 << 20, b"\0"), kind="image/jpeg", label=LABEL + "1")
+        host = self.host(serving(SCREEN, frame=lambda target: large))
+        process, port = self.serve(host, "--rate", "25")
+        held = [self.ask(port) for _ in range(4)]
+        while len(host.requests) < 15:
+            time.sleep(0.01)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(PATIENCE), -signal.SIGINT)
+        self.assertEqual({each.status for each in held}, {200})
+
+    def test_the_pipe_is_given_back_as_it_was(self):
+        host = self.host(serving(SCREEN))
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        self.addCleanup(os.close, writer)
+        process = self.start("stream", host.name, "1", stdout=writer)
+        os.read(reader, 1)
+        self.assertFalse(os.get_blocking(writer))
+        process.send_signal(signal.SIGINT)
+        process.wait(PATIENCE)
+        self.assertTrue(os.get_blocking(writer))
+
+    def is_served(self, port):
+        connection = http.client.HTTPConnection("127.0.0.1", port, timeout=PATIENCE)
+        with contextlib.closing(connection):
+            try:
+                connection.request("GET", "/")
+                with connection.getresponse() as response:
+                    return response.fp.readline() == BOUNDARY
+            except ConnectionError:
+                return False  # is turned away
+
+    def test_programs_that_have_gone_make_room(self):
+        host = self.host(serving(SCREEN))
+        _, port = self.serve(host, "--rate", "25")
+        for _ in range(80):
+            # That one has gone is seen with the next picture.
+            end = time.monotonic() + PATIENCE
+            while not self.is_served(port):
+                self.assertLess(time.monotonic(), end)
+
+    def test_a_program_is_served_for_longer_than_a_request_may_take(self):
+        host = self.host(serving(SCREEN))
+        _, port = self.serve(host, "--rate", "2")
+        response = self.ask(port)
+        self.assertEqual(response.fp.readline(), BOUNDARY)
+        self.assertEqual([read_part(response.fp) for _ in range(13)], [jpeg()] * 13)
 
     def test_it_ends_with_whoever_reads(self):
         host = self.host(serving(SCREEN))
