@@ -326,7 +326,7 @@ class GivenBack(WatchTest):
 
     def shell(self):
         """A shell with job control, at its prompt."""
-        terminal = self.watch(command=["sh", "-im"], PS1=PROMPT.decode(), ENV="")
+        terminal = self.watch(command=["dash", "-im"], PS1=PROMPT.decode(), ENV="")
         terminal.wait(lambda output: output.endswith(PROMPT), "the prompt")
         return terminal
 
