@@ -25,8 +25,9 @@ if "X11_TEST_IS_ALONE" not in os.environ:
     enter_own_network()
 
 HOST = sys.argv.pop(2)
-from program import ProgramTest  # noqa: E402
+from program import PROGRAM, ProgramTest  # noqa: E402
 from scripted_host import PATIENCE  # noqa: E402
+from terminal import Terminal  # noqa: E402
 
 TOLERANCE = 6  # of a colour that was a JPEG's
 
@@ -100,6 +101,27 @@ class OnX11(ProgramTest):
         self.assert_all(process.stdout.read(length), "c02040")
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(PATIENCE), -signal.SIGINT)
+
+    def test_watch_shows_what_is_on_the_screen_and_how_it_changes(self):
+        self.serve()
+        terminal = Terminal([PROGRAM, "watch", "127.0.0.1", "--format", "symbols"],
+                            self.environment(TERM="xterm-direct"))
+        self.addCleanup(terminal.close)
+        for colour in ("#c02040", "#206040"):
+            self.paint(colour)
+            terminal.wait(lambda output: self.last_colour(output) == colour, colour)
+        terminal.type(b"q")
+        self.assertEqual(terminal.end(), (0, terminal.mode))
+
+    @staticmethod
+    def last_colour(output):
+        """Of a cell, if it is near one of those that are painted."""
+        for red, green, blue in re.findall(rb"48;2;(\d+);(\d+);(\d+)", output[-100_000:])[-1:]:
+            for colour in ("#c02040", "#206040"):
+                if all(abs(int(each) - value) <= TOLERANCE for each, value in
+                       zip((red, green, blue), bytes.fromhex(colour[1:]))):
+                    return colour
+        return None
 
     def test_doctor_finds_a_served_host_well(self):
         self.serve()
