@@ -187,6 +187,7 @@ TEST(ViewerWatchState, TellsTheRateOfThePicturesThatCameLately) {
 class ViewerWatchTextTest : public testing::Test {
   protected:
     ViewerWatchTextTest() {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread.
         ::setenv("TZ", "UTC", 1);
         ::tzset();
         state_.noteListing(listing({"a", "b"}));
@@ -308,7 +309,7 @@ class ViewerTerminalModeTest : public testing::Test {
         EXPECT_EQ(::openpty(&ours_, &theirs_, nullptr, nullptr, &size), 0);
         EXPECT_EQ(::tcgetattr(theirs_, &before_), 0);
     }
-    ~ViewerTerminalModeTest() override {
+    void TearDown() override {
         ::close(ours_);
         ::close(theirs_);
     }
