@@ -67,7 +67,8 @@ class Page:
             message = json.loads(message)
         kept = {"host": self.hosts, "tile": self.tiles, "picture": self.pictures}
         if message["kind"] in kept:
-            kept[message["kind"]][message["tile" if message["kind"] != "host" else "host"]] = message
+            number = message["host" if message["kind"] == "host" else "tile"]
+            kept[message["kind"]][number] = message
         return message
 
     def until(self, is_awaited):
