@@ -22,8 +22,10 @@ foreach(index RANGE 0 ${last})
             set(name "")
         endif()
         file(READ "${argument}" bytes HEX)
+        string(LENGTH "${bytes}" digits)
+        math(EXPR size "${digits} / 2") # clang++ counts no more than 256 by itself
         string(REGEX REPLACE "(..)" "'\\\\x\\1'," bytes "${bytes}")
-        string(APPEND arrays "constexpr std::array file${count}{${bytes}};\n")
+        string(APPEND arrays "constexpr std::array<char, ${size}> file${count}{${bytes}};\n")
         string(APPEND entries
             "    {\"/${name}\", {\"${type_${ending}}\", {file${count}.data(), file${count}.size()}}},\n")
         math(EXPR count "${count} + 1")

@@ -38,10 +38,11 @@ describe('the large view', { concurrency: 3 }, () => {
   }));
 
   test('next and previous follow what the wall shows', inRoom(async (room) => {
-    const host = await room.host('Studio', [['Left 1', 'red'], ['Right', 'blue'], ['Left 2', 'green']]);
+    const host = await room.host('Studio', [['Left 1', 'red'], ['Right', 'blue'], ['Left 2', 'green'],
+                                             ['Left 3', 'yellow']]);
     await room.open(host.address);
     const watcher = await room.watch();
-    await watcher.untilColour(watcher.tile('Left 2'), 'green');
+    await watcher.untilColour(watcher.tile('Left 3'), 'yellow');
     await watcher.page.getByRole('searchbox').fill('left');
     await watcher.opener('Left 1').click();
     const name = watcher.page.locator('#large-name');
@@ -51,8 +52,9 @@ describe('the large view', { concurrency: 3 }, () => {
     };
     assert.equal(await press('Next'), 'Studio, Left 2');
     await watcher.untilColour(watcher.page.getByRole('dialog'), 'green');
+    assert.equal(await press('Next'), 'Studio, Left 3');
     assert.equal(await press('Next'), 'Studio, Left 1');
-    assert.equal(await press('Previous'), 'Studio, Left 2');
+    assert.equal(await press('Previous'), 'Studio, Left 3');
   }));
 
   test('its interval is its own', inRoom(async (room) => {

@@ -21,7 +21,12 @@ export class WallProgram {
     wall.#process = spawn(program, ['wall', '--no-browser', '--hosts', hosts], {
       stdio: ['ignore', 'pipe', 'inherit'],
       env: { PATH: process.env.PATH, LC_ALL: 'C.UTF-8', XDG_RUNTIME_DIR: wall.folder } });
-    [wall.file] = await once(readline.createInterface(wall.#process.stdout), 'line');
+    const ended = once(wall.#process, 'exit').then(() => {
+      throw new Error(`${program} has ended`);
+    });
+    [wall.file] = await Promise.race([
+      once(readline.createInterface(wall.#process.stdout), 'line'), ended]);
+    ended.catch(() => {}); // that it ends later is right
     /** With the token in it. */
     wall.url = fs.readFileSync(wall.file, 'utf8').match(/http:[^"]*/)[0];
     wall.origin = new URL(wall.url).origin;
