@@ -1,5 +1,6 @@
 """The program under test, as a test's class starts it."""
 import os
+import signal
 import subprocess
 import sys
 import unittest
@@ -7,6 +8,11 @@ import unittest
 from scripted_host import PATIENCE, ScriptedHost
 
 PROGRAM = sys.argv.pop(1)
+
+# Whoever runs the tests in the background may have them ignored, and so would the program.
+for each in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM):
+    if signal.getsignal(each) == signal.SIG_IGN:
+        signal.signal(each, signal.SIG_DFL)
 
 
 class ProgramTest(unittest.TestCase):
