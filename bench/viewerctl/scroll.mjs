@@ -10,7 +10,7 @@ import { WallProgram } from '../../tests/viewerctl/browser/wall-program.mjs';
 
 const tiles = 1000;
 const allowed = 100; // milliseconds
-/** Pixels that are scrolled with each frame: slowly, as someone reads, and as fast as a wheel goes. */
+/** Pixels that are scrolled with each frame: as someone reads, and as fast as a wheel goes. */
 const paces = [40, 400];
 const labelStem = '0123456789abcdef0123456789abcdef-fedcba9876543210fedcba9876543210-';
 
@@ -57,8 +57,9 @@ async function startHosts(pictures) {
 async function watchTasks(page) {
   await page.addInitScript(() => {
     globalThis.tasks = [];
-    new PerformanceObserver((list) => globalThis.tasks.push(
-      ...list.getEntries().map(({ duration }) => duration))).observe({ type: 'longtask', buffered: true });
+    const note = (list) =>
+      globalThis.tasks.push(...list.getEntries().map(({ duration }) => duration));
+    new PerformanceObserver(note).observe({ type: 'longtask', buffered: true });
   });
 }
 
@@ -85,7 +86,8 @@ function scroll(page, pace) {
 }
 
 const browser = await launchBrowser();
-const pictures = await paintPictures(browser, Array.from({ length: 50 }, (_, each) => each), paintDesktop);
+const pictures = await paintPictures(browser, Array.from({ length: 50 }, (_, each) => each),
+                                     paintDesktop);
 const { servers, hostsFile } = await startHosts(pictures);
 const program = await WallProgram.start(hostsFile);
 const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });

@@ -1,4 +1,4 @@
-/** Keeps the words below the tiles true. Only what can be seen is told of, however large the wall. */
+/** Keeps the words below the tiles true: of what can be seen alone, however large the wall. */
 
 import { stopped } from './state.js';
 
@@ -21,7 +21,10 @@ export class Ages {
     document.addEventListener('visibilitychange', () => document.hidden || this.tellAll());
   }
 
-  /** From now on nothing new is seen, or is again. @param {string} reason @param {boolean} isStopped */
+  /**
+   * From now on nothing new is seen, or is again.
+   * @param {string} reason @param {boolean} isStopped
+   */
   setStopped(reason, isStopped) {
     this.#reasons[isStopped ? 'add' : 'delete'](reason);
     stopped.at = this.#reasons.size === 0 ? null : stopped.at ?? performance.now();

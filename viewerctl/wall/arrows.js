@@ -1,6 +1,6 @@
 /** The arrow keys go from tile to tile as they lie on the screen. */
 
-/** @param {HTMLElement} tile @param {HTMLElement[]} behind the tiles in that direction, the next first. */
+/** @param {HTMLElement} tile @param {HTMLElement[]} behind those in that direction, the next first. */
 function inNextRow(tile, behind) {
   const top = behind.find(({ offsetTop }) => offsetTop !== tile.offsetTop)?.offsetTop;
   const first = behind.findIndex(({ offsetTop }) => offsetTop === top);

@@ -1,7 +1,8 @@
 /**
  * The connection to the program. One that ends is made anew, after a pause that doubles.
  *
- * Events: `told` (detail: the program's message), `picture` (detail: Picture), `answering`, `silent`.
+ * Events: `told` (detail: the program's message), `picture` (detail: Picture), `answering` and
+ * `silent`.
  */
 
 const shortestPause = 500; // milliseconds

@@ -1,14 +1,14 @@
 /**
- * What is looked at, and so asked for: the tiles that can be seen, or the one in the large view, and
- * nothing while the page is hidden or paused.
+ * What is looked at, and so asked for: the tiles that can be seen, or the one in the large view,
+ * and nothing while the page is hidden or paused.
  */
 
 /** While the wall scrolls, the program is told this often. */
 const settlingTime = 100; // milliseconds
 
 /**
- * Whether the browser tells which elements it does not lay out, being far from what can be seen. Where
- * each of a thousand is watched instead, every frame takes 10 ms longer.
+ * Whether the browser tells which elements it does not lay out, being far from what can be seen.
+ * Where each of a thousand is watched instead, every frame takes 10 ms longer.
  */
 const tellsOfSkipping = 'ContentVisibilityAutoStateChangeEvent' in globalThis;
 

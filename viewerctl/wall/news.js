@@ -18,7 +18,7 @@ const mostNames = 3;
 
 export class News {
   #element;
-  /** What was last said of each host whose state has changed since. @type {Map<Host, string|null>} */
+  /** The failure that was last told of each host that has changed. @type {Map<Host, string|null>} */
   #before = new Map();
   #timer = 0;
   #gatheredSince = 0;
@@ -35,7 +35,7 @@ export class News {
     this.#element.textContent = text;
   }
 
-  /** @param {Host} host @param {string|null|undefined} before its failure; undefined when it is new. */
+  /** @param {Host} host @param {string|null|undefined} before undefined when it is new. */
   hear(host, before) {
     const wasFailing = before ?? null;
     if ((wasFailing === null) === (host.failure === null)) {

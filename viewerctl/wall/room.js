@@ -1,8 +1,9 @@
 /**
  * The tiles in the order of the hosts file, a section for each group.
  *
- * Events: `begun` (with other hosts), `added` and `removed` (detail: Tile), `heard` (detail: {host, before}: the host that the
- * program told of, and its failure before that, undefined where nothing was known).
+ * Events: `begun` (with other hosts), `added` and `removed` (detail: Tile),
+ * `heard` (detail: {host, before}: the host that the program told of, and its failure before that,
+ * undefined where nothing was known).
  */
 
 import { Tile } from './tile.js';
@@ -105,7 +106,7 @@ export class Room extends EventTarget {
     this.dispatchEvent(new CustomEvent('heard', { detail: { host, before } }));
   }
 
-  /** Has the tiles of a host be these, and moves none that stands right, since it may have the focus. */
+  /** Has a host's tiles be these, and moves none that stands right: it may have the focus. */
   #settle(place, displays) {
     const former = new Map(place.tiles.map((tile) => [tile.display?.tile, tile]));
     place.tiles = displays.map((display) => {

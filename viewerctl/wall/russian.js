@@ -6,7 +6,8 @@ const number = numberIn('ru');
 const plural = pluralIn('ru');
 const displays = (count) =>
   plural(count, { one: 'дисплей', few: 'дисплея', many: 'дисплеев', other: 'дисплея' });
-const hosts = (count) => plural(count, { one: 'хост', few: 'хоста', many: 'хостов', other: 'хоста' });
+const hosts = (count) =>
+  plural(count, { one: 'хост', few: 'хоста', many: 'хостов', other: 'хоста' });
 const answer = (count) =>
   (new Intl.PluralRules('ru').select(count) === 'one' ? 'отвечает' : 'отвечают');
 

@@ -1,6 +1,6 @@
 /**
- * What a tab keeps while it is open. A cookie would be sent to every port of this machine, and local
- * storage would stay behind on a port that another program has tomorrow.
+ * What a tab keeps while it is open. A cookie would be sent to every port of this machine, and
+ * local storage would stay behind on a port that another program has tomorrow.
  */
 
 const tokenKey = 'token';

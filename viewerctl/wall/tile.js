@@ -61,7 +61,10 @@ export class Tile {
     return [address, machine, group, this.display?.name, this.display?.id].join('\n');
   }
 
-  /** Takes what the program told of the host, and of this display of it. @param {Display|null} display */
+  /**
+   * Takes what the program told of the host, and of this display of it.
+   * @param {Display|null} display
+   */
   describe(display) {
     this.display = display;
     this.#machine.textContent = this.host.machine || this.host.address;

@@ -1,4 +1,4 @@
-/** The page's words in the reader's language: English, or Russian where the browser prefers that. */
+/** The page's words in the reader's language: English, or Russian where the browser is. */
 
 import english from './english.js';
 import { spanIn, timeIn } from './numbers.js';

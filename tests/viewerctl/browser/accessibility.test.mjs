@@ -1,11 +1,11 @@
-/** The wall for those who use the keyboard alone, hear it, enlarge it or choose their own colours. */
+/** The wall for those who use the keyboard alone, hear it, enlarge it or choose its colours. */
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
 import { describe, test } from 'node:test';
 
-import { inRoom, pictures } from './room.mjs';
+import { inRoom } from './room.mjs';
 import { ScriptedProgram } from './scripted-program.mjs';
 
 const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
@@ -47,7 +47,8 @@ describe('accessibility', { concurrency: 3 }, () => {
     }));
   }
 
-  test('the keyboard alone goes through the wall, into the large view and back', inRoom(async (room) => {
+  test('the keyboard alone goes through the wall, into the large view and back',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red'], ['Two', 'green'], ['Three', 'blue']]);
     await room.open(host.address);
     const { page, ...watcher } = await room.watch();
@@ -119,7 +120,8 @@ describe('accessibility', { concurrency: 3 }, () => {
     assert.match(await watcher.page.evaluate(() => document.activeElement.ariaLabel), /^Other/);
   }));
 
-  test('wall, large view and a dead tile have names and states that can be heard', inRoom(async (room) => {
+  test('wall, large view and a dead tile have names and states that can be heard',
+       inRoom(async (room) => {
     const { watcher } = await (await openMixed(room))();
     const wall = await watcher.page.locator('#wall').ariaSnapshot();
     const time = /\d\d:\d\d/g;
@@ -147,64 +149,6 @@ describe('accessibility', { concurrency: 3 }, () => {
       assert.ok(large.includes(part), `${part} is not in\n${large}`);
     }
     assert.match(large, /- definition: "?refused: nothing listens there, since/);
-  }));
-
-  test('new pictures are never announced', inRoom(async (room) => {
-    const host = await room.host('Studio', [['One', 'red']]);
-    await room.open(host.address);
-    const watcher = await room.watch();
-    await watcher.untilColour(watcher.tile('One'), 'red');
-    await watcher.page.evaluate(() => {
-      globalThis.announced = [];
-      const live = document.querySelectorAll('[aria-live], [role="status"], [role="alert"], output');
-      for (const region of live) {
-        new MutationObserver(() => globalThis.announced.push(region.textContent))
-          .observe(region, { childList: true, characterData: true, subtree: true });
-      }
-    });
-    const name = await watcher.opener('One').getAttribute('aria-label');
-    for (const colour of ['green', 'blue', 'yellow']) {
-      host.show(0, pictures[colour]);
-      await watcher.untilColour(watcher.tile('One'), colour);
-    }
-    assert.deepEqual(await watcher.page.evaluate(() => globalThis.announced), []);
-    const inside = '#wall [aria-live], #wall [role="status"], #wall [role="alert"]';
-    assert.equal(await watcher.page.locator(inside).count(), 0);
-    // Whoever has the focus there is told nothing anew either.
-    assert.equal(await watcher.opener('One').getAttribute('aria-label'), name);
-  }));
-
-  test('a host that is lost and comes back is told of politely', inRoom(async (room) => {
-    const host = await room.host('Studio', [['One', 'red']]);
-    await room.open(host.address);
-    const watcher = await room.watch();
-    await watcher.untilColour(watcher.tile('One'), 'red');
-    const news = watcher.page.getByRole('status').and(watcher.page.locator('#news'));
-    await host.fail();
-    await news.filter({ hasText: 'Studio does not answer: refused: nothing listens there.' })
-      .waitFor({ state: 'attached' });
-    await host.comeBack();
-    await news.filter({ hasText: 'Studio answers again.' }).waitFor({ state: 'attached' });
-  }));
-
-  test('a thousand hosts that fail at once are one sentence', inRoom(async (room) => {
-    const program = new ScriptedProgram(1000);
-    const host = await room.host('Studio', [['One', 'red']]);
-    await room.open(host.address);
-    const watcher = await room.watch({}, (page) => program.stand(page));
-    await watcher.page.getByText('1,000 displays').waitFor();
-    await watcher.page.evaluate(() => {
-      globalThis.sentences = [];
-      const news = document.getElementById('news');
-      new MutationObserver(() => globalThis.sentences.push(news.textContent))
-        .observe(news, { childList: true });
-    });
-    program.tellAll('timed-out');
-    await watcher.page.waitForFunction(() => globalThis.sentences.length > 0);
-    program.tell(0, null);
-    await watcher.page.waitForFunction(() => globalThis.sentences.length > 1);
-    assert.deepEqual(await watcher.page.evaluate(() => globalThis.sentences),
-                     ['1,000 hosts do not answer.', 'Machine 0 answers again.']);
   }));
 
   test('at 400 percent nothing has to be scrolled sideways', inRoom(async (room) => {

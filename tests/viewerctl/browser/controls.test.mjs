@@ -6,7 +6,8 @@ import { describe, test } from 'node:test';
 import { inRoom, pictures } from './room.mjs';
 
 /** @param {number} interval milliseconds. */
-const all = (interval) => (tiles) => tiles.length > 0 && tiles.every((each) => each[1] === interval);
+const all = (interval) => (tiles) =>
+  tiles.length > 0 && tiles.every((each) => each[1] === interval);
 const nothing = (tiles) => tiles.length === 0;
 
 describe('the controls', { concurrency: 3 }, () => {
@@ -44,7 +45,8 @@ describe('the controls', { concurrency: 3 }, () => {
     await watcher.untilLook((tiles) => tiles.length === 1);
   }));
 
-  test('hosts that do not answer can be hidden, and show when they are back', inRoom(async (room) => {
+  test('hosts that do not answer can be hidden, and show when they are back',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     const other = await room.host('Other', [['Screen', 'blue']]);
     await room.open(`${host.address}\n${other.address}`);
@@ -72,7 +74,8 @@ describe('the controls', { concurrency: 3 }, () => {
     await watcher.page.waitForFunction(() => document.querySelector('.tile canvas').width === 640);
   }));
 
-  test('the program asks as often as the page says, from 0.2 seconds to 10 minutes', inRoom(async (room) => {
+  test('the program asks as often as the page says, from 0.2 seconds to 10 minutes',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     await room.open(host.address);
     const watcher = await room.watch();

@@ -15,7 +15,8 @@ async function facts(page) {
 }
 
 describe('the large view', { concurrency: 3 }, () => {
-  test('a click shows the whole picture, what is known of it, and nothing else is asked', inRoom(async (room) => {
+  test('a click shows the whole picture, what is known of it, and nothing else is asked',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red'], ['Two', 'green']]);
     await room.open(`Hall:\n${host.address}`);
     const watcher = await room.watch();
@@ -30,7 +31,8 @@ describe('the large view', { concurrency: 3 }, () => {
     assert.match(known['Last picture'], /^\d\d:\d\d:\d\d$/);
     assert.match(known.Label, /^[0-9a-f]{32}-[0-9a-f]{32}-2$/);
     assert.deepEqual([known.Host, known.Machine, known.Display, known.Group, known.Size, known.Id],
-                     [host.address, 'Studio', 'Two', 'Hall', '1920 × 1080', 'macos-display:Studio-1']);
+                     [host.address, 'Studio', 'Two', 'Hall', '1920 × 1080',
+                      'macos-display:Studio-1']);
     await watcher.page.getByRole('button', { name: 'Close' }).click();
     await dialog.waitFor({ state: 'hidden' });
     await watcher.untilLook((tiles) => tiles.length === 2);
@@ -38,8 +40,8 @@ describe('the large view', { concurrency: 3 }, () => {
   }));
 
   test('next and previous follow what the wall shows', inRoom(async (room) => {
-    const host = await room.host('Studio', [['Left 1', 'red'], ['Right', 'blue'], ['Left 2', 'green'],
-                                             ['Left 3', 'yellow']]);
+    const host = await room.host('Studio', [['Left 1', 'red'], ['Right', 'blue'],
+                                             ['Left 2', 'green'], ['Left 3', 'yellow']]);
     await room.open(host.address);
     const watcher = await room.watch();
     await watcher.untilColour(watcher.tile('Left 3'), 'yellow');
@@ -70,7 +72,8 @@ describe('the large view', { concurrency: 3 }, () => {
     await watcher.untilLook((tiles) => tiles.length === 2 && tiles[0][1] === 1000);
   }));
 
-  test('a host that fails keeps its picture there, with since when and why', inRoom(async (room) => {
+  test('a host that fails keeps its picture there, with since when and why',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     await room.open(host.address);
     const watcher = await room.watch();
@@ -78,7 +81,8 @@ describe('the large view', { concurrency: 3 }, () => {
     await watcher.opener('One').click();
     await watcher.untilColour(watcher.page.getByRole('dialog'), 'red');
     await host.fail();
-    await watcher.page.getByText(/^refused: nothing listens there, since \d\d:\d\d \(.*sec\)$/).waitFor();
+    await watcher.page.getByText(/^refused: nothing listens there, since \d\d:\d\d \(.*sec\)$/)
+      .waitFor();
     await watcher.untilColour(watcher.page.getByRole('dialog'), 'red');
     host.show(0, pictures.green);
     await host.comeBack();

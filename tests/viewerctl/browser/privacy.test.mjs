@@ -7,7 +7,8 @@ import { describe, test } from 'node:test';
 import { inRoom, pictures } from './room.mjs';
 
 describe('the page is private', { concurrency: 3 }, () => {
-  test('the program\'s file leads to the wall, and its token leaves the address', inRoom(async (room) => {
+  test('the program\'s file leads to the wall, and its token leaves the address',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     await room.open(host.address);
     const watcher = await room.watch({ url: `file://${room.program.file}` });
@@ -15,7 +16,8 @@ describe('the page is private', { concurrency: 3 }, () => {
     assert.equal(watcher.page.url(), `${room.program.origin}/`);
   }));
 
-  test('nobody but the program is asked, no cookie is kept and no rule of the page broken', inRoom(async (room) => {
+  test('nobody but the program is asked, no cookie is kept and no rule of the page broken',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red'], ['Two', 'green']]);
     await room.open(host.address);
     const watcher = await room.watch({}, (page) => page.addInitScript(() => {
@@ -26,7 +28,8 @@ describe('the page is private', { concurrency: 3 }, () => {
     await watcher.untilColour(watcher.tile('Two'), 'green');
     await watcher.opener('Two').click();
     await watcher.untilColour(watcher.page.getByRole('dialog'), 'green');
-    assert.deepEqual(watcher.requests.filter((url) => !url.startsWith(`${room.program.origin}/`)), []);
+    const isElsewhere = (url) => !url.startsWith(`${room.program.origin}/`);
+    assert.deepEqual(watcher.requests.filter(isElsewhere), []);
     assert.deepEqual(await watcher.page.context().cookies(), []);
     assert.deepEqual(await watcher.page.evaluate(() => globalThis.violations), []);
     assert.equal(await watcher.page.evaluate(() => localStorage.length), 0);
@@ -63,7 +66,8 @@ describe('the page is private', { concurrency: 3 }, () => {
     await new Promise((listening) => elsewhere.listen(0, '127.0.0.1', listening));
     const { port } = /** @type {import('node:net').AddressInfo} */ (elsewhere.address());
     const { page } = await room.watch({ url: `http://127.0.0.1:${port}/` });
-    const [live, token] = [room.program.origin.replace('http', 'ws') + '/live', room.program.url.split('#')[1]];
+    const live = `${room.program.origin.replace('http', 'ws')}/live`;
+    const token = room.program.url.split('#')[1];
     const connects = () => page.evaluate(([url, secret]) => new Promise((resolve) => {
       const socket = new WebSocket(url, ['velmora-wall-1', secret]);
       socket.onopen = () => resolve(true);
@@ -122,7 +126,8 @@ describe('the program', () => {
     host.show(0, pictures.blue);
     await watcher.untilColour(watcher.tile('One'), 'blue');
     await watcher.page.locator('#trouble').waitFor({ state: 'hidden' });
-    await watcher.page.locator('#news', { hasText: 'answers again' }).waitFor({ state: 'attached' });
+    await watcher.page.locator('#news', { hasText: 'answers again' })
+      .waitFor({ state: 'attached' });
     assert.equal(await watcher.page.locator('.tile').count(), 2);
   }));
 });

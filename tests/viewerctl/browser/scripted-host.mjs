@@ -25,7 +25,10 @@ export class ScriptedHost {
   #server = http.createServer((request, response) => this.#answer(request, response));
   #waiting = [];
 
-  /** @param {string} machine @param {{id?: string, name: string, picture: Buffer|null}[]} displays */
+  /**
+   * @param {string} machine
+   * @param {{id?: string, name: string, picture: Buffer|null}[]} displays
+   */
   static async start(machine, displays) {
     const host = new ScriptedHost();
     host.machine = machine;
@@ -91,8 +94,15 @@ export class ScriptedHost {
       this.#waiting.splice(0).forEach((resolve) => resolve());
       await turn;
       const { picture, number } = display;
-      this.#send(response, picture ? 200 : 503, picture ? 'image/jpeg' : 'text/plain', picture ?? '',
-                 picture ? { 'X-Velmora-Frame': labelStem + number } : {});
+      this.#sendPicture(response, picture, number);
+    }
+  }
+
+  #sendPicture(response, picture, number) {
+    if (picture) {
+      this.#send(response, 200, 'image/jpeg', picture, { 'X-Velmora-Frame': labelStem + number });
+    } else {
+      this.#send(response, 503, 'text/plain', '');
     }
   }
 

@@ -12,12 +12,14 @@ describe('a tile', { concurrency: 3 }, () => {
     const door = await room.host('Door', [['Screen', 'blue']]);
     await room.open(`${door.address}\nControl room:\n${left.address}\nHall:\n${hall.address}\n`);
     const { page } = await room.watch();
-    await page.waitForFunction(() => document.querySelectorAll('.display:not(:empty)').length === 4);
+    await page.waitForFunction(() =>
+      document.querySelectorAll('.display:not(:empty)').length === 4);
     assert.deepEqual(await page.locator('.caption').allTextContents(),
                      ['DoorScreen', 'LeftOne', 'LeftTwo', 'HallScreen']);
     assert.deepEqual(await page.getByRole('heading', { level: 2 }).allTextContents(),
                      ['Control room', 'Hall']);
-    assert.equal(await page.getByRole('region', { name: 'Control room' }).getByRole('listitem').count(), 2);
+    const group = page.getByRole('region', { name: 'Control room' });
+    assert.equal(await group.getByRole('listitem').count(), 2);
   }));
 
   test('a tile shows the newest picture, and for how long it is the same', inRoom(async (room) => {
@@ -33,7 +35,8 @@ describe('a tile', { concurrency: 3 }, () => {
     await watcher.untilTile('Two', /^same picture for \d+ sec$/);
   }));
 
-  test('bytes that were seen before are still the same picture under a new label', inRoom(async (room) => {
+  test('bytes that were seen before are still the same picture under a new label',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     await room.open(host.address);
     const watcher = await room.watch();
@@ -44,7 +47,8 @@ describe('a tile', { concurrency: 3 }, () => {
     assert.match(await watcher.tile('One').locator('.state').textContent(), /^same picture/);
   }));
 
-  test('of six displays four are asked while the others rest, and each has its turn', inRoom(async (room) => {
+  test('of six displays four are asked while the others rest, and each has its turn',
+       inRoom(async (room) => {
     const names = ['red', 'green', 'blue', 'yellow', 'white', 'grey'];
     const host = await room.host('Studio', names.map((colour) => [colour, colour]));
     await room.open(host.address);
@@ -57,7 +61,8 @@ describe('a tile', { concurrency: 3 }, () => {
     }
   }));
 
-  test('a display without a picture is said to have none, and its host to answer', inRoom(async (room) => {
+  test('a display without a picture is said to have none, and its host to answer',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red'], ['Two', null]]);
     await room.open(host.address);
     const watcher = await room.watch();
@@ -71,7 +76,8 @@ describe('a tile', { concurrency: 3 }, () => {
     await watcher.untilTile('One', /picture/);
   }));
 
-  test('a host that fails keeps its last pictures, with since when and why', inRoom(async (room) => {
+  test('a host that fails keeps its last pictures, with since when and why',
+       inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
     const other = await room.host('Other', [['Screen', 'blue']]);
     await room.open(`${host.address}\n${other.address}`);
