@@ -17,6 +17,7 @@ import urllib.request
 
 RESOLVER = "nameserver 127.0.0.1\noptions timeout:30 attempts:5\n"
 SWITCH = "hosts: files dns\n"
+NOBODY = 65534
 
 
 def enter_own_network():
@@ -126,11 +127,15 @@ class Names(ProgramTest):
         self.assertEqual(process.returncode, -signal.SIGINT)
 
     def test_a_name_is_not_waited_for_where_no_thread_can_be_had(self):
-        # No stack of a thread is that large.
-        process = self.start(
-            "list", "--json", "--timeout", "0.5", "good.example", stdout=subprocess.PIPE,
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_STACK,
-                                                  (1 << 50, resource.RLIM_INFINITY)))
+        def be_alone():
+            try:
+                os.setgid(NOBODY)
+                os.setuid(NOBODY)
+            except OSError:
+                pass  # An ordinary user, to whom the limit applies as it is.
+            resource.setrlimit(resource.RLIMIT_NPROC, (1, 1))
+        process = self.start("list", "--json", "--timeout", "0.5", "good.example",
+                             stdout=subprocess.PIPE, preexec_fn=be_alone)
         output, _ = process.communicate(timeout=PATIENCE)
         self.assertEqual(json.loads(output)[0]["error"]["reason"], "name-server-silent")
 
