@@ -83,7 +83,7 @@ bool runs(std::string_view command) {
 }
 
 /// The entry that starts the host with the desktop; empty where there is none. One of the account's
-/// own stands for the system's of the same name (Desktop Application Autostart Specification).
+/// own stands for the system's of the same name (freedesktop.org, autostart).
 std::string autostartEntry() {
     const std::string home = variable("XDG_CONFIG_HOME");
     const std::string system = variable("XDG_CONFIG_DIRS");
