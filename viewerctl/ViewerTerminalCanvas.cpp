@@ -142,7 +142,7 @@ std::string ViewerTerminalCanvas::print(const ViewerDecodedPicture& picture,
                                    picture.width, picture.height, picture.width * channels);
     GString* const printed = ::chafa_canvas_print(canvas.get(), terminal_.get());
     std::string text(printed->str, printed->len);
-    ::g_string_free(printed, TRUE);
+    (void)(::g_string_free)(printed, TRUE);  // newer GLibs have a macro of that name
     return text;
 }
 
