@@ -23,6 +23,7 @@ enter() {
         for device in null:3 zero:5 full:7 random:8 urandom:9; do
             mknod -m 666 "dev/${device%:*}" c 1 "${device#*:}"
         done
+        mknod -m 666 dev/tty c 5 0
         mkdir dev/pts dev/shm
         mount -t devpts -o newinstance,ptmxmode=666 terminals dev/pts
         mount -t tmpfs -o mode=1777 memory dev/shm
