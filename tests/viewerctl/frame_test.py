@@ -5,7 +5,6 @@ Usage: frame_test.py PROGRAM.
 import itertools
 import os
 import pathlib
-import pty
 import resource
 import signal
 import subprocess
@@ -115,13 +114,7 @@ class Frame(ProgramTest):
 
     def test_a_terminal_gets_no_bytes(self):
         host = self.host(serving(*DISPLAYS))
-        ours, theirs = pty.openpty()
-        self.addCleanup(os.close, ours)
-        process = self.start("frame", host.name, "2", stdout=theirs, stderr=subprocess.PIPE)
-        os.close(theirs)
-        _, errors = process.communicate(timeout=PATIENCE)
-        self.assertEqual(process.returncode, 2)
-        self.assertIn(b"--output", errors)
+        self.assert_refuses_terminal("--output", "frame", host.name, "2")
 
     def failure(self, frame):
         host = self.host(serving(*DISPLAYS, frame=lambda target: frame))

@@ -1,5 +1,6 @@
 """The program under test, as a test's class starts it."""
 import os
+import pty
 import signal
 import subprocess
 import sys
@@ -44,3 +45,13 @@ class ProgramTest(unittest.TestCase):
                     stream.close()
         self.addCleanup(end)
         return process
+
+    def assert_refuses_terminal(self, option, *arguments):
+        """It shows a terminal nothing, and names the option that says where else it goes."""
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        process = self.start(*arguments, stdout=theirs, stderr=subprocess.PIPE)
+        os.close(theirs)
+        _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 2)
+        self.assertIn(option.encode(), errors)

@@ -7,7 +7,6 @@ import http.client
 import itertools
 import os
 import pathlib
-import pty
 import signal
 import socket
 import subprocess
@@ -181,13 +180,7 @@ class Stream(ProgramTest):
 
     def test_a_terminal_gets_no_bytes(self):
         host = self.host(serving(SCREEN))
-        ours, theirs = pty.openpty()
-        self.addCleanup(os.close, ours)
-        process = self.start("stream", host.name, "1", stdout=theirs, stderr=subprocess.PIPE)
-        os.close(theirs)
-        _, errors = process.communicate(timeout=PATIENCE)
-        self.assertEqual(process.returncode, 2)
-        self.assertIn(b"--listen", errors)
+        self.assert_refuses_terminal("--listen", "stream", host.name, "1")
 
     def test_many_programs_share_what_the_host_is_asked_for(self):
         host = self.host(serving(SCREEN))
