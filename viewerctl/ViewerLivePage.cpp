@@ -35,7 +35,7 @@ ViewerLivePage::ViewerLivePage(asio::io_context& loop, ViewerWall& wall,
       wall_(wall),
       connection_(std::move(connection)),
       stream_(connection_->socket()),
-      wake_(loop),
+      bell_(loop),
       writeEnded_(loop) {
     boost::system::error_code ignored;  // a slow page would see older pictures, nothing else
     const websocket::stream_base::timeout timeout{handshakeLimit, silenceLimit, true};
@@ -60,7 +60,7 @@ ViewerTask<void> ViewerLivePage::run(ViewerLocalRequest request) {
     wall_.remove(*this);
     isEnding_ = true;
     connection_->close();
-    wake();
+    bell_.ring();
     (void)co_await writeEnded_.wait();  // has no deadline of its own
 }
 
@@ -98,9 +98,7 @@ ViewerTask<void> ViewerLivePage::write() {
         if (hasChanges()) {
             goesOn = co_await writeNext();
         } else {
-            wake_.expires_at(Clock::time_point::max());
-            boost::system::error_code cancelled;
-            co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+            (void)co_await bell_.wait();  // has no deadline
         }
     }
     if (!isClosing_) {
@@ -159,21 +157,17 @@ bool ViewerLivePage::hasChanges() const {
 
 void ViewerLivePage::noteHost(std::size_t host) {
     hosts_.add(host);
-    wake();
+    bell_.ring();
 }
 
 void ViewerLivePage::noteTile(std::uint32_t tile) {
     tiles_.add(tile);
-    wake();
+    bell_.ring();
 }
 
 void ViewerLivePage::notePicture(std::uint32_t tile) {
     pictures_.add(tile);
-    wake();
-}
-
-void ViewerLivePage::wake() {
-    wake_.cancel();
+    bell_.ring();
 }
 
 }  // namespace velmora

@@ -2,7 +2,6 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "viewerctl/ViewerBell.h"
 #include "viewerctl/ViewerChanges.h"
 #include "viewerctl/ViewerEvent.h"
 #include "viewerctl/ViewerLocalServer.h"
@@ -47,7 +47,6 @@ class ViewerLivePage final : public ViewerWallPage {
     ViewerTask<bool> sendText(std::string text);
     ViewerTask<bool> sendPicture(std::uint32_t number);
     bool hasChanges() const;
-    void wake();
 
     boost::asio::io_context& loop_;
     ViewerWall& wall_;
@@ -59,7 +58,8 @@ class ViewerLivePage final : public ViewerWallPage {
     bool isEnding_ = false;
     /// Whether the page is being told why its connection ends.
     bool isClosing_ = false;
-    boost::asio::steady_timer wake_;
+    /// Rings when there is something to write.
+    ViewerBell bell_;
     ViewerEvent writeEnded_;
 };
 

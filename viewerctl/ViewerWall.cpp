@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/system/error_code.hpp>
 #include <random>
 #include <utility>
 
@@ -38,13 +35,6 @@ bool asksForListing(ViewerFailure failure) {
     }
 }
 
-/// Until `deadline`, or until somebody cancels the timer.
-ViewerTask<void> sleep(std::shared_ptr<ViewerWallTile> tile, TimePoint deadline) {
-    tile->wake.expires_at(deadline);
-    boost::system::error_code cancelled;
-    co_await tile->wake.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
-}
-
 }  // namespace
 
 ViewerWall::ViewerWall(asio::io_context& loop, ViewerHostClient& client,
@@ -66,10 +56,10 @@ ViewerTask<void> ViewerWall::run() {
 void ViewerWall::stop() {
     isStopped_ = true;
     for (const auto& host : hosts()) {
-        host->wakeUp();
+        host->bell.ring();
     }
     for (const auto& [number, tile] : room_.tiles()) {
-        tile->wakeUp();
+        tile->bell.ring();
     }
 }
 
@@ -81,7 +71,7 @@ void ViewerWall::add(ViewerWallPage& page) {
             page.noteHost(index);
         }
         if (isFirst) {
-            hosts()[index]->wakeUp();
+            hosts()[index]->bell.ring();
         }
     }
 }
@@ -98,7 +88,7 @@ void ViewerWall::look(ViewerWallPage& page, const ViewerWallLook::Tiles& tiles) 
         const auto tile = room_.tile(number);
         if (tile && !tiles.contains(number)) {
             tile->looks.erase(&page);
-            tile->wakeUp();
+            tile->bell.ring();
         }
     }
     seen.clear();
@@ -117,7 +107,7 @@ void ViewerWall::lookAt(const std::shared_ptr<ViewerWallTile>& tile, ViewerWallP
         page.noteTile(tile->number);
         page.notePicture(tile->number);
     }
-    tile->wakeUp();
+    tile->bell.ring();
     pollIfWanted(tile);
 }
 
@@ -131,9 +121,8 @@ ViewerTask<void> ViewerWall::watchHost(std::size_t index) {
                 noteListing(index, std::move(outcome));
             }
         } else {
-            host.wake.expires_at(pages_.empty() ? TimePoint::max() : host.nextListing);
-            boost::system::error_code cancelled;
-            co_await host.wake.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+            // Looks again either way.
+            (void)co_await host.bell.wait(pages_.empty() ? TimePoint::max() : host.nextListing);
         }
     }
     noteTaskEnd();
@@ -182,7 +171,7 @@ void ViewerWall::tellOfHost(std::size_t index) {
         // Whatever went wrong with it before the host's change counts no more.
         tile->notBefore = TimePoint::min();
         tile->backOff.reset();
-        tile->wakeUp();
+        tile->bell.ring();
         pollIfWanted(tile);
     }
 }
@@ -206,10 +195,10 @@ ViewerTask<void> ViewerWall::pollTile(std::shared_ptr<ViewerWallTile> tile) {
         const auto now = Clock::now();
         const TimePoint due = std::max(tile->lastRequest + *tile->interval(), tile->notBefore);
         if (due > now) {
-            co_await sleep(tile, due);
+            (void)co_await tile->bell.wait(due);  // looks again either way
         } else if (!host.turns.begin(tile->number, now)) {
             setState(*tile, ViewerTileState::resting, std::nullopt);
-            co_await sleep(tile, now + restPause);
+            (void)co_await tile->bell.wait(now + restPause);
         } else {
             // The pause behind the first one differs, so that displays are not asked in step.
             tile->lastRequest = isFirst ? now - shareOf(*tile->interval()) : now;
@@ -269,7 +258,7 @@ void ViewerWall::setState(ViewerWallTile& tile, ViewerTileState state,
 
 void ViewerWall::listSoon(ViewerWallHost& host) {
     host.nextListing = std::min(host.nextListing, host.lastListing + soon);
-    host.wakeUp();
+    host.bell.ring();
 }
 
 void ViewerWall::noteTaskEnd() {

@@ -5,6 +5,6 @@
 namespace velmora {
 
 ViewerWallHost::ViewerWallHost(boost::asio::io_context& loop, ViewerListedHost where)
-    : listed(std::move(where)), wake(loop) {}
+    : listed(std::move(where)), bell(loop) {}
 
 }  // namespace velmora

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "viewerctl/ViewerBackOff.h"
+#include "viewerctl/ViewerBell.h"
 #include "viewerctl/ViewerFailure.h"
 #include "viewerctl/ViewerHostList.h"
 #include "viewerctl/ViewerTurns.h"
@@ -22,8 +22,6 @@ struct ViewerWallHost final {
 
     ViewerWallHost(boost::asio::io_context& loop, ViewerListedHost where);
 
-    /// Its task looks at what has changed.
-    void wakeUp() { wake.cancel(); }
     bool answers() const { return isAsked && !failure; }
 
     const ViewerListedHost listed;
@@ -41,8 +39,8 @@ struct ViewerWallHost final {
     TimePoint lastListing = TimePoint::min();
     TimePoint nextListing = TimePoint::min();
     ViewerBackOff backOff;
-    /// What its task waits for.
-    boost::asio::steady_timer wake;
+    /// Rings for its task when something has changed.
+    ViewerBell bell;
 };
 
 }  // namespace velmora

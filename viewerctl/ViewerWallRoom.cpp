@@ -64,7 +64,7 @@ void ViewerWallRoom::forgetUnlisted(ViewerWallHost& host) {
         ViewerWallTile& tile = *tiles_.at(each->second);
         if (!tile.isListed) {
             tile.picture.reset();
-            tile.wakeUp();
+            tile.bell.ring();
         }
         if (!tile.isListed && !tile.isPolled && areTooMany) {
             tiles_.erase(each->second);

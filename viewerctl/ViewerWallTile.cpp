@@ -7,7 +7,7 @@ namespace velmora {
 
 ViewerWallTile::ViewerWallTile(boost::asio::io_context& loop, std::uint32_t ownNumber,
                                std::size_t ownHost, ViewerHostDisplay ownDisplay)
-    : number(ownNumber), host(ownHost), display(std::move(ownDisplay)), wake(loop) {}
+    : number(ownNumber), host(ownHost), display(std::move(ownDisplay)), bell(loop) {}
 
 std::optional<std::chrono::milliseconds> ViewerWallTile::interval() const {
     const auto shortest =

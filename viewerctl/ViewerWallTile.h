@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +10,7 @@
 #include "core/protocol/ViewerHostDisplay.h"
 #include "core/protocol/ViewerHostFrame.h"
 #include "viewerctl/ViewerBackOff.h"
+#include "viewerctl/ViewerBell.h"
 #include "viewerctl/ViewerFailure.h"
 
 namespace velmora {
@@ -34,8 +34,6 @@ struct ViewerWallTile final {
 
     /// The shortest time between two pictures that anybody wants; nothing when nobody looks.
     std::optional<std::chrono::milliseconds> interval() const;
-    /// Its task looks at what has changed.
-    void wakeUp() { wake.cancel(); }
 
     const std::uint32_t number;
     const std::size_t host;
@@ -59,8 +57,8 @@ struct ViewerWallTile final {
     TimePoint lastRequest = TimePoint::min();
     TimePoint notBefore = TimePoint::min();
     ViewerBackOff backOff{longestPause};
-    /// What its task waits for.
-    boost::asio::steady_timer wake;
+    /// Rings for its task when something has changed.
+    ViewerBell bell;
 };
 
 }  // namespace velmora
