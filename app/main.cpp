@@ -4,14 +4,15 @@
 
 #include "app/ViewerPlatformServices.h"
 #include "app/ViewerProcessEntry.h"
-#include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerMemoryLack.h"
 
 int main(int argumentCount, char** arguments) {
+    velmora::endWhenMemoryIsLacking();
     try {
         const auto services = velmora::makePlatformServices();
         services.shell->exit(velmora::ViewerProcessEntry::run(
             services, std::span(arguments, static_cast<std::size_t>(argumentCount))));
-    } catch (const std::exception& exception) {
-        velmora::viewerCheck(false, exception.what());
+    } catch (...) {
+        std::terminate();  // tells the reason
     }
 }

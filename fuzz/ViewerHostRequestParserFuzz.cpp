@@ -25,8 +25,9 @@ constexpr std::size_t longestDelivery = 1024;
 
 /// Bytes made of what requests are made of, of single bytes and of runs long enough for the limit.
 Bytes arbitraryBytes(FuzzedDataProvider& choices) {
-    constexpr std::array<std::string_view, 10> words{"GET ", "GET", "POST ",    "/a",       " ",
-                                                     "\r\n", "\r",  "HTTP/1.1", "\r\n\r\n", "\n"};
+    constexpr std::array<std::string_view, 11> words{
+        "GET ",     "GET", "POST ",          "/a", " ", "\r\n", "\r", "HTTP/1.1",
+        "\r\n\r\n", "\n",  "Content-Length:"};
     Bytes data;
     const auto count = choices.ConsumeIntegralInRange<std::size_t>(0, 24);
     for (std::size_t index = 0; index < count; ++index) {
@@ -80,6 +81,10 @@ void checkOutcome(const Bytes& data, const Result& whole) {
     viewerCheck((whole == Result::headersTooLarge()) == isTooLarge, "the limit is exact");
     viewerCheck((whole == Result::incomplete()) == (!isTooLarge && !isTerminated),
                 "only a short head without its end is incomplete");
+    const bool hasMore = ViewerHostRequestParser::hasMoreThanHead(data);
+    viewerCheck(isTerminated || !hasMore, "without an end there is no head");
+    viewerCheck(!isTerminated || text.find("\r\n\r\n") + 4 == text.size() || hasMore,
+                "what stands behind a head is more than it");
     if (whole.which() == Result::Case::request) {
         viewerCheck(std::ranges::all_of(data, [](std::uint8_t byte) { return byte <= 0x7F; }),
                     "a request is ASCII");

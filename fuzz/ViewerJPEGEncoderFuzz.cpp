@@ -1,5 +1,6 @@
-// Pictures of any shape, content and quality: each becomes a JPEG of its target size, and a part of
-// it is reduced the same alone as with the rest.
+// Pictures of any shape, content and quality: each becomes a JPEG of its target size, a part of it
+// is reduced the same alone as with the rest, and whatever changes in it, the bytes are those of a
+// picture encoded anew.
 
 #include <fuzzer/FuzzedDataProvider.h>
 #include <turbojpeg.h>
@@ -11,6 +12,7 @@
 #include "core/capture/ViewerJPEGEncoder.h"
 #include "core/capture/ViewerTargetSize.h"
 #include "core/capture/linux/imaging/ViewerAreaAverage.h"
+#include "core/capture/linux/imaging/ViewerReducedPicture.h"
 #include "core/runtime/ViewerCheck.h"
 
 namespace {
@@ -80,6 +82,39 @@ void checkPart(const ViewerAreaAverage& average, const ViewerPixelBuffer& source
     }
 }
 
+/// Reduces changed parts of the source one after the other, and encodes now and then.
+void checkChanges(FuzzedDataProvider& input, ViewerPixelBuffer source,
+                  std::vector<std::uint8_t> memory, double quality) {
+    source.pixels = memory.data();
+    const auto target = velmora::ViewerJPEGEncoder::targetSize(source.width, source.height);
+    velmora::ViewerReducedPicture picture(
+        ViewerAreaAverage(source.width, source.height, static_cast<std::int64_t>(target.width),
+                          static_cast<std::int64_t>(target.height)));
+    while (input.remaining_bytes() > 0) {
+        const std::size_t first = input.ConsumeIntegralInRange<std::size_t>(0, memory.size() - 1);
+        const std::size_t last =
+            input.ConsumeIntegralInRange<std::size_t>(first, memory.size() - 1);
+        const auto change = input.ConsumeIntegral<std::uint8_t>();
+        for (std::size_t place = first; place <= last; ++place) {
+            memory[place] ^= change;
+        }
+        const auto top = static_cast<std::int64_t>(first / source.bytesPerRow);
+        const auto bottom = static_cast<std::int64_t>(last / source.bytesPerRow);
+        const ViewerRectangle part =
+            picture.average().targetFor({0, top, source.width, bottom - top + 1});
+        const ViewerRectangle from = picture.average().sourceFor(part);
+        picture.reduce(part, source.pixels + static_cast<std::size_t>(from.y) * source.bytesPerRow,
+                       source.bytesPerRow, velmora::ViewerReducedPicture::Search::anyChange);
+        if (input.ConsumeBool()) {
+            ViewerPixelBuffer anew = picture.pixels();
+            anew.jpeg = nullptr;
+            viewerCheck(velmora::ViewerJPEGEncoder::encode(picture.pixels(), quality) ==
+                            velmora::ViewerJPEGEncoder::encode(anew, quality),
+                        "the same picture gives the same bytes");
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -100,5 +135,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const ViewerPixelBuffer picture{width, height, memory.data(), bytesPerRow, nullptr};
     checkJPEG(picture, quality);
     checkPart(ViewerAreaAverage(width, height, targetWidth, targetHeight), picture, part);
+    checkChanges(input, picture, memory, quality);
     return 0;
 }

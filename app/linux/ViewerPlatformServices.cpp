@@ -1,6 +1,8 @@
 #include "app/ViewerPlatformServices.h"
 
 #include <fcntl.h>
+#include <malloc.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
@@ -27,6 +29,22 @@ void occupyStandardDescriptors() {
     (void)::close(descriptor);  // -1 where the system has no such device
 }
 
+/// A dump would hold pictures of the screen, and so would one of a program that this one starts. A
+/// limit of one byte is the only one that also keeps the system from handing the memory to another
+/// program.
+void forbidCoreDumps() {
+    const rlimit aByte{1, 1};
+    (void)::setrlimit(RLIMIT_CORE, &aByte);  // refused, even less is allowed
+}
+
+/// What a capture's pictures took goes back to the system with them. Left to itself the C library
+/// keeps large memory that was freed once, in a heap for each of the threads that come and go.
+void giveBackLargeMemory() {
+    constexpr int bytes = 128 * 1024;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
+    (void)::mallopt(M_MMAP_THRESHOLD, bytes);  // takes any that is not larger than a heap
+}
+
 }  // namespace
 
 /// One loop on the main thread carries everything that does not block, so that the executors are
@@ -34,6 +52,8 @@ void occupyStandardDescriptors() {
 ViewerPlatformServices makePlatformServices() {
     occupyStandardDescriptors();
     raiseDescriptorLimit();
+    forbidCoreDumps();
+    giveBackLargeMemory();
     const auto loop = std::make_shared<boost::asio::io_context>(oneThread);
     ViewerPlatformServices services;
     const auto alerts = std::make_shared<ViewerProcessAlertPresenter>(loop);

@@ -48,7 +48,9 @@ std::size_t announcedBytes(std::string_view header) {
 class LoadRun final {
   public:
     explicit LoadRun(const LoadPlan& plan)
-        : plan_(plan), epoll_(::epoll_create1(EPOLL_CLOEXEC)), exchanges_(plan.concurrency) {
+        : plan_(plan),
+          epoll_(::epoll_create1(EPOLL_CLOEXEC)),
+          exchanges_(isPlanned() ? plan.requests : plan.concurrency) {
         result_.latencies.reserve(plan.requests);
     }
     LoadRun(const LoadRun&) = delete;
@@ -63,32 +65,58 @@ class LoadRun final {
     }
 
     LoadResult run() {
-        const Clock::time_point start = Clock::now();
         for (Exchange& exchange : exchanges_) {
-            begin(exchange);
+            beginNext(exchange);
         }
-        while (ended_ < plan_.requests && Clock::now() - start < plan_.timeLimit) {
+        while (ended_ < plan_.requests && Clock::now() - start_ < plan_.timeLimit) {
+            if (isPlanned()) {
+                beginPlanned();
+            }
             waitOnce();
         }
-        result_.elapsed = Clock::now() - start;
+        result_.elapsed = Clock::now() - start_;
         result_.errors += plan_.requests - ended_;
         std::sort(result_.latencies.begin(), result_.latencies.end());
         return std::move(result_);
     }
 
   private:
+    bool isPlanned() const { return plan_.interval.count() > 0; }
+
+    Clock::time_point nextPlanned() const {
+        return start_ + plan_.interval * static_cast<std::int64_t>(begun_);
+    }
+
+    /// Waits for what the server does, up to the next instant at which an exchange begins.
     void waitOnce() {
-        constexpr int waitMilliseconds = 100;
+        std::chrono::nanoseconds wait = std::chrono::milliseconds(100);
+        if (isPlanned() && begun_ < plan_.requests) {
+            wait = std::clamp(nextPlanned() - Clock::now(), std::chrono::nanoseconds(0), wait);
+        }
+        const timespec timeout{0, wait.count()};
         std::array<epoll_event, eventsAtOnce> events;
-        const int count = ::epoll_wait(epoll_, events.data(), eventsAtOnce, waitMilliseconds);
+        const int count = ::epoll_pwait2(epoll_, events.data(), eventsAtOnce, &timeout, nullptr);
         for (int i = 0; i < count; ++i) {
             proceed(*static_cast<Exchange*>(events[static_cast<std::size_t>(i)].data.ptr));
         }
     }
 
-    /// Connects the next exchange, if one is left.
-    void begin(Exchange& exchange) {
-        while (begun_ < plan_.requests) {
+    /// Begins every exchange whose instant has come.
+    void beginPlanned() {
+        while (begun_ < plan_.requests && nextPlanned() <= Clock::now()) {
+            const Clock::time_point planned = nextPlanned();
+            Exchange& exchange = exchanges_[begun_];
+            ++begun_;
+            exchange.began = planned;
+            if (!connect(exchange)) {
+                end(exchange, false);
+            }
+        }
+    }
+
+    /// Where exchanges follow each other, connects the next one if one is left.
+    void beginNext(Exchange& exchange) {
+        while (!isPlanned() && begun_ < plan_.requests) {
             ++begun_;
             exchange = Exchange();
             exchange.began = Clock::now();
@@ -137,7 +165,7 @@ class LoadRun final {
                                         plan_.request.size(), MSG_NOSIGNAL);
             if (sent != static_cast<ssize_t>(plan_.request.size())) {
                 end(exchange, false);
-                begin(exchange);
+                beginNext(exchange);
                 return;
             }
             exchange.isSent = true;
@@ -153,7 +181,7 @@ class LoadRun final {
             }
             if (received <= 0) {
                 end(exchange, received == 0 && isWhole(exchange));
-                begin(exchange);
+                beginNext(exchange);
                 return;
             }
             result_.receivedBytes += static_cast<std::uint64_t>(received);
@@ -183,6 +211,7 @@ class LoadRun final {
     const LoadPlan& plan_;
     const int epoll_;
     std::vector<Exchange> exchanges_;
+    const Clock::time_point start_ = Clock::now();
     std::size_t begun_ = 0;
     std::size_t ended_ = 0;
     std::array<char, receiveBytes> buffer_{};

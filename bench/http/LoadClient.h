@@ -8,14 +8,17 @@
 
 namespace velmora {
 
-/// What a load run does: `requests` exchanges, each on a connection of its own, at most
-/// `concurrency` at a time, the next one as soon as one ends.
+/// What a load run does: `requests` exchanges, each on a connection of its own.
 struct LoadPlan final {
     std::uint16_t port = 0;
     /// Sent as it is as soon as the connection stands.
     std::string request;
     std::size_t requests = 0;
+    /// So many at a time, the next one as soon as one ends.
     std::size_t concurrency = 1;
+    /// Where it is not zero, the exchanges begin at instants so far apart instead, however many
+    /// have not ended by then.
+    std::chrono::nanoseconds interval{0};
     /// What is not answered by then counts as an error.
     std::chrono::nanoseconds timeLimit = std::chrono::seconds(60);
 };
@@ -30,7 +33,8 @@ struct LoadResult final {
     std::size_t errors = 0;
     std::uint64_t receivedBytes = 0;
     std::chrono::nanoseconds elapsed{0};
-    /// From connect to the end of the answer, of each good exchange, shortest first.
+    /// From connect, or from the instant at which it was to be, to the end of the answer, of each
+    /// good exchange, shortest first.
     std::vector<std::chrono::nanoseconds> latencies;
 };
 

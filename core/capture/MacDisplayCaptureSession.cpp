@@ -124,6 +124,17 @@ ViewerTask<std::optional<ViewerHostFrame>> MacDisplayCaptureSession::latestFrame
     return isolation_.run(latestFrameIsolated(shared_from_this()));
 }
 
+std::optional<ViewerHostFrame> MacDisplayCaptureSession::frameAtHand(const ViewerExecutor& caller) {
+    if (!isolation_.isEnteredBy(caller)) {
+        return std::nullopt;
+    }
+    isolation_.assertInside();
+    if (isStopped_ || health_->isStopped()) {
+        return std::nullopt;
+    }
+    return accumulator_->latest();
+}
+
 ViewerTask<void> MacDisplayCaptureSession::stop() {
     return isolation_.run(stopIsolated(shared_from_this()));
 }

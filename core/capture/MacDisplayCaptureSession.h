@@ -29,6 +29,7 @@ class MacDisplayCaptureSession final
 
     /// The newest frame, however old. Waits up to about 2 seconds for the first one of a stream.
     ViewerTask<std::optional<ViewerHostFrame>> latestFrame() override;
+    std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& caller) override;
     ViewerTask<void> stop() override;
 
   private:

@@ -88,6 +88,7 @@ struct MacDisplayCaptureSource::Listing final {
         : reported(std::move(reportedDisplays)), screens(std::move(attachedScreens)) {
         const auto names = namesOf(screens);
         std::vector<ViewerHostDisplay> unsorted;
+        std::vector<ViewerHostDisplay> sorted;
         for (const ViewerNativeDisplay& display : *reported) {
             if (!display.uuidText.has_value()) {
                 continue;
@@ -98,15 +99,16 @@ struct MacDisplayCaptureSource::Listing final {
         }
         const DisplayOrder order(nativeDisplays);
         for (ViewerHostDisplay& display : unsorted) {
-            insert(std::move(display), displays, order);
+            insert(std::move(display), sorted, order);
         }
+        displays = std::move(sorted);
     }
 
     const Reported reported;
     const Screens screens;
     /// By display id.
     NativeDisplays nativeDisplays;
-    std::vector<ViewerHostDisplay> displays;
+    ViewerHostDisplays displays;
 };
 
 MacDisplayCaptureSource::MacDisplayCaptureSource(std::shared_ptr<ViewerScreenCapture> capture,
@@ -117,8 +119,22 @@ MacDisplayCaptureSource::MacDisplayCaptureSource(std::shared_ptr<ViewerScreenCap
       clock_(std::move(clock)),
       mainThread_(executors.mainExecutor()) {}
 
-ViewerTask<std::vector<ViewerHostDisplay>> MacDisplayCaptureSource::displays() {
+ViewerTask<ViewerHostDisplays> MacDisplayCaptureSource::displays() {
     return list(shared_from_this());
+}
+
+std::optional<ViewerHostDisplays> MacDisplayCaptureSource::displaysAtHand() {
+    if (!capture_->preflightAccess()) {
+        remember(nullptr);
+        return ViewerHostDisplays();
+    }
+    Reported reported = capture_->displaysAtHand();
+    if (!reported || !isNamed(*reported)) {
+        return std::nullopt;
+    }
+    const auto listing = listingOf(std::move(reported), {});
+    remember(listing);
+    return listing->displays;
 }
 
 std::shared_ptr<ViewerHostCaptureSession> MacDisplayCaptureSource::makeSession(
@@ -135,7 +151,7 @@ std::shared_ptr<ViewerHostCaptureSession> MacDisplayCaptureSource::makeSession(
                                                       clock_);
 }
 
-ViewerTask<std::vector<ViewerHostDisplay>> MacDisplayCaptureSource::list(
+ViewerTask<ViewerHostDisplays> MacDisplayCaptureSource::list(
     std::shared_ptr<MacDisplayCaptureSource> self) {
     std::shared_ptr<const Listing> listing;
     if (self->capture_->preflightAccess()) {
@@ -156,7 +172,7 @@ ViewerTask<std::vector<ViewerHostDisplay>> MacDisplayCaptureSource::list(
         }
     }
     self->remember(listing);
-    co_return listing ? listing->displays : std::vector<ViewerHostDisplay>();
+    co_return listing ? listing->displays : ViewerHostDisplays();
 }
 
 std::shared_ptr<const MacDisplayCaptureSource::Listing> MacDisplayCaptureSource::listingOf(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,14 +27,14 @@ class MacDisplayCaptureSource final : public ViewerHostCaptureSource,
 
     /// The main display first, the others by name. Empty when the screen may not be recorded, or
     /// when the platform fails or does not answer in time.
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override;
+    ViewerTask<ViewerHostDisplays> displays() override;
+    std::optional<ViewerHostDisplays> displaysAtHand() override;
     std::shared_ptr<ViewerHostCaptureSession> makeSession(const std::string& displayID) override;
 
   private:
     struct Listing;
 
-    static ViewerTask<std::vector<ViewerHostDisplay>> list(
-        std::shared_ptr<MacDisplayCaptureSource> self);
+    static ViewerTask<ViewerHostDisplays> list(std::shared_ptr<MacDisplayCaptureSource> self);
     /// The listing of what the platform reports: the last one where nothing has changed.
     std::shared_ptr<const Listing> listingOf(
         std::shared_ptr<const ViewerScreenCapture::Displays> reported,

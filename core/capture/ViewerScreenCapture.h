@@ -144,6 +144,8 @@ class ViewerScreenCapture {
     /// when there is no request.
     virtual void withdrawRequest() {}
     virtual void shareableDisplays(DisplaysCompletion completion) = 0;
+    /// The displays where that takes no wait, else null. On the thread that asks for displays.
+    virtual std::shared_ptr<const Displays> displaysAtHand() { return nullptr; }
     /// The attached screens. Asked for, on the main thread, only where the list of displays lacks
     /// names.
     virtual std::vector<ViewerNativeScreen> screens() { return {}; }

@@ -27,7 +27,7 @@ ViewerCaptureCoordinator::ViewerCaptureCoordinator(std::shared_ptr<ViewerHostCap
       clock_(std::move(clock)),
       isolation_(executors.makeSerialExecutor("com.quilmer.velmora.viewer-host.coordinator")) {}
 
-ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displays() {
+ViewerTask<ViewerHostDisplays> ViewerCaptureCoordinator::displays() {
     return isolation_.run(displaysIsolated(shared_from_this()));
 }
 
@@ -35,14 +35,40 @@ ViewerTask<std::optional<ViewerHostFrame>> ViewerCaptureCoordinator::frame(std::
     return isolation_.run(frameIsolated(shared_from_this(), std::move(displayID)));
 }
 
+std::optional<ViewerHostDisplays> ViewerCaptureCoordinator::displaysAtHand(
+    const ViewerExecutor& caller) {
+    if (!isolation_.isEnteredBy(caller)) {
+        return std::nullopt;
+    }
+    isolation_.assertInside();
+    return isShuttingDown_ ? std::nullopt : source_->displaysAtHand();
+}
+
+std::optional<ViewerHostFrame> ViewerCaptureCoordinator::frameAtHand(const ViewerExecutor& caller,
+                                                                     const std::string& displayID) {
+    if (!isolation_.isEnteredBy(caller)) {
+        return std::nullopt;
+    }
+    isolation_.assertInside();
+    const auto found = entries_.find(displayID);
+    if (found == entries_.end()) {
+        return std::nullopt;
+    }
+    auto frame = found->second.session->frameAtHand(caller);
+    if (frame) {
+        noteUse(displayID, found->second);
+    }
+    return frame;
+}
+
 ViewerTask<void> ViewerCaptureCoordinator::shutdown() {
     return isolation_.run(shutdownIsolated(shared_from_this()));
 }
 
-ViewerTask<std::vector<ViewerHostDisplay>> ViewerCaptureCoordinator::displaysIsolated(Self self) {
+ViewerTask<ViewerHostDisplays> ViewerCaptureCoordinator::displaysIsolated(Self self) {
     self->isolation_.assertInside();
     if (self->isShuttingDown_) {
-        co_return std::vector<ViewerHostDisplay>();
+        co_return ViewerHostDisplays();
     }
     co_return co_await self->source_->displays();
 }
@@ -125,6 +151,10 @@ void ViewerCaptureCoordinator::endUse(const std::string& displayID) {
     }
     Entry& entry = found->second;
     entry.users = std::max<std::int64_t>(entry.users - 1, 0);
+    noteUse(displayID, entry);
+}
+
+void ViewerCaptureCoordinator::noteUse(const std::string& displayID, Entry& entry) {
     entry.lastUse = clock_->now();
     entry.cleanupGeneration = makeRandomUUID();
     scheduleCleanup(displayID, entry);
@@ -135,10 +165,11 @@ void ViewerCaptureCoordinator::scheduleCleanup(const std::string& displayID, Ent
     cancelCleanup(entry);
     entry.cleanupTimer = clock_->schedule(
         clock_->now() + idleTimeout_, isolation_.executor(),
-        [weak = weak_from_this(), displayID, generation = entry.cleanupGeneration] {
+        [weak = weak_from_this(), id = std::string(displayID),
+         generation = entry.cleanupGeneration] {
             if (const Self self = weak.lock()) {
                 (void)startTask(self->isolation_.executor(),
-                                expireIfIdle(self, displayID, generation));  // is never cancelled
+                                expireIfIdle(self, id, generation));  // is never cancelled
             }
         });
 }

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "core/coordination/ViewerHostCaptureSession.h"
 #include "core/coordination/ViewerHostCaptureSource.h"
@@ -34,10 +33,13 @@ class ViewerCaptureCoordinator final
     ViewerCaptureCoordinator(const ViewerCaptureCoordinator&) = delete;
     ViewerCaptureCoordinator& operator=(const ViewerCaptureCoordinator&) = delete;
 
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override;
+    ViewerTask<ViewerHostDisplays> displays() override;
     /// Where the limit is reached no running capture gives way, not even an idle one: a further
     /// display gets nothing.
     ViewerTask<std::optional<ViewerHostFrame>> frame(std::string displayID) override;
+    std::optional<ViewerHostDisplays> displaysAtHand(const ViewerExecutor& caller) override;
+    std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& caller,
+                                               const std::string& displayID) override;
     /// Stops the captures one after another. A second call returns at once.
     ViewerTask<void> shutdown() override;
 
@@ -58,7 +60,7 @@ class ViewerCaptureCoordinator final
         ViewerContinuousClock::TimerId cleanupTimer;
     };
 
-    static ViewerTask<std::vector<ViewerHostDisplay>> displaysIsolated(Self self);
+    static ViewerTask<ViewerHostDisplays> displaysIsolated(Self self);
     static ViewerTask<std::optional<ViewerHostFrame>> frameIsolated(Self self,
                                                                     std::string displayID);
     static ViewerTask<void> shutdownIsolated(Self self);
@@ -67,6 +69,8 @@ class ViewerCaptureCoordinator final
     Entry* findOrMakeEntry(const std::string& displayID) VIEWER_REQUIRES(isolation_);
     Session beginUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
     void endUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
+    /// A request for the display has just finished.
+    void noteUse(const std::string& displayID, Entry& entry) VIEWER_REQUIRES(isolation_);
     void scheduleCleanup(const std::string& displayID, Entry& entry) VIEWER_REQUIRES(isolation_);
     void cancelCleanup(Entry& entry);
     bool hasExpired(const Entry& entry, const ViewerUUID& generation) const;

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "core/coordination/ViewerHostCaptureSession.h"
-#include "core/protocol/ViewerHostDisplay.h"
+#include "core/protocol/ViewerHostDisplays.h"
 #include "core/runtime/ViewerTask.h"
 
 namespace velmora {
@@ -17,7 +17,9 @@ class ViewerHostCaptureSource {
     virtual ~ViewerHostCaptureSource() = default;
 
     /// The displays that can be captured now; possibly empty.
-    virtual ViewerTask<std::vector<ViewerHostDisplay>> displays() = 0;
+    virtual ViewerTask<ViewerHostDisplays> displays() = 0;
+    /// The same where the platform need not be asked, else nothing.
+    virtual std::optional<ViewerHostDisplays> displaysAtHand() { return std::nullopt; }
     /// A new capture of the display, not yet started, or null when the id is unknown or the capture
     /// cannot be set up. The caller owns it and must end it with `stop()`.
     virtual std::shared_ptr<ViewerHostCaptureSession> makeSession(const std::string& displayID) = 0;

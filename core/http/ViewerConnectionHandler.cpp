@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "core/protocol/ViewerHostProtocolV1.h"
-#include "core/protocol/ViewerHostRequestParseResult.h"
 #include "core/protocol/ViewerHostRequestParser.h"
+#include "core/runtime/ViewerMemoryLack.h"
 
 namespace velmora {
 
@@ -17,7 +17,8 @@ constexpr std::size_t maxDeliveryBytes = 1024;
 }  // namespace
 
 ViewerConnectionHandler::ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection,
-                                                 ViewerHostRouter router, ViewerExecutor queue,
+                                                 std::shared_ptr<const ViewerHostRouter> router,
+                                                 ViewerExecutor queue,
                                                  std::function<void()> onFinish,
                                                  ViewerExecutors& executors,
                                                  std::shared_ptr<ViewerContinuousClock> clock)
@@ -88,11 +89,7 @@ void ViewerConnectionHandler::handleReceive(const ViewerDelivery& delivery) {
     if (isFinished()) {
         return;  // cancelled: whatever still arrives is not answered
     }
-    if (requestData_.empty()) {
-        requestData_.reserve(maxDeliveryBytes);
-    }
-    requestData_.insert(requestData_.end(), delivery.content.begin(), delivery.content.end());
-    const auto result = ViewerHostRequestParser::parse(requestData_);
+    auto result = collect(delivery.content);
     switch (result.which()) {
         case ViewerHostRequestParseResult::Case::request:
             route(result.payload());
@@ -113,7 +110,47 @@ void ViewerConnectionHandler::handleReceive(const ViewerDelivery& delivery) {
     }
 }
 
+ViewerHostRequestParseResult ViewerConnectionHandler::collect(
+    std::span<const std::uint8_t> content) {
+    try {
+        const ViewerMemoryAttempt attempt;
+        const auto data = receivedWith(content);
+        auto result = ViewerHostRequestParser::parse(data);
+        if (result.which() == ViewerHostRequestParseResult::Case::incomplete) {
+            keep(data);
+        } else if (result.which() != ViewerHostRequestParseResult::Case::request ||
+                   ViewerHostRequestParser::hasMoreThanHead(data)) {
+            connection_->expectMore();
+        }
+        return result;
+    } catch (const ViewerMemoryLack&) {
+        connection_->expectMore();
+        return ViewerHostRequestParseResult::headersTooLarge();
+    }
+}
+
+std::span<const std::uint8_t> ViewerConnectionHandler::receivedWith(
+    std::span<const std::uint8_t> content) {
+    // Mostly all of a request comes at once and need not be kept.
+    if (requestData_.empty()) {
+        return content;
+    }
+    requestData_.insert(requestData_.end(), content.begin(), content.end());
+    return requestData_;
+}
+
+void ViewerConnectionHandler::keep(std::span<const std::uint8_t> data) {
+    if (requestData_.empty()) {
+        requestData_.assign(data.begin(), data.end());
+    }
+}
+
 void ViewerConnectionHandler::route(const ViewerHostRequest& request) {
+    ViewerHostAnswer answer = router_->answer(request, queue_);
+    if (const auto* const response = std::get_if<ViewerHostHTTPResponse>(&answer)) {
+        send(*response);
+        return;
+    }
     const auto task = std::make_shared<ViewerTaskHandle>(executors_.taskExecutor());
     {
         const ViewerLockGuard guard(lock_);
@@ -123,20 +160,14 @@ void ViewerConnectionHandler::route(const ViewerHostRequest& request) {
         // Stored before it starts: on the queue's own loop it may run to its end at once.
         requestTask_ = task;
     }
-    task->start(answer(weak_from_this(), task, request));
+    task->start(await(weak_from_this(), task, std::get<Routing>(std::move(answer))));
 }
 
-ViewerTask<void> ViewerConnectionHandler::answer(std::weak_ptr<ViewerConnectionHandler> weak,
-                                                 std::shared_ptr<ViewerTaskHandle> task,
-                                                 ViewerHostRequest request) {
-    auto handler = weak.lock();
-    if (!handler) {
-        co_return;
-    }
-    ViewerTask<ViewerHostHTTPResponse> routing = handler->router_.response(std::move(request));
-    handler.reset();
+ViewerTask<void> ViewerConnectionHandler::await(std::weak_ptr<ViewerConnectionHandler> weak,
+                                                std::shared_ptr<ViewerTaskHandle> task,
+                                                Routing routing) {
     const ViewerHostHTTPResponse response = co_await std::move(routing);
-    handler = weak.lock();
+    const auto handler = weak.lock();
     if (!handler) {
         co_return;
     }

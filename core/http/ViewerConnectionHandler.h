@@ -4,11 +4,13 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "core/http/ViewerTransport.h"
 #include "core/protocol/ViewerHostHTTPResponse.h"
 #include "core/protocol/ViewerHostRequest.h"
+#include "core/protocol/ViewerHostRequestParseResult.h"
 #include "core/protocol/ViewerHostRouter.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
@@ -27,9 +29,9 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
     /// `queue` is where the connection's events run, one at a time. `onFinish` is called exactly
     /// once, on any thread, unless the handler is dropped before its end. The executors outlive the
     /// handler.
-    ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection, ViewerHostRouter router,
-                            ViewerExecutor queue, std::function<void()> onFinish,
-                            ViewerExecutors& executors,
+    ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection,
+                            std::shared_ptr<const ViewerHostRouter> router, ViewerExecutor queue,
+                            std::function<void()> onFinish, ViewerExecutors& executors,
                             std::shared_ptr<ViewerContinuousClock> clock);
     ViewerConnectionHandler(const ViewerConnectionHandler&) = delete;
     ViewerConnectionHandler& operator=(const ViewerConnectionHandler&) = delete;
@@ -42,6 +44,8 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
     void cancel();
 
   private:
+    using Routing = ViewerTask<ViewerHostHTTPResponse>;
+
     /// What is left to do at the end, taken out under the lock.
     struct Ending final {
         std::shared_ptr<ViewerTaskHandle> task;
@@ -52,10 +56,16 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
     void armDeadline();
     void receiveNext();
     void handleReceive(const ViewerDelivery& delivery);
+    /// What everything received so far amounts to; a head that there is no memory for is too large.
+    /// The connection is told to expect what is not part of a request's head.
+    ViewerHostRequestParseResult collect(std::span<const std::uint8_t> content);
+    /// Everything received so far, with what came last.
+    std::span<const std::uint8_t> receivedWith(std::span<const std::uint8_t> content);
+    /// Keeps what is not a whole request yet.
+    void keep(std::span<const std::uint8_t> data);
     void route(const ViewerHostRequest& request);
-    static ViewerTask<void> answer(std::weak_ptr<ViewerConnectionHandler> weak,
-                                   std::shared_ptr<ViewerTaskHandle> task,
-                                   ViewerHostRequest request);
+    static ViewerTask<void> await(std::weak_ptr<ViewerConnectionHandler> weak,
+                                  std::shared_ptr<ViewerTaskHandle> task, Routing routing);
     void send(const ViewerHostHTTPResponse& response);
     void finish();
     /// Makes the caller the one who ends the handler, unless somebody was first.
@@ -64,12 +74,13 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
     bool isFinished();
 
     const std::shared_ptr<ViewerConnection> connection_;
-    const ViewerHostRouter router_;
+    const std::shared_ptr<const ViewerHostRouter> router_;
     const ViewerExecutor queue_;
     const std::function<void()> onFinish_;
     ViewerExecutors& executors_;
     const std::shared_ptr<ViewerContinuousClock> clock_;
-    /// Everything received so far. Touched on the queue only.
+    /// Everything received so far, unless the first delivery is all of it. Touched on the queue
+    /// only.
     std::vector<std::uint8_t> requestData_;
 
     ViewerLock lock_;

@@ -1,27 +1,38 @@
 #include "core/http/ViewerHTTPServer.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <utility>
 
 #include "core/http/ViewerHTTPServerError.h"
-#include "core/protocol/ViewerHostProtocolV1.h"
 
 namespace velmora {
+
+namespace {
+
+/// Of how many handlers the memory is kept for later ones, for each that is served at once: its
+/// own, and that of one whose last holder has yet to let go.
+constexpr std::size_t handlersKept = 2;
+
+}  // namespace
 
 ViewerHTTPServer::ViewerHTTPServer(std::shared_ptr<ViewerHostFrameProviding> provider,
                                    std::uint16_t requestedPort, std::string machineName,
                                    std::shared_ptr<ViewerTransport> transport,
                                    ViewerExecutors& executors,
-                                   std::shared_ptr<ViewerContinuousClock> clock)
+                                   std::shared_ptr<ViewerContinuousClock> clock,
+                                   std::size_t connectionLimit)
     : provider_(std::move(provider)),
-      router_(provider_, std::move(machineName)),
+      router_(std::make_shared<const ViewerHostRouter>(provider_, std::move(machineName))),
       requestedPort_(requestedPort),
       transport_(std::move(transport)),
       executors_(executors),
       clock_(std::move(clock)),
-      queue_(executors_.makeSerialExecutor("com.quilmer.velmora.viewer-host.http")) {
-    handlers_.reserve(ViewerHostProtocolV1::maxConcurrentConnections);
+      handlerMemory_(std::make_shared<ViewerRecycler>(handlersKept * connectionLimit)),
+      queue_(executors_.makeSerialExecutor("com.quilmer.velmora.viewer-host.http")),
+      connectionLimit_(connectionLimit) {
+    handlers_.reserve(connectionLimit_);
 }
 
 ViewerHTTPServer::~ViewerHTTPServer() {
@@ -137,7 +148,7 @@ void ViewerHTTPServer::acceptConnection(std::shared_ptr<ViewerConnection> connec
     {
         const ViewerLockGuard guard(lock_);
         if (!stopping_) {
-            if (handlers_.size() >= ViewerHostProtocolV1::maxConcurrentConnections) {
+            if (handlers_.size() >= connectionLimit_) {
                 pendingConnections_.push_back(connection);
                 return;
             }
@@ -159,8 +170,9 @@ std::shared_ptr<ViewerConnectionHandler> ViewerHTTPServer::makeHandler(
             server->handlerFinished(id);
         }
     };
-    return std::make_shared<ViewerConnectionHandler>(std::move(connection), router_, queue_,
-                                                     std::move(onFinish), executors_, clock_);
+    return std::allocate_shared<ViewerConnectionHandler>(
+        ViewerRecyclingAllocator<ViewerConnectionHandler>(handlerMemory_), std::move(connection),
+        router_, queue_, std::move(onFinish), executors_, clock_);
 }
 
 void ViewerHTTPServer::handlerFinished(const ViewerUUID& id) {

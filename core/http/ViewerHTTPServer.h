@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -12,20 +13,23 @@
 #include "core/http/ViewerConnectionHandler.h"
 #include "core/http/ViewerHTTPStartFailure.h"
 #include "core/http/ViewerTransport.h"
+#include "core/protocol/ViewerHostProtocolV1.h"
 #include "core/protocol/ViewerHostRouter.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerExecutors.h"
 #include "core/runtime/ViewerLock.h"
 #include "core/runtime/ViewerOneShot.h"
+#include "core/runtime/ViewerRecycler.h"
 #include "core/runtime/ViewerTask.h"
 #include "core/runtime/ViewerUUID.h"
 
 namespace velmora {
 
 /// The network front of the host: one listener, and one handler for each of at most 16 connections
-/// served at once; further ones wait in order of arrival. Single-use: once stopped it never starts
-/// again. Shared by whoever runs it; its operations may be called from any thread.
+/// served at once, where no other limit is given; further ones wait in order of arrival.
+/// Single-use: once stopped it never starts again. Shared by whoever runs it; its operations may be
+/// called from any thread.
 class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPServer> {
   public:
     /// The port in host order that the listener is bound to, or why there is none.
@@ -35,7 +39,8 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     ViewerHTTPServer(std::shared_ptr<ViewerHostFrameProviding> provider,
                      std::uint16_t requestedPort, std::string machineName,
                      std::shared_ptr<ViewerTransport> transport, ViewerExecutors& executors,
-                     std::shared_ptr<ViewerContinuousClock> clock);
+                     std::shared_ptr<ViewerContinuousClock> clock,
+                     std::size_t connectionLimit = ViewerHostProtocolV1::maxConcurrentConnections);
     ViewerHTTPServer(const ViewerHTTPServer&) = delete;
     ViewerHTTPServer& operator=(const ViewerHTTPServer&) = delete;
     /// Ends a `start()` that still waits as `stop()` would.
@@ -52,8 +57,8 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     void handlerFinished(const ViewerUUID& id);
 
   private:
-    /// At most 16, in the order of their start: the order of everything that happens to them must
-    /// not hang on random numbers, or no simulated run could be played again.
+    /// No more than the limit, in the order of their start: the order of everything that happens to
+    /// them must not hang on random numbers, or no simulated run could be played again.
     using Handlers = std::vector<std::pair<ViewerUUID, std::shared_ptr<ViewerConnectionHandler>>>;
     using StartContinuation = ViewerOneShot<StartOutcome>;
     /// The continuation yields nothing.
@@ -77,13 +82,16 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     void resumeStopWaiters();
 
     const std::shared_ptr<ViewerHostFrameProviding> provider_;
-    const ViewerHostRouter router_;
+    const std::shared_ptr<const ViewerHostRouter> router_;
     const std::uint16_t requestedPort_;
     const std::shared_ptr<ViewerTransport> transport_;
     ViewerExecutors& executors_;
     const std::shared_ptr<ViewerContinuousClock> clock_;
+    const std::shared_ptr<ViewerRecycler> handlerMemory_;
     /// Every event of the listener and of its connections is delivered here.
     const ViewerExecutor queue_;
+    /// How many connections are served at once.
+    const std::size_t connectionLimit_;
 
     ViewerLock lock_;
     /// Kept when it has failed, so that no second start is possible; absent after a stop.

@@ -42,6 +42,9 @@ class ViewerConnection {
     /// Asks for one delivery of at least 1 byte and at most `maximum`; without any only at the
     /// peer's end or an error.
     virtual void receive(std::size_t maximum, ReceiveHandler handler) = 0;
+    /// Tells that the peer may have more to send than is received. A platform on which that could
+    /// destroy the answer takes it in behind the connection's end. On the queue.
+    virtual void expectMore() {}
     /// Sends one complete message. The handler runs once, when the system has taken the bytes or
     /// when they can no longer be sent. Any thread.
     virtual void send(ViewerHostResponseBytes message, SendHandler handler) = 0;

@@ -1,5 +1,6 @@
 #include "core/protocol/ViewerHostHTTPResponse.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string_view>
@@ -8,8 +9,6 @@
 namespace velmora {
 
 namespace {
-
-constexpr std::string_view lineSeparator = "\r\n";
 
 ViewerHostHTTPResponse errorResponse(std::int64_t status, std::string_view reason) {
     return {status, std::string(reason), "text/plain", ViewerBytes(), std::nullopt};
@@ -55,7 +54,7 @@ const ViewerHostHTTPResponse& ViewerHostHTTPResponse::serviceUnavailable() {
 ViewerHostResponseBytes ViewerHostHTTPResponse::serialized() const {
     const std::string statusDigits = std::to_string(status);
     const std::string lengthDigits = std::to_string(body.size());
-    const std::array<std::string_view, 14> pieces{
+    const std::array<std::string_view, 11> pieces{
         "HTTP/1.1 ",
         statusDigits,
         " ",
@@ -64,20 +63,18 @@ ViewerHostResponseBytes ViewerHostHTTPResponse::serialized() const {
         contentType,
         "\r\nContent-Length: ",
         lengthDigits,
-        "\r\nCache-Control: no-store",
-        "\r\nConnection: close",
-        frameSequence ? "\r\nX-Velmora-Frame: " : "",
+        frameSequence ? "\r\nCache-Control: no-store\r\nConnection: close\r\nX-Velmora-Frame: "
+                      : "\r\nCache-Control: no-store\r\nConnection: close",
         frameSequence ? std::string_view(*frameSequence) : "",
-        lineSeparator,
-        lineSeparator};
+        "\r\n\r\n"};
     std::size_t length = 0;
     for (const std::string_view piece : pieces) {
         length += piece.size();
     }
-    std::string head;
-    head.reserve(length);
+    std::string head(length, '\0');
+    auto end = head.begin();
     for (const std::string_view piece : pieces) {
-        head.append(piece);
+        end = std::copy(piece.begin(), piece.end(), end);
     }
     return {std::move(head), body};
 }

@@ -22,9 +22,14 @@ ViewerHostRequestParseResult ViewerHostRequestParseResult::headersTooLarge() {
     return {Case::headersTooLarge, std::nullopt};
 }
 
-const ViewerHostRequest& ViewerHostRequestParseResult::payload() const {
+const ViewerHostRequest& ViewerHostRequestParseResult::payload() const& {
     viewerCheck(payload_.has_value(), "only a parsed request has a payload");
     return *payload_;
+}
+
+ViewerHostRequest ViewerHostRequestParseResult::payload() && {
+    viewerCheck(payload_.has_value(), "only a parsed request has a payload");
+    return *std::move(payload_);
 }
 
 ViewerHostRequestParseResult::ViewerHostRequestParseResult(Case outcome,

@@ -31,7 +31,8 @@ class ViewerHostRequestParseResult final {
 
     Case which() const { return case_; }
     /// Only of a result that is `Case::request`; anything else stops the process.
-    const ViewerHostRequest& payload() const;
+    const ViewerHostRequest& payload() const&;
+    ViewerHostRequest payload() &&;
 
   private:
     ViewerHostRequestParseResult(Case outcome, std::optional<ViewerHostRequest> payload);

@@ -1,5 +1,6 @@
 #include "core/protocol/ViewerHostRequestParser.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -48,6 +49,21 @@ std::optional<Tokens> tokens(std::string_view line) {
     }
 }
 
+std::string_view textOf(std::span<const std::uint8_t> data) {
+    return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+/// Whether `line` is a header field of that name, which is given in lower case.
+bool isField(std::string_view line, std::string_view name) {
+    const auto isSame = [](char character, char lower) {
+        return character == lower ||
+               (character >= 'A' && character <= 'Z' && character - 'A' + 'a' == lower);
+    };
+    return line.size() > name.size() && line[name.size()] == ':' &&
+           std::equal(name.begin(), name.end(), line.begin(),
+                      [&](char lower, char character) { return isSame(character, lower); });
+}
+
 }  // namespace
 
 ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data) {
@@ -55,7 +71,7 @@ ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data) {
     if (data.size() > limit) {
         return ViewerHostRequestParseResult::headersTooLarge();
     }
-    const std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+    const std::string_view text = textOf(data);
     if (text.find(headerTerminator) == std::string_view::npos) {
         return data.size() == limit ? ViewerHostRequestParseResult::headersTooLarge()
                                     : ViewerHostRequestParseResult::incomplete();
@@ -69,6 +85,23 @@ ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data) {
     }
     return ViewerHostRequestParseResult::request(
         ViewerHostRequest(std::string((*line)[0]), std::string((*line)[1])));
+}
+
+bool hasMoreThanHead(std::span<const std::uint8_t> data) {
+    std::string_view head = textOf(data);
+    const std::size_t end = head.find(headerTerminator);
+    if (end == std::string_view::npos || end + headerTerminator.size() < head.size()) {
+        return end != std::string_view::npos;
+    }
+    head = head.substr(0, end);
+    for (std::size_t next = head.find(lineSeparator); next != std::string_view::npos;
+         next = head.find(lineSeparator)) {
+        head.remove_prefix(next + lineSeparator.size());
+        if (isField(head, "content-length") || isField(head, "transfer-encoding")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace velmora::ViewerHostRequestParser

@@ -14,6 +14,10 @@ namespace ViewerHostRequestParser {
 /// interpreted; the rest must be ASCII and counts towards the limit.
 ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data);
 
+/// Whether something follows the head that `data` holds: bytes that are there, or a body that one
+/// of its fields announces.
+bool hasMoreThanHead(std::span<const std::uint8_t> data);
+
 }  // namespace ViewerHostRequestParser
 
 }  // namespace velmora

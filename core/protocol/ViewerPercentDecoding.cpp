@@ -1,5 +1,6 @@
 #include "core/protocol/ViewerPercentDecoding.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "core/protocol/ViewerUTF8.h"
@@ -27,21 +28,24 @@ constexpr int digitValue(char digit) {
 std::optional<std::string> percentDecoded(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        if (text[index] != '%') {
-            decoded.push_back(text[index]);
-            continue;
+    while (true) {
+        const std::size_t plain = std::min(text.find('%'), text.size());
+        decoded.append(text.substr(0, plain));
+        text.remove_prefix(plain);
+        if (text.empty()) {
+            break;
         }
-        if (text.size() - index < 3) {
+        constexpr std::size_t encodedBytes = 3;
+        if (text.size() < encodedBytes) {
             return std::nullopt;
         }
-        const int high = digitValue(text[index + 1]);
-        const int low = digitValue(text[index + 2]);
+        const int high = digitValue(text[1]);
+        const int low = digitValue(text[2]);
         if (high < 0 || low < 0) {
             return std::nullopt;
         }
         decoded.push_back(static_cast<char>(high * 16 + low));
-        index += 2;
+        text.remove_prefix(encodedBytes);
     }
     if (!ViewerUTF8::isValid(decoded)) {
         return std::nullopt;

@@ -6,4 +6,8 @@ namespace velmora {
 /// happened.
 void viewerCheck(bool holds, const char* reason);
 
+/// Where the reason goes from now on instead: to the descriptor that was standard error, while that
+/// leads elsewhere. Any thread.
+void tellViewerChecksTo(int descriptor);
+
 }  // namespace velmora

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
@@ -34,8 +35,14 @@ class ViewerDeadlineQueue final {
     std::optional<Due> takeDue(Instant now);
 
   private:
+    using Pending = std::map<TimerId, Due>;
+
+    /// Keeps the node of an action that was taken out for the next one.
+    void keep(Pending::node_type node);
+
     std::uint64_t lastNumber_ = 0;
-    std::map<TimerId, Due> pending_;
+    Pending pending_;
+    std::vector<Pending::node_type> unused_;
 };
 
 }  // namespace velmora

@@ -29,9 +29,12 @@ class VIEWER_CAPABILITY("isolation") ViewerIsolation final {
         return enter(executor_, std::move(operation));
     }
 
-    /// Stands at the head of each operation that was entered through `run`. What follows may touch
-    /// what the isolation guards, after each wait too: whoever resumes the operation does so
-    /// inside.
+    /// Whether one who runs on `caller` is inside.
+    bool isEnteredBy(const ViewerExecutor& caller) const { return caller == executor_; }
+
+    /// Stands at the head of each operation that was entered, through `run` or otherwise. What
+    /// follows may touch what the isolation guards, after each wait too: whoever resumes the
+    /// operation does so inside.
     void assertInside() const VIEWER_ASSERTS_ITSELF {}
 
   private:

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerMemoryLack.h"
 
 namespace velmora {
 
@@ -16,6 +17,7 @@ ViewerTaskHandle::ViewerTaskHandle(ViewerExecutor executor) : executor_(std::mov
 void ViewerTaskHandle::start(ViewerTask<void> body) {
     // The completion keeps the signal alive for as long as the task may look at it.
     auto completion = [self = shared_from_this()](const std::exception_ptr& exception) {
+        endIfMemoryLacked(exception);
         viewerCheck(exception == nullptr, "a task never throws");
     };
     boost::asio::co_spawn(executor_, run(shared_from_this(), std::move(body)),

@@ -18,7 +18,7 @@ inline ViewerNativeDisplay display(std::uint32_t number, const std::string& uuid
     return {number, uuidText, 800, 600, false};
 }
 
-inline std::vector<std::string> idsOf(const std::vector<ViewerHostDisplay>& displays) {
+inline std::vector<std::string> idsOf(const ViewerHostDisplays& displays) {
     std::vector<std::string> ids;
     ids.reserve(displays.size());
     for (const ViewerHostDisplay& display : displays) {
@@ -35,7 +35,7 @@ struct ListedWorld final {
     std::vector<ViewerHostDisplay> list() {
         const SpawnedAnswer answer(simulated, source->displays());
         simulated.settle();
-        return answer.value();
+        return {answer.value().begin(), answer.value().end()};
     }
     std::vector<std::string> listedIds() { return idsOf(list()); }
     std::vector<std::string> listedNames() {

@@ -220,7 +220,7 @@ TEST(MacDisplayCaptureSource, ListingsSideBySideNeverMixTheirDisplays) {
     for (std::uint64_t seed = 1; seed <= 200; ++seed) {
         SCOPED_TRACE(seed);
         ListedWorld world(seed);
-        std::vector<SpawnedAnswer<Displays>> answers;
+        std::vector<SpawnedAnswer<ViewerHostDisplays>> answers;
         for (int listing = 0; listing < 8; ++listing) {
             world.changeByChance();
             answers.emplace_back(world.simulated, world.source->displays());
@@ -229,7 +229,7 @@ TEST(MacDisplayCaptureSource, ListingsSideBySideNeverMixTheirDisplays) {
             }
         }
         world.simulated.runToEnd();
-        for (const SpawnedAnswer<Displays>& answer : answers) {
+        for (const SpawnedAnswer<ViewerHostDisplays>& answer : answers) {
             ASSERT_TRUE(answer.isThere());
             EXPECT_THAT(states, testing::Contains(idsOf(answer.value())));
         }

@@ -15,7 +15,7 @@
 namespace velmora {
 namespace {
 
-using Listed = std::optional<std::vector<ViewerHostDisplay>>;
+using Listed = std::optional<ViewerHostDisplays>;
 
 /// A main thread and one for tasks, each run by the test.
 class TwoLoops final : public ViewerExecutors {

@@ -16,6 +16,8 @@
 #include "tests/support/imaging/DecodedJPEG.h"
 #include "tests/support/imaging/InstructionSets.h"
 #include "tests/support/imaging/TestPicture.h"
+#include "tests/support/imaging/WholeJPEG.h"
+#include "tests/support/system/BorrowedEnvironment.h"
 
 namespace velmora {
 namespace {
@@ -178,6 +180,19 @@ TEST(ViewerJPEGEncoder, QualityFromZeroToOneIsTheLibrarysFromOneToAHundred) {
         EXPECT_FALSE(tables.empty());
         EXPECT_EQ(tables, quantisationTablesAt(libraryQuality));
     }
+}
+
+TEST(ViewerJPEGEncoder, TheEnvironmentHasNoPartInTheBytes) {
+    const auto picture = waves(100, 50);
+    const auto bytes = ViewerJPEGEncoder::encode(picture.buffer(), 0.68);
+    const auto others = wholeJPEG(picture.buffer(), 68);
+    BorrowedEnvironment environment;
+    for (const char* const variable : {"TJ_OPTIMIZE", "TJ_PROGRESSIVE", "TJ_RESTART"}) {
+        environment.set(variable, "1");
+    }
+    EXPECT_EQ(ViewerJPEGEncoder::encode(picture.buffer(), 0.68), bytes);
+    // Another encoder follows these variables.
+    EXPECT_NE(wholeJPEG(picture.buffer(), 68), others);
 }
 
 TEST(ViewerJPEGEncoder, WhatIsNoPictureGivesNothing) {

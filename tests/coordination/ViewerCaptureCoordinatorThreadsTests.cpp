@@ -63,9 +63,7 @@ class UnguardedSource final : public ViewerHostCaptureSource {
   public:
     explicit UnguardedSource(PooledExecutors& executors) : executors_(executors) {}
 
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override {
-        co_return std::vector<ViewerHostDisplay>();
-    }
+    ViewerTask<ViewerHostDisplays> displays() override { co_return ViewerHostDisplays(); }
     std::shared_ptr<ViewerHostCaptureSession> makeSession(const std::string& display) override {
         sessions.push_back(
             std::make_shared<QueuedSession>(executors_.makeSerialExecutor("session"), display));

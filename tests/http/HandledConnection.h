@@ -40,7 +40,8 @@ class HandledConnection final {
                                  ViewerHostFrame(ViewerBytes(std::string_view("JPEG")), "label-1"));
         auto pausing = std::make_shared<PausingFrameProvider>(provider, [this] { return pause(); });
         handler = std::make_shared<ViewerConnectionHandler>(
-            peer->makeConnection(), ViewerHostRouter(std::move(pausing), "machine"),
+            peer->makeConnection(),
+            std::make_shared<ViewerHostRouter>(std::move(pausing), "machine"),
             world.makeSerialExecutor("http"), [this] { ++finishes; }, world, borrowedClock(world));
     }
 

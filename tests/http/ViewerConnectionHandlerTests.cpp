@@ -10,34 +10,13 @@
 #include <string_view>
 #include <vector>
 
-#include "core/runtime/ViewerExecutors.h"
 #include "tests/http/HandledConnection.h"
+#include "tests/support/runtime/OneLoop.h"
 
 namespace velmora {
 namespace {
 
 using Messages = std::vector<std::string>;
-
-/// One loop for everything.
-class OneLoop final : public ViewerExecutors {
-  public:
-    explicit OneLoop(boost::asio::io_context& loop) : loop_(loop.get_executor()) {}
-
-    ViewerExecutor mainExecutor() override { return loop_; }
-    ViewerExecutor taskExecutor() override {
-        if (onTask) {
-            onTask();
-        }
-        return loop_;
-    }
-    ViewerExecutor makeSerialExecutor(std::string_view) override { return loop_; }
-
-    /// Called before a task gets its executor.
-    std::function<void()> onTask;
-
-  private:
-    const ViewerExecutor loop_;
-};
 
 TEST(ViewerConnectionHandler, ARequestIsAnsweredAndTheConnectionEnded) {
     HandledConnection served;
@@ -47,6 +26,27 @@ TEST(ViewerConnectionHandler, ARequestIsAnsweredAndTheConnectionEnded) {
     EXPECT_EQ(served.peer->messages(), Messages({HandledConnection::frameResponse}));
     EXPECT_GE(served.peer->cancellations(), 1U);
     EXPECT_EQ(served.finishes, 1);
+    EXPECT_EQ(served.world.pendingTimers(), 0U);
+}
+
+TEST(ViewerConnectionHandler, AnAnswerThatIsAtHandTakesNoTask) {
+    HandledConnection served;
+    served.provider->areAtHand = true;
+    served.provider->framesAtHand = served.provider->frames;
+    OneLoop loop(served.world.mainExecutor());
+    int tasks = 0;
+    loop.onTask = [&] { ++tasks; };
+    const auto peer = std::make_shared<ScriptedPeer>();
+    int finishes = 0;
+    const auto handler = std::make_shared<ViewerConnectionHandler>(
+        peer->makeConnection(), std::make_shared<ViewerHostRouter>(served.provider, "machine"),
+        loop.mainExecutor(), [&] { ++finishes; }, loop, borrowedClock(served.world));
+    handler->start();
+    peer->send(HandledConnection::frameRequest);
+    served.world.settle();
+    EXPECT_EQ(peer->messages(), Messages({HandledConnection::frameResponse}));
+    EXPECT_EQ(finishes, 1);
+    EXPECT_EQ(tasks, 0);
     EXPECT_EQ(served.world.pendingTimers(), 0U);
 }
 
@@ -120,6 +120,25 @@ TEST(ViewerConnectionHandler, WhatFollowsTheFirstRequestIsNeverASecondOne) {
     EXPECT_EQ(served.provider->calls, Messages({"displays", "frame one"}));
 }
 
+/// Whether a client that sends this is expected to have more to send.
+bool isMoreExpected(std::string_view sent) {
+    HandledConnection served;
+    served.handler->start();
+    served.peer->send(sent);
+    served.world.settle();
+    EXPECT_EQ(served.peer->messages().size(), 1U);
+    return served.peer->expectsMore();
+}
+
+TEST(ViewerConnectionHandler, MoreIsExpectedOfAClientThatAnnouncesOrSentItOrWasRefused) {
+    const std::string request(HandledConnection::frameRequest);
+    EXPECT_FALSE(isMoreExpected(request));
+    EXPECT_TRUE(isMoreExpected(request + "G"));
+    EXPECT_TRUE(isMoreExpected("GET /x HTTP/1.1\r\nContent-Length: 1\r\n\r\n"));
+    EXPECT_TRUE(isMoreExpected("POST /x HTTP/1.1\r\n\r\n"));
+    EXPECT_TRUE(isMoreExpected(std::string(8192, 'a')));
+}
+
 TEST(ViewerConnectionHandler, AMethodOtherThanGETGetsOne405WithoutRouting) {
     HandledConnection served;
     served.handler->start();
@@ -161,12 +180,13 @@ TEST(ViewerConnectionHandler, TheConnectionEndsOnlyWhenTheResponseHasLeft) {
 
 TEST(ViewerConnectionHandler, OnOneLoopARequestIsAnsweredInTheStepThatReceivesIt) {
     boost::asio::io_context loop;
-    OneLoop executors(loop);
+    OneLoop executors(loop.get_executor());
     const auto clock = std::make_shared<SimulatedWorld>();
     const auto peer = std::make_shared<ScriptedPeer>();
     int finishes = 0;
     const auto handler = std::make_shared<ViewerConnectionHandler>(
-        peer->makeConnection(), ViewerHostRouter(std::make_shared<FakeFrameProvider>(), "machine"),
+        peer->makeConnection(),
+        std::make_shared<ViewerHostRouter>(std::make_shared<FakeFrameProvider>(), "machine"),
         loop.get_executor(), [&finishes] { ++finishes; }, executors, clock);
     handler->start();
     (void)loop.poll();
@@ -182,7 +202,7 @@ TEST(ViewerConnectionHandler, OnOneLoopARequestIsAnsweredInTheStepThatReceivesIt
 
 TEST(ViewerConnectionHandler, OnOneLoopACancelFromWithinTheRoutingFindsItsTask) {
     boost::asio::io_context loop;
-    OneLoop executors(loop);
+    OneLoop executors(loop.get_executor());
     const auto peer = std::make_shared<ScriptedPeer>();
     std::shared_ptr<ViewerConnectionHandler> handler;
     int finishes = 0;
@@ -194,8 +214,9 @@ TEST(ViewerConnectionHandler, OnOneLoopACancelFromWithinTheRoutingFindsItsTask) 
             return gate.pass();
         });
     handler = std::make_shared<ViewerConnectionHandler>(
-        peer->makeConnection(), ViewerHostRouter(provider, "machine"), loop.get_executor(),
-        [&finishes] { ++finishes; }, executors, std::make_shared<SimulatedWorld>());
+        peer->makeConnection(), std::make_shared<ViewerHostRouter>(provider, "machine"),
+        loop.get_executor(), [&finishes] { ++finishes; }, executors,
+        std::make_shared<SimulatedWorld>());
     handler->start();
     peer->send("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
     (void)loop.poll();
@@ -210,13 +231,14 @@ TEST(ViewerConnectionHandler, OnOneLoopACancelFromWithinTheRoutingFindsItsTask) 
 
 TEST(ViewerConnectionHandler, ACancelThatComesBetweenARequestAndItsTaskLeavesNothingToRoute) {
     boost::asio::io_context loop;
-    OneLoop executors(loop);
+    OneLoop executors(loop.get_executor());
     const auto peer = std::make_shared<ScriptedPeer>();
     const auto provider = std::make_shared<FakeFrameProvider>();
     int finishes = 0;
     const auto handler = std::make_shared<ViewerConnectionHandler>(
-        peer->makeConnection(), ViewerHostRouter(provider, "machine"), loop.get_executor(),
-        [&finishes] { ++finishes; }, executors, std::make_shared<SimulatedWorld>());
+        peer->makeConnection(), std::make_shared<ViewerHostRouter>(provider, "machine"),
+        loop.get_executor(), [&finishes] { ++finishes; }, executors,
+        std::make_shared<SimulatedWorld>());
     // Another thread stops the server in that moment.
     executors.onTask = [&handler] { handler->cancel(); };
     handler->start();

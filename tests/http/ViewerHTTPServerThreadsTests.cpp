@@ -23,9 +23,7 @@ namespace {
 /// Has no displays and counts its shutdowns. Any thread.
 class EmptyProvider final : public ViewerHostFrameProviding {
   public:
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override {
-        co_return std::vector<ViewerHostDisplay>();
-    }
+    ViewerTask<ViewerHostDisplays> displays() override { co_return ViewerHostDisplays(); }
     ViewerTask<std::optional<ViewerHostFrame>> frame(std::string) override {
         co_return std::nullopt;
     }

@@ -143,5 +143,32 @@ TEST(ViewerHostRequestParser, MoreThan8192BytesAreTooLargeWhateverTheySay) {
               ParseResult::headersTooLarge());
 }
 
+bool hasMoreThanHead(std::string_view text) {
+    return ViewerHostRequestParser::hasMoreThanHead(
+        {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+TEST(ViewerHostRequestParser, MoreThanAHeadAreBytesBehindItOrAFieldThatAnnouncesThem) {
+    EXPECT_FALSE(hasMoreThanHead(listingRequest));
+    EXPECT_TRUE(hasMoreThanHead(std::string(listingRequest) + "x"));
+    EXPECT_TRUE(hasMoreThanHead("GET / HTTP/1.1\r\nHost: h\r\nCONTENT-length: 3\r\n\r\n"));
+    EXPECT_TRUE(hasMoreThanHead("GET / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"));
+}
+
+TEST(ViewerHostRequestParser, OtherFieldsAnnounceNothing) {
+    EXPECT_FALSE(hasMoreThanHead("GET /content-length:1 HTTP/1.1\r\n\r\n"));
+    EXPECT_FALSE(hasMoreThanHead("GET / HTTP/1.1\r\nX-Content-Length: 1\r\n\r\n"));
+    EXPECT_FALSE(hasMoreThanHead("GET / HTTP/1.1\r\nContent-Lengths: 1\r\n\r\n"));
+    EXPECT_FALSE(hasMoreThanHead("GET / HTTP/1.1\r\nContent-Lengt"));
+}
+
+TEST(ViewerHostRequestParser, OtherFieldsOfTheSameLengthAnnounceNothing) {
+    for (const auto name : {"Accept-Charset"sv, "xontent-length"sv, "-ontent-length"sv,
+                            "Content-Lengt~"sv, "Dontent-Length"sv, "Transfer-EncodinG1"sv}) {
+        EXPECT_FALSE(hasMoreThanHead("GET / HTTP/1.1\r\n" + std::string(name) + ": 1\r\n\r\n"))
+            << name;
+    }
+}
+
 }  // namespace
 }  // namespace velmora

@@ -5,7 +5,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "tests/support/http/FakeFrameProvider.h"
@@ -65,6 +67,36 @@ TEST_F(ViewerHostRouterTest, AListingHasItsExactBytesAndNoFrameHeader) {
               "{\"id\":\"2\",\"name\":\"B\",\"width\":1512,\"height\":982},"
               "{\"id\":\"1\",\"name\":\"A\",\"width\":640,\"height\":360}]}");
     EXPECT_EQ(provider->calls, Calls({"displays"}));
+}
+
+/// Lists what a test put in, the same object each time.
+class SharedListProvider final : public ViewerHostFrameProviding {
+  public:
+    ViewerTask<ViewerHostDisplays> displays() override { co_return listed; }
+    ViewerTask<std::optional<ViewerHostFrame>> frame(std::string) override {
+        co_return std::nullopt;
+    }
+    ViewerTask<void> shutdown() override { co_return; }
+
+    ViewerHostDisplays listed;
+};
+
+TEST_F(ViewerHostRouterTest, TheSameListIsWrittenOnceAndAnotherOneAnew) {
+    const auto shared = std::make_shared<SharedListProvider>();
+    const ViewerHostRouter router(shared, "Studio");
+    const auto list = [&] {
+        const SpawnedAnswer answer(
+            world, router.response(ViewerHostRequest("GET", "/viewer/v1/displays")));
+        world.settle();
+        return answer.value().body;
+    };
+    EXPECT_NE(list().text().find("\"displays\":[]"), std::string_view::npos);
+    shared->listed = std::vector{ViewerHostDisplay("1", "A", 640, 360)};
+    const ViewerBytes first = list();
+    EXPECT_NE(first.text().find("\"1\""), std::string_view::npos);
+    EXPECT_EQ(list().data(), first.data());
+    shared->listed = std::vector{ViewerHostDisplay("2", "B", 640, 360)};
+    EXPECT_NE(list().text().find("\"2\""), std::string_view::npos);
 }
 
 TEST_F(ViewerHostRouterTest, AListingOfNoDisplaysIsAnswered) {
@@ -186,6 +218,78 @@ TEST_F(ViewerHostRouterTest, AResponseOutlivesItsRouter) {
     EXPECT_NE(listing.value().body.text().find("Studio of a rather long name"),
               std::string_view::npos);
     EXPECT_EQ(frame.value(), frameResponse("1", 3));
+}
+
+/// What is answered at once, or by a task.
+class ViewerHostRouterAtHandTest : public ViewerHostRouterTest {
+  protected:
+    ViewerHostRouterAtHandTest() {
+        provider->areAtHand = true;
+        addDisplay("1", 3);
+    }
+
+    ViewerHostAnswer ask(const std::string& method, const std::string& target) {
+        const ViewerHostRouter router(provider, "Studio");
+        return router.answer(ViewerHostRequest(method, target), world.mainExecutor());
+    }
+    /// Nothing when it takes a task.
+    std::optional<ViewerHostHTTPResponse> atOnce(const std::string& target,
+                                                 const std::string& method = "GET") {
+        const ViewerHostAnswer answer = ask(method, target);
+        const auto* const response = std::get_if<ViewerHostHTTPResponse>(&answer);
+        return response != nullptr ? std::optional(*response) : std::nullopt;
+    }
+    ViewerHostHTTPResponse byTask(const std::string& target) {
+        using Task = ViewerTask<ViewerHostHTTPResponse>;
+        const SpawnedAnswer answer(world, std::get<Task>(ask("GET", target)));
+        world.settle();
+        return answer.value();
+    }
+};
+
+TEST_F(ViewerHostRouterAtHandTest, ARefusalNeedsNobody) {
+    EXPECT_EQ(atOnce("/viewer/v1/displays", "POST"), ViewerHostHTTPResponse::methodNotAllowed());
+    EXPECT_EQ(atOnce("/unknown"), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(atOnce("/viewer/v1/frame?id=%"), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(provider->calls, Calls());
+}
+
+TEST_F(ViewerHostRouterAtHandTest, AListingIsTheOneThatATaskMakes) {
+    const auto response = atOnce("/viewer/v1/displays");
+    EXPECT_EQ(provider->calls, Calls({"displays at hand"}));
+    EXPECT_EQ(response, get("/viewer/v1/displays"));
+    EXPECT_EQ(provider->caller, world.mainExecutor());
+}
+
+TEST_F(ViewerHostRouterAtHandTest, AFrameIsTheOneThatATaskMakes) {
+    provider->framesAtHand = provider->frames;
+    EXPECT_EQ(atOnce("/viewer/v1/frame?id=1"), frameResponse("1", 3));
+    EXPECT_EQ(provider->calls, Calls({"displays at hand", "frame at hand 1"}));
+    EXPECT_EQ(provider->caller, world.mainExecutor());
+}
+
+TEST_F(ViewerHostRouterAtHandTest, ADisplayThatIsNotListedIsNotAskedForItsFrame) {
+    provider->framesAtHand.emplace("2", ViewerHostFrame(ViewerBytes("JPEG"), "label"));
+    EXPECT_EQ(atOnce("/viewer/v1/frame?id=2"), ViewerHostHTTPResponse::notFound());
+    EXPECT_EQ(provider->calls, Calls({"displays at hand"}));
+}
+
+TEST_F(ViewerHostRouterAtHandTest, AFrameThatCannotBeSentIsUnavailable) {
+    provider->framesAtHand.emplace("1", ViewerHostFrame(ViewerBytes(), "label"));
+    EXPECT_EQ(atOnce("/viewer/v1/frame?id=1"), ViewerHostHTTPResponse::serviceUnavailable());
+}
+
+TEST_F(ViewerHostRouterAtHandTest, AFrameThatIsNotIsWaitedForWithoutAnotherLookAtTheDisplays) {
+    EXPECT_EQ(byTask("/viewer/v1/frame?id=1"), frameResponse("1", 3));
+    EXPECT_EQ(provider->calls, Calls({"displays at hand", "frame at hand 1", "frame 1"}));
+}
+
+TEST_F(ViewerHostRouterAtHandTest, WithoutDisplaysATaskDoesEverything) {
+    provider->areAtHand = false;
+    EXPECT_EQ(byTask("/viewer/v1/displays"), get("/viewer/v1/displays"));
+    provider->calls.clear();
+    EXPECT_EQ(byTask("/viewer/v1/frame?id=1"), frameResponse("1", 3));
+    EXPECT_EQ(provider->calls, Calls({"displays", "frame 1"}));
 }
 
 }  // namespace

@@ -1,61 +1,57 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "core/runtime/ViewerTask.h"
 #include "tests/simulation/SimulatedExchange.h"
+#include "tests/simulation/SimulationCourse.h"
 #include "tests/support/http/ScriptedListener.h"
 #include "tests/support/http/ScriptedPeer.h"
-#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 
-/// One client of a simulation: connects at some time, sends its bytes in some pieces with some
-/// pauses, and then does whatever clients and networks do. All of it comes from the world's seed.
+/// A client of the host and the network between them: sends its bytes in some pieces with some
+/// pauses, reads the answer or not, and then does whatever clients and networks do. What happens to
+/// its connection is written into the history. One thread; outlives its connection.
 class SimulatedClient final {
   public:
-    explicit SimulatedClient(SimulatedWorld& world);
+    /// One that only holds a place sends nothing for as long as it is let.
+    enum class Kind { asks, holdsAPlace };
 
-    /// Plays the client to its end. The client outlives the task.
+    SimulatedClient(SimulationCourse& course, SimulatedExchange exchange, Kind kind);
+
+    /// Connects at once and plays the client to its end. The client outlives the task.
     static ViewerTask<void> run(SimulatedClient* client,
                                 std::shared_ptr<ScriptedListener> listener);
 
-    const SimulatedExchange& exchange() const { return exchange_; }
-    ScriptedPeer& peer() const { return *peer_; }
-    /// Whether the host has to answer, unless it is stopped.
-    bool mustBeAnswered() const;
-    /// Whether the host serves the connection longer than it ever may.
-    bool isOverdue() const;
-    /// Present once the host has started the connection.
-    std::optional<ViewerContinuousClock::Instant> startedAt() const { return startedAt_; }
-
-    /// Called when the client connects, when the host starts the connection and when that has gone.
-    /// Set before `run`.
-    std::function<void()> onArrival;
-    std::function<void()> onStart;
-    std::function<void()> onDrop;
+    const ConnectionHistory& connection() const { return connection_; }
+    const ScriptedPeer& peer() const { return *peer_; }
+    /// Called when the host has answered. Set before `run`.
+    std::function<void()> onAnswer;
 
   private:
     /// What comes after the bytes.
     enum class Ending { staysOpen, ends, breaksOff, fails, isCancelled };
+    enum class Reading { atOnce, late, never };
 
     static ViewerTask<void> sendPieces(SimulatedClient* client);
-    static ViewerTask<void> completeSend(SimulatedClient* client);
-    std::chrono::milliseconds upTo(std::chrono::milliseconds most);
+    ConnectionHistory& addConnection(SimulatedExchange exchange);
+    void watchPeer();
+    void started();
+    void delivered(std::size_t bytes, bool hasEnd);
+    void answered();
+    void dropped();
     void finishPlaying();
+    void lose(ViewerConnectionState state);
 
-    SimulatedWorld& world_;
-    const SimulatedExchange& exchange_;
+    SimulationCourse& course_;
+    ConnectionHistory& connection_;
+    const Kind kind_;
     const Ending ending_;
-    const ScriptedPeer::Network network_;
-    /// How many bytes of the request are sent.
-    std::size_t length_;
-    std::shared_ptr<ScriptedPeer> peer_;
-    std::optional<ViewerContinuousClock::Instant> startedAt_;
+    const Reading reading_;
+    const std::shared_ptr<ScriptedPeer> peer_;
 };
 
 }  // namespace velmora

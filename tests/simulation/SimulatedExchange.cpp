@@ -1,93 +1,155 @@
 #include "tests/simulation/SimulatedExchange.h"
 
-#include <string_view>
 #include <utility>
 
 namespace velmora {
 
 namespace {
 
-constexpr const char* headersEnd = " HTTP/1.1\r\nHost: host\r\nAccept: */*\r\n\r\n";
+constexpr std::string_view headEnd = " HTTP/1.1\r\nHost: host\r\nAccept: */*\r\n\r\n";
+constexpr std::size_t headLimit = 8'192;
 
-std::string text(std::string_view status, std::string_view type, std::string_view body,
-                 std::string_view moreHeaders = "") {
-    std::string response = "HTTP/1.1 ";
-    response.append(status).append("\r\nContent-Type: ").append(type);
-    response.append("\r\nContent-Length: ").append(std::to_string(body.size()));
-    response.append("\r\nCache-Control: no-store\r\nConnection: close\r\n");
-    response.append(moreHeaders).append("\r\n").append(body);
-    return response;
+/// A head whose last byte decides.
+SimulatedExchange head(std::string request, SimulatedAnswer answer, std::string displayID = "") {
+    const std::size_t size = request.size();
+    return {std::move(request), answer, size, std::move(displayID)};
 }
 
-std::string error(std::string_view status) {
-    return text(status, "text/plain", "");
+SimulatedExchange get(std::string_view target, SimulatedAnswer answer, std::string displayID = "") {
+    return head(std::string("GET ").append(target).append(headEnd), answer, std::move(displayID));
 }
 
-std::string get(std::string_view target) {
-    return std::string("GET ").append(target).append(headersEnd);
-}
-
-std::string bigFrame() {
-    std::string bytes;
-    for (int i = 0; i < 30'000; ++i) {
-        bytes.push_back(static_cast<char>(i * 7));
+/// Every character that is not plain as an escape, and by chance some that are.
+std::string escaped(SimulatedWorld& world, std::string_view text) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string result;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool isPlain = byte > ' ' && byte < 0x7F && character != '%';
+        if (isPlain && world.choose(8) != 0) {
+            result += character;
+        } else {
+            result += {'%', digits[byte / 16U], digits[byte % 16U]};
+        }
     }
-    return bytes;
+    return result;
 }
 
-std::vector<SimulatedExchange> makeExchanges() {
-    const std::string listing =
-        R"({"protocol":"Velmora.Windows.ViewerHost","version":1,"machineName":"Simulated machine",)"
-        R"("displays":[{"id":"one","name":"First","width":640,"height":360},)"
-        R"({"id":"two words","name":"Second","width":576,"height":360},)"
-        R"({"id":"none","name":"Third","width":1,"height":1},)"
-        R"({"id":"slow","name":"Fourth","width":2,"height":2}]})";
-    const auto frame = [](std::string_view body, std::string_view label) {
-        const std::string header = std::string("X-Velmora-Frame: ").append(label).append("\r\n");
-        return text("200 OK", "image/jpeg", body, header);
-    };
-    const std::string notFound = error("404 Not Found");
-    const std::string notAllowed = error("405 Method Not Allowed");
-    return {
-        {get("/viewer/v1/displays"), text("200 OK", "application/json", listing)},
-        {get("/viewer/v1/frame?id=one"), frame("tiny", "label-1")},
-        {get("/viewer/v1/frame?id=two%20words"), frame(bigFrame(), "label-2")},
-        {get("/viewer/v1/frame?id=none"), error("503 Service Unavailable")},
-        {get("/viewer/v1/frame?id=slow"), frame("slow one", "label-3"), true},
-        {get("/viewer/v1/frame?id=three"), notFound},
-        {get("/viewer/v1/frame?id=%G1"), notFound},
-        {get("/"), notFound},
-        {get("/viewer/v1/displays") + get("/"), text("200 OK", "application/json", listing)},
-        {"POST /viewer/v1/displays HTTP/1.1\r\n\r\nbody", notAllowed},
-        {"GET /a b HTTP/1.1\r\n\r\n", notAllowed},
-        {"GET / HTTP/1.1\r\nName: \xC3\xA4\r\n\r\n", notAllowed},
-        {"GET / HTTP/1.1\r\nName: " + std::string(9'000, 'x'),
-         error("431 Request Header Fields Too Large")},
-        {"GET /viewer/v1/displays HTTP/1.1\r\nHost: host\r\n", std::nullopt},
-        {"", std::nullopt},
-    };
+/// A request that fills the largest head but for `missing` bytes.
+SimulatedExchange largest(std::size_t missing) {
+    std::string text = "GET /viewer/v1/displays HTTP/1.1\r\nName: ";
+    constexpr std::string_view end = "\r\n\r\n";
+    text.append(headLimit - missing - end.size() - text.size(), 'x').append(end);
+    return head(std::move(text), SimulatedAnswer::listing);
+}
+
+/// More than a head may have, with its end or without.
+SimulatedExchange tooLarge(SimulatedWorld& world) {
+    std::string text = "GET / HTTP/1.1\r\nName: ";
+    text.append(headLimit - text.size() + world.choose(600), 'x');
+    return {std::move(text), SimulatedAnswer::headersTooLarge, headLimit, ""};
+}
+
+/// A part of a head, and what it never becomes.
+SimulatedExchange part(SimulatedWorld& world) {
+    std::string whole = "GET /viewer/v1/displays HTTP/1.1\r\nHost: host\r\n\r\n";
+    whole.resize(world.choose(whole.size()));
+    return {std::move(whole), SimulatedAnswer::none, headLimit, ""};
+}
+
+SimulatedExchange oddRequest(SimulatedWorld& world) {
+    switch (world.choose(9)) {
+        case 0:
+            return get("/viewer/v1/displays/", SimulatedAnswer::notFound);
+        case 1:
+            return get("/viewer/v1/frame?id=%G1", SimulatedAnswer::notFound);
+        case 2:
+            return head("POST /viewer/v1/displays HTTP/1.1\r\n\r\n",
+                        SimulatedAnswer::methodNotAllowed);
+        case 3:
+            return head("GET /a b HTTP/1.1\r\n\r\n", SimulatedAnswer::methodNotAllowed);
+        case 4:
+            return head("GET / HTTP/1.1\r\nName: \xC3\xA4\r\n\r\n",
+                        SimulatedAnswer::methodNotAllowed);
+        case 5:
+            return tooLarge(world);
+        case 6:
+            return largest(world.choose(2));
+        case 7:
+            return get("/viewer/v1/frame?id=unknown", SimulatedAnswer::frame, "unknown");
+        default:
+            return part(world);
+    }
 }
 
 }  // namespace
 
-std::shared_ptr<FakeFrameProvider> makeSimulatedProvider() {
-    auto provider = std::make_shared<FakeFrameProvider>();
-    provider->listed.emplace_back("one", "First", 640, 360);
-    provider->listed.emplace_back("two words", "Second", 576, 360);
-    provider->listed.emplace_back("none", "Third", 1, 1);
-    provider->listed.emplace_back(slowDisplay, "Fourth", 2, 2);
-    const auto add = [&provider](const char* id, std::string_view jpeg, const char* label) {
-        provider->frames.emplace(id, ViewerHostFrame(ViewerBytes(jpeg), label));
-    };
-    add("one", "tiny", "label-1");
-    add("two words", bigFrame(), "label-2");
-    add(slowDisplay, "slow one", "label-3");
-    return provider;
+SimulatedExchange frameExchange(SimulatedWorld& world, const std::string& displayID) {
+    return get("/viewer/v1/frame?id=" + escaped(world, displayID), SimulatedAnswer::frame,
+               displayID);
 }
 
-const std::vector<SimulatedExchange>& simulatedExchanges() {
-    static const std::vector<SimulatedExchange> exchanges = makeExchanges();
-    return exchanges;
+SimulatedExchange anyExchange(SimulatedWorld& world, const std::vector<std::string>& displayIDs) {
+    SimulatedExchange exchange;
+    switch (world.choose(12)) {
+        case 0:
+            exchange = get("/viewer/v1/displays", SimulatedAnswer::listing);
+            break;
+        case 1:
+        case 2:
+            exchange = oddRequest(world);
+            break;
+        default:
+            exchange = frameExchange(world, displayIDs[world.choose(displayIDs.size())]);
+    }
+    const bool isHead = exchange.decidingBytes == exchange.request.size();
+    if (isHead && exchange.request.size() < headLimit / 2 && world.choose(6) == 0) {
+        exchange.request.append("GET /viewer/v1/displays HTTP/1.1\r\n\r\n");
+    }
+    return exchange;
+}
+
+std::string responseText(std::string_view status, std::string_view type, std::string_view body,
+                         std::string_view label) {
+    std::string response = "HTTP/1.1 ";
+    response.append(status).append("\r\nContent-Type: ").append(type);
+    response.append("\r\nContent-Length: ").append(std::to_string(body.size()));
+    response.append("\r\nCache-Control: no-store\r\nConnection: close\r\n");
+    if (!label.empty()) {
+        response.append("X-Velmora-Frame: ").append(label).append("\r\n");
+    }
+    return response.append("\r\n").append(body);
+}
+
+std::string listingText(const std::vector<ViewerHostDisplay>& displays) {
+    std::string body = R"({"protocol":"Velmora.Windows.ViewerHost","version":1,)"
+                       R"("machineName":"Simulated \"machine\"","displays":[)";
+    bool isFirst = true;
+    for (const ViewerHostDisplay& display : displays) {
+        body.append(isFirst ? "" : ",").append(R"({"id":")").append(display.id);
+        body.append(R"(","name":")").append(display.name);
+        body.append(R"(","width":)").append(std::to_string(display.width));
+        body.append(R"(,"height":)").append(std::to_string(display.height)).append("}");
+        isFirst = false;
+    }
+    return responseText("200 OK", "application/json", body.append("]}"));
+}
+
+std::string fixedResponse(SimulatedAnswer answer) {
+    switch (answer) {
+        case SimulatedAnswer::notFound:
+            return responseText("404 Not Found", "text/plain", "");
+        case SimulatedAnswer::methodNotAllowed:
+            return responseText("405 Method Not Allowed", "text/plain", "");
+        case SimulatedAnswer::headersTooLarge:
+            return responseText("431 Request Header Fields Too Large", "text/plain", "");
+        default:
+            return "";
+    }
+}
+
+std::string unavailableResponse() {
+    return responseText("503 Service Unavailable", "text/plain", "");
 }
 
 }  // namespace velmora

@@ -1,31 +1,54 @@
 #pragma once
 
-#include <memory>
-#include <optional>
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "tests/support/http/FakeFrameProvider.h"
+#include "core/protocol/ViewerHostDisplay.h"
+#include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
 
-/// What one client may send in a simulation, and the only answer that is right. A plain value.
+/// What a request must be answered with.
+enum class SimulatedAnswer {
+    none,
+    listing,
+    frame,
+    notFound,
+    methodNotAllowed,
+    headersTooLarge,
+};
+
+/// What one client sends, and what the protocol says of it. A plain value.
 struct SimulatedExchange final {
     /// The bytes in the order in which they arrive.
     std::string request;
-    /// Nothing where no answer is allowed.
-    std::optional<std::string> response;
-    /// The provider may need longer than the deadline.
-    bool isSlow = false;
+    SimulatedAnswer answer = SimulatedAnswer::none;
+    /// Once so many bytes have been received the answer is decided.
+    std::size_t decidingBytes = 0;
+    /// Whose frame is asked for.
+    std::string displayID;
+
+    /// Whether the answer depends on the displays.
+    bool isLookedUp() const {
+        return answer == SimulatedAnswer::listing || answer == SimulatedAnswer::frame;
+    }
 };
 
-/// The display whose frames may take longer than the deadline.
-inline constexpr const char* slowDisplay = "slow";
+/// One of every kind of request by chance.
+SimulatedExchange anyExchange(SimulatedWorld& world, const std::vector<std::string>& displayIDs);
+SimulatedExchange frameExchange(SimulatedWorld& world, const std::string& displayID);
 
-/// Displays and frames for the exchanges.
-std::shared_ptr<FakeFrameProvider> makeSimulatedProvider();
+/// The bytes of a response, written down from the protocol.
+std::string responseText(std::string_view status, std::string_view type, std::string_view body,
+                         std::string_view label = "");
+std::string listingText(const std::vector<ViewerHostDisplay>& displays);
+/// The response of an answer that depends on nothing but the request.
+std::string fixedResponse(SimulatedAnswer answer);
+std::string unavailableResponse();
 
-/// One exchange of each kind with that provider, on a machine of the name "Simulated machine".
-const std::vector<SimulatedExchange>& simulatedExchanges();
+/// The name of the simulated machine.
+inline constexpr std::string_view simulatedMachine = "Simulated \"machine\"";
 
 }  // namespace velmora

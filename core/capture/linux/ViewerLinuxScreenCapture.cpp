@@ -119,15 +119,22 @@ void ViewerLinuxScreenCapture::lookAtSockets(const std::shared_ptr<Look>& look) 
 }
 
 ViewerScreenCapture& ViewerLinuxScreenCapture::chosen() {
-    if (wayland_) {
-        return *wayland_;
+    if (!wayland_ && !isSettledOnX11_) {
+        choose();
     }
+    return wayland_ ? *wayland_ : *x11_;
+}
+
+void ViewerLinuxScreenCapture::choose() {
     const auto settled = settlement_->session();
-    if (!settled || settled->verdict() != ViewerLinuxSession::Verdict::wayland || !makeWayland_) {
-        return *x11_;
+    if (!settled) {
+        return;
     }
-    wayland_ = makeWayland_(settled->compositor());
-    return *wayland_;
+    if (settled->verdict() != ViewerLinuxSession::Verdict::wayland) {
+        isSettledOnX11_ = true;
+    } else if (makeWayland_) {
+        wayland_ = makeWayland_(settled->compositor());
+    }
 }
 
 bool ViewerLinuxScreenCapture::preflightAccess() {
@@ -152,6 +159,10 @@ void ViewerLinuxScreenCapture::withdrawRequest() {
 
 void ViewerLinuxScreenCapture::shareableDisplays(DisplaysCompletion completion) {
     chosen().shareableDisplays(std::move(completion));
+}
+
+std::shared_ptr<const ViewerScreenCapture::Displays> ViewerLinuxScreenCapture::displaysAtHand() {
+    return chosen().displaysAtHand();
 }
 
 std::vector<ViewerNativeScreen> ViewerLinuxScreenCapture::screens() {

@@ -38,6 +38,7 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     /// is captured then, nor ever again.
     void withdrawRequest() override;
     void shareableDisplays(DisplaysCompletion completion) override;
+    std::shared_ptr<const Displays> displaysAtHand() override;
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
@@ -57,6 +58,8 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     static void lookAtSockets(const std::shared_ptr<Look>& look);
 
     ViewerScreenCapture& chosen();
+    /// Takes over what a look has settled.
+    void choose();
 
     const ViewerLinuxSession session_;
     const std::shared_ptr<ViewerScreenCapture> x11_;
@@ -66,6 +69,7 @@ class ViewerLinuxScreenCapture final : public ViewerScreenCapture {
     const std::shared_ptr<Settlement> settlement_;
     /// Made when it is first needed.
     std::shared_ptr<ViewerScreenCapture> wayland_;
+    bool isSettledOnX11_ = false;
     std::shared_ptr<void> loginWatch_;
     /// Whether a request of this object waits for its answer, which comes on any thread.
     const std::shared_ptr<std::atomic<bool>> isAsking_ = std::make_shared<std::atomic<bool>>(false);

@@ -1,46 +1,145 @@
 #include "core/http/linux/ViewerLingeringSockets.h"
 
+#include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include <boost/asio/buffer.hpp>
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <utility>
 
 namespace velmora {
 
-ViewerLingeringSockets::ViewerLingeringSockets(ViewerExecutor queue,
-                                               std::shared_ptr<ViewerContinuousClock> clock)
-    : queue_(std::move(queue)), clock_(std::move(clock)) {}
+namespace {
 
-void ViewerLingeringSockets::linger(Socket socket) {
-    boost::system::error_code error;
-    socket.shutdown(Socket::shutdown_send, error);
-    if (error) {
-        // The peer has reset the connection: nothing is left to protect.
+/// How much one call throws away, and how many calls one socket makes in a row.
+constexpr std::size_t drainedAtOnce = 64UL * 1024;
+constexpr int callsInARow = 16;
+
+/// Throws away at most so much that has come in, without waiting. Yields what recv does.
+ssize_t throwAway(const ViewerSocketDescriptor& socket) {
+    // Never written: with MSG_TRUNC TCP drops received bytes without copying them.
+    static std::array<std::uint8_t, drainedAtOnce> thrownAway;
+    return ::recv(socket.number(), thrownAway.data(), thrownAway.size(), MSG_TRUNC | MSG_DONTWAIT);
+}
+
+}  // namespace
+
+/// A half-closed socket whose input is thrown away.
+class ViewerLingeringSockets::Drained final : public ViewerWatchedSocket,
+                                              public std::enable_shared_from_this<Drained> {
+  public:
+    Drained(ViewerLingeringSockets& owner, std::uint64_t number, ViewerSocketDescriptor socket,
+            Instant deadline)
+        : owner_(owner.weak_from_this()),
+          number_(number),
+          socket_(std::move(socket)),
+          deadline_(deadline) {}
+
+    void proceed() override {
+        const auto owner = owner_.lock();
+        const auto set = owner ? owner->set_.lock() : nullptr;
+        if (!set || !socket_.isOpen()) {
+            return;
+        }
+        for (int call = 0; call < callsInARow; ++call) {
+            const ssize_t bytes = throwAway(socket_);
+            if (bytes < 0 && errno == EAGAIN) {
+                await(*set);
+                return;
+            }
+            drainedBytes_ += static_cast<std::uint64_t>(std::max<ssize_t>(bytes, 0));
+            if (bytes <= 0 || drainedBytes_ >= drainedBytesLimit) {
+                owner->drainedToTheEnd(number_);
+                return;
+            }
+        }
+        set->runSoon(weak_from_this());
+    }
+
+    ViewerSocketDescriptor release() {
+        const auto owner = owner_.lock();
+        const auto set = owner ? owner->set_.lock() : nullptr;
+        if (set && isWatched_) {
+            set->forget(socket_.number());
+        }
+        return std::move(socket_);
+    }
+    Instant deadline() const { return deadline_; }
+
+  private:
+    void await(ViewerSocketSet& set) {
+        if (!isWatched_) {
+            isWatched_ = set.watch(socket_.number(), EPOLLIN | EPOLLET, weak_from_this());
+        }
+    }
+
+    const std::weak_ptr<ViewerLingeringSockets> owner_;
+    const std::uint64_t number_;
+    ViewerSocketDescriptor socket_;
+    const Instant deadline_;
+    std::uint64_t drainedBytes_ = 0;
+    bool isWatched_ = false;
+};
+
+ViewerLingeringSockets::ViewerLingeringSockets(const std::shared_ptr<ViewerSocketSet>& set,
+                                               const std::shared_ptr<ViewerContinuousClock>& clock,
+                                               std::size_t unreadSocketLimit)
+    : set_(set),
+      queue_(set->queue()),
+      clock_(clock),
+      unread_(std::max<std::size_t>(unreadSocketLimit, 1)) {}
+
+ViewerLingeringSockets::~ViewerLingeringSockets() = default;
+
+void ViewerLingeringSockets::linger(ViewerSocketDescriptor socket) {
+    const auto clock = clock_.lock();
+    if (!clock || !halfClose(socket)) {
         close(std::move(socket));
         return;
     }
-    while (sockets_.size() >= socketLimit) {
-        closeOldest();
+    if (unread_.full()) {
+        closeOldestUnread();
     }
-    const Number number = ++lastNumber_;
-    const auto [place, isNew] =
-        sockets_.emplace(number, Lingering{std::move(socket), clock_->now() + lingerTime});
-    awaitOldest();
-    drain(number, place->second);
+    const Instant deadline = clock->now() + lingerTime;
+    unread_.push_back({std::move(socket), deadline});
+    awaitNext(deadline);
     noteRoom();
 }
 
-void ViewerLingeringSockets::close(Socket socket) {
-    boost::system::error_code ignored;  // the descriptor is gone whatever close reports
-    socket.close(ignored);
+void ViewerLingeringSockets::drain(ViewerSocketDescriptor socket) {
+    const auto clock = clock_.lock();
+    if (!clock || !halfClose(socket)) {
+        close(std::move(socket));
+        return;
+    }
+    while (drained_.size() >= drainedSocketLimit) {
+        closeOldestDrained();
+    }
+    const std::uint64_t number = ++lastNumber_;
+    const Instant deadline = clock->now() + lingerTime;
+    const auto drained = std::make_shared<Drained>(*this, number, std::move(socket), deadline);
+    drained_.emplace(number, drained);
+    awaitNext(deadline);
+    drained->proceed();
+    noteRoom();
+}
+
+void ViewerLingeringSockets::close(ViewerSocketDescriptor socket) {
+    socket.close();
     noteRoom();
 }
 
 bool ViewerLingeringSockets::closeOldest() {
-    if (sockets_.empty()) {
+    if (unread_.empty() && drained_.empty()) {
         return false;
     }
-    remove(sockets_.begin());
+    if (drained_.empty() ||
+        (!unread_.empty() && unread_.front().deadline <= drained_.begin()->second->deadline())) {
+        closeOldestUnread();
+    } else {
+        closeOldestDrained();
+    }
     return true;
 }
 
@@ -54,54 +153,71 @@ void ViewerLingeringSockets::noteRoom() {
     }
 }
 
-void ViewerLingeringSockets::drain(Number number, Lingering& lingering) {
-    // With MSG_TRUNC TCP drops received bytes without copying them.
-    lingering.socket.async_receive(boost::asio::buffer(thrownAway_), MSG_TRUNC,
-                                   [self = shared_from_this(), number](
-                                       const boost::system::error_code& error, std::size_t bytes) {
-                                       self->drained(number, error, bytes);
-                                   });
+/// False when the peer has reset the connection: nothing is left to protect.
+bool ViewerLingeringSockets::halfClose(ViewerSocketDescriptor& socket) {
+    return ::shutdown(socket.number(), SHUT_WR) == 0;
 }
 
-void ViewerLingeringSockets::drained(Number number, const boost::system::error_code& error,
-                                     std::size_t bytes) {
-    const auto place = sockets_.find(number);
-    if (place == sockets_.end()) {
-        return;
-    }
-    place->second.drainedBytes += bytes;
-    if (!error && place->second.drainedBytes < drainedBytesLimit) {
-        drain(number, place->second);
-        return;
-    }
-    remove(place);
+void ViewerLingeringSockets::drainedToTheEnd(std::uint64_t number) {
+    const auto drained = drained_.extract(number);
+    close(drained.mapped()->release());
+    endWait();
 }
 
-void ViewerLingeringSockets::remove(Sockets::iterator place) {
-    Socket socket = std::move(place->second.socket);
-    sockets_.erase(place);
+void ViewerLingeringSockets::closeOldestUnread() {
+    ViewerSocketDescriptor socket = std::move(unread_.front().socket);
+    unread_.pop_front();
+    // Without unread bytes a close is no reset, and the kernel goes on with what is on its way.
+    (void)throwAway(socket);  // what is beyond one call is in vain
     close(std::move(socket));
 }
 
-void ViewerLingeringSockets::awaitOldest() {
-    if (isAwaitingOldest_ || sockets_.empty()) {
+void ViewerLingeringSockets::closeOldestDrained() {
+    const auto drained = drained_.extract(drained_.begin());
+    close(drained.mapped()->release());
+}
+
+std::optional<ViewerLingeringSockets::Instant> ViewerLingeringSockets::nextDeadline() const {
+    std::optional<Instant> next;
+    if (!unread_.empty()) {
+        next = unread_.front().deadline;
+    }
+    if (!drained_.empty()) {
+        const Instant first = drained_.begin()->second->deadline();
+        next = std::min(next.value_or(first), first);
+    }
+    return next;
+}
+
+void ViewerLingeringSockets::awaitNext(Instant notBefore) {
+    const auto clock = clock_.lock();
+    const auto next = nextDeadline();
+    if (timer_ || !clock || !next) {
         return;
     }
-    isAwaitingOldest_ = true;
-    clock_->schedule(sockets_.begin()->second.deadline, queue_, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->isAwaitingOldest_ = false;
-            self->closeExpired();
-        }
+    timer_ = clock->schedule(std::max(*next, notBefore), queue_, [self = shared_from_this()] {
+        self->timer_.reset();
+        self->closeExpired();
     });
 }
 
 void ViewerLingeringSockets::closeExpired() {
-    const ViewerContinuousClock::Instant now = clock_->now();
-    while (!sockets_.empty() && sockets_.begin()->second.deadline <= now) {
-        closeOldest();
+    const auto clock = clock_.lock();
+    if (!clock) {
+        return;
     }
-    awaitOldest();
+    const Instant now = clock->now();
+    for (auto next = nextDeadline(); next && *next <= now; next = nextDeadline()) {
+        (void)closeOldest();  // there is one
+    }
+    awaitNext(now + closingInterval);
+}
+
+void ViewerLingeringSockets::endWait() {
+    const auto clock = clock_.lock();
+    if (timer_ && clock && !nextDeadline()) {
+        clock->withdraw(*std::exchange(timer_, std::nullopt));
+    }
 }
 
 }  // namespace velmora

@@ -1,15 +1,16 @@
 #pragma once
 
-#include <array>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/system/error_code.hpp>
+#include <boost/circular_buffer.hpp>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 
+#include "core/http/linux/ViewerSocketDescriptor.h"
+#include "core/http/linux/ViewerSocketSet.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 
@@ -17,24 +18,34 @@ namespace velmora {
 
 /// Closes the sockets of one listener's connections. A close while the peer is still sending makes
 /// the kernel answer with a reset, which can destroy an answer on its way; so an answered
-/// connection is half-closed, and what still comes in is thrown away until the peer ends its side,
-/// for a bounded time and size. Shared by the listener and its connections; keeps itself alive
-/// while sockets linger; used on the listener's queue only.
+/// connection is half-closed and lingers for a bounded time. Most are left alone meanwhile: nobody
+/// looks at them again before they are closed. Where the peer is known to have more to send, that
+/// is taken in and thrown away until the peer ends its side, up to a bounded size: it would not get
+/// to read the answer otherwise. Shared by the listener and its connections; the clock keeps it
+/// alive while sockets linger. Used on the listener's queue only.
 class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerLingeringSockets> {
   public:
-    using Socket = boost::asio::ip::tcp::socket;
-
-    static constexpr std::size_t socketLimit = 64;
+    /// How many may be drained at once. What may linger unread is told at construction.
+    static constexpr std::size_t drainedSocketLimit = 64;
     static constexpr std::uint64_t drainedBytesLimit = 16UL * 1024 * 1024;
     static constexpr std::chrono::seconds lingerTime{2};
+    /// Sockets whose time ends within this of one another are closed together.
+    static constexpr std::chrono::milliseconds closingInterval{100};
 
-    ViewerLingeringSockets(ViewerExecutor queue, std::shared_ptr<ViewerContinuousClock> clock);
+    ViewerLingeringSockets(const std::shared_ptr<ViewerSocketSet>& set,
+                           const std::shared_ptr<ViewerContinuousClock>& clock,
+                           std::size_t unreadSocketLimit);
+    ViewerLingeringSockets(const ViewerLingeringSockets&) = delete;
+    ViewerLingeringSockets& operator=(const ViewerLingeringSockets&) = delete;
+    ~ViewerLingeringSockets();
 
-    /// Half-closes a socket and closes it when the peer has ended its side. Closes the oldest
-    /// lingering one if there are too many.
-    void linger(Socket socket);
+    /// Half-closes a socket that nobody watches, and closes it later. Closes the one that has
+    /// lingered longest if there are too many.
+    void linger(ViewerSocketDescriptor socket);
+    /// The same for a socket whose peer may be sending; closes it when the peer has ended its side.
+    void drain(ViewerSocketDescriptor socket);
     /// Closes a socket at once.
-    void close(Socket socket);
+    void close(ViewerSocketDescriptor socket);
     /// Makes room by closing the socket that has lingered longest. False when there is none.
     bool closeOldest();
 
@@ -44,30 +55,33 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     void noteRoom();
 
   private:
-    /// Numbered in the order in which they came.
-    using Number = std::uint64_t;
-    struct Lingering final {
-        Socket socket;
-        ViewerContinuousClock::Instant deadline;
-        std::uint64_t drainedBytes = 0;
+    class Drained;
+    using Instant = ViewerContinuousClock::Instant;
+    struct Unread final {
+        ViewerSocketDescriptor socket;
+        Instant deadline;
     };
-    using Sockets = std::map<Number, Lingering>;
 
-    void drain(Number number, Lingering& lingering);
-    void drained(Number number, const boost::system::error_code& error, std::size_t bytes);
-    void remove(Sockets::iterator place);
-    void awaitOldest();
+    bool halfClose(ViewerSocketDescriptor& socket);
+    void drainedToTheEnd(std::uint64_t number);
+    void closeOldestUnread();
+    void closeOldestDrained();
+    /// Of all that linger; nothing without any.
+    std::optional<Instant> nextDeadline() const;
+    void awaitNext(Instant notBefore);
     void closeExpired();
+    void endWait();
 
+    /// Not shared: the clock, which may outlive the loop, holds this while sockets linger.
+    const std::weak_ptr<ViewerSocketSet> set_;
     const ViewerExecutor queue_;
-    const std::shared_ptr<ViewerContinuousClock> clock_;
+    const std::weak_ptr<ViewerContinuousClock> clock_;
     std::function<void()> roomHandler_;
-    Sockets sockets_;
-    Number lastNumber_ = 0;
-    /// Whether a timer is set. It stays set when its socket goes early, and then finds out.
-    bool isAwaitingOldest_ = false;
-    /// Never written: it tells the kernel how much to throw away in one call.
-    std::array<std::uint8_t, 64UL * 1024> thrownAway_;
+    boost::circular_buffer<Unread> unread_;
+    /// Numbered in the order in which they came.
+    std::map<std::uint64_t, std::shared_ptr<Drained>> drained_;
+    std::uint64_t lastNumber_ = 0;
+    std::optional<ViewerContinuousClock::TimerId> timer_;
 };
 
 }  // namespace velmora

@@ -22,10 +22,7 @@ class ViewerListeningSocket final {
 
     /// The bound port in host order.
     std::uint16_t port() const { return port_; }
-    bool isIPv6() const { return isIPv6_; }
     int descriptor() const { return descriptor_; }
-    /// Leaves the descriptor to the caller.
-    void release() { descriptor_ = -1; }
 
   private:
     explicit ViewerListeningSocket(int family);

@@ -1,28 +1,36 @@
 #include "core/http/linux/ViewerSocketConnection.h"
 
+#include <sys/epoll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <boost/asio/dispatch.hpp>
-#include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
+#include <cerrno>
+#include <span>
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
 
 namespace velmora {
 
-ViewerSocketConnection::ViewerSocketConnection(Socket socket,
+ViewerSocketConnection::ViewerSocketConnection(ViewerSocketDescriptor socket,
+                                               std::shared_ptr<ViewerSocketSet> set,
                                                std::shared_ptr<ViewerLingeringSockets> ending)
-    : queue_(socket.get_executor()), ending_(std::move(ending)), socket_(std::move(socket)) {}
+    : set_(std::move(set)), ending_(std::move(ending)), socket_(std::move(socket)) {}
 
 ViewerSocketConnection::~ViewerSocketConnection() {
-    if (!socket_.is_open()) {
+    if (!socket_.isOpen()) {
         return;
     }
-    boost::system::error_code ignored;  // the descriptor is gone whatever close reports
-    socket_.close(ignored);
-    boost::asio::dispatch(queue_, [ending = ending_] { ending->noteRoom(); });
+    boost::asio::dispatch(set_->queue(),
+                          [set = set_, ending = ending_, isWatched = watchedEvents_ != 0,
+                           socket = std::move(socket_)]() mutable {
+                              if (isWatched) {
+                                  set->forget(socket.number());
+                              }
+                              ending->close(std::move(socket));
+                          });
 }
 
 void ViewerSocketConnection::setStateHandler(StateHandler handler) {
@@ -30,102 +38,169 @@ void ViewerSocketConnection::setStateHandler(StateHandler handler) {
 }
 
 void ViewerSocketConnection::start(ViewerExecutor queue) {
-    viewerCheck(queue == queue_, "a connection runs on its listener's queue");
-    boost::asio::post(queue_, [weak = weak_from_this()] {
+    viewerCheck(queue == set_->queue(), "a connection runs on its listener's queue");
+    if (set_->isInTurn()) {
+        startOnQueue();
+        return;
+    }
+    boost::asio::post(set_->queue(), [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
-            self->started();
+            self->startOnQueue();
         }
     });
 }
 
-void ViewerSocketConnection::started() {
+void ViewerSocketConnection::startOnQueue() {
     isStarted_ = true;
+    isStateDue_ = true;
+    runSoon();
+}
+
+void ViewerSocketConnection::proceed() {
+    isProceeding_ = true;
+    if (received_) {
+        deliver();
+    }
+    do {
+        isAskedAgain_ = false;
+        proceedOnce();
+    } while (isAskedAgain_);
+    isProceeding_ = false;
+}
+
+void ViewerSocketConnection::proceedOnce() {
+    if (isStateDue_ && !isCancelled_) {
+        reportState(ViewerConnectionState::ready);
+        isAskedAgain_ = false;  // whatever it asked for follows
+    }
+    if (receiveHandler_ && !received_) {
+        receiveNow();
+    }
+    if (answer_ == Answer::underWay) {
+        sendRest();
+    }
+    if (sendHandler_ && answer_ != Answer::underWay) {
+        std::exchange(sendHandler_, nullptr)();
+    }
+    if (isStateDue_ && isCancelled_) {
+        reportState(ViewerConnectionState::cancelled);
+    }
+}
+
+void ViewerSocketConnection::reportState(ViewerConnectionState state) {
+    isStateDue_ = false;
     if (stateHandler_) {
-        stateHandler_(isCancelled_ ? ViewerConnectionState::cancelled
-                                   : ViewerConnectionState::ready);
+        stateHandler_(state);
     }
 }
 
 void ViewerSocketConnection::receive(std::size_t maximum, ReceiveHandler handler) {
     viewerCheck(!receiveHandler_, "a connection receives one delivery at a time");
     receiveHandler_ = std::move(handler);
-    socket_.async_receive(
-        boost::asio::buffer(receiveBuffer_, maximum),
-        [weak = weak_from_this()](const boost::system::error_code& error, std::size_t bytes) {
-            if (const auto self = weak.lock()) {
-                self->received(error, bytes);
-            }
-        });
+    receiveMaximum_ = std::min(maximum, receiveBuffer_.size());
+    runSoon();
 }
 
-void ViewerSocketConnection::received(const boost::system::error_code& error, std::size_t bytes) {
-    ViewerDelivery delivery;
+void ViewerSocketConnection::receiveNow() {
     if (isCancelled_) {
-        delivery.hasError = true;
-    } else {
-        delivery.content = std::span(receiveBuffer_).first(bytes);
-        delivery.isComplete = error == boost::asio::error::eof;
-        delivery.hasError = error && !delivery.isComplete;
+        deliver();
+        return;
     }
+    const ssize_t bytes = ::recv(socket_.number(), receiveBuffer_.data(), receiveMaximum_, 0);
+    if (bytes < 0 && errno == EAGAIN) {
+        watchFor(EPOLLIN | EPOLLET);
+        return;
+    }
+    hasPeerEnded_ = bytes == 0;
+    received_ = bytes;
+    set_->noteIntake();
+    set_->runSoon(weak_from_this());
+}
+
+void ViewerSocketConnection::deliver() {
+    constexpr ssize_t failed = -1;
+    const ssize_t bytes = received_.value_or(failed);
+    received_.reset();
+    ViewerDelivery delivery;
+    delivery.content =
+        std::span(receiveBuffer_).first(static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)));
+    delivery.isComplete = bytes == 0;
+    delivery.hasError = bytes < 0;
     std::exchange(receiveHandler_, nullptr)(delivery);
 }
 
+void ViewerSocketConnection::expectMore() {
+    expectsMore_ = true;
+}
+
 void ViewerSocketConnection::send(ViewerHostResponseBytes message, SendHandler handler) {
-    boost::asio::dispatch(queue_, [self = shared_from_this(), message = std::move(message),
-                                   handler = std::move(handler)]() mutable {
+    if (set_->isInTurn()) {
+        sendOnQueue(std::move(message), std::move(handler));
+        return;
+    }
+    boost::asio::dispatch(set_->queue(), [self = shared_from_this(), message = std::move(message),
+                                          handler = std::move(handler)]() mutable {
         self->sendOnQueue(std::move(message), std::move(handler));
     });
 }
 
 void ViewerSocketConnection::sendOnQueue(ViewerHostResponseBytes message, SendHandler handler) {
+    viewerCheck(!sendHandler_, "a connection sends one message");
+    sendHandler_ = std::move(handler);
     if (isCancelled_) {
-        boost::asio::post(queue_, std::move(handler));
+        runSoon();
         return;
     }
-    viewerCheck(answer_ == Answer::none, "a connection sends one message");
     answer_ = Answer::underWay;
     message_ = std::move(message);
-    sendHandler_ = std::move(handler);
     sendRest();
 }
 
 void ViewerSocketConnection::sendRest() {
-    boost::system::error_code error;
     const std::size_t messageBytes = message_->head.size() + message_->body.size();
-    while (!error && sentBytes_ < messageBytes) {
-        sentBytes_ += socket_.send(unsent(), MSG_MORE, error);
+    while (sentBytes_ < messageBytes) {
+        auto pieces = unsent();
+        msghdr header{};
+        header.msg_iov = pieces.data();
+        header.msg_iovlen = pieces.size();
+        const ssize_t bytes = ::sendmsg(socket_.number(), &header, MSG_MORE | MSG_NOSIGNAL);
+        if (bytes < 0 && errno == EAGAIN) {
+            watchFor(EPOLLIN | EPOLLOUT | EPOLLET);
+            return;
+        }
+        if (bytes < 0) {
+            endSend(Answer::lost);
+            return;
+        }
+        sentBytes_ += static_cast<std::size_t>(bytes);
     }
-    if (error == boost::asio::error::would_block) {
-        socket_.async_wait(Socket::wait_write,
-                           [weak = weak_from_this()](const boost::system::error_code& waitError) {
-                               const auto self = weak.lock();
-                               if (self && waitError) {
-                                   self->endSend(Answer::lost);
-                               } else if (self) {
-                                   self->sendRest();
-                               }
-                           });
-        return;
-    }
-    endSend(error ? Answer::lost : Answer::taken);
+    endSend(Answer::taken);
 }
 
 void ViewerSocketConnection::endSend(Answer answer) {
     answer_ = answer;
     message_.reset();
-    boost::asio::post(queue_, std::exchange(sendHandler_, nullptr));
+    runSoon();
 }
 
-std::array<boost::asio::const_buffer, 2> ViewerSocketConnection::unsent() const {
+std::array<iovec, 2> ViewerSocketConnection::unsent() const {
+    const auto piece = [](const void* data, std::size_t size, std::size_t sent) {
+        // The system takes the pieces as writable ones for the sake of reading into them.
+        auto* const begin = static_cast<std::uint8_t*>(const_cast<void*>(data));
+        return iovec{begin + sent, size - sent};
+    };
     const std::size_t headBytes = message_->head.size();
     const std::size_t sentOfHead = std::min(sentBytes_, headBytes);
-    return {boost::asio::buffer(message_->head) + sentOfHead,
-            boost::asio::buffer(message_->body.data(), message_->body.size()) +
-                (sentBytes_ - sentOfHead)};
+    return {piece(message_->head.data(), headBytes, sentOfHead),
+            piece(message_->body.data(), message_->body.size(), sentBytes_ - sentOfHead)};
 }
 
 void ViewerSocketConnection::cancel() {
-    boost::asio::dispatch(queue_, [self = shared_from_this()] { self->cancelOnQueue(); });
+    if (set_->isInTurn()) {
+        cancelOnQueue();
+        return;
+    }
+    boost::asio::dispatch(set_->queue(), [self = shared_from_this()] { self->cancelOnQueue(); });
 }
 
 void ViewerSocketConnection::cancelOnQueue() {
@@ -133,27 +208,51 @@ void ViewerSocketConnection::cancelOnQueue() {
         return;
     }
     isCancelled_ = true;
+    received_.reset();
     endSocket();
-    if (isStarted_ && stateHandler_) {
-        boost::asio::post(queue_, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) {
-                self->stateHandler_(ViewerConnectionState::cancelled);
-            }
-        });
-    }
+    isStateDue_ = isStarted_;
+    runSoon();
 }
 
 void ViewerSocketConnection::endSocket() {
-    boost::system::error_code ignored;  // the socket goes whatever the options and waits report
-    if (answer_ == Answer::taken) {
-        socket_.cancel(ignored);
-        ending_->linger(std::move(socket_));
+    const bool isWatched = std::exchange(watchedEvents_, 0U) != 0;
+    if (answer_ != Answer::taken || hasPeerEnded_) {
+        if (isWatched) {
+            set_->forget(socket_.number());
+        }
+        if (answer_ == Answer::underWay) {
+            const linger abort{1, 0};
+            (void)::setsockopt(socket_.number(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+            endSend(Answer::lost);
+        }
+        ending_->close(std::move(socket_));
         return;
     }
-    if (answer_ == Answer::underWay) {
-        socket_.set_option(Socket::linger(true, 0), ignored);
+    if (isWatched) {
+        set_->stopWatching(socket_.number());
     }
-    ending_->close(std::move(socket_));
+    if (expectsMore_) {
+        ending_->drain(std::move(socket_));
+    } else {
+        ending_->linger(std::move(socket_));
+    }
+}
+
+void ViewerSocketConnection::watchFor(std::uint32_t events) {
+    if (watchedEvents_ == 0) {
+        watchedEvents_ = set_->watch(socket_.number(), events, weak_from_this()) ? events : 0;
+    } else if ((watchedEvents_ & events) != events) {
+        watchedEvents_ |= events;
+        set_->watchFor(socket_.number(), watchedEvents_);
+    }
+}
+
+void ViewerSocketConnection::runSoon() {
+    if (isProceeding_) {
+        isAskedAgain_ = true;
+    } else {
+        set_->runSoon(weak_from_this());
+    }
 }
 
 }  // namespace velmora

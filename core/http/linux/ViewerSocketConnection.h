@@ -1,9 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+#include <sys/uio.h>
+
 #include <array>
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/system/error_code.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -11,24 +11,28 @@
 
 #include "core/http/ViewerTransport.h"
 #include "core/http/linux/ViewerLingeringSockets.h"
+#include "core/http/linux/ViewerSocketDescriptor.h"
+#include "core/http/linux/ViewerSocketSet.h"
 
 namespace velmora {
 
 /// One accepted connection on a non-blocking socket. Made by the listener, owned by whoever serves
 /// it; its queue is the listener's. No handler runs inside the call that it was given to. A
-/// connection that is destroyed closes its socket and drops its handlers.
+/// connection that is destroyed closes its socket and drops its handlers. Its socket is tried
+/// first, and watched only when it is not ready. What has come in is delivered in the next round of
+/// the set: so all of a batch is there before the first of it is answered.
 ///
 /// `send` holds the last segment back for the half-close that `cancel` brings, so that both leave
 /// in one packet; without a `cancel` it leaves after 200 ms. `cancel` ends the socket by what there
-/// is to protect: an answer that the kernel has taken as a whole lingers; one that is cut off is
-/// aborted, so that the kernel does not go on offering its beginning to a peer that does not read;
-/// everything else is closed.
+/// is to protect: an answer that the kernel has taken as a whole lingers, unless the peer has ended
+/// its side; one that is cut off is aborted, so that the kernel does not go on offering its
+/// beginning to a peer that does not read; everything else is closed.
 class ViewerSocketConnection final : public ViewerConnection,
+                                     public ViewerWatchedSocket,
                                      public std::enable_shared_from_this<ViewerSocketConnection> {
   public:
-    using Socket = ViewerLingeringSockets::Socket;
-
-    ViewerSocketConnection(Socket socket, std::shared_ptr<ViewerLingeringSockets> ending);
+    ViewerSocketConnection(ViewerSocketDescriptor socket, std::shared_ptr<ViewerSocketSet> set,
+                           std::shared_ptr<ViewerLingeringSockets> ending);
     ~ViewerSocketConnection() override;
     ViewerSocketConnection(const ViewerSocketConnection&) = delete;
     ViewerSocketConnection& operator=(const ViewerSocketConnection&) = delete;
@@ -38,41 +42,62 @@ class ViewerSocketConnection final : public ViewerConnection,
     void start(ViewerExecutor queue) override;
     /// On the queue only, one at a time.
     void receive(std::size_t maximum, ReceiveHandler handler) override;
+    /// On the queue only.
+    void expectMore() override;
     /// Once.
     void send(ViewerHostResponseBytes message, SendHandler handler) override;
     void cancel() override;
 
+    void proceed() override;
+
   private:
     enum class Answer { none, underWay, taken, lost };
 
-    void started();
-    void received(const boost::system::error_code& error, std::size_t bytes);
+    void startOnQueue();
+    void proceedOnce();
+    void reportState(ViewerConnectionState state);
+    void receiveNow();
+    void deliver();
     void sendOnQueue(ViewerHostResponseBytes message, SendHandler handler);
     void sendRest();
     void endSend(Answer answer);
-    std::array<boost::asio::const_buffer, 2> unsent() const;
+    /// Head and body without what was sent.
+    std::array<iovec, 2> unsent() const;
     void cancelOnQueue();
     void endSocket();
+    void watchFor(std::uint32_t events);
+    /// Has what is due done behind the present call.
+    void runSoon();
 
-    const ViewerExecutor queue_;
+    const std::shared_ptr<ViewerSocketSet> set_;
     const std::shared_ptr<ViewerLingeringSockets> ending_;
 
     // What follows is touched on the queue only; the state handler also before the start.
     StateHandler stateHandler_;
     bool isStarted_ = false;
     bool isCancelled_ = false;
+    /// Whether the handler is still to be told the state.
+    bool isStateDue_ = false;
+    bool isProceeding_ = false;
+    bool isAskedAgain_ = false;
 
     ReceiveHandler receiveHandler_;
-    /// Not written before something is received, and never more than that.
-    std::array<std::uint8_t, 1024> receiveBuffer_;
+    std::size_t receiveMaximum_ = 0;
+    /// What the last receive yielded, while it is still to be delivered.
+    std::optional<ssize_t> received_;
+    bool hasPeerEnded_ = false;
+    bool expectsMore_ = false;
 
     Answer answer_ = Answer::none;
     SendHandler sendHandler_;
     std::optional<ViewerHostResponseBytes> message_;
     std::size_t sentBytes_ = 0;
 
-    /// Behind the buffers, so that it is closed before they go.
-    Socket socket_;
+    ViewerSocketDescriptor socket_;
+    /// What the set watches it for; 0 while it does not.
+    std::uint32_t watchedEvents_ = 0;
+    /// Not written before something is received, and never more than that.
+    std::array<std::uint8_t, 1024> receiveBuffer_;
 };
 
 }  // namespace velmora

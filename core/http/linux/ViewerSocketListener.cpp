@@ -1,33 +1,48 @@
 #include "core/http/linux/ViewerSocketListener.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <boost/asio/dispatch.hpp>
+#include <algorithm>
 #include <boost/asio/post.hpp>
-#include <boost/system/error_code.hpp>
 #include <cerrno>
 #include <utility>
 #include <variant>
 
 #include "core/http/linux/ViewerAcceptFailure.h"
-#include "core/http/linux/ViewerListeningSocket.h"
 #include "core/http/linux/ViewerSocketConnection.h"
 #include "core/runtime/ViewerCheck.h"
 #include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 namespace velmora {
 
-using boost::asio::ip::tcp;
+namespace {
+
+/// As many as are taken before anything else of the turn has its way.
+constexpr std::size_t acceptsATurn = 64;
+
+/// How many connections' memory is kept for later ones: more than are served at once.
+constexpr std::size_t keptConnections = 64;
+
+/// How many answered connections may linger unread where clients have `descriptors` to themselves:
+/// those of 2 seconds at 512 requests a second. Of more, what the kernel keeps of a socket is out
+/// of the processor's cache when it is closed.
+std::size_t unreadSocketLimit(int descriptors) {
+    constexpr std::size_t most = 1024;
+    constexpr std::size_t share = 4;
+    return std::min(static_cast<std::size_t>(descriptors) / share, most);
+}
+
+}  // namespace
 
 ViewerSocketListener::ViewerSocketListener(std::uint16_t port,
                                            std::shared_ptr<ViewerContinuousClock> clock)
-    : requestedPort_(port), clock_(std::move(clock)) {}
-
-ViewerSocketListener::~ViewerSocketListener() {
-    closeAccepted();
-}
+    : requestedPort_(port),
+      clock_(std::move(clock)),
+      memory_(std::make_shared<ViewerRecycler>(keptConnections)) {}
 
 void ViewerSocketListener::setStateHandler(StateHandler handler) {
     stateHandler_ = std::move(handler);
@@ -87,126 +102,119 @@ void ViewerSocketListener::open(const ViewerExecutor& queue) {
         fail(failure->description);
         return;
     }
-    auto& listening = std::get<ViewerListeningSocket>(opened);
-    boost::system::error_code error;
-    acceptor_.emplace(queue);
-    acceptor_->assign(listening.isIPv6() ? tcp::v6() : tcp::v4(), listening.descriptor(), error);
-    if (error) {
-        fail(portFailure(requestedPort_, error.value()));
+    listening_.emplace(std::get<ViewerListeningSocket>(std::move(opened)));
+    set_ = std::make_shared<ViewerSocketSet>(queue, clock_);
+    const int error = set_->open();
+    if (error != 0 || !set_->watch(listening_->descriptor(), EPOLLIN, weak_from_this())) {
+        fail(portFailure(requestedPort_, error != 0 ? error : errno));
         return;
     }
-    port_ = listening.port();
-    listening.release();
+    port_ = listening_->port();
     firstReserved_ = firstReservedDescriptor();
-    ending_ = std::make_shared<ViewerLingeringSockets>(queue, clock_);
+    ending_ =
+        std::make_shared<ViewerLingeringSockets>(set_, clock_, unreadSocketLimit(firstReserved_));
     ending_->setRoomHandler([weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->resumeAccepting();
         }
     });
-    awaitConnections();
     report(ViewerListenerState::ready, {});
 }
 
-void ViewerSocketListener::awaitConnections() {
-    auto proceed = [weak = weak_from_this()](const boost::system::error_code& error) {
-        const auto self = weak.lock();
-        if (self && !error) {
-            self->acceptNext();
-        }
-    };
-    if (accepted_ >= 0) {
-        boost::asio::post(acceptor_->get_executor(),
-                          [proceed] { proceed(boost::system::error_code()); });
-    } else {
-        acceptor_->async_wait(tcp::acceptor::wait_read, std::move(proceed));
+void ViewerSocketListener::proceed() {
+    if (!listening_ || pause_) {
+        return;  // this was on its way when the listener was cancelled or paused
+    }
+    std::size_t left = std::clamp<std::size_t>(waitingConnections(), 1, acceptsATurn);
+    while (left > 0 && acceptNext()) {
+        --left;
+    }
+    if (accepted_.isOpen() && !pause_) {
+        // There is room for it by now, and nothing else may happen that would bring it its turn.
+        set_->runSoon(weak_from_this());
     }
 }
 
-void ViewerSocketListener::acceptNext() {
-    if (!acceptor_) {
-        return;  // this was on its way when the listener was cancelled
+std::size_t ViewerSocketListener::waitingConnections() const {
+    // A call of accept that finds nobody costs several times as much as this one. Of a listening
+    // socket these two tell the length of the queue and its bound.
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    const bool isKnown =
+        ::getsockopt(listening_->descriptor(), IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+    return isKnown ? info.tcpi_unacked : 1;
+}
+
+bool ViewerSocketListener::acceptNext() {
+    if (!accepted_.isOpen()) {
+        accepted_ = ViewerSocketDescriptor(
+            ::accept4(listening_->descriptor(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     }
-    // One at a time: the wait is ready at once while more are waiting, and a call of accept that
-    // finds nobody costs several times as much as that wait.
-    if (accepted_ < 0) {
-        accepted_ = ::accept4(acceptor_->native_handle(), nullptr, nullptr, SOCK_CLOEXEC);
-    }
-    if (accepted_ >= 0) {
-        if (handOver()) {
-            awaitConnections();
-        } else {
-            makeRoom();
-        }
-        return;
+    if (accepted_.isOpen()) {
+        return handOver() || makeRoom();
     }
     const int error = errno;
     switch (acceptFailure(error)) {
         case ViewerAcceptFailure::connectionGone:
-            awaitConnections();
-            return;
+            return true;
         case ViewerAcceptFailure::exhausted:
-            makeRoom();
-            return;
+            return makeRoom();
         case ViewerAcceptFailure::listenerBroken:
             fail(portFailure(port_, error));
-            return;
+            return false;
     }
+    return false;
 }
 
 bool ViewerSocketListener::handOver() {
     if (!isClearOfReserve()) {
         return false;
     }
-    tcp::socket socket(acceptor_->get_executor());
-    boost::system::error_code error;
-    // The family does not matter: the socket is never opened again.
-    socket.assign(tcp::v6(), accepted_, error);
-    if (error) {
-        return false;  // the loop cannot watch one more socket
-    }
-    accepted_ = -1;
-    socket.non_blocking(true, error);
-    connectionHandler_(std::make_shared<ViewerSocketConnection>(std::move(socket), ending_));
-    return true;
+    connectionHandler_(std::allocate_shared<ViewerSocketConnection>(
+        ViewerRecyclingAllocator<ViewerSocketConnection>(memory_), std::move(accepted_), set_,
+        ending_));
+    return listening_.has_value();
 }
 
 bool ViewerSocketListener::isClearOfReserve() {
-    if (accepted_ < firstReserved_) {
+    if (accepted_.number() < firstReserved_) {
         return true;
     }
     // A lower number may have become free since it was accepted; the system takes the lowest.
-    const int moved = ::fcntl(accepted_, F_DUPFD_CLOEXEC, 0);
-    if (moved < 0) {
+    ViewerSocketDescriptor moved(::fcntl(accepted_.number(), F_DUPFD_CLOEXEC, 0));
+    if (!moved.isOpen() || moved.number() >= firstReserved_) {
         return false;
     }
-    const bool isClear = moved < firstReserved_;
-    ::close(isClear ? std::exchange(accepted_, moved) : moved);
-    return isClear;
+    accepted_ = std::move(moved);
+    return true;
 }
 
-void ViewerSocketListener::makeRoom() {
+bool ViewerSocketListener::makeRoom() {
     if (ending_->closeOldest()) {
-        awaitConnections();
-    } else {
-        pauseAccepting();
+        return true;
     }
+    pauseAccepting();
+    return false;
 }
 
 void ViewerSocketListener::pauseAccepting() {
-    pause_ = clock_->schedule(clock_->now() + exhaustedPause, acceptor_->get_executor(),
-                              [weak = weak_from_this()] {
-                                  if (const auto self = weak.lock()) {
-                                      self->resumeAccepting();
-                                  }
-                              });
+    set_->watchFor(listening_->descriptor(), 0);
+    pause_ =
+        clock_->schedule(clock_->now() + exhaustedPause, set_->queue(), [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->resumeAccepting();
+            }
+        });
 }
 
 void ViewerSocketListener::resumeAccepting() {
-    if (pause_) {
-        clock_->withdraw(*std::exchange(pause_, std::nullopt));
-        awaitConnections();
+    if (!pause_) {
+        return;
     }
+    clock_->withdraw(*std::exchange(pause_, std::nullopt));
+    set_->watchFor(listening_->descriptor(), EPOLLIN);
+    // One that was kept is in no queue any more that could be watched.
+    set_->runSoon(weak_from_this());
 }
 
 void ViewerSocketListener::stopAccepting() {
@@ -214,14 +222,11 @@ void ViewerSocketListener::stopAccepting() {
         clock_->withdraw(*std::exchange(pause_, std::nullopt));
     }
     port_ = 0;
-    acceptor_.reset();
-    closeAccepted();
-}
-
-void ViewerSocketListener::closeAccepted() {
-    if (accepted_ >= 0) {
-        ::close(std::exchange(accepted_, -1));
+    if (listening_ && set_) {
+        set_->forget(listening_->descriptor());
     }
+    listening_.reset();
+    accepted_.close();
 }
 
 void ViewerSocketListener::fail(const std::string& description) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <boost/asio/ip/tcp.hpp>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,9 +10,13 @@
 
 #include "core/http/ViewerTransport.h"
 #include "core/http/linux/ViewerLingeringSockets.h"
+#include "core/http/linux/ViewerListeningSocket.h"
+#include "core/http/linux/ViewerSocketDescriptor.h"
+#include "core/http/linux/ViewerSocketSet.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerLock.h"
+#include "core/runtime/ViewerRecycler.h"
 
 namespace velmora {
 
@@ -27,12 +31,12 @@ namespace velmora {
 ///
 /// The queue may be any serial one; the clock has to bear being used on it.
 class ViewerSocketListener final : public ViewerListener,
+                                   public ViewerWatchedSocket,
                                    public std::enable_shared_from_this<ViewerSocketListener> {
   public:
     static constexpr std::chrono::milliseconds exhaustedPause{100};
 
     ViewerSocketListener(std::uint16_t port, std::shared_ptr<ViewerContinuousClock> clock);
-    ~ViewerSocketListener() override;
     ViewerSocketListener(const ViewerSocketListener&) = delete;
     ViewerSocketListener& operator=(const ViewerSocketListener&) = delete;
 
@@ -43,24 +47,30 @@ class ViewerSocketListener final : public ViewerListener,
     std::optional<std::uint16_t> port() const override;
     void cancel() override;
 
+    void proceed() override;
+
   private:
     void open(const ViewerExecutor& queue);
-    void awaitConnections();
-    void acceptNext();
+    /// Takes the next connection. False when there is none or no room, or when the listener has
+    /// ended.
+    bool acceptNext();
+    std::size_t waitingConnections() const;
     /// Gives the accepted connection away. False when there is no room for it.
     bool handOver();
     bool isClearOfReserve();
-    void makeRoom();
+    /// False when accepting had to be paused for it.
+    bool makeRoom();
     void pauseAccepting();
     void resumeAccepting();
     void stopAccepting();
-    void closeAccepted();
     void fail(const std::string& description);
     void cancelOnQueue();
     void report(ViewerListenerState state, const std::string& description);
 
     const std::uint16_t requestedPort_;
     const std::shared_ptr<ViewerContinuousClock> clock_;
+    /// Of its connections. They are larger than what the C library hands out quickly.
+    const std::shared_ptr<ViewerRecycler> memory_;
     StateHandler stateHandler_;
     ConnectionHandler connectionHandler_;
     /// 0 while nothing is bound.
@@ -73,12 +83,13 @@ class ViewerSocketListener final : public ViewerListener,
 
     // What follows is touched on the queue only.
     /// Present while listening.
-    std::optional<boost::asio::ip::tcp::acceptor> acceptor_;
+    std::optional<ViewerListeningSocket> listening_;
+    std::shared_ptr<ViewerSocketSet> set_;
     std::shared_ptr<ViewerLingeringSockets> ending_;
     /// Clients get no descriptor from this one on. Read when the listener opens.
     int firstReserved_ = 0;
-    /// The descriptor of a connection that was accepted and not handed over yet; -1 for none.
-    int accepted_ = -1;
+    /// A connection that was accepted and not handed over yet.
+    ViewerSocketDescriptor accepted_;
     /// Present while accepting is paused.
     std::optional<ViewerContinuousClock::TimerId> pause_;
 };

@@ -162,6 +162,17 @@ TEST_F(AlertEnd, AnAlertEndsWithAHostThatIsKilledAlsoWhileTheDisplayServerHangs)
     server_.thaw();
 }
 
+TEST_F(AlertEnd, AnAlertThatCrashesLeavesNoDumpAndNothingElse) {
+    const TemporaryFolder person;
+    HostLaunch launched = scripted("n", "y", "linux");
+    launched.environment["HOME"] = person.path();
+    launch(leavingDumps(launched));
+    expectShown(catalogue_.consent());
+    ::kill(alertProgram(), SIGABRT);
+    expectEnd();
+    EXPECT_EQ(person.entries(), 0U);
+}
+
 TEST_F(AlertEnd, AnAlertThatLosesItsDisplayServerLeavesNothingToAHostThatCannotCleanUp) {
     askForConsent();
     const pid_t program = alertProgram();

@@ -5,7 +5,9 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <thread>
 
+#include "core/capture/ViewerScreenCapture.h"
 #include "tests/support/host/HostTest.h"
 
 namespace velmora {
@@ -68,6 +70,17 @@ TEST_F(SessionEnd, AHostThatNobodyAskedIsNotWokenByWhatHappensOnTheScreen) {
         client->finish();
         return before > 0 && waits() == before;
     }));
+}
+
+TEST_F(SessionEnd, AHostThatNobodyAsksAnyMoreIsNotWokenForAMinute) {
+    serve();
+    ASSERT_TRUE(frameOf(idOf("screen")).has_value());
+    ASSERT_TRUE(eventually([&] { return host_->threads() == 1; }));
+    // The loop's timer may still be set for the limit of the last stop, which has been met.
+    std::this_thread::sleep_for(ViewerScreenCapture::answerLimit + 1s);
+    const long before = waits();
+    std::this_thread::sleep_for(1min);
+    EXPECT_EQ(waits(), before);
 }
 
 }  // namespace

@@ -62,6 +62,9 @@ void AnsweringServer::received(Key key, const ViewerDelivery& delivery) {
     served.request.append(delivery.content.begin(), delivery.content.end());
     if (served.request.find("\r\n\r\n") != std::string::npos ||
         served.request.size() >= requestLimitBytes) {
+        if (!served.request.ends_with("\r\n\r\n") || served.request.starts_with("POST")) {
+            served.connection->expectMore();
+        }
         served.connection->send(answer_, [this, key] {
             const auto finished = served_.extract(key);
             finished.mapped().connection->cancel();

@@ -94,10 +94,10 @@ std::vector<int> takeEveryDescriptor() {
     return taken;
 }
 
-std::vector<SocketClient> connect(std::uint16_t port) {
+std::vector<SocketClient> connect(std::uint16_t port, std::size_t count = clientCount) {
     std::vector<SocketClient> clients;
-    clients.reserve(clientCount);
-    for (std::size_t i = 0; i < clientCount; ++i) {
+    clients.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
         clients.emplace_back(port);
     }
     return clients;
@@ -144,6 +144,16 @@ TEST(ViewerSocketListener, GoesOnWhenAConnectionOfItsOwnHasGone) {
     std::vector<SocketClient> clients = connect(server.readPort());
     ASSERT_TRUE(server.readEvents(1)) << "the descriptors have run out";
     EXPECT_EQ(wholeAnswers(clients), clientCount);
+}
+
+TEST(ViewerSocketListener, ServesTheLastOneThatHadToWaitForRoom) {
+    meetEveryType();
+    // Of so many clients one is the first for which there is no room, and nobody comes after it.
+    for (std::size_t count = descriptorLimit / 2; count < descriptorLimit; ++count) {
+        const ServerProcess server(serveWhileTheClockStandsStill);
+        std::vector<SocketClient> clients = connect(server.readPort(), count);
+        ASSERT_EQ(wholeAnswers(clients), count);
+    }
 }
 
 TEST(ViewerSocketListener, GoesOnWhenAConnectionThatAskedForNothingHasGone) {
@@ -201,6 +211,35 @@ TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
     SocketClient client(server.readPort());
     client.send("GET / HTTP/1.1\r\n\r\n");
     EXPECT_TRUE(client.receiveAll().bytes == joined(answer));
+}
+
+TEST(ViewerSocketListener, OneCancelledInItsPauseClosesTheConnectionThatItKeeps) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        boost::asio::io_context loop;
+        const auto clock = std::make_shared<ManualClock>();
+        (void)clock->now();  // meets its type
+        limitOwnDescriptors();
+        const auto listener = std::make_shared<ViewerSocketListener>(0, clock);
+        listener->setStateHandler([](ViewerListenerState, const std::string&) {});
+        listener->start(loop.get_executor());
+        (void)loop.poll();
+        // What is left is the reserve's: one for the client, and one that it may not have.
+        const std::vector<int> taken = takeEveryDescriptor();
+        ::close(taken[taken.size() - 1]);
+        ::close(taken[taken.size() - 2]);
+        SocketClient client(listener->port().value_or(0));
+        while (clock->pendingTimers() == 0) {
+            (void)loop.run_one();
+        }
+        listener->cancel();
+        loop.restart();
+        (void)loop.poll();
+        if (client.receiveAll().isEnded) {
+            parent.tellEvent();
+        }
+    });
+    EXPECT_TRUE(server.readEvents(1));
 }
 
 TEST(ViewerSocketListener, OneCancelledInItsPauseLeavesNoTimer) {

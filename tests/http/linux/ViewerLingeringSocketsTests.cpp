@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/address_v4.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -23,6 +25,8 @@ namespace {
 
 using boost::asio::ip::tcp;
 
+constexpr std::size_t unreadSocketLimit = 8;
+
 const std::string mebibyte(1024UL * 1024, 'm');
 
 /// Lingering sockets on a loop of their own, with real peers. "room" is in the log each time that
@@ -30,22 +34,20 @@ const std::string mebibyte(1024UL * 1024, 'm');
 class LingeringWorld final {
   public:
     LingeringWorld() {
+        loop.run([this] { ASSERT_EQ(set->open(), 0); });
         sockets->setRoomHandler([this] { log.add("room"); });
     }
     ~LingeringWorld() { loop.stop(); }
     LingeringWorld(const LingeringWorld&) = delete;
     LingeringWorld& operator=(const LingeringWorld&) = delete;
 
-    /// A client whose connection lingers, with "answer" on its way.
+    /// A client whose connection lingers unread, with "answer" on its way.
     SocketClient linger() {
-        SocketClient client(acceptor_.local_endpoint().port());
-        tcp::socket socket = acceptor_.accept(loop.executor());
-        socket.non_blocking(true);
-        descriptor_ = socket.native_handle();
-        (void)socket.send(boost::asio::buffer("answer", 6));  // an empty buffer takes it all
-        loop.run([&] { sockets->linger(std::move(socket)); });
-        ++begun_;
-        return client;
+        return begin([this](ViewerSocketDescriptor socket) { sockets->linger(std::move(socket)); });
+    }
+    /// The same, and what the client sends is taken in.
+    SocketClient drain() {
+        return begin([this](ViewerSocketDescriptor socket) { sockets->drain(std::move(socket)); });
     }
 
     /// Waits until the only socket has thrown everything away that the client has sent, or has
@@ -68,10 +70,25 @@ class LingeringWorld final {
     LoopThread loop;
     EventLog log;
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<ViewerSocketSet> set =
+        std::make_shared<ViewerSocketSet>(loop.executor(), clock);
     std::shared_ptr<ViewerLingeringSockets> sockets =
-        std::make_shared<ViewerLingeringSockets>(loop.executor(), clock);
+        std::make_shared<ViewerLingeringSockets>(set, clock, unreadSocketLimit);
 
   private:
+    template <typename Begin>
+    SocketClient begin(Begin begin) {
+        SocketClient client(acceptor_.local_endpoint().port());
+        tcp::socket accepted = acceptor_.accept(loop.executor());
+        accepted.non_blocking(true);
+        (void)accepted.send(boost::asio::buffer("answer", 6));  // an empty buffer takes it all
+        ViewerSocketDescriptor socket(accepted.release());
+        descriptor_ = socket.number();
+        loop.run([&] { begin(std::move(socket)); });
+        ++begun_;
+        return client;
+    }
+
     tcp::acceptor acceptor_{loop.context(),
                             tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0)};
     std::size_t begun_ = 0;
@@ -88,7 +105,7 @@ bool isClosed(SocketClient& client) {
 
 TEST(ViewerLingeringSockets, EndTheAnswerWhileThePeerIsStillSending) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     EXPECT_TRUE(client.send(mebibyte));
     const ReceivedAnswer answer = client.receiveAll();
     EXPECT_EQ(answer.bytes, "answer");
@@ -98,7 +115,7 @@ TEST(ViewerLingeringSockets, EndTheAnswerWhileThePeerIsStillSending) {
 
 TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasEnded) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     client.send(mebibyte);
     client.endSending();
     EXPECT_TRUE(world.log.waitFor("room", 2));
@@ -108,7 +125,7 @@ TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasEnded) {
 
 TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasResetIt) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     client.reset();
     EXPECT_TRUE(world.log.waitFor("room", 2));
     EXPECT_EQ(world.count(), 0U);
@@ -116,13 +133,13 @@ TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasResetIt) {
 
 TEST(ViewerLingeringSockets, CloseASocketThatWasResetBefore) {
     LingeringWorld world;
-    world.loop.run([&] { world.sockets->linger(tcp::socket(world.loop.executor())); });
+    world.loop.run([&] { world.sockets->linger(ViewerSocketDescriptor()); });
     EXPECT_EQ(world.log.count("room"), 1U);
 }
 
 TEST(ViewerLingeringSockets, CloseASocketAfterTwoSeconds) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     world.clock->advance(std::chrono::milliseconds(1999));
     EXPECT_EQ(world.count(), 1U);
     EXPECT_TRUE(client.send(mebibyte));
@@ -133,7 +150,7 @@ TEST(ViewerLingeringSockets, CloseASocketAfterTwoSeconds) {
 
 TEST(ViewerLingeringSockets, CloseASocketAfterSixteenMebibytes) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     for (int i = 0; i < 15; ++i) {
         ASSERT_TRUE(client.send(mebibyte));
     }
@@ -148,16 +165,71 @@ TEST(ViewerLingeringSockets, CloseASocketAfterSixteenMebibytes) {
 TEST(ViewerLingeringSockets, CloseTheOldestForThe65th) {
     LingeringWorld world;
     std::vector<SocketClient> clients;
-    clients.reserve(ViewerLingeringSockets::socketLimit + 1);
-    for (std::size_t i = 0; i < ViewerLingeringSockets::socketLimit; ++i) {
-        clients.push_back(world.linger());
+    clients.reserve(ViewerLingeringSockets::drainedSocketLimit + 1);
+    for (std::size_t i = 0; i < ViewerLingeringSockets::drainedSocketLimit; ++i) {
+        clients.push_back(world.drain());
     }
     EXPECT_EQ(world.count(), 64U);
-    clients.push_back(world.linger());
+    clients.push_back(world.drain());
     EXPECT_EQ(world.count(), 64U);
     EXPECT_TRUE(isClosed(clients.front()));
     EXPECT_TRUE(clients[1].send(mebibyte));
     EXPECT_EQ(clients.front().receiveAll().bytes, "answer");
+}
+
+TEST(ViewerLingeringSockets, LeaveAnUnreadSocketAloneForTwoSeconds) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    EXPECT_TRUE(client.send("late"));
+    EXPECT_EQ(client.receiveAll().bytes, "answer");
+    client.endSending();
+    world.clock->advance(std::chrono::milliseconds(1999));
+    EXPECT_EQ(world.count(), 1U);
+    world.clock->advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(world.count(), 0U);
+}
+
+TEST(ViewerLingeringSockets, ResetNobodyWhoseLateBytesAreTwoSecondsOld) {
+    LingeringWorld world;
+    SocketClient client = world.linger();
+    EXPECT_TRUE(client.send("late"));
+    world.clock->advance(std::chrono::seconds(2));
+    ASSERT_EQ(world.count(), 0U);
+    EXPECT_TRUE(client.send("x")) << "a reset would forbid it";
+}
+
+TEST(ViewerLingeringSockets, ResetNobodyWhoseLateBytesCameBeforeItsPlaceWasNeeded) {
+    LingeringWorld world;
+    SocketClient oldest = world.linger();
+    EXPECT_TRUE(oldest.send("late"));
+    world.loop.run([&] { EXPECT_TRUE(world.sockets->closeOldest()); });
+    EXPECT_EQ(world.count(), 0U);
+    EXPECT_TRUE(oldest.send("x")) << "a reset would forbid it";
+}
+
+TEST(ViewerLingeringSockets, CloseTheOldestUnreadOneForTheNext) {
+    LingeringWorld world;
+    std::vector<SocketClient> clients;
+    for (std::size_t i = 0; i <= unreadSocketLimit; ++i) {
+        clients.push_back(world.linger());
+    }
+    EXPECT_EQ(world.count(), unreadSocketLimit);
+    EXPECT_TRUE(isClosed(clients.front()));
+    EXPECT_TRUE(clients[1].send(mebibyte.substr(0, 1000)));
+    EXPECT_EQ(clients.front().receiveAll().bytes, "answer");
+}
+
+TEST(ViewerLingeringSockets, CloseWhatEndsWithinATenthOfASecondTogether) {
+    LingeringWorld world;
+    SocketClient first = world.linger();
+    world.clock->advance(std::chrono::milliseconds(1));
+    SocketClient second = world.linger();
+    world.clock->advance(std::chrono::milliseconds(1999));
+    EXPECT_EQ(world.count(), 1U);
+    world.clock->advance(std::chrono::milliseconds(99));
+    EXPECT_EQ(world.count(), 1U);
+    world.clock->advance(std::chrono::milliseconds(1));
+    EXPECT_EQ(world.count(), 0U);
 }
 
 TEST(ViewerLingeringSockets, CloseTheOldestWhenAsked) {
@@ -195,7 +267,7 @@ TEST(ViewerLingeringSockets, AwaitTheirDeadlinesWithOneTimer) {
 
 TEST(ViewerLingeringSockets, LiveOnWithoutAnOwnerWhileTheyLinger) {
     LingeringWorld world;
-    SocketClient client = world.linger();
+    SocketClient client = world.drain();
     const std::weak_ptr<ViewerLingeringSockets> weak = world.sockets;
     world.loop.run([&] { world.sockets.reset(); });
     EXPECT_TRUE(client.send(mebibyte));

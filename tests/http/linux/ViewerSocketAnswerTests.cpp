@@ -38,6 +38,19 @@ TEST(ViewerSocketConnection, AnswersAnEndlessHeadEveryTime) {
     EXPECT_EQ(wholeAnswers("GET /" + std::string(256UL * 1024, 'a')), tries);
 }
 
+TEST(ViewerSocketConnection, AnswersAPeerThatSendsOnBehindTheAnsweredRequestEveryTime) {
+    const AnsweringWorld world(answer);
+    for (int i = 0; i < tries; ++i) {
+        SocketClient client = world.connect();
+        client.send("GET / HTTP/1.1\r\n\r\n");
+        const std::string begin = client.receiveSome(1);
+        EXPECT_TRUE(client.send("what nobody reads"));
+        const ReceivedAnswer received = client.receiveAll();
+        ASSERT_TRUE(received.isEnded) << i;
+        ASSERT_TRUE(begin + received.bytes == joined(answer)) << i;
+    }
+}
+
 TEST(ViewerSocketConnection, AnswersAPeerThatHasEndedItsSideEveryTime) {
     const AnsweringWorld world(answer);
     for (int i = 0; i < tries; ++i) {

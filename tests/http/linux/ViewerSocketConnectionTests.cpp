@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/runtime/linux/ViewerLoopIntake.h"
 #include "tests/http/linux/ListeningWorld.h"
 
 namespace velmora {
@@ -82,6 +83,34 @@ TEST(ViewerSocketConnection, DeliversWhatHasArrived) {
     SocketClient client = world.connect();
     client.send("abc");
     EXPECT_TRUE(world.log.waitFor("received abc"));
+}
+
+TEST(ViewerSocketConnection, WhatHasArrivedOnAllIsReceivedBeforeAnyOfItIsDelivered) {
+    constexpr std::size_t clientCount = 5;
+    ListeningWorld world;
+    std::vector<std::uint64_t> batches;
+    world.listen([&](ViewerConnection& connection) {
+        connection.setStateHandler([&](ViewerConnectionState) {
+            connection.receive(1024, [&](const ViewerDelivery&) {
+                batches.push_back(ViewerLoopIntake::of(world.loop.executor()).batch());
+                world.log.add("received");
+            });
+        });
+        connection.start(world.loop.executor());
+    });
+    std::vector<SocketClient> clients;
+    world.loop.run([&] {
+        // The loop is busy here until everything is there.
+        for (std::size_t i = 0; i < clientCount; ++i) {
+            clients.push_back(world.connect());
+            clients.back().send("abc");
+        }
+    });
+    ASSERT_TRUE(world.log.waitFor("received", clientCount));
+    SocketClient late = world.connect();
+    late.send("abc");
+    ASSERT_TRUE(world.log.waitFor("received", clientCount + 1));
+    EXPECT_EQ(batches, std::vector<std::uint64_t>({5, 5, 5, 5, 5, 6}));
 }
 
 TEST(ViewerSocketConnection, DeliversNoMoreThanTheMaximum) {

@@ -242,23 +242,19 @@ TEST(ViewerSocketListener, AClientThatComesBehindTheCancelIsNotAccepted) {
     EXPECT_EQ(events, (std::vector<std::string>{"ready", "cancelled"}));
 }
 
-TEST(ViewerSocketListener, KeepsAConnectionThatTheLoopCannotWatchYet) {
-    const AnsweringWorld world(answer);
-    refuseRegistrations(3);
-    EXPECT_TRUE(isAnswered(world.server.port(), SocketClient::Family::IPv4));
-    EXPECT_EQ(registrationsToRefuse(), 0);
-}
-
-TEST(ViewerSocketListener, OneThatIsCancelledClosesTheConnectionThatItKeeps) {
+TEST(ViewerSocketListener, LooksAgainAtAConnectionThatTheLoopCannotWatchYet) {
     const auto clock = std::make_shared<ManualClock>();
-    ListeningWorld world(clock);
-    world.listen(ignoreConnection);
-    refuseRegistrations(1);
+    const AnsweringWorld world(answer, clock);
+    constexpr int refusals = 3;
+    refuseRegistrations(refusals);
     SocketClient client = world.connect();
-    ASSERT_TRUE(clock->waitForScheduled(1)) << "it waits for room";
-    world.listener->cancel();
-    EXPECT_TRUE(client.receiveAll().isEnded);
-    EXPECT_EQ(world.log.count("connection"), 0U);
+    for (std::size_t refusal = 1; refusal <= refusals; ++refusal) {
+        ASSERT_TRUE(clock->waitForScheduled(refusal));
+        clock->advance(ViewerSocketSet::noRoomPause);
+    }
+    client.send("GET / HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(client.receiveAll().bytes, "HEADBODY");
+    EXPECT_EQ(registrationsToRefuse(), 0);
 }
 
 TEST(ViewerSocketListener, NoSocketOutlivesAnExec) {
@@ -285,20 +281,19 @@ TEST(ViewerSocketListener, AThousandClientsAtOnceAreAllServed) {
 }
 
 TEST(ViewerSocketListener, TwoThousandRequestsLeaveNoSocketBehind) {
+    const auto clock = std::make_shared<ManualClock>();
     AnsweringWorld world(ViewerHostResponseBytes("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n",
-                                                 ViewerBytes("BODY")));
+                                                 ViewerBytes("BODY")),
+                         clock);
     LoadPlan plan;
     plan.port = world.server.port();
     plan.request = "GET / HTTP/1.1\r\n\r\n";
     plan.requests = 2000;
     plan.concurrency = 16;
     ASSERT_EQ(runLoad(plan).errors, 0U);
-    // The last clients have closed; the server reads that in the loop's next turns.
-    std::size_t left = 0;
-    for (int turn = 0; turn < 1000 && (left = openSockets().size()) > 1; ++turn) {
-        world.loop.run([] {});
-    }
-    EXPECT_EQ(left, 1U);
+    clock->advance(ViewerLingeringSockets::lingerTime);
+    world.loop.run([] {});
+    EXPECT_EQ(openSockets().size(), 1U);
 }
 
 }  // namespace velmora

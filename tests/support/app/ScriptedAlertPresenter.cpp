@@ -20,6 +20,9 @@ void ScriptedAlertPresenter::whenClosed(std::function<void()> action) {
 
 void ScriptedAlertPresenter::show(ViewerAlert alert, Completion completion) {
     viewerCheck(!isShowing(), "a modal alert is the only one");
+    if (onShow) {
+        onShow(alert);
+    }
     calls_->push_back("alert " + alert.title);
     shown_.push_back(std::move(alert));
     completion_ = std::move(completion);

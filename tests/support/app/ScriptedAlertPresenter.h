@@ -23,6 +23,9 @@ class ScriptedAlertPresenter final : public ViewerAlertPresenter {
     ViewerAlertWording givenWording = ViewerAlertWording::mac;
     std::optional<std::string> givenLanguage = "en";
 
+    /// Called for each alert before anything else happens to it.
+    std::function<void(const ViewerAlert&)> onShow;
+
     /// The user closes the alert that shows.
     void press(std::size_t button);
     /// Every alert that was shown, in order.

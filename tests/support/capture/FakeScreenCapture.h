@@ -27,6 +27,9 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     void requestAccess(RequestCompletion completion) override;
     void withdrawRequest() override { calls_->emplace_back("withdraw"); }
     void shareableDisplays(DisplaysCompletion completion) override;
+    std::shared_ptr<const Displays> displaysAtHand() override {
+        return areAtHand ? reported : nullptr;
+    }
     std::vector<ViewerNativeScreen> screens() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
@@ -56,6 +59,8 @@ class FakeScreenCapture final : public ViewerScreenCapture {
     std::vector<RequestCompletion> heldRequests;
     /// Null makes a listing fail.
     std::shared_ptr<const Displays> reported;
+    /// Whether what is reported is at hand.
+    bool areAtHand = false;
     std::vector<ViewerNativeScreen> attached;
     bool holdsListings = false;
     std::vector<DisplaysCompletion> heldListings;

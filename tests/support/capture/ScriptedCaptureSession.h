@@ -27,6 +27,10 @@ class ScriptedCaptureSession final : public ViewerHostCaptureSession,
     ViewerTask<std::optional<ViewerHostFrame>> latestFrame() override {
         return answer(shared_from_this());
     }
+    std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& executor) override {
+        caller = executor;
+        return isAtHand ? frame : std::nullopt;
+    }
     ViewerTask<void> stop() override { return end(shared_from_this()); }
 
     bool isAskedToStop() const { return !stopCalls.empty(); }
@@ -34,6 +38,7 @@ class ScriptedCaptureSession final : public ViewerHostCaptureSession,
     const std::string displayID;
     /// What it answers. Labelled with the display's id.
     std::optional<ViewerHostFrame> frame;
+    bool isAtHand = true;
     /// How long the next answer takes, and the stop.
     std::function<Clock::Duration()> frameDelay = [] { return Clock::Duration(0); };
     Clock::Duration stopDelay{0};

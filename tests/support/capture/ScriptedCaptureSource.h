@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +21,10 @@ class ScriptedCaptureSource final : public ViewerHostCaptureSource {
     ScriptedCaptureSource(ViewerContinuousClock& clock, std::vector<ViewerHostDisplay> displays)
         : listed(std::move(displays)), clock_(clock) {}
 
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override { return list(this); }
+    ViewerTask<ViewerHostDisplays> displays() override { return list(this); }
+    std::optional<ViewerHostDisplays> displaysAtHand() override {
+        return areAtHand ? std::optional<ViewerHostDisplays>(listed) : std::nullopt;
+    }
     std::shared_ptr<ViewerHostCaptureSession> makeSession(const std::string& displayID) override {
         ++makeCalls;
         if (std::ranges::find(listed, displayID, &ViewerHostDisplay::id) == listed.end()) {
@@ -45,6 +49,7 @@ class ScriptedCaptureSource final : public ViewerHostCaptureSource {
     }
 
     std::vector<ViewerHostDisplay> listed;
+    bool areAtHand = false;
     /// How long a list takes.
     ViewerContinuousClock::Duration listDelay{0};
     /// Sets a new capture's script.
@@ -59,7 +64,7 @@ class ScriptedCaptureSource final : public ViewerHostCaptureSource {
     std::vector<std::shared_ptr<ScriptedCaptureSession>> sessions;
 
   private:
-    static ViewerTask<std::vector<ViewerHostDisplay>> list(ScriptedCaptureSource* source) {
+    static ViewerTask<ViewerHostDisplays> list(ScriptedCaptureSource* source) {
         source->caller = co_await boost::asio::this_coro::executor;
         if (source->listDelay > ViewerContinuousClock::Duration(0)) {
             (void)co_await source->clock_.sleep(source->listDelay);

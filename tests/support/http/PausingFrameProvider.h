@@ -19,7 +19,7 @@ class PausingFrameProvider final : public ViewerHostFrameProviding {
     PausingFrameProvider(std::shared_ptr<ViewerHostFrameProviding> provider, Pause pause)
         : provider_(std::move(provider)), pause_(std::move(pause)) {}
 
-    ViewerTask<std::vector<ViewerHostDisplay>> displays() override {
+    ViewerTask<ViewerHostDisplays> displays() override {
         co_await pause_();
         co_return co_await provider_->displays();
     }

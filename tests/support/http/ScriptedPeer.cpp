@@ -27,6 +27,10 @@ class ScriptedPeer::Connection final : public ViewerConnection {
     void receive(std::size_t maximum, ReceiveHandler handler) override {
         peer_->receive(maximum, std::move(handler));
     }
+    void expectMore() override {
+        const ViewerLockGuard guard(peer_->lock_);
+        peer_->expectsMore_ = true;
+    }
     void send(ViewerHostResponseBytes message, SendHandler handler) override {
         peer_->take(message, std::move(handler));
     }
@@ -88,6 +92,9 @@ void ScriptedPeer::completeSend() {
             }
         }
         if (handler) {
+            if (self->onSent) {
+                self->onSent();
+            }
             handler();
         }
     });
@@ -206,6 +213,9 @@ void ScriptedPeer::deliver() {
         delivery.hasError = isCancelled || (isBroken_ && arrived_.empty());
         std::swap(handler, receiveHandler_);
     }
+    if (onDelivery) {
+        onDelivery(content.size(), delivery.isComplete || delivery.hasError);
+    }
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
     delivery.content = std::span(bytes, content.size());
     handler(delivery);
@@ -239,6 +249,11 @@ bool ScriptedPeer::isStarted() const {
 bool ScriptedPeer::isReceiving() const {
     const ViewerLockGuard guard(lock_);
     return static_cast<bool>(receiveHandler_);
+}
+
+bool ScriptedPeer::expectsMore() const {
+    const ViewerLockGuard guard(lock_);
+    return expectsMore_;
 }
 
 bool ScriptedPeer::isDropped() const {

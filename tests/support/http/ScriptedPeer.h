@@ -53,6 +53,8 @@ class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
     std::vector<std::size_t> receiveLimits() const;
     bool isStarted() const;
     bool isReceiving() const;
+    /// The host was told that more may come.
+    bool expectsMore() const;
     /// The connection object is gone.
     bool isDropped() const;
     /// The queue the connection was started on.
@@ -60,6 +62,10 @@ class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
 
     /// Called for each message, on the thread that sends. Set before the connection is made.
     std::function<void()> onMessage;
+    /// Called before the host receives that many bytes, with or without the client's end behind
+    /// them, and before it is told that a message has left. Set before the connection is made.
+    std::function<void(std::size_t bytes, bool hasEnd)> onDelivery;
+    std::function<void()> onSent;
     /// Called when the connection is started, at each cancel, and when it has gone. Set before it
     /// is made.
     std::function<void()> onStart;
@@ -87,6 +93,7 @@ class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
     bool hasEnded_ VIEWER_GUARDED_BY(lock_) = false;
     bool isBroken_ VIEWER_GUARDED_BY(lock_) = false;
     bool isDropped_ VIEWER_GUARDED_BY(lock_) = false;
+    bool expectsMore_ VIEWER_GUARDED_BY(lock_) = false;
     std::vector<std::string> messages_ VIEWER_GUARDED_BY(lock_);
     std::size_t sendsAfterCancel_ VIEWER_GUARDED_BY(lock_) = 0;
     std::size_t cancellations_ VIEWER_GUARDED_BY(lock_) = 0;

@@ -13,6 +13,16 @@ namespace velmora {
 
 namespace {
 
+template <typename Function>
+class SimulatedFunction final : public SimulatedWorld::Work {
+  public:
+    explicit SimulatedFunction(Function function) : function_(std::move(function)) {}
+    void run() override { std::move(function_)(); }
+
+  private:
+    Function function_;
+};
+
 /// One queue of a simulated world, as Asio sees it.
 struct SimulatedExecutor final {
     SimulatedWorld* world;
@@ -22,10 +32,7 @@ struct SimulatedExecutor final {
 
     template <typename Function>
     void execute(Function function) const {
-        // The function may be one that can only be moved.
-        auto shared = std::make_shared<std::decay_t<Function>>(std::move(function));
-        world->enqueue(
-            queue, std::make_unique<std::function<void()>>([shared] { std::move (*shared)(); }));
+        world->enqueue(queue, std::make_unique<SimulatedFunction<Function>>(std::move(function)));
     }
     boost::asio::execution_context& query(boost::asio::execution::context_t) const noexcept {
         return *world;
@@ -41,6 +48,8 @@ struct SimulatedExecutor final {
 
 constexpr std::size_t mainQueue = 0;
 constexpr int stepLimit = 1'000'000;
+/// In one of so many steps time goes on, where a timer is near.
+constexpr std::size_t stepsOfHaste = 12;
 
 }  // namespace
 
@@ -51,11 +60,10 @@ SimulatedWorld::SimulatedWorld(std::uint64_t seed) : random_(seed) {
 SimulatedWorld::~SimulatedWorld() {
     // What a timer or a queued function holds may withdraw or enqueue while it goes.
     (void)std::exchange(timers_, SimulatedTimers());
-    for (std::size_t queue = 0; queue < queues_.size(); ++queue) {
-        while (!queues_[queue].empty()) {
-            const auto dropped = std::move(queues_[queue].front());
-            queues_[queue].pop_front();
+    while (!ready_.empty()) {
+        while (takeFirst(ready_.back()) != nullptr) {
         }
+        ready_.pop_back();
     }
 }
 
@@ -73,11 +81,12 @@ ViewerExecutor SimulatedWorld::mainExecutor() {
 }
 
 ViewerExecutor SimulatedWorld::taskExecutor() {
-    return addQueue();
+    return isOneLoop_ ? mainExecutor() : addQueue();
 }
 
-ViewerExecutor SimulatedWorld::makeSerialExecutor(std::string_view) {
-    return addQueue();
+ViewerExecutor SimulatedWorld::makeSerialExecutor(std::string_view label) {
+    const bool isOfSession = label.find(".session.") != std::string_view::npos;
+    return isOneLoop_ && !isOfSession ? mainExecutor() : addQueue();
 }
 
 void SimulatedWorld::spawn(ViewerTask<void> task) {
@@ -89,6 +98,9 @@ void SimulatedWorld::settle() {
     fireDue();
     while (step()) {
         viewerCheck(++steps < stepLimit, "the simulated world comes to rest");
+        if (timers_.next() <= now_ + haste_ && choose(stepsOfHaste) == 0) {
+            now_ = std::max(now_, timers_.next());
+        }
         fireDue();
     }
 }
@@ -106,36 +118,67 @@ void SimulatedWorld::advance(Duration duration) {
 void SimulatedWorld::runToEnd() {
     int jumps = 0;
     settle();
-    while (timers_.pending() > 0) {
+    while (jump()) {
         viewerCheck(++jumps < stepLimit, "the simulated world comes to an end");
-        now_ = std::max(now_, timers_.next());
         settle();
     }
+}
+
+bool SimulatedWorld::jump() {
+    if (timers_.pending() == 0) {
+        return false;
+    }
+    now_ = std::max(now_, timers_.next());
+    return true;
 }
 
 std::size_t SimulatedWorld::choose(std::size_t bound) {
     return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random_);
 }
 
-void SimulatedWorld::enqueue(std::size_t queue, std::unique_ptr<std::function<void()>> function) {
-    queues_[queue].push_back(std::move(function));
+void SimulatedWorld::enqueue(std::size_t queue, std::unique_ptr<Work> work) {
+    Queue& line = queues_[queue];
+    Work* const added = work.get();
+    if (line.first) {
+        line.last->next_ = std::move(work);
+    } else {
+        line.first = std::move(work);
+        ready_.push_back(queue);
+    }
+    line.last = added;
 }
 
 bool SimulatedWorld::step() {
-    std::vector<std::size_t> ready;
-    for (std::size_t queue = 0; queue < queues_.size(); ++queue) {
-        if (!queues_[queue].empty()) {
-            ready.push_back(queue);
-        }
-    }
-    if (ready.empty()) {
+    if (ready_.empty()) {
         return false;
     }
-    auto& chosen = queues_[ready[choose(ready.size())]];
-    const auto function = std::move(chosen.front());
-    chosen.pop_front();
-    (*function)();
+    takeReady(choose(ready_.size()))->run();
     return true;
+}
+
+std::unique_ptr<SimulatedWorld::Work> SimulatedWorld::takeReady(std::size_t place) {
+    running_ = ready_[place];
+    auto work = takeFirst(running_);
+    if (!queues_[running_].first) {
+        ready_[place] = ready_.back();
+        ready_.pop_back();
+    }
+    return work;
+}
+
+std::size_t SimulatedWorld::queueOf(const ViewerExecutor& executor) {
+    const auto* const simulated = executor.target<SimulatedExecutor>();
+    viewerCheck(simulated != nullptr, "the executor is of a simulated world");
+    return simulated->queue;
+}
+
+std::unique_ptr<SimulatedWorld::Work> SimulatedWorld::takeFirst(std::size_t queue) {
+    Queue& line = queues_[queue];
+    auto first = std::move(line.first);
+    if (first) {
+        line.first = std::move(first->next_);
+    }
+    return first;
 }
 
 void SimulatedWorld::fireDue() {

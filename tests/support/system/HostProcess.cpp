@@ -17,6 +17,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "core/runtime/ViewerCheck.h"
 
@@ -75,6 +76,21 @@ std::size_t entriesOf(const std::filesystem::path& folder) {
 std::ostream& operator<<(std::ostream& stream, const HostEnd& end) {
     return end.status ? stream << "exit status " << *end.status
                       : stream << "ended by signal " << end.signal;
+}
+
+HostLaunch startedBy(const std::string& program, std::vector<std::string> arguments,
+                     const HostLaunch& launch) {
+    HostLaunch started = launch;
+    started.program = program;
+    arguments.push_back(launch.program.value_or(VIEWER_HOST_PATH));
+    arguments.insert(arguments.end(), launch.arguments.begin(), launch.arguments.end());
+    started.arguments = std::move(arguments);
+    return started;
+}
+
+HostLaunch leavingDumps(const HostLaunch& launch) {
+    return startedBy("/bin/sh", {"-c", "cd \"$HOME\" && ulimit -c unlimited && exec \"$0\" \"$@\""},
+                     launch);
 }
 
 HostProcess::HostProcess(const HostLaunch& launch) {

@@ -30,6 +30,13 @@ struct HostLaunch final {
     std::optional<std::string> program;
 };
 
+/// The same, started by another program, which gets these arguments before the host's program and
+/// arguments and becomes it.
+HostLaunch startedBy(const std::string& program, std::vector<std::string> arguments,
+                     const HostLaunch& launch);
+/// The same in the folder HOME, where a dump of what crashes is allowed and would be found.
+HostLaunch leavingDumps(const HostLaunch& launch);
+
 /// How a process ended.
 struct HostEnd final {
     friend bool operator==(const HostEnd&, const HostEnd&) = default;

@@ -130,6 +130,24 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
     }
 }
 
+/// Target pixels of whole source pixels, `begin` to `end`.
+template <std::size_t fixedCount>
+HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, std::size_t begin,
+                                   std::size_t end, const std::int16_t* sums,
+                                   std::uint8_t* pixels) {
+    for (std::size_t index = begin; index < end; ++index) {
+        for (std::size_t channel = 0; channel < channels; ++channel) {
+            std::uint32_t total = whole.bias;
+            for (std::size_t source = 0; source < whole.count; ++source) {
+                total += static_cast<std::uint16_t>(
+                    sums[(index * whole.count + source) * channels + channel]);
+            }
+            pixels[index * channels + channel] =
+                static_cast<std::uint8_t>((total * whole.reciprocal >> 16) >> whole.shift);
+        }
+    }
+}
+
 #else
 
 /// One target pixel: (bias + Σ weight × sum) >> shift in each channel.
@@ -157,7 +175,79 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
     hn::StoreU(hn::DemoteTo(dPixel, hn::ShiftRightSame(total, shift)), dPixel, pixel);
 }
 
+using DSums = hn::FixedTag<std::uint16_t, 2 * channels>;
+
+/// The sum of the even pixels of `count` in the lower half, that of the odd ones in the upper half.
+HWY_INLINE hn::Vec<DSums> sumOfPixels(const std::uint16_t* sums, std::size_t count) {
+    const DSums d;
+    const hn::Half<DSums> dPixel;
+    auto total = hn::Zero(d);
+    for (std::size_t source = 0; source + 1 < count; source += 2) {
+        total = hn::Add(total, hn::LoadU(d, sums + source * channels));
+    }
+    if (count % 2 == 1) {
+        const auto last = hn::LoadU(dPixel, sums + (count - 1) * channels);
+        total = hn::Add(total, hn::ZeroExtendVector(d, last));
+    }
+    return total;
+}
+
+/// Target pixels of whole source pixels, `begin` to `end`, two at a time. `fixedCount` is the
+/// number of source pixels in a row of one where the compiler may unroll for it, or 0.
+template <std::size_t fixedCount>
+HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, std::size_t begin,
+                                   std::size_t end, const std::int16_t* sums,
+                                   std::uint8_t* pixels) {
+    const DSums d;
+    const hn::RebindToSigned<DSums> dSigned;
+    const hn::Rebind<std::uint8_t, DSums> dTwo;
+    const hn::Half<decltype(dTwo)> dOne;
+    const std::size_t count = fixedCount == 0 ? whole.count : fixedCount;
+    const auto bias = hn::Set(d, whole.bias);
+    const auto reciprocal = hn::Set(d, whole.reciprocal);
+    const int shift = whole.shift;
+    const auto* const unsignedSums = reinterpret_cast<const std::uint16_t*>(sums);
+    for (std::size_t index = begin; index < end; index += 2) {
+        const bool isPair = index + 1 < end;
+        const auto first = sumOfPixels(unsignedSums + index * count * channels, count);
+        const auto second =
+            isPair ? sumOfPixels(unsignedSums + (index + 1) * count * channels, count) : first;
+        const auto total =
+            hn::Add(hn::ConcatLowerLower(d, second, first), hn::ConcatUpperUpper(d, second, first));
+        const auto average =
+            hn::ShiftRightSame(hn::MulHigh(hn::Add(total, bias), reciprocal), shift);
+        const auto bytes = hn::DemoteTo(dTwo, hn::BitCast(dSigned, average));
+        if (isPair) {
+            hn::StoreU(bytes, dTwo, pixels + index * channels);
+        } else {
+            hn::StoreU(hn::LowerHalf(dOne, bytes), dOne, pixels + index * channels);
+        }
+    }
+}
+
 #endif
+
+/// Calls `average` for the target pixels from `target` on, some at a time: with the number of the
+/// first one and the one past the last, both counted from `target`. Memory has nothing to do
+/// meanwhile, and is asked for what comes next in even portions.
+template <class Average>
+HWY_INLINE void averageInPortions(const ViewerAreaColumns& columns, std::size_t target,
+                                  std::size_t count, const Rows& next, const Average& average) {
+    constexpr std::size_t portion = 16;
+    const std::int64_t* const firstSource = columns.firstSource.data() + target;
+    const std::int64_t origin = *firstSource;
+    const auto offsetOf = [=](std::size_t index) {
+        return static_cast<std::size_t>(firstSource[index] - origin) * channels;
+    };
+    for (std::size_t begin = 0; begin < count; begin += portion) {
+        const std::size_t end = std::min(begin + portion, count);
+        for (std::size_t row = 0; row < next.count; ++row) {
+            askFor(next.first + row * next.bytesPerRow + offsetOf(begin),
+                   offsetOf(end - 1) + channels - offsetOf(begin));
+        }
+        average(begin, end);
+    }
+}
 
 /// `fixedPairs` is the number of pairs where the compiler may unroll for it, or 0.
 template <std::size_t fixedPairs>
@@ -168,29 +258,53 @@ HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t
     const std::int32_t bias = columns.bias;
     const int shift = columns.shift;
     const std::size_t pairs = fixedPairs == 0 ? columns.pairs : fixedPairs;
-    const std::int64_t* firstSource = columns.firstSource.data() + target;
-    const std::int16_t* weights = columns.weights.data() + target * pairs * pixelsPerPair;
+    const std::int64_t* const firstSource = columns.firstSource.data() + target;
+    const std::int16_t* const weights = columns.weights.data() + target * pairs * pixelsPerPair;
     const std::int64_t origin = *firstSource;
-    // Memory has nothing to do meanwhile, and is asked for what comes next in even portions.
-    constexpr std::size_t portion = 16;
-    for (std::size_t begin = 0; begin < count; begin += portion) {
-        const std::size_t end = std::min(begin + portion, count);
-        const auto offsetOf = [&](std::size_t index) {
-            return static_cast<std::size_t>(firstSource[index] - origin) * channels;
-        };
-        for (std::size_t row = 0; row < next.count; ++row) {
-            askFor(next.first + row * next.bytesPerRow + offsetOf(begin),
-                   offsetOf(end - 1) + channels - offsetOf(begin));
-        }
-        for (std::size_t index = begin; index < end; ++index) {
-            averagePixel(bias, shift, weights + index * pairs * pixelsPerPair, pairs,
-                         sums + offsetOf(index), pixels + index * channels);
-        }
+    const auto offsetOf = [=](std::size_t index) {
+        return static_cast<std::size_t>(firstSource[index] - origin) * channels;
+    };
+    averageInPortions(
+        columns, target, count, next, [=](std::size_t begin, std::size_t end) HWY_ATTR {
+            for (std::size_t index = begin; index < end; ++index) {
+                averagePixel(bias, shift, weights + index * pairs * pixelsPerPair, pairs,
+                             sums + offsetOf(index), pixels + index * channels);
+            }
+        });
+}
+
+template <std::size_t fixedCount>
+HWY_INLINE void averageWholeColumnsWith(const ViewerAreaColumns& columns, std::size_t target,
+                                        std::size_t count, const std::int16_t* sums,
+                                        std::uint8_t* pixels, const Rows& next) {
+    const ViewerAreaColumns::Whole whole = *columns.whole;
+    averageInPortions(columns, target, count, next,
+                      [=](std::size_t begin, std::size_t end) HWY_ATTR {
+                          averageWholePixels<fixedCount>(whole, begin, end, sums, pixels);
+                      });
+}
+
+void averageWholeColumns(const ViewerAreaColumns& columns, std::size_t target, std::size_t count,
+                         const std::int16_t* sums, std::uint8_t* pixels, const Rows& next) {
+    switch (columns.whole->count) {
+        case 2:
+            return averageWholeColumnsWith<2>(columns, target, count, sums, pixels, next);
+        case 3:
+            return averageWholeColumnsWith<3>(columns, target, count, sums, pixels, next);
+        case 4:
+            return averageWholeColumnsWith<4>(columns, target, count, sums, pixels, next);
+        case 6:
+            return averageWholeColumnsWith<6>(columns, target, count, sums, pixels, next);
+        default:
+            return averageWholeColumnsWith<0>(columns, target, count, sums, pixels, next);
     }
 }
 
 void averageColumnsKernel(const ViewerAreaColumns& columns, std::size_t target, std::size_t count,
                           const std::int16_t* sums, std::uint8_t* pixels, const Rows& next) {
+    if (columns.whole) {
+        return averageWholeColumns(columns, target, count, sums, pixels, next);
+    }
     switch (columns.pairs) {
         case 1:
             return averageColumnsWith<1>(columns, target, count, sums, pixels, next);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "core/runtime/ViewerCheck.h"
 
@@ -12,19 +13,26 @@ namespace {
 
 /// A shared row's weight has 8 fractional bits.
 constexpr double rowWeightUnit = 256;
-constexpr std::int64_t maxLevel = 255;
+/// The sum of as many levels is exactly divided by the multiplication with a 16-bit reciprocal.
+constexpr std::int64_t maxWholeArea = 128;
 constexpr std::int64_t maxWeight = std::numeric_limits<std::int16_t>::max();
-/// With these shifts the 32-bit sums of 255 in every channel, and the bias, stay below 2^31.
-constexpr int maxExactShift = 23;
+/// With this shift the 32-bit sums of 255 in every channel, and the bias, stay below 2^31.
 constexpr int maxRoundedShift = 22;
+/// The product of two 16-bit numbers loses its lower half.
+constexpr int productShift = 16;
 
 double ratio(const ViewerAreaAxis& axis) {
     return static_cast<double>(axis.sourceLength()) / static_cast<double>(axis.targetLength());
 }
 
-/// The smallest whole number that is not below 2^shift / divisor.
-std::int64_t reciprocal(int shift, std::int64_t divisor) {
-    return ((std::int64_t{1} << shift) + divisor - 1) / divisor;
+/// How many source pixels a target pixel has, or nothing where they are no whole number, or too
+/// many.
+std::optional<std::int64_t> wholeArea(const ViewerAreaAxis& columns, const ViewerAreaAxis& rows) {
+    const std::int64_t area = (columns.sourceLength() / columns.targetLength()) *
+                              (rows.sourceLength() / rows.targetLength());
+    const bool isWhole =
+        columns.isIntegral() && rows.isIntegral() && area > 1 && area <= maxWholeArea;
+    return isWhole ? std::optional(area) : std::nullopt;
 }
 
 std::size_t mostPairs(const ViewerAreaAxis& axis) {
@@ -46,13 +54,12 @@ ViewerAreaPlan::ViewerAreaPlan(const ViewerAreaAxis& columns, const ViewerAreaAx
            (rows.sourceLength() << (rowShift_ + 1)) <= maxRatio * rows.targetLength()) {
         ++rowShift_;
     }
-    columns_.pairs = mostPairs(columns);
-    columns_.weights.resize(static_cast<std::size_t>(columns.targetLength()) * columns_.pairs *
-                            ViewerAreaColumns::pixelsPerPair);
     for (std::int64_t target = 0; target < columns.targetLength(); ++target) {
         columns_.firstSource.push_back(columns.sourceBegin(target));
     }
-    if (!columns.isIntegral() || !rows.isIntegral() || !planExactColumns(columns)) {
+    if (const auto area = wholeArea(columns, rows)) {
+        planWholeColumns(*area, columns.sourceLength() / columns.targetLength());
+    } else {
         planRoundedColumns(columns);
     }
 }
@@ -64,28 +71,25 @@ std::int16_t ViewerAreaPlan::rowWeight(std::int64_t source, std::int64_t target)
 }
 
 // (sum + area / 2) / area, where a multiplication with the rounded-up reciprocal divides. That is
-// exact as long as the reciprocal's error, times the largest dividend, stays below 2^shift.
-bool ViewerAreaPlan::planExactColumns(const ViewerAreaAxis& axis) {
-    const std::int64_t columnsPerPixel = axis.sourceLength() / axis.targetLength();
-    const std::int64_t area = columnsPerPixel * (rows_.sourceLength() / rows_.targetLength());
-    int shift = maxExactShift;
-    while (reciprocal(shift, area) > maxWeight) {
-        --shift;
+// exact as long as the reciprocal's error, times the largest dividend, stays below 2^16 << shift,
+// which is so for each area that is allowed.
+void ViewerAreaPlan::planWholeColumns(std::int64_t area, std::int64_t columnsPerPixel) {
+    const auto reciprocal = [area](int shift) {
+        return ((std::int64_t{1} << (productShift + shift)) + area - 1) / area;
+    };
+    int shift = 0;
+    while (reciprocal(shift + 1) <= std::numeric_limits<std::uint16_t>::max()) {
+        ++shift;
     }
-    const std::int64_t weight = reciprocal(shift, area);
-    const std::int64_t one = std::int64_t{1} << shift;
-    if ((weight * area - one) * (maxLevel * area + area / 2) >= one) {
-        return false;
-    }
-    columns_.shift = shift;
-    columns_.bias = static_cast<std::int32_t>(weight * (area / 2));
-    for (std::int64_t target = 0; target < axis.targetLength(); ++target) {
-        std::fill_n(weightsOf(target), columnsPerPixel, static_cast<std::int16_t>(weight));
-    }
-    return true;
+    columns_.whole = {static_cast<std::size_t>(columnsPerPixel),
+                      static_cast<std::uint16_t>(area / 2),
+                      static_cast<std::uint16_t>(reciprocal(shift)), shift};
 }
 
 void ViewerAreaPlan::planRoundedColumns(const ViewerAreaAxis& axis) {
+    columns_.pairs = mostPairs(axis);
+    columns_.weights.resize(static_cast<std::size_t>(axis.targetLength()) * columns_.pairs *
+                            ViewerAreaColumns::pixelsPerPair);
     const double sumsPerLevel = std::ldexp(ratio(rows_), rowShift_);
     const double wholeWeight = 1 / (sumsPerLevel * ratio(axis));
     columns_.shift = maxRoundedShift;

@@ -10,9 +10,9 @@ namespace velmora {
 
 /// The fixed-point form of an area average, made for instructions on 16-bit lanes. First the source
 /// rows under a target row are summed: whole rows plainly, the at most two shared ones with a
-/// weight. Then the columns of these sums are averaged. Integral ratios whose product is at most 64
-/// give the exact average, others one that is a few hundredths of a level off at most; each is then
-/// rounded. An immutable value; any thread.
+/// weight. Then the columns of these sums are averaged. Integral ratios whose product is at most
+/// 128 give the exact average, others one that is a few hundredths of a level off at most; each is
+/// then rounded. An immutable value; any thread.
 class ViewerAreaPlan final {
   public:
     /// The largest ratio of source to target at which 16-bit sums cannot overflow.
@@ -32,8 +32,7 @@ class ViewerAreaPlan final {
     const ViewerAreaColumns& columns() const { return columns_; }
 
   private:
-    /// False where the numbers are too large to be exact.
-    bool planExactColumns(const ViewerAreaAxis& axis);
+    void planWholeColumns(std::int64_t area, std::int64_t columnsPerPixel);
     void planRoundedColumns(const ViewerAreaAxis& axis);
     /// Where the weights of a target pixel begin.
     std::vector<std::int16_t>::iterator weightsOf(std::int64_t target);

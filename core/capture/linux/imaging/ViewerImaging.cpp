@@ -4,6 +4,8 @@
 
 #include "core/capture/linux/imaging/ViewerAreaAverage.h"
 #include "core/capture/linux/imaging/ViewerJPEGCompressor.h"
+#include "core/capture/linux/imaging/ViewerKeptJPEG.h"
+#include "core/runtime/ViewerMemoryLack.h"
 
 namespace velmora {
 
@@ -16,6 +18,8 @@ struct Workspace final {
     std::optional<ViewerAreaAverage> average;
     std::vector<std::uint8_t> pixels;
     ViewerJPEGCompressor compressor;
+    /// Of pictures of which nothing is kept.
+    ViewerKeptJPEG jpeg;
 };
 
 Workspace& workspace() {
@@ -51,13 +55,14 @@ std::optional<ViewerImage> ViewerImaging::scaled(const ViewerPixelBuffer& buffer
     if (width == buffer.width && height == buffer.height) {
         return ViewerImage{buffer, nullptr};
     }
+    const ViewerMemoryAttempt attempt;
     const auto bytesPerRow = static_cast<std::size_t>(width * bytesPerPixel);
     std::vector<std::uint8_t>& pixels = workspace().pixels;
     pixels.resize(bytesPerRow * static_cast<std::size_t>(height));
     averageFor(buffer, width, height)
         .reduce({0, 0, width, height}, buffer.pixels, buffer.bytesPerRow, pixels.data(),
                 bytesPerRow);
-    return ViewerImage{{width, height, pixels.data(), bytesPerRow, nullptr}, nullptr};
+    return ViewerImage{{width, height, pixels.data(), bytesPerRow}, nullptr};
 }
 
 std::optional<ViewerImage> ViewerImaging::redrawn(const ViewerPixelBuffer& image,
@@ -70,7 +75,13 @@ std::optional<std::vector<std::uint8_t>> ViewerImaging::jpeg(const ViewerPixelBu
     if (!isPicture(image)) {
         return std::nullopt;
     }
-    return workspace().compressor.compress(image, quality);
+    const ViewerMemoryAttempt attempt;
+    if (image.jpeg != nullptr) {
+        return image.jpeg->encode(image, quality, workspace().compressor);
+    }
+    ViewerKeptJPEG& jpeg = workspace().jpeg;
+    jpeg.begin(image.width, image.height);
+    return jpeg.encode(image, quality, workspace().compressor);
 }
 
 }  // namespace velmora

@@ -4,33 +4,56 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "core/capture/ViewerPixelBuffer.h"
+#include "core/capture/linux/imaging/ViewerPieceGrid.h"
 #include "core/capture/linux/imaging/ViewerYUVPlanes.h"
 
 namespace velmora {
 
-/// Writes pictures as JPEG, 4:2:0, in memory that it keeps from picture to picture. Owned by one
-/// thread's imaging; one thread at a time.
+/// Compresses pieces of pictures with libjpeg-turbo, 4:2:0, in memory that it keeps from picture to
+/// picture. What a piece becomes depends on its pixels and the quality alone. Owned by one thread's
+/// imaging; one thread at a time.
 class ViewerJPEGCompressor final {
   public:
-    /// The JPEG of a picture, quality from 0 to 1, or nothing when the library refuses. REQUIRES:
-    /// pixels, and at least 1 × 1 of them.
-    std::optional<std::vector<std::uint8_t>> compress(const ViewerPixelBuffer& picture,
-                                                      double quality);
+    /// The first byte of each marker.
+    static constexpr std::uint8_t markerPrefix = 0xFF;
 
-  private:
-    struct Destroy final {
-        void operator()(void* handle) const;
+    /// Parts of a JPEG, valid until more is compressed.
+    struct Parts final {
+        /// All that stands before the first piece, of the whole picture.
+        std::span<const std::uint8_t> head;
+        /// The pieces that were asked for, without the restart markers between them.
+        std::span<const std::span<const std::uint8_t>> pieces;
     };
 
-    /// Made on first use; null when the library cannot make one.
-    std::unique_ptr<void, Destroy> library_;
+    ViewerJPEGCompressor();
+    ~ViewerJPEGCompressor();
+    ViewerJPEGCompressor(const ViewerJPEGCompressor&) = delete;
+    ViewerJPEGCompressor& operator=(const ViewerJPEGCompressor&) = delete;
+
+    /// Compresses the pieces of these numbers in one pass, quality from 0 to 1; nothing for
+    /// sides that no JPEG has, or more pieces than fit into one pass; a ViewerMemoryLack when the
+    /// library refuses. REQUIRES: pixels; their grid; at least one piece.
+    std::optional<Parts> compress(const ViewerPixelBuffer& picture, const ViewerPieceGrid& grid,
+                                  std::span<const std::size_t> pieces, double quality);
+
+  private:
+    /// What the library works with.
+    struct Library;
+
+    Parts partsOf(std::span<std::uint8_t> jpeg, const ViewerPieceGrid& grid);
+    /// `scan` is the pieces with a marker behind each.
+    void findPieces(std::span<const std::uint8_t> scan);
+
+    std::unique_ptr<Library> library_;
     ViewerYUVPlanes planes_;
-    /// Room for the longest JPEG of the largest picture so far.
+    /// Room for the longest JPEG of the most pieces so far.
     std::unique_ptr<std::uint8_t[]> output_;
     std::size_t outputSize_ = 0;
+    std::vector<std::span<const std::uint8_t>> pieces_;
 };
 
 }  // namespace velmora

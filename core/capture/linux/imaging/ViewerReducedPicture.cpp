@@ -2,36 +2,14 @@
 
 #include <algorithm>
 
+#include "core/capture/linux/imaging/ViewerDifferenceKernels.h"
+
 namespace velmora {
 
-namespace {
-
-/// Of the 4 bytes of a pixel the last one has no meaning. (A mask for each byte order would differ
-/// only where X servers of this kind do not exist.)
-constexpr std::uint32_t colourBits = 0x00ffffff;
-
-bool isDifferent(std::uint32_t a, std::uint32_t b) {
-    return ((a ^ b) & colourBits) != 0;
-}
-
-/// The columns of a row that are different: the first, and one past the last.
-std::pair<std::int64_t, std::int64_t> differentColumns(const std::uint32_t* a,
-                                                       const std::uint32_t* b, std::int64_t width) {
-    std::int64_t begin = 0;
-    while (begin < width && !isDifferent(a[begin], b[begin])) {
-        ++begin;
-    }
-    std::int64_t end = width;
-    while (end > begin && !isDifferent(a[end - 1], b[end - 1])) {
-        --end;
-    }
-    return {begin, end};
-}
-
-}  // namespace
-
 ViewerReducedPicture::ViewerReducedPicture(ViewerAreaAverage average, Order order)
-    : average_(std::move(average)), order_(order) {
+    : average_(std::move(average)),
+      order_(order),
+      jpeg_(average_.targetWidth(), average_.targetHeight()) {
     pixels_.resize(static_cast<std::size_t>(whole().area()));
 }
 
@@ -39,65 +17,101 @@ ViewerRectangle ViewerReducedPicture::whole() const {
     return {0, 0, average_.targetWidth(), average_.targetHeight()};
 }
 
-ViewerPixelBuffer ViewerReducedPicture::pixels() const {
+ViewerPixelBuffer ViewerReducedPicture::pixels() {
     ViewerPixelBuffer result;
     result.width = average_.targetWidth();
     result.height = average_.targetHeight();
     result.pixels = reinterpret_cast<const std::uint8_t*>(pixels_.data());
     result.bytesPerRow = static_cast<std::size_t>(average_.targetWidth()) * sizeof(std::uint32_t);
+    result.jpeg = &jpeg_;
     return result;
 }
 
 void ViewerReducedPicture::reduce(const ViewerRectangle& band, const std::uint8_t* source,
                                   std::size_t bytesPerRow, Search search) {
-    const bool compares = search == Search::allChanges || !hasChanged_;
-    if (compares) {
-        keep(band);
+    // What is compared is then still in the innermost cache.
+    ViewerRectangle rows = band;
+    while (rows.y < band.bottom()) {
+        const std::int64_t pieceBottom =
+            (rows.y / ViewerPieceGrid::unitSide + 1) * ViewerPieceGrid::unitSide;
+        rows.height = std::min(pieceBottom, band.bottom()) - rows.y;
+        const std::int64_t above = average_.sourceFor(rows).y - average_.sourceFor(band).y;
+        reduceRows(rows, source + static_cast<std::size_t>(above) * bytesPerRow, bytesPerRow,
+                   search);
+        rows.y = rows.bottom();
     }
-    average_.reduce(band, source, bytesPerRow, reinterpret_cast<std::uint8_t*>(pixels_.data()),
+}
+
+void ViewerReducedPicture::reduceRows(const ViewerRectangle& rows, const std::uint8_t* source,
+                                      std::size_t bytesPerRow, Search search) {
+    keep(rows);
+    average_.reduce(rows, source, bytesPerRow, reinterpret_cast<std::uint8_t*>(pixels_.data()),
                     pixels().bytesPerRow);
     if (order_ == Order::redGreenBlue) {
-        swapRedAndBlue(band);
+        swapRedAndBlue(rows);
     }
-    if (compares) {
-        const ViewerRectangle difference = differenceFromKept(band);
-        if (search == Search::allChanges) {
-            found_ = boundingBox(found_, difference);
-        }
-        hasChanged_ = hasChanged_ || !difference.isEmpty();
-    }
+    findChanges(rows, search);
 }
 
-std::uint32_t* ViewerReducedPicture::pixelsOf(const ViewerRectangle& band, std::int64_t row) {
-    return pixels_.data() + (band.y + row) * average_.targetWidth() + band.x;
+std::uint32_t* ViewerReducedPicture::pixelsAt(std::int64_t x, std::int64_t y) {
+    return pixels_.data() + y * average_.targetWidth() + x;
 }
 
-void ViewerReducedPicture::keep(const ViewerRectangle& band) {
-    kept_.resize(static_cast<std::size_t>(band.area()));
-    for (std::int64_t row = 0; row < band.height; ++row) {
-        std::copy_n(pixelsOf(band, row), band.width, kept_.data() + row * band.width);
+void ViewerReducedPicture::keep(const ViewerRectangle& rows) {
+    kept_.resize(static_cast<std::size_t>(rows.area()));
+    for (std::int64_t row = 0; row < rows.height; ++row) {
+        std::copy_n(pixelsAt(rows.x, rows.y + row), rows.width, kept_.data() + row * rows.width);
     }
 }
 
-void ViewerReducedPicture::swapRedAndBlue(const ViewerRectangle& band) {
+void ViewerReducedPicture::swapRedAndBlue(const ViewerRectangle& rows) {
     constexpr std::size_t blue = 0;
     constexpr std::size_t red = 2;
-    for (std::int64_t row = 0; row < band.height; ++row) {
-        std::uint32_t* const pixels = pixelsOf(band, row);
-        for (std::int64_t column = 0; column < band.width; ++column) {
+    for (std::int64_t row = 0; row < rows.height; ++row) {
+        std::uint32_t* const pixels = pixelsAt(rows.x, rows.y + row);
+        for (std::int64_t column = 0; column < rows.width; ++column) {
             auto* const bytes = reinterpret_cast<std::uint8_t*>(pixels + column);
             std::swap(bytes[blue], bytes[red]);
         }
     }
 }
 
-ViewerRectangle ViewerReducedPicture::differenceFromKept(const ViewerRectangle& band) {
-    ViewerRectangle result;
-    for (std::int64_t row = 0; row < band.height; ++row) {
-        const auto [begin, end] =
-            differentColumns(pixelsOf(band, row), kept_.data() + row * band.width, band.width);
-        result = boundingBox(result, {band.x + begin, band.y + row, end - begin, 1});
+void ViewerReducedPicture::findChanges(const ViewerRectangle& rows, Search search) {
+    const ViewerRectangle pieces = jpeg_.grid().piecesOf(rows);
+    for (std::int64_t column = pieces.x; column < pieces.right(); ++column) {
+        const std::size_t piece = jpeg_.grid().indexOf(column, pieces.y);
+        if (search == Search::anyChange && jpeg_.isOutdated(piece) && hasChanged_) {
+            continue;
+        }
+        const ViewerRectangle part = intersection(jpeg_.grid().piece(piece), rows);
+        const ViewerRectangle changes = differenceFromKept(rows, part, search);
+        if (!changes.isEmpty()) {
+            jpeg_.outdate(piece);
+            hasChanged_ = true;
+        }
+        if (search == Search::allChanges) {
+            found_ = boundingBox(found_, changes);
+        }
     }
+}
+
+ViewerRectangle ViewerReducedPicture::differenceFromKept(const ViewerRectangle& rows,
+                                                         const ViewerRectangle& part,
+                                                         Search search) {
+    const ViewerDifferenceKernels::Rows now{pixelsAt(part.x, part.y),
+                                            static_cast<std::size_t>(average_.targetWidth())};
+    const ViewerDifferenceKernels::Rows before{
+        kept_.data() + (part.y - rows.y) * rows.width + (part.x - rows.x),
+        static_cast<std::size_t>(rows.width)};
+    const auto width = static_cast<std::size_t>(part.width);
+    const auto height = static_cast<std::size_t>(part.height);
+    if (search == Search::anyChange) {
+        return ViewerDifferenceKernels::isDifferent(now, before, width, height) ? part
+                                                                                : ViewerRectangle();
+    }
+    ViewerRectangle result = ViewerDifferenceKernels::difference(now, before, width, height);
+    result.x += part.x;
+    result.y += part.y;
     return result;
 }
 

@@ -7,16 +7,17 @@
 
 #include "core/capture/ViewerPixelBuffer.h"
 #include "core/capture/linux/imaging/ViewerAreaAverage.h"
+#include "core/capture/linux/imaging/ViewerKeptJPEG.h"
 #include "core/capture/linux/imaging/ViewerRectangle.h"
 
 namespace velmora {
 
-/// A picture reduced by area that is renewed part by part and knows whether it became another one.
-/// Belongs to one capture; used on its thread.
+/// A picture reduced by area that is renewed part by part, knows whether it became another one, and
+/// keeps what was encoded of it. Belongs to one capture; used on its thread.
 class ViewerReducedPicture final {
   public:
-    /// Whether all that a reduction changes is to be found, which costs a little more, or only
-    /// whether anything changed.
+    /// Whether the place of everything that a reduction changes is to be found, which costs a
+    /// little more, or only whether, and in which of the JPEG's pieces, anything changed.
     enum class Search { anyChange, allChanges };
     /// The order of the source's bytes, each followed by one of no meaning.
     enum class Order { blueGreenRed, redGreenBlue };
@@ -37,21 +38,29 @@ class ViewerReducedPicture final {
     /// Whether it is another picture than when this was last asked; at first it is.
     bool takeChange() { return std::exchange(hasChanged_, false); }
 
-    /// The picture as it is now; valid as long as it is not renewed.
-    ViewerPixelBuffer pixels() const;
+    /// The picture as it is now, with what was encoded of it; valid as long as it is not renewed.
+    ViewerPixelBuffer pixels();
 
   private:
-    std::uint32_t* pixelsOf(const ViewerRectangle& band, std::int64_t row);
-    void keep(const ViewerRectangle& band);
-    void swapRedAndBlue(const ViewerRectangle& band);
-    /// A rectangle around all of the band that is not as it was kept.
-    ViewerRectangle differenceFromKept(const ViewerRectangle& band);
+    std::uint32_t* pixelsAt(std::int64_t x, std::int64_t y);
+    /// The same for rows of the picture that lie in one row of the JPEG's pieces.
+    void reduceRows(const ViewerRectangle& rows, const std::uint8_t* source,
+                    std::size_t bytesPerRow, Search search);
+    void keep(const ViewerRectangle& rows);
+    void swapRedAndBlue(const ViewerRectangle& rows);
+    /// Outdates the pieces in which the rows are not as they were kept.
+    void findChanges(const ViewerRectangle& rows, Search search);
+    /// A rectangle in `part` of the rows: around all that is not as it was kept, or, where any
+    /// change will do, `part` itself; empty when there is none.
+    ViewerRectangle differenceFromKept(const ViewerRectangle& rows, const ViewerRectangle& part,
+                                       Search search);
 
     ViewerAreaAverage average_;
     Order order_;
     std::vector<std::uint32_t> pixels_;
-    /// What the band that is being reduced was before.
+    /// What the rows that are being reduced were before.
     std::vector<std::uint32_t> kept_;
+    ViewerKeptJPEG jpeg_;
     ViewerRectangle found_;
     bool hasChanged_ = true;
 };

@@ -147,32 +147,43 @@ HWY_INLINE V32 sumsOfNeighbours(V32 first, V32 second) {
     return hn::Add(hn::ConcatEven(d32, second, first), hn::ConcatOdd(d32, second, first));
 }
 
-void convertRowPairKernel(const ViewerYUVKernels::RowPair& rows) {
+/// Converts as many squares as a vector has lanes.
+HWY_INLINE void convertSquares(const ViewerYUVKernels::RowPair& rows, std::size_t column) {
     const V32 zero = hn::Zero(D32());
     const std::size_t lanes = hn::Lanes(D32());
+    const V32 topLeft = loadPixels(rows.top + column * channels);
+    const V32 topRight = loadPixels(rows.top + (column + lanes) * channels);
+    const V32 bottomLeft = loadPixels(rows.bottom + column * channels);
+    const V32 bottomRight = loadPixels(rows.bottom + (column + lanes) * channels);
+    storeLuma(topLeft, rows.topLuma + column);
+    storeLuma(topRight, rows.topLuma + column + lanes);
+    storeLuma(bottomLeft, rows.bottomLuma + column);
+    storeLuma(bottomRight, rows.bottomLuma + column + lanes);
+    const V32 blueRed = sumsOfNeighbours(hn::Add(blueAndRed(topLeft), blueAndRed(bottomLeft)),
+                                         hn::Add(blueAndRed(topRight), blueAndRed(bottomRight)));
+    const V32 greens = sumsOfNeighbours(hn::Add(green(topLeft), green(bottomLeft)),
+                                        hn::Add(green(topRight), green(bottomRight)));
+    const V32 blueDifference =
+        addProducts(blueRed, coefficients(minusHalf, blueDifferenceOfRed), zero);
+    storeDifference(addProducts(greens, coefficients(blueDifferenceOfGreen, 0), blueDifference),
+                    rows.blueDifference + column / 2);
+    const V32 redDifference =
+        addProducts(blueRed, coefficients(redDifferenceOfBlue, minusHalf), zero);
+    storeDifference(addProducts(greens, coefficients(redDifferenceOfGreen, 0), redDifference),
+                    rows.redDifference + column / 2);
+}
+
+void convertRowPairKernel(const ViewerYUVKernels::RowPair& rows) {
+    const std::size_t columns = 2 * hn::Lanes(D32());
+    const std::size_t evenWidth = rows.width / 2 * 2;
     std::size_t column = 0;
-    for (; column + 2 * lanes <= rows.width; column += 2 * lanes) {
-        const V32 topLeft = loadPixels(rows.top + column * channels);
-        const V32 topRight = loadPixels(rows.top + (column + lanes) * channels);
-        const V32 bottomLeft = loadPixels(rows.bottom + column * channels);
-        const V32 bottomRight = loadPixels(rows.bottom + (column + lanes) * channels);
-        storeLuma(topLeft, rows.topLuma + column);
-        storeLuma(topRight, rows.topLuma + column + lanes);
-        storeLuma(bottomLeft, rows.bottomLuma + column);
-        storeLuma(bottomRight, rows.bottomLuma + column + lanes);
-        const V32 blueRed =
-            sumsOfNeighbours(hn::Add(blueAndRed(topLeft), blueAndRed(bottomLeft)),
-                             hn::Add(blueAndRed(topRight), blueAndRed(bottomRight)));
-        const V32 greens = sumsOfNeighbours(hn::Add(green(topLeft), green(bottomLeft)),
-                                            hn::Add(green(topRight), green(bottomRight)));
-        const V32 blueDifference =
-            addProducts(blueRed, coefficients(minusHalf, blueDifferenceOfRed), zero);
-        storeDifference(addProducts(greens, coefficients(blueDifferenceOfGreen, 0), blueDifference),
-                        rows.blueDifference + column / 2);
-        const V32 redDifference =
-            addProducts(blueRed, coefficients(redDifferenceOfBlue, minusHalf), zero);
-        storeDifference(addProducts(greens, coefficients(redDifferenceOfGreen, 0), redDifference),
-                        rows.redDifference + column / 2);
+    for (; column + columns <= evenWidth; column += columns) {
+        convertSquares(rows, column);
+    }
+    if (column < evenWidth && columns <= evenWidth) {
+        // Some of these squares once more, to the same bytes: less than the rest one by one.
+        convertSquares(rows, evenWidth - columns);
+        column = evenWidth;
     }
     convertPlainly(rows, column);
 }

@@ -6,24 +6,24 @@
 #include <vector>
 
 #include "core/capture/ViewerPixelBuffer.h"
+#include "core/capture/linux/imaging/ViewerRectangle.h"
 
 namespace velmora {
 
-/// A picture as JPEG viewers expect it: full-range BT.601 luma for each pixel and both colour
-/// differences for each square of four, in three planes that are kept from picture to picture.
-/// Owned by one compressor; one thread at a time.
+/// A part of a picture as JPEG viewers expect it: full-range BT.601 luma for each pixel and both
+/// colour differences for each square of four, in three planes whose memory is kept from part to
+/// part. Owned by one compressor; one thread at a time.
 class ViewerYUVPlanes final {
   public:
-    /// Converts a picture. Where a square reaches past the picture's edge, the edge's pixels count
-    /// twice; the luma plane is padded with them to whole squares. REQUIRES: pixels, and at least
-    /// 1 × 1 of them.
-    void convert(const ViewerPixelBuffer& picture);
+    /// Converts a part of a picture. Where a square reaches past the part's edge, the edge's pixels
+    /// count twice; each plane is continued with its last column and row to whole units of 16 × 16
+    /// pixels. REQUIRES: pixels; a part that is not empty and lies inside the picture.
+    void convert(const ViewerPixelBuffer& picture, const ViewerRectangle& part);
 
     /// The planes' rows are as long as their widths.
-    std::span<const std::uint8_t> luma() const { return luma_; }
-    std::span<const std::uint8_t> blueDifference() const { return blueDifference_; }
-    std::span<const std::uint8_t> redDifference() const { return redDifference_; }
-    /// Always even.
+    std::span<std::uint8_t> luma() { return luma_; }
+    std::span<std::uint8_t> blueDifference() { return blueDifference_; }
+    std::span<std::uint8_t> redDifference() { return redDifference_; }
     std::size_t lumaWidth() const { return 2 * chromaWidth_; }
     std::size_t chromaWidth() const { return chromaWidth_; }
 

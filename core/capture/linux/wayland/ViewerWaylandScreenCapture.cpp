@@ -79,8 +79,12 @@ void ViewerWaylandScreenCapture::requestAccess(RequestCompletion completion) {
 }
 
 void ViewerWaylandScreenCapture::shareableDisplays(DisplaysCompletion completion) {
+    completion(displaysAtHand());
+}
+
+std::shared_ptr<const ViewerScreenCapture::Displays> ViewerWaylandScreenCapture::displaysAtHand() {
     (void)parts_.outputs->current();  // what has arrived may change the list
-    completion(displays_.list());
+    return displays_.list();
 }
 
 std::shared_ptr<ViewerDisplayStream> ViewerWaylandScreenCapture::makeStream(

@@ -64,6 +64,7 @@ class ViewerWaylandScreenCapture final
     void lookAtAccess(AccessCompletion completion) override;
     void requestAccess(RequestCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
+    std::shared_ptr<const Displays> displaysAtHand() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
     void watchSession(std::function<void()> ended) override;

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "core/runtime/ViewerCheck.h"
+
 namespace velmora {
 
 namespace {
@@ -16,18 +18,21 @@ namespace {
 std::mutex connecting;
 
 /// xcb writes a server's refusal straight to the standard error of the process, which says nothing
-/// about such things. While one of these lives, that descriptor leads nowhere. One at a time.
+/// about such things. While one of these lives, that descriptor leads nowhere, except for the
+/// reason why the process ends. One at a time.
 class SilencedStandardError final {
   public:
     SilencedStandardError() : saved_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
         const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
         if (saved_ >= 0 && nowhere >= 0) {
+            tellViewerChecksTo(saved_);
             ::dup2(nowhere, STDERR_FILENO);
         }
         ::close(nowhere);
     }
     ~SilencedStandardError() {
         ::dup2(saved_, STDERR_FILENO);
+        tellViewerChecksTo(STDERR_FILENO);
         ::close(saved_);
     }
     SilencedStandardError(const SilencedStandardError&) = delete;

@@ -23,7 +23,10 @@ void answer(std::vector<ViewerX11DisplayList::Completion> waiting,
 ViewerX11DisplayList::ViewerX11DisplayList(ViewerExecutor executor,
                                            std::shared_ptr<ViewerContinuousClock> clock,
                                            std::shared_ptr<ViewerX11Connector> connector)
-    : executor_(std::move(executor)), clock_(std::move(clock)), connector_(std::move(connector)) {}
+    : executor_(std::move(executor)),
+      clock_(std::move(clock)),
+      connector_(std::move(connector)),
+      intake_(ViewerLoopIntake::of(executor_)) {}
 
 bool ViewerX11DisplayList::hasAccess() {
     viewerCheck(std::this_thread::get_id() == thread_, "the display list stays on its thread");
@@ -34,16 +37,18 @@ bool ViewerX11DisplayList::hasAccess() {
     return access_.value_or(true);
 }
 
-void ViewerX11DisplayList::get(Completion completion) {
+std::shared_ptr<const ViewerX11DisplayList::Displays> ViewerX11DisplayList::current() {
     viewerCheck(std::this_thread::get_id() == thread_, "the display list stays on its thread");
-    if (refresh_) {
+    takeNoticesOnce();
+    return isFresh_ ? displays_ : nullptr;
+}
+
+void ViewerX11DisplayList::get(Completion completion) {
+    if (const auto displays = current()) {
+        completion(displays);
+    } else if (refresh_) {
         (refresh_->isReading ? refresh_->cameLater : refresh_->waiting)
             .push_back(std::move(completion));
-        return;
-    }
-    takeNotices();
-    if (isFresh_) {
-        completion(displays_);
     } else {
         startRefresh({std::move(completion)});
     }
@@ -59,6 +64,14 @@ void ViewerX11DisplayList::takeNotices() {
     if (reader_->isDead()) {
         forgetConnection();
     }
+}
+
+void ViewerX11DisplayList::takeNoticesOnce() {
+    const std::uint64_t batch = intake_.batch();
+    if (batch == ViewerLoopIntake::noBatch || batch != noticedBatch_) {
+        takeNotices();
+    }
+    noticedBatch_ = batch;
 }
 
 void ViewerX11DisplayList::startRefresh(Waiting waiting) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerTask.h"
+#include "core/runtime/linux/ViewerLoopIntake.h"
 
 namespace velmora {
 
@@ -33,9 +35,12 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
     /// The last answer of the server that the list is connected to; true while there is none.
     bool hasAccess();
 
-    /// Passes the displays as they are after everything that the server has told by now: at once
-    /// when it told nothing new, else from the executor, after a refresh that callers share. Null
-    /// when there is no list to be had.
+    /// What `get` would pass at once, else null.
+    std::shared_ptr<const Displays> current();
+
+    /// Passes the displays as they are after everything that the server has told by now, or when
+    /// another request of the same batch asked: at once when it told nothing new, else from the
+    /// executor, after a refresh that callers share. Null when there is no list to be had.
     void get(Completion completion);
 
   private:
@@ -55,6 +60,8 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
 
     /// Takes in what the server told by now.
     void takeNotices();
+    /// The same, unless that was done since the last request came in.
+    void takeNoticesOnce();
     void startRefresh(Waiting waiting);
     static ViewerTask<void> refresh(Self self);
     /// Each has until the deadline, after which the connection is given up.
@@ -69,6 +76,9 @@ class ViewerX11DisplayList final : public std::enable_shared_from_this<ViewerX11
     const std::shared_ptr<ViewerContinuousClock> clock_;
     const std::shared_ptr<ViewerX11Connector> connector_;
     const std::thread::id thread_ = std::this_thread::get_id();
+    const ViewerLoopIntake& intake_;
+    /// The batch of requests for which the notices were taken last.
+    std::uint64_t noticedBatch_ = ViewerLoopIntake::noBatch;
     /// The connection, if there is one; a refresh's thread uses it alone.
     std::shared_ptr<ViewerX11DisplayReader> reader_;
     /// The answer of the server behind `reader_`.

@@ -13,6 +13,7 @@
 #include "core/capture/linux/x11/ViewerX11Permission.h"
 #include "core/capture/linux/x11/ViewerX11PixelForm.h"
 #include "core/capture/linux/x11/ViewerX11Reply.h"
+#include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
@@ -83,6 +84,7 @@ bool ViewerX11MonitorCapture::begin() {
         return false;
     }
     monitor_ = *monitor;
+    const ViewerMemoryAttempt attempt;
     picture_.emplace(connection_, *form, monitor_);
     schedule_.emplace(picture_->whole(), intervals_, Clock::now());
     return true;
@@ -142,11 +144,13 @@ bool ViewerX11MonitorCapture::takeDamage() {
 }
 
 bool ViewerX11MonitorCapture::renewPicture() {
+    const ViewerMemoryAttempt attempt;
     const PacedFetch fetch(*pacing_);
     return takeDamage() && picture_->renew(schedule_->takeOutdated());
 }
 
 std::optional<ViewerRectangle> ViewerX11MonitorCapture::inspectRows() {
+    const ViewerMemoryAttempt attempt;
     const PacedFetch fetch(*pacing_);
     return picture_->inspect(schedule_->rowsToCompare());
 }

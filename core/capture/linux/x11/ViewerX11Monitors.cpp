@@ -69,6 +69,12 @@ Overview readOverview(xcb_connection_t* xcb, xcb_window_t root) {
     return overview;
 }
 
+bool holdsMonitor(const xcb_randr_get_monitors_reply_t& reply,
+                  const xcb_randr_monitor_info_t* monitor) {
+    return holds(reply, monitor, sizeof *monitor) &&
+           holds(reply, monitor + 1, monitor->nOutput * sizeof(xcb_randr_output_t));
+}
+
 /// The part of a monitor that is on the root window; a monitor may be defined to reach beyond it.
 ViewerRectangle visiblePart(const xcb_randr_monitor_info_t& monitor,
                             const xcb_get_geometry_reply_t& root) {
@@ -83,7 +89,8 @@ ViewerRectangle visiblePart(const xcb_randr_monitor_info_t& monitor,
 std::vector<MonitorRequests> askAboutMonitors(xcb_connection_t* xcb, const Overview& overview) {
     std::vector<MonitorRequests> result;
     auto each = xcb_randr_get_monitors_monitors_iterator(overview.monitors.get());
-    for (; each.rem > 0; xcb_randr_monitor_info_next(&each)) {
+    for (; each.rem > 0 && holdsMonitor(*overview.monitors, each.data);
+         xcb_randr_monitor_info_next(&each)) {
         MonitorRequests requests;
         requests.monitor.number = each.data->name;
         requests.monitor.rectangle = visiblePart(*each.data, *overview.root);
@@ -104,31 +111,39 @@ std::vector<MonitorRequests> askAboutMonitors(xcb_connection_t* xcb, const Overv
     return result;
 }
 
-template <typename Character>
-std::string textOf(const Character* characters, int length) {
-    return {reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length)};
+/// A text of a reply, as far as the reply holds it.
+template <typename Reply, typename Character>
+std::optional<std::string> textIn(const Reply& reply, const Character* characters, int length) {
+    const auto size = static_cast<std::size_t>(length);
+    if (!holds(reply, characters, size)) {
+        return std::nullopt;
+    }
+    return std::string(reinterpret_cast<const char*>(characters), size);
 }
 
-/// Takes the answers about a monitor's first output. False when one is missing.
+/// Takes the answers about a monitor's first output. False when one is missing or broken.
 bool takeOutput(xcb_connection_t* xcb, MonitorRequests& requests) {
     const ViewerX11Reply<xcb_randr_get_output_info_reply_t> output(
         xcb_randr_get_output_info_reply(xcb, requests.output, nullptr));
     const ViewerX11Reply<xcb_randr_get_output_property_reply_t> edid(
         xcb_randr_get_output_property_reply(xcb, requests.edid, nullptr));
-    if (output == nullptr || edid == nullptr) {
+    if (output == nullptr || edid == nullptr || !holds(*output, output.get(), sizeof *output)) {
         return false;
     }
-    requests.monitor.connector = textOf(xcb_randr_get_output_info_name(output.get()),
-                                        xcb_randr_get_output_info_name_length(output.get()));
-    if (edid->format == 8) {
-        const std::uint8_t* const bytes = xcb_randr_get_output_property_data(edid.get());
-        requests.monitor.edid.assign(bytes,
-                                     bytes + xcb_randr_get_output_property_data_length(edid.get()));
+    auto connector = textIn(*output, xcb_randr_get_output_info_name(output.get()),
+                            xcb_randr_get_output_info_name_length(output.get()));
+    if (!connector) {
+        return false;
+    }
+    requests.monitor.connector = std::move(*connector);
+    const std::uint8_t* const bytes = xcb_randr_get_output_property_data(edid.get());
+    if (edid->format == 8 && holds(*edid, bytes, edid->num_items)) {
+        requests.monitor.edid.assign(bytes, bytes + edid->num_items);
     }
     return true;
 }
 
-/// Takes every answer about one monitor. False when one is missing.
+/// Takes every answer about one monitor. False when one is missing or broken.
 bool takeAnswers(xcb_connection_t* xcb, MonitorRequests& requests) {
     const ViewerX11Reply<xcb_get_atom_name_reply_t> name(
         xcb_get_atom_name_reply(xcb, requests.name, nullptr));
@@ -136,11 +151,14 @@ bool takeAnswers(xcb_connection_t* xcb, MonitorRequests& requests) {
     if (name == nullptr || !isOutputComplete) {
         return false;
     }
+    const auto randrName = textIn(*name, xcb_get_atom_name_name(name.get()),
+                                  xcb_get_atom_name_name_length(name.get()));
+    if (!randrName) {
+        return false;
+    }
     ViewerX11Monitor& monitor = requests.monitor;
-    const std::string randrName =
-        textOf(xcb_get_atom_name_name(name.get()), xcb_get_atom_name_name_length(name.get()));
     ViewerMonitorIdentity identity =
-        ViewerMonitorIdentity::of(monitor.edid, monitor.connector, randrName);
+        ViewerMonitorIdentity::of(monitor.edid, monitor.connector, *randrName);
     monitor.uuidText = std::move(identity.uuidText);
     monitor.name = std::move(identity.name);
     return true;
@@ -189,7 +207,8 @@ Monitors withOneMain(Monitors monitors) {
 std::optional<std::vector<ViewerX11Monitor>> readMonitors(ViewerX11Connection& connection) {
     for (int reading = 0; reading < maximumReadings; ++reading) {
         const Overview overview = readOverview(connection.xcb(), connection.root());
-        if (overview.root == nullptr || overview.edidAtom == nullptr) {
+        if (overview.root == nullptr || overview.root->width == 0 || overview.root->height == 0 ||
+            overview.edidAtom == nullptr) {
             return std::nullopt;
         }
         std::optional<Monitors> monitors = overview.hasMonitors()

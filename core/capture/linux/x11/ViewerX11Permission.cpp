@@ -40,13 +40,13 @@ bool hasXwaylandExtension(xcb_connection_t* xcb) {
 }
 
 bool isXwaylandOutput(const xcb_randr_get_output_info_reply_t* output) {
-    if (output == nullptr) {
+    if (output == nullptr || !holds(*output, output, sizeof *output)) {
         return false;
     }
     const std::string_view name(
         reinterpret_cast<const char*>(xcb_randr_get_output_info_name(output)),
         static_cast<std::size_t>(xcb_randr_get_output_info_name_length(output)));
-    return name.starts_with(xwayland);
+    return holds(*output, name.data(), name.size()) && name.starts_with(xwayland);
 }
 
 bool hasXwaylandOutput(xcb_connection_t* xcb, xcb_window_t root) {
@@ -64,8 +64,10 @@ bool hasXwaylandOutput(xcb_connection_t* xcb, xcb_window_t root) {
         xcb_randr_get_screen_resources_current_outputs(resources.get());
     std::vector<xcb_randr_get_output_info_cookie_t> cookies;
     cookies.reserve(resources->num_outputs);
-    for (std::uint16_t i = 0; i < resources->num_outputs; ++i) {
-        cookies.push_back(xcb_randr_get_output_info(xcb, outputs[i], XCB_CURRENT_TIME));
+    for (const xcb_randr_output_t* output = outputs;
+         output != outputs + resources->num_outputs && holds(*resources, output, sizeof *output);
+         ++output) {
+        cookies.push_back(xcb_randr_get_output_info(xcb, *output, XCB_CURRENT_TIME));
     }
     bool isFound = false;
     for (const xcb_randr_get_output_info_cookie_t& each : cookies) {
@@ -82,10 +84,11 @@ bool canReadScreen(ViewerX11Connection& connection) {
         return false;
     }
     constexpr std::uint32_t allPlanes = 0xffffffff;
-    const xcb_get_image_cookie_t pixel = xcb_get_image(connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP,
-                                                       connection.root(), 0, 0, 1, 1, allPlanes);
+    // Of no width and no height: the server looks whether the client may before it looks at that.
+    const xcb_get_image_cookie_t noPixel = xcb_get_image(
+        connection.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection.root(), 0, 0, 0, 0, allPlanes);
     const ViewerX11Reply<xcb_get_image_reply_t> reply(
-        xcb_get_image_reply(connection.xcb(), pixel, nullptr));
+        xcb_get_image_reply(connection.xcb(), noPixel, nullptr));
     return reply != nullptr;
 }
 

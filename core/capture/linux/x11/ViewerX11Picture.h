@@ -41,7 +41,7 @@ class ViewerX11Picture final {
     bool takeChange() { return reduced_.takeChange(); }
 
     /// The picture as it is now; valid as long as it is not renewed.
-    ViewerPixelBuffer pixels() const { return reduced_.pixels(); }
+    ViewerPixelBuffer pixels() { return reduced_.pixels(); }
 
   private:
     bool fetch(const std::vector<ViewerRectangle>& parts, ViewerReducedPicture::Search search);

@@ -21,11 +21,13 @@ namespace velmora {
 /// without gaps, whatever the server's own form is; the pointer is not in them. It has a few slots,
 /// so that the server fills one while another is being used. Where the server can, it writes into
 /// shared memory, which is small on purpose: what was just written is then still in the processor's
-/// cache. One thread.
+/// cache. Smaller slots would be nearer to the processor, but for each of them the server and this
+/// thread wake one another, which costs more. One thread.
 class ViewerX11RootReader final {
   public:
     static constexpr std::size_t slotCount = 2;
-    static constexpr std::size_t slotBytes = std::size_t{512} * 1024;
+    /// As much as the host's memory allows, and whole rows of usual screens without a rest.
+    static constexpr std::size_t slotBytes = std::size_t{900} * 1024;
     static constexpr std::size_t bytesPerPixel = ViewerPixelForm::convertedBytes;
 
     /// `form` is that of the connection's screen. Blocks for a few round trips.

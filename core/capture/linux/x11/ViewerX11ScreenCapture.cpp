@@ -32,6 +32,10 @@ void ViewerX11ScreenCapture::shareableDisplays(DisplaysCompletion completion) {
     list_->get(std::move(completion));
 }
 
+std::shared_ptr<const ViewerScreenCapture::Displays> ViewerX11ScreenCapture::displaysAtHand() {
+    return list_->current();
+}
+
 std::shared_ptr<ViewerDisplayStream> ViewerX11ScreenCapture::makeStream(
     const ViewerNativeDisplay& display, const ViewerStreamSettings& settings) {
     return ViewerLinuxStream::handedOut(

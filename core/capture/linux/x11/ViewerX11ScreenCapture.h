@@ -24,6 +24,7 @@ class ViewerX11ScreenCapture final : public ViewerScreenCapture {
     /// Answered with false at once: an X server asks nobody.
     void requestAccess(RequestCompletion completion) override;
     void shareableDisplays(DisplaysCompletion completion) override;
+    std::shared_ptr<const Displays> displaysAtHand() override;
     std::shared_ptr<ViewerDisplayStream> makeStream(const ViewerNativeDisplay& display,
                                                     const ViewerStreamSettings& settings) override;
     void watchSession(std::function<void()> ended) override;

@@ -51,9 +51,17 @@ std::unique_ptr<ViewerX11SharedMemory> ViewerX11SharedMemory::make(
     std::unique_ptr<ViewerX11SharedMemory> result(
         new ViewerX11SharedMemory(connection, memory, size));
     // xcb closes the descriptor once it is sent.
+    xcb_connection_t* const xcb = connection->xcb();
     const xcb_void_cookie_t request =
-        xcb_shm_attach_fd_checked(connection->xcb(), result->segment_, descriptor, 0);
-    const ViewerX11Reply<xcb_generic_error_t> error(xcb_request_check(connection->xcb(), request));
+        xcb_shm_attach_fd_checked(xcb, result->segment_, descriptor, 0);
+    // Something with an answer goes behind it: xcb_request_check() sends such a thing by itself,
+    // but where that cannot be sent waits for ever for its answer (libxcb 1.15).
+    const ViewerX11Reply<xcb_get_input_focus_reply_t> behind(
+        xcb_get_input_focus_reply(xcb, xcb_get_input_focus(xcb), nullptr));
+    if (behind == nullptr) {
+        return nullptr;
+    }
+    const ViewerX11Reply<xcb_generic_error_t> error(xcb_request_check(xcb, request));
     return error == nullptr && !connection->isDead() ? std::move(result) : nullptr;
 }
 

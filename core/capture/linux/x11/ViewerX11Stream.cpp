@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/capture/linux/x11/ViewerX11MonitorCapture.h"
+#include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
@@ -87,8 +88,13 @@ void ViewerX11Stream::connected(const std::shared_ptr<ViewerX11Connection>& conn
 }
 
 void ViewerX11Stream::capture(const std::shared_ptr<ViewerX11Connection>& connection) {
-    ViewerX11MonitorCapture(connection, uuidText_, frameInterval())
-        .run([this](const ViewerPixelBuffer& pixels) { deliver(pixels); });
+    try {
+        ViewerX11MonitorCapture(connection, uuidText_, frameInterval())
+            .run([this](const ViewerPixelBuffer& pixels) { deliver(pixels); });
+    } catch (const ViewerMemoryLack&) {
+        // It ends as it does without a server; whoever wants a frame starts another.
+        connection->abort();
+    }
     end();
 }
 

@@ -44,8 +44,8 @@ std::pair<std::int64_t, std::int64_t> randomLengths(std::mt19937& generator) {
 
 TEST(ViewerAreaAverage, AnIntegralRatioGivesTheRoundedAverageExactly) {
     std::mt19937 generator(1);
-    for (std::int64_t columns = 1; columns <= 64; ++columns) {
-        for (std::int64_t rows = 1; rows <= 64 / columns; ++rows) {
+    for (std::int64_t columns = 1; columns <= 128; ++columns) {
+        for (std::int64_t rows = 1; rows <= 128 / columns; ++rows) {
             SCOPED_TRACE(std::to_string(columns) + " × " + std::to_string(rows));
             const std::int64_t width = 7;
             const std::int64_t height = 2;

@@ -33,7 +33,10 @@ RealColour converted(const TestPicture& picture, std::int64_t x, std::int64_t y)
     return converted(pixel[0], pixel[1], pixel[2]);
 }
 
-RealColour convertedSquare(const TestPicture& picture, std::int64_t x, std::int64_t y) {
+/// Behind the last squares they are repeated.
+RealColour convertedSquare(const TestPicture& picture, std::int64_t across, std::int64_t down) {
+    const std::int64_t x = std::min(across, (picture.width - 1) / 2);
+    const std::int64_t y = std::min(down, (picture.height - 1) / 2);
     std::array<double, 3> sums{};
     for (const std::int64_t row : {2 * y, std::min(2 * y + 1, picture.height - 1)}) {
         for (const std::int64_t column : {2 * x, std::min(2 * x + 1, picture.width - 1)}) {
@@ -48,13 +51,18 @@ RealColour convertedSquare(const TestPicture& picture, std::int64_t x, std::int6
 /// Rounding, and the last bit of the coefficients.
 constexpr double tolerance = 0.51;
 
+ViewerRectangle whole(const TestPicture& picture) {
+    return {0, 0, picture.width, picture.height};
+}
+
 void expectConverted(const TestPicture& picture) {
     ViewerYUVPlanes planes;
-    planes.convert(picture.buffer());
-    const std::int64_t chromaWidth = (picture.width + 1) / 2;
-    const std::int64_t chromaHeight = (picture.height + 1) / 2;
+    planes.convert(picture.buffer(), whole(picture));
+    const std::int64_t chromaWidth = (picture.width + 15) / 16 * 8;
+    const std::int64_t chromaHeight = (picture.height + 15) / 16 * 8;
     ASSERT_EQ(planes.chromaWidth(), static_cast<std::size_t>(chromaWidth));
     ASSERT_EQ(planes.lumaWidth(), static_cast<std::size_t>(2 * chromaWidth));
+    ASSERT_EQ(planes.luma().size(), static_cast<std::size_t>(4 * chromaWidth * chromaHeight));
     for (std::int64_t y = 0; y < 2 * chromaHeight; ++y) {
         for (std::int64_t x = 0; x < 2 * chromaWidth; ++x) {
             ASSERT_NEAR(planes.luma()[static_cast<std::size_t>(y * 2 * chromaWidth + x)],
@@ -72,7 +80,7 @@ void expectConverted(const TestPicture& picture) {
     }
 }
 
-void expectEqual(const ViewerYUVPlanes& a, const ViewerYUVPlanes& b) {
+void expectEqual(ViewerYUVPlanes& a, ViewerYUVPlanes& b) {
     EXPECT_TRUE(std::ranges::equal(a.luma(), b.luma()));
     EXPECT_TRUE(std::ranges::equal(a.blueDifference(), b.blueDifference()));
     EXPECT_TRUE(std::ranges::equal(a.redDifference(), b.redDifference()));
@@ -112,7 +120,7 @@ TEST(ViewerYUVPlanes, GreyHasNoColourDifference) {
     }
     forEachInstructionSet([&] {
         ViewerYUVPlanes planes;
-        planes.convert(picture.buffer());
+        planes.convert(picture.buffer(), whole(picture));
         for (std::size_t level = 0; level < 256; ++level) {
             EXPECT_EQ(planes.luma()[level], level);
             EXPECT_EQ(planes.blueDifference()[level / 2], 128);
@@ -125,13 +133,13 @@ TEST(ViewerYUVPlanes, TheUnusedByteCountsForNothing) {
     std::mt19937 generator(7);
     auto picture = TestPicture::random(70, 3, generator);
     ViewerYUVPlanes expected;
-    expected.convert(picture.buffer());
+    expected.convert(picture.buffer(), whole(picture));
     for (std::size_t index = 3; index < picture.bytes.size(); index += 4) {
         picture.bytes[index] = static_cast<std::uint8_t>(generator());
     }
     forEachInstructionSet([&] {
         ViewerYUVPlanes planes;
-        planes.convert(picture.buffer());
+        planes.convert(picture.buffer(), whole(picture));
         expectEqual(planes, expected);
     });
 }
@@ -141,12 +149,32 @@ TEST(ViewerYUVPlanes, APictureAfterALargerOneIsConvertedAsIfItWereTheFirst) {
     const auto large = TestPicture::random(90, 50, generator);
     const auto small = TestPicture::random(31, 7, generator);
     ViewerYUVPlanes fresh;
-    fresh.convert(small.buffer());
+    fresh.convert(small.buffer(), whole(small));
     ViewerYUVPlanes used;
-    used.convert(large.buffer());
-    used.convert(small.buffer());
+    used.convert(large.buffer(), whole(large));
+    used.convert(small.buffer(), whole(small));
     expectEqual(used, fresh);
     EXPECT_EQ(used.lumaWidth(), 32U);
+}
+
+TEST(ViewerYUVPlanes, APartIsConvertedLikeAPictureOfItsOwn) {
+    std::mt19937 generator(9);
+    const auto picture = TestPicture::random(100, 60, generator);
+    for (const ViewerRectangle& part :
+         {ViewerRectangle{0, 0, 32, 16}, ViewerRectangle{64, 16, 36, 16},
+          ViewerRectangle{80, 48, 20, 12}}) {
+        TestPicture own(part.width, part.height);
+        for (std::int64_t y = 0; y < part.height; ++y) {
+            std::copy_n(picture.pixel(part.x, part.y + y), own.bytesPerRow(), own.pixel(0, y));
+        }
+        forEachInstructionSet([&] {
+            ViewerYUVPlanes planes;
+            planes.convert(picture.buffer(), part);
+            ViewerYUVPlanes expected;
+            expected.convert(own.buffer(), whole(own));
+            expectEqual(planes, expected);
+        });
+    }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/runtime/linux/ViewerLoopIntake.h"
 #include "tests/capture/linux/x11/DisplayListOnLoop.h"
 #include "tests/capture/linux/x11/X11Waiting.h"
 #include "tests/support/capture/EDIDBlock.h"
@@ -86,6 +87,40 @@ TEST(ViewerX11DisplayList, AnUnchangedListIsTheSameObjectAtOnceAlsoWhileTheServe
         EXPECT_EQ(answer->displays, displays);
     }
     EXPECT_EQ(refreshingThreads(), 0);
+}
+
+TEST(ViewerX11DisplayList, AFreshListIsAtHandAndNoneIsUntilAChangeWasRead) {
+    XServer server;
+    DisplayListOnLoop on(server.displayName());
+    EXPECT_EQ(on.list().current(), nullptr) << "nothing was read";
+    const auto displays = on.get();
+    ASSERT_NE(displays, nullptr);
+    EXPECT_EQ(on.list().current(), displays);
+    server.setMonitor("new", {0, 0, 780, 720});
+    X11Waiting::untilNoticesAreSent(server);
+    EXPECT_EQ(on.list().current(), nullptr);
+    const auto answer = on.ask();
+    EXPECT_EQ(on.list().current(), nullptr) << "a refresh is under way";
+    ASSERT_TRUE(on.wait(*answer));
+    EXPECT_EQ(on.list().current(), answer->displays);
+    EXPECT_TRUE(hasWidth(on.list().current(), 780));
+}
+
+TEST(ViewerX11DisplayList, OneLookAtTheNoticesIsEnoughForABatchOfRequestsAndNotForTheNext) {
+    XServer server;
+    DisplayListOnLoop on(server.displayName());
+    auto& intake = ViewerLoopIntake::of(DisplayListOnLoop::loop().get_executor());
+    intake.add();
+    const auto displays = on.get();
+    ASSERT_NE(displays, nullptr);
+    server.setMonitor("first", {0, 0, 780, 720});
+    X11Waiting::untilNoticesAreSent(server);
+    EXPECT_EQ(on.get(), displays);
+    intake.add();
+    EXPECT_TRUE(hasWidth(on.get(), 780));
+    intake.close();
+    server.setMonitor("second", {0, 0, 680, 720});
+    EXPECT_THAT(widths(on, server), ElementsAre(680, 780, 1280));
 }
 
 TEST(ViewerX11DisplayList, ANoticeThatChangesNothingLeavesTheSameObject) {

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
+#include <sstream>
 #include <string>
 
 #include "tests/capture/linux/x11/CapturedMonitor.h"
@@ -19,11 +22,29 @@ std::size_t entriesOf(const std::string& folder) {
     return count;
 }
 
-std::size_t linesOf(const std::string& file, const std::string& text) {
-    std::ifstream lines(file);
+std::size_t mapsNamed(const std::string& text) {
+    std::ifstream maps("/proc/self/maps");
     std::size_t count = 0;
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; std::getline(maps, line);) {
         count += line.find(text) != std::string::npos ? 1U : 0U;
+    }
+    return count;
+}
+
+/// How many segments of System V shared memory there are that this process has made. Other
+/// processes of the machine make some, too.
+std::size_t ownSegments() {
+    std::ifstream table("/proc/sysvipc/shm");
+    std::size_t count = 0;
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string key;
+        std::string id;
+        std::string permissions;
+        std::string bytes;
+        std::string maker;
+        fields >> key >> id >> permissions >> bytes >> maker;
+        count += maker == std::to_string(::getpid()) ? 1U : 0U;
     }
     return count;
 }
@@ -33,14 +54,21 @@ struct Holdings final {
     explicit Holdings(const XServer& server)
         : threads(entriesOf("/proc/self/task")),
           descriptors(entriesOf("/proc/self/fd")),
-          sharedMaps(linesOf("/proc/self/maps", "viewer-capture")),
-          segments(linesOf("/proc/sysvipc/shm", "")),
+          sharedMaps(mapsNamed("viewer-capture")),
+          segments(ownSegments()),
           serverDescriptors(entriesOf("/proc/" + std::to_string(server.processId()) + "/fd")) {}
 
     bool isWithin(const Holdings& other) const {
         return threads <= other.threads && descriptors <= other.descriptors &&
                sharedMaps <= other.sharedMaps && segments <= other.segments &&
                serverDescriptors <= other.serverDescriptors;
+    }
+
+    friend std::ostream& operator<<(std::ostream& stream, const Holdings& holdings) {
+        return stream << holdings.threads << " threads, " << holdings.descriptors
+                      << " descriptors, " << holdings.sharedMaps << " shared maps, "
+                      << holdings.segments << " segments, " << holdings.serverDescriptors
+                      << " descriptors of the server";
     }
 
     std::size_t threads;
@@ -103,7 +131,8 @@ TEST(ViewerX11StreamResource, TwoHundredCapturesLeaveNothingBehind) {
         }
     }
 
-    EXPECT_TRUE(X11Waiting::until([&] { return Holdings(server).isWithin(before); }));
+    EXPECT_TRUE(X11Waiting::until([&] { return Holdings(server).isWithin(before); }))
+        << before << "; " << Holdings(server);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
@@ -100,6 +101,10 @@ bool ViewerPipeWireCapture::connect() {
 }
 
 void ViewerPipeWireCapture::listenOn() {
+    if (++silences_ == mostSilences) {
+        end();
+        return;
+    }
     silence_ = Clock::now() + nextSilence;
     arm();
 }
@@ -215,13 +220,24 @@ void ViewerPipeWireCapture::read() {
         hasShown_ = true;
         silence_.reset();
         endRenewal();
-        picture_.notice(frame, *format_, now);
+        notice(frame, now);
     } else {
         picture_.distrust();
         mailbox_.giveBack(arrival.buffer);
     }
-    act(now);
+    if (!isOver_) {
+        act(now);
+    }
     arm();
+}
+
+void ViewerPipeWireCapture::notice(const ViewerPipeWireFrame& frame, Instant now) {
+    try {
+        const ViewerMemoryAttempt attempt;
+        picture_.notice(frame, *format_, now);
+    } catch (const ViewerMemoryLack&) {
+        end();
+    }
 }
 
 void ViewerPipeWireCapture::endRenewal() {
@@ -239,13 +255,28 @@ void ViewerPipeWireCapture::act(Instant now) {
     if (held_ == nullptr) {
         return;
     }
-    const ViewerPipeWirePicture::Outcome outcome = picture_.act(frame_, now);
-    next_ = outcome.next;
+    try {
+        renew(now);
+    } catch (const ViewerMemoryLack&) {
+        end();
+    }
+}
+
+void ViewerPipeWireCapture::renew(Instant now) {
+    std::optional<ViewerPixelBuffer> pixels;
+    {
+        const ViewerMemoryAttempt attempt;
+        const ViewerPipeWirePicture::Outcome outcome = picture_.act(frame_, now);
+        next_ = outcome.next;
+        if (outcome.isDifferent) {
+            pixels = picture_.pixels();
+        }
+    }
     if (!next_) {
         release();
     }
-    if (outcome.isDifferent) {
-        handlers_.deliver(picture_.pixels());
+    if (pixels) {
+        handlers_.deliver(*pixels);
     }
 }
 

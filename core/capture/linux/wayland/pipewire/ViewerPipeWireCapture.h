@@ -41,6 +41,10 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     /// How long after a silence that nothing could fill it counts as another one.
     static constexpr std::chrono::seconds nextSilence{1};
 
+    /// After so many of them the stream is over: for want of a descriptor or of memory, PipeWire's
+    /// library may have lost what wakes it, and says nothing of that. Another stream may show more.
+    static constexpr int mostSilences = 4;
+
     /// How long a stream may take for the first picture of another format, or of an output's new
     /// size. Some compositors' backends never send one when the change comes at a bad moment; a new
     /// stream gets it.
@@ -57,7 +61,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool connect();
     /// Whether a picture has come from the stream itself.
     bool hasShown() const { return hasShown_; }
-    /// Tells of its silence once more if it lasts. REQUIRES: it has shown nothing.
+    /// Tells of its silence once more if it lasts, or ends. REQUIRES: it has shown nothing.
     void listenOn();
 
     void nodeIsGone(std::uint64_t serial) override;
@@ -78,7 +82,10 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     void read();
     /// If the newest picture is the one that was awaited.
     void endRenewal();
+    /// A stream ends for whose picture there is no memory.
+    void notice(const ViewerPipeWireFrame& frame, Instant now);
     void act(Instant now);
+    void renew(Instant now);
     void wake();
     void arm();
     void release();
@@ -119,6 +126,7 @@ class ViewerPipeWireCapture final : public ViewerPipeWireConnection::Watcher {
     bool hasStreamed_ = false;
     /// When the stream has fallen silent, unless its first picture comes before.
     std::optional<Instant> silence_;
+    int silences_ = 0;
     /// When a stream is dead that has changed its format or its size, unless a picture comes
     /// before.
     std::optional<Instant> renewal_;

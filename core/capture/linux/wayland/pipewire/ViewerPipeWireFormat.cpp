@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <initializer_list>
 #include <span>
 
@@ -117,7 +118,16 @@ constexpr std::array tenBits{SPA_VIDEO_FORMAT_xRGB_210LE, SPA_VIDEO_FORMAT_xBGR_
                              SPA_VIDEO_FORMAT_RGBx_102LE, SPA_VIDEO_FORMAT_BGRx_102LE,
                              SPA_VIDEO_FORMAT_RGBA_102LE, SPA_VIDEO_FORMAT_BGRA_102LE};
 
-bool isKnown(spa_video_format format) {
+/// The number behind an enumeration's name: what others send may have no name here, and is no value
+/// of the enumeration then.
+std::uint32_t numberOf(const spa_video_format& format) {
+    std::uint32_t number = 0;
+    static_assert(sizeof number == sizeof format);
+    std::memcpy(&number, &format, sizeof number);
+    return number;
+}
+
+bool isKnown(std::uint32_t format) {
     return std::ranges::find(eightBits, format) != eightBits.end() ||
            std::ranges::find(tenBits, format) != tenBits.end();
 }
@@ -174,12 +184,12 @@ std::optional<ViewerPipeWireFormat> ViewerPipeWireParameters::formatIn(const spa
     const bool isPicture = spa_format_parse(parameter, &type, &subtype) >= 0 &&
                            type == SPA_MEDIA_TYPE_video && subtype == SPA_MEDIA_SUBTYPE_raw &&
                            spa_format_video_raw_parse(parameter, &info) >= 0;
-    if (!isPicture || !isKnown(info.format) || !isSide(info.size.width) ||
-        !isSide(info.size.height)) {
+    const std::uint32_t pixels = numberOf(info.format);
+    if (!isPicture || !isKnown(pixels) || !isSide(info.size.width) || !isSide(info.size.height)) {
         return std::nullopt;
     }
     ViewerPipeWireFormat result;
-    result.pixels = info.format;
+    result.pixels = pixels;
     result.width = info.size.width;
     result.height = info.size.height;
     return result;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
 namespace velmora {
@@ -59,6 +60,7 @@ void ViewerPipeWireStream::giveUp() {
 
 void ViewerPipeWireStream::askForStillPicture() {
     if (!still_) {
+        capture_->listenOn();
         return;
     }
     const auto take = [this, weak = weak_from_this(), thread = thread_, still = still_] {
@@ -79,11 +81,15 @@ void ViewerPipeWireStream::takeStill(const std::optional<ViewerStillPicture>& pi
     if (!capture_ || capture_->hasShown() || isStopRequested()) {
         return;
     }
-    if (picture) {
-        deliver(picture->pixels());
-    } else {
+    if (!picture) {
         // The output may just have been another, or the compositor busy.
         capture_->listenOn();
+        return;
+    }
+    try {
+        deliver(picture->pixels());
+    } catch (const ViewerMemoryLack&) {
+        giveUp();
     }
 }
 

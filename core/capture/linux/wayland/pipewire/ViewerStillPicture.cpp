@@ -5,6 +5,7 @@
 
 #include "core/capture/ViewerImaging.h"
 #include "core/capture/ViewerTargetSize.h"
+#include "core/runtime/ViewerMemoryLack.h"
 
 namespace velmora {
 
@@ -19,10 +20,16 @@ std::optional<ViewerStillPicture> ViewerStillPicture::take(
     std::optional<ViewerStillPicture> result;
     const auto receive = [&result](const ViewerPixelBuffer& picture) {
         const ViewerTargetSize size = ViewerJPEGEncoder::targetSize(picture.width, picture.height);
-        const auto reduced = ViewerImaging::scaled(picture, static_cast<std::int64_t>(size.width),
-                                                   static_cast<std::int64_t>(size.height));
-        if (reduced) {
-            result = ViewerStillPicture(reduced->picture);
+        try {
+            const ViewerMemoryAttempt attempt;
+            const auto reduced =
+                ViewerImaging::scaled(picture, static_cast<std::int64_t>(size.width),
+                                      static_cast<std::int64_t>(size.height));
+            if (reduced) {
+                result = ViewerStillPicture(reduced->picture);
+            }
+        } catch (const ViewerMemoryLack&) {
+            result.reset();  // as from a compositor that copies none
         }
     };
     return still(receive) ? result : std::nullopt;

@@ -104,7 +104,8 @@ bool CapturedNode::receivesNext(ScriptedPipeWireSource& screen,
     constexpr std::chrono::milliseconds betweenPictures{200};
     const std::size_t before = recorder().frames();
     const auto end = std::chrono::steady_clock::now() + StreamRecorder::patience;
-    while (recorder().frames() == before && std::chrono::steady_clock::now() < end) {
+    while (recorder().frames() == before && recorder().stops() == 0 &&
+           std::chrono::steady_clock::now() < end) {
         if (!screen.send(picture)) {
             return false;
         }

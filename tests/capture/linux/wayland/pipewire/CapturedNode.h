@@ -55,7 +55,8 @@ class CapturedNode final : public RecordedStream {
                  StreamRecorder::Judgement isAllowed = {});
 
     /// Sends a picture until another frame comes: PipeWire loses what is sent while the reader is
-    /// not all there yet, after a start as after a pause. False when none comes.
+    /// not all there yet, after a start as after a pause. False when none comes, or the stream
+    /// stops.
     bool receivesNext(ScriptedPipeWireSource& screen,
                       const ScriptedPipeWireSource::Picture& picture);
     /// The same for a picture of one colour.

@@ -8,6 +8,7 @@
 #include <spa/pod/iter.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -94,6 +95,25 @@ TEST(ViewerPipeWireFormat, WhatIsFixedIsReadAsFarAsItWasOffered) {
     EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_I420, 640, 480));
     EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_BGRx, 0, 480));
     EXPECT_FALSE(fixed(SPA_VIDEO_FORMAT_BGRx, 640, 16'385));
+}
+
+// No value of the enumeration either: a sanitizer finds where it is treated as one.
+TEST(ViewerPipeWireFormat, PixelsWhoseNumberHasNoNameAreNotRead) {
+    alignas(std::uint64_t) std::array<std::uint8_t, 1024> memory{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
+    spa_video_info_raw info{};
+    info.format = SPA_VIDEO_FORMAT_BGRx;
+    info.size = {640, 480};
+    const spa_pod* const format = spa_format_video_raw_build(&builder, SPA_PARAM_Format, &info);
+    const spa_pod_prop* const property =
+        spa_pod_find_prop(format, nullptr, SPA_FORMAT_VIDEO_format);
+    const auto* const value = static_cast<const std::uint8_t*>(SPA_POD_BODY(&property->value));
+    ASSERT_TRUE(ViewerPipeWireParameters::formatIn(format).has_value());
+
+    memory.at(static_cast<std::size_t>(value - memory.data()) + 3) = 0xFF;
+
+    EXPECT_FALSE(ViewerPipeWireParameters::formatIn(format).has_value());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <memory>
 #include <semaphore>
 
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireCapture.h"
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
 
@@ -101,6 +102,23 @@ TEST(ViewerPipeWireStreamSilence, ARefusedCopyIsAskedForAgainWhileTheNodeIsSilen
     EXPECT_TRUE(node.recorder().waitForPicture(isAll(red)));
     EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(1500)));
     EXPECT_EQ(*cast.asked, 3);
+}
+
+TEST(ViewerPipeWireStreamSilence, ANodeThatNeverShowsAnythingIsGivenUp) {
+    Cast cast;
+
+    CapturedNode& node = cast.capture([](const auto&) { return false; });
+
+    EXPECT_TRUE(node.recorder().waitForStop());
+    EXPECT_EQ(*cast.asked, ViewerPipeWireCapture::mostSilences);
+}
+
+TEST(ViewerPipeWireStreamSilence, ANodeThatNeverShowsAnythingAndHasNoCopyIsGivenUp) {
+    Cast cast;
+    CapturedNode node(cast.remote, cast.screen.node());
+    ASSERT_TRUE(node.start());
+
+    EXPECT_TRUE(node.recorder().waitForStop());
 }
 
 TEST(ViewerPipeWireStreamSilence, ARefusedCopyIsNotAskedForAgainOnceTheNodeShowsSomething) {

@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""Prints how much of each file the tests reach, and fails under the bounds.
+
+check_coverage.py ROOT REACHED, where REACHED is what `llvm-cov export` says. A branch is one outcome of
+one condition. What reads bytes that strangers choose has to be reached to the last branch; the core as a
+whole, which is its part for Linux, to the share in CORE_BRANCHES.
+"""
+
+import json
+import pathlib
+import sys
+
+# Per cent, of all branches in core/. It is what the tests of protocol, http, coordination, runtime,
+# identities and messages reach by themselves: all tests together have not been measured yet. The aim is 95.
+CORE_BRANCHES = 12.0
+WHOLLY = [
+    "app/linux/ViewerAlertMessage.cpp",
+    "core/capture/linux/identity/ViewerEDID.cpp",
+    "core/protocol/ViewerHostListingJSON.cpp",
+    "core/protocol/ViewerHostRequestParser.cpp",
+    "core/protocol/ViewerHostRouter.cpp",
+    "core/protocol/ViewerPercentDecoding.cpp",
+    "core/protocol/ViewerUTF8.cpp",
+]
+
+
+def percent(covered, count):
+    return 100.0 * covered / count if count else 100.0
+
+
+def main():
+    root, reached = pathlib.Path(sys.argv[1]).resolve(), json.load(open(sys.argv[2], encoding="utf-8"))
+    files = {}
+    for each in reached["data"][0]["files"]:
+        # The build leaves its own folder out of the names, and llvm-cov puts it in front of them.
+        name = pathlib.Path(each["filename"].removeprefix(f"{root}/")).as_posix()
+        files[name.removeprefix("build/coverage/")] = each["summary"]
+    own = {name: each for name, each in files.items() if name.startswith("core/") or name in WHOLLY}
+    print(f"{'branches':>16} {'lines':>16}")
+    for name in sorted(own, key=lambda name: percent(own[name]["branches"]["covered"],
+                                                     own[name]["branches"]["count"])):
+        shares = [own[name][kind] for kind in ("branches", "lines")]
+        print(*(f"{each['covered']:5}/{each['count']:5} {percent(each['covered'], each['count']):3.0f}%"
+                for each in shares), name)
+    core = [each["branches"] for name, each in own.items() if name.startswith("core/")]
+    covered, count = sum(each["covered"] for each in core), sum(each["count"] for each in core)
+    print(f"{covered:5}/{count:5} {percent(covered, count):.2f}% of the branches of core")
+    problems = [f"{name} is not reached to the last branch" for name in WHOLLY
+                if name not in own or own[name]["branches"]["covered"] < own[name]["branches"]["count"]]
+    if percent(covered, count) < CORE_BRANCHES:
+        problems.append(f"less than {CORE_BRANCHES}% of the branches of core are reached")
+    if problems:
+        sys.exit("\n".join(problems))
+
+
+if __name__ == "__main__":
+    main()
