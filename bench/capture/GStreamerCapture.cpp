@@ -6,7 +6,7 @@ namespace velmora::bench {
 
 using Clock = std::chrono::steady_clock;
 
-GStreamerCapture::GStreamerCapture(Scaler scaler)
+GStreamerCapture::GStreamerCapture()
     // While something moves, damage notices cost it more than they save.
     : process_({"gst-launch-1.0",
                 "-q",
@@ -17,7 +17,7 @@ GStreamerCapture::GStreamerCapture(Scaler scaler)
                 "video/x-raw,framerate=25/1",
                 "!",
                 "videoscale",
-                scaler == Scaler::lanczos ? "method=lanczos" : "method=bilinear2",
+                "method=bilinear2",
                 "!",
                 "video/x-raw,width=640,height=360",
                 "!",

@@ -8,13 +8,11 @@
 namespace velmora::bench {
 
 /// GStreamer, doing the same with its own elements: 25 times a second the screen is captured,
-/// reduced to 640 × 360 without aliasing and encoded at the same quality. One thread.
+/// reduced to 640 × 360 by the cheapest of its scalers that does not alias, and encoded at the same
+/// quality. One thread.
 class GStreamerCapture final {
   public:
-    /// Of its scalers that alias nothing a thorough and a cheap one; its default one aliases.
-    enum class Scaler { lanczos, bilinear };
-
-    explicit GStreamerCapture(Scaler scaler);
+    GStreamerCapture();
 
     /// Waits for the first frame, which takes as long as GStreamer needs to start.
     void awaitFrame();

@@ -62,39 +62,29 @@ class MovingScreen final {
     }
 
     void measureGStreamer() {
-        memory_.anchor.push_back(measure(GStreamerCapture::Scaler::lanczos, lanczos_));
-        (void)measure(GStreamerCapture::Scaler::bilinear, bilinear_);  // its memory is no other
-    }
-
-    bool report(const char* measure, double mostRatio) const {
-        const bool isReached =
-            Comparison{host_.total, lanczos_.total}.report(measure, "ms", "GStreamer", mostRatio);
-        (void)Comparison{host_.total, bilinear_.total}.report(
-            "  for information", "ms", "GStreamer, bilinear", Comparison::nothingRequired);
-        host_.print("host");
-        lanczos_.print("GStreamer");
-        bilinear_.print("GStreamer, bilinear");
-        return isReached;
-    }
-
-  private:
-    /// Returns how many megabytes it had.
-    double measure(GStreamerCapture::Scaler scaler, FrameCosts& costs) const {
-        GStreamerCapture capture(scaler);
+        GStreamerCapture capture;
         capture.awaitFrame();
         (void)capture.framesWithin(CaptureRun::warmUp);  // nothing is measured yet
         const Usage usage(run_.server, capture.process());
         const std::uint64_t frames = capture.framesWithin(CaptureRun::window);
-        costs.add(usage, frames, painting_);
-        return capture.process().residentMegabytes();
+        gstreamer_.add(usage, frames, painting_);
+        memory_.anchor.push_back(capture.process().residentMegabytes());
     }
 
+    bool report(const char* measure, double mostRatio) const {
+        const bool isReached =
+            Comparison{host_.total, gstreamer_.total}.report(measure, "ms", "GStreamer", mostRatio);
+        host_.print("host");
+        gstreamer_.print("GStreamer");
+        return isReached;
+    }
+
+  private:
     const CaptureRun& run_;
     Comparison& memory_;
     double painting_ = 0;
     FrameCosts host_;
-    FrameCosts lanczos_;
-    FrameCosts bilinear_;
+    FrameCosts gstreamer_;
 };
 
 }  // namespace

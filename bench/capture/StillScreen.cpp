@@ -59,7 +59,7 @@ void measureVNC(const CaptureRun& run, Shares& shares) {
 }
 
 void measureGStreamer(const CaptureRun& run, Shares& shares) {
-    GStreamerCapture capture(GStreamerCapture::Scaler::lanczos);
+    GStreamerCapture capture;
     capture.awaitFrame();
     (void)capture.framesWithin(CaptureRun::warmUp);  // nothing is measured yet
     const Usage usage(run.server, capture.process());

@@ -1,6 +1,7 @@
-// Puts the same requests to the host and to nginx in turn and compares what they cost each server:
-//   http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT DISPLAY-ID ROUNDS
-// Fails when the host does not reach what it must. Both answer the same paths with the same bytes;
+// Puts the same requests to the host, to nginx and to a bare loop in turn and compares what they
+// cost each server:
+//   http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT LOOP-PID LOOP-PORT DISPLAY-ID ROUNDS
+// Fails when the host does not reach what it must. All answer the same paths with the same bytes;
 // bench/http/run brings everything that it needs.
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/Measuring.h"
@@ -23,15 +25,23 @@ constexpr std::size_t requestsARound = 10000;
 /// Before each round: they bring the capture up again and the caches into the state that lasts.
 constexpr std::size_t warmUpRequests = 1000;
 
-/// What the host must reach: its cost as a multiple of nginx's, and of 1,000 connections at once
-/// the 99th percentile as a multiple of the 50th and the longest answer.
-constexpr double mostCostRatio = 1.00;
+/// What the host must reach: its cost as a multiple of nginx's or of the bare loop's, whichever is
+/// more, and of 1,000 connections at once the 99th percentile as a multiple of the 50th and the
+/// longest answer.
+constexpr double mostOfNginx = 1.00;
+constexpr double mostOfLoop = 1.10;
 constexpr double mostSpread = 2.0;
 constexpr double mostMilliseconds = 1000;
 
 struct Server final {
     pid_t process;
     std::uint16_t port;
+};
+
+struct Servers final {
+    Server host;
+    Server nginx;
+    Server loop;
 };
 
 struct Round final {
@@ -42,11 +52,12 @@ struct Round final {
     std::size_t errors = 0;
 };
 
-/// All rounds of one request at one concurrency; those of both servers at the same place were run
+/// All rounds of one request at one concurrency; those of the servers at the same place were run
 /// one right after the other.
 struct Comparison final {
     std::vector<Round> host;
     std::vector<Round> nginx;
+    std::vector<Round> loop;
 };
 
 double milliseconds(std::chrono::nanoseconds time) {
@@ -75,18 +86,16 @@ Round measure(const Server& server, const std::string& request, std::size_t conc
     return round;
 }
 
-Comparison compare(const Server& host, const Server& nginx, const std::string& request,
-                   std::size_t concurrency, std::size_t rounds) {
+Comparison compare(const Servers& servers, const std::string& request, std::size_t concurrency,
+                   std::size_t rounds) {
     Comparison comparison;
-    for (std::size_t i = 0; i < rounds; ++i) {
-        // Who is first changes, so that a load which rises or falls favours neither.
-        if (i % 2 == 0) {
-            comparison.host.push_back(measure(host, request, concurrency));
-        }
-        comparison.nginx.push_back(measure(nginx, request, concurrency));
-        if (i % 2 != 0) {
-            comparison.host.push_back(measure(host, request, concurrency));
-        }
+    const std::array turns = {std::pair(&servers.host, &comparison.host),
+                              std::pair(&servers.nginx, &comparison.nginx),
+                              std::pair(&servers.loop, &comparison.loop)};
+    for (std::size_t i = 0; i < rounds * turns.size(); ++i) {
+        // Who is first changes, so that a load which rises or falls favours nobody.
+        const auto& [server, results] = turns[(i + i / turns.size()) % turns.size()];
+        results->push_back(measure(*server, request, concurrency));
     }
     return comparison;
 }
@@ -125,21 +134,31 @@ double sum(const std::vector<double>& values) {
     return total;
 }
 
-/// Prints a line; true when the host costs at most what it may.
-bool reportCost(const char* name, std::size_t concurrency, const Comparison& comparison) {
+/// Prints what the host costs as a multiple of another server, and yields it.
+double reportRatio(const std::vector<Round>& host, const std::vector<Round>& other) {
     std::vector<double> ratios;
-    ratios.reserve(comparison.host.size());
-    for (std::size_t i = 0; i < comparison.host.size(); ++i) {
-        ratios.push_back(cost(comparison.host[i]) / cost(comparison.nginx[i]));
+    ratios.reserve(host.size());
+    for (std::size_t i = 0; i < host.size(); ++i) {
+        ratios.push_back(cost(host[i]) / cost(other[i]));
     }
     const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end());
-    std::printf("%-8s %11zu  %7.1f us %7.1f us   %.2f  (%.2f ... %.2f)  %.2f  %.0f / %.0f\n", name,
-                concurrency, bench::median(each(comparison.host, cost)),
-                bench::median(each(comparison.nginx, cost)), bench::median(ratios), *least, *most,
-                mostCostRatio, sum(each(comparison.host, errors)),
-                sum(each(comparison.nginx, errors)));
+    const double usual = bench::median(ratios);
+    std::printf("  %5.1f us %.2f (%.2f ... %.2f)", bench::median(each(other, cost)), usual, *least,
+                *most);
+    return usual;
+}
+
+/// Prints a line; true when the host costs at most what it may.
+bool reportCost(const char* name, std::size_t concurrency, const Comparison& comparison) {
+    std::printf("%-8s %11zu  %5.1f us", name, concurrency,
+                bench::median(each(comparison.host, cost)));
+    const double ofNginx = reportRatio(comparison.host, comparison.nginx);
+    const double ofLoop = reportRatio(comparison.host, comparison.loop);
+    std::printf("  %.0f / %.0f / %.0f\n", sum(each(comparison.host, errors)),
+                sum(each(comparison.nginx, errors)), sum(each(comparison.loop, errors)));
     (void)std::fflush(stdout);  // only so that a reader sees the lines as they come
-    return bench::median(ratios) <= mostCostRatio && sum(each(comparison.host, errors)) == 0;
+    const bool isCheap = ofNginx <= mostOfNginx || ofLoop <= mostOfLoop;
+    return isCheap && sum(each(comparison.host, errors)) == 0;
 }
 
 /// Prints a line; true when the answers came as evenly and as soon as they must from the host.
@@ -153,8 +172,7 @@ bool reportCrowd(const char* server, const std::vector<Round>& rounds) {
 }
 
 /// True when the host reached everything that it must.
-bool compareAll(const Server& host, const Server& nginx, const std::string& display,
-                std::size_t rounds) {
+bool compareAll(const Servers& servers, const std::string& display, std::size_t rounds) {
     struct Asked final {
         const char* name;
         std::string path;
@@ -165,19 +183,24 @@ bool compareAll(const Server& host, const Server& nginx, const std::string& disp
 
     bool isReached = true;
     bench::printLoadAverage();
-    std::printf("server CPU per request, medians of %zu rounds, and errors\n", rounds);
     std::printf(
-        "request  connections        host      nginx  ratio  (least ... most)  must  errors\n");
+        "server CPU per request, medians of %zu rounds, and errors; the host must cost at\n"
+        "most %.2f times nginx or %.2f times the bare loop\n",
+        rounds, mostOfNginx, mostOfLoop);
+    std::printf(
+        "request  connections      host     nginx ratio (least ... most)      loop ratio "
+        "(least ... most)  errors\n");
     for (const Asked& asked : all) {
         const std::string request = "GET " + asked.path + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
         Comparison comparison;
         for (const std::size_t concurrency : concurrencies) {
-            comparison = compare(host, nginx, request, concurrency, rounds);
+            comparison = compare(servers, request, concurrency, rounds);
             isReached = reportCost(asked.name, concurrency, comparison) && isReached;
         }
         std::printf("%zu connections at once, %s:\n", concurrencies.back(), asked.name);
         isReached = reportCrowd("host", comparison.host) && isReached;
-        (void)reportCrowd("nginx", comparison.nginx);  // nothing is required of it
+        (void)reportCrowd("nginx", comparison.nginx);  // nothing is required of these
+        (void)reportCrowd("loop", comparison.loop);
     }
     bench::printLoadAverage();
     return isReached;
@@ -192,15 +215,17 @@ std::uint16_t port(const char* text) {
 }  // namespace velmora
 
 int main(int argumentCount, char** arguments) {
-    constexpr int expectedArguments = 7;
-    const int rounds = argumentCount == expectedArguments ? std::atoi(arguments[6]) : 0;
+    constexpr int expectedArguments = 9;
+    const int rounds = argumentCount == expectedArguments ? std::atoi(arguments[8]) : 0;
     if (rounds < 1) {
-        std::cerr << "http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT DISPLAY-ID ROUNDS\n";
+        std::cerr << "http_bench HOST-PID HOST-PORT NGINX-PID NGINX-PORT LOOP-PID LOOP-PORT "
+                     "DISPLAY-ID ROUNDS\n";
         return 2;
     }
-    const velmora::Server host = {std::atoi(arguments[1]), velmora::port(arguments[2])};
-    const velmora::Server nginx = {std::atoi(arguments[3]), velmora::port(arguments[4])};
+    const velmora::Servers servers = {{std::atoi(arguments[1]), velmora::port(arguments[2])},
+                                      {std::atoi(arguments[3]), velmora::port(arguments[4])},
+                                      {std::atoi(arguments[5]), velmora::port(arguments[6])}};
     const bool isReached =
-        velmora::compareAll(host, nginx, arguments[5], static_cast<std::size_t>(rounds));
+        velmora::compareAll(servers, arguments[7], static_cast<std::size_t>(rounds));
     return isReached ? 0 : 1;
 }
