@@ -1,0 +1,127 @@
+"""A copy of the program that faults are put into, and the tests that are to find them."""
+import hashlib
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+import time
+
+# The test programs of each folder, by its longest beginning here; what is quick comes first.
+PROGRAMS = {
+    "core/runtime": "runtime http coordination transport sleep acceptance",
+    "core/protocol": "protocol http simulation acceptance",
+    "core/http": "http simulation transport acceptance",
+    "core/http/linux": "transport acceptance",
+    "core/coordination": "coordination simulation acceptance",
+    "core/capture": "capture coordination simulation x11",
+    "core/capture/linux": "capture x11 acceptance wayland",
+    "core/capture/linux/bus": "portal acceptance",
+    "core/capture/linux/identity": "identity x11",
+    "core/capture/linux/imaging": "imaging allocation decoders x11 pipewire",
+    "core/capture/linux/login": "portal acceptance",
+    "core/capture/linux/wayland": "wayland portal capture wayland_host",
+    "core/capture/linux/wayland/outputs": "wayland_outputs wayland_host",
+    "core/capture/linux/wayland/pipewire": "pipewire wayland_host",
+    "core/capture/linux/wayland/portal": "portal wayland_host",
+    "core/capture/linux/x11": "x11 acceptance",
+    "app": "app acceptance alert",
+    "app/linux": "app alert acceptance",
+    "app/linux/alert": "app alert",
+}
+# What a fault breaks is nothing of root's.
+UNPRIVILEGED = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+HOSTED = {"acceptance", "sleep", "alert", "wayland_host"}
+PATIENCE = 240
+
+
+def programs_for(path):
+    folder = str(path.parent)
+    return PROGRAMS[max((each for each in PROGRAMS if folder.startswith(each)), key=len)].split()
+
+
+class Trial:
+    """One copy, used by one thread."""
+
+    def __init__(self, root, folder, commit):
+        self.tree = folder / commit
+        self._build = folder / "build"
+        self._temporary = folder / "temporary"
+        self._temporary.mkdir(parents=True, exist_ok=True)
+        self._temporary.chmod(0o1777)
+        if not self.tree.exists():
+            self._copy(root, commit)
+
+    def _copy(self, root, commit):
+        self.tree.mkdir(parents=True)
+        archive = subprocess.Popen(["git", "archive", commit], cwd=root, stdout=subprocess.PIPE)
+        subprocess.run(["tar", "-x", "-C", self.tree], stdin=archive.stdout, check=True)
+        if archive.wait() != 0:
+            raise SystemExit("the commit cannot be copied")
+        subprocess.run(["cmake", "-S", self.tree, "-B", self._build, "-G", "Ninja", "--fresh",
+                        "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_COMPILER=clang++-19",
+                        "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g0", "-DVIEWER_TESTS=ON"],
+                       check=True, stdout=subprocess.DEVNULL)
+
+    def _make(self, programs):
+        """Whether what these test programs are made of can be built."""
+        targets = [f"{program}_tests" for program in programs]
+        if HOSTED & set(programs):
+            targets += ["VelmoraViewerHost", "VelmoraViewerHostAlert", "scripted_host"]
+        return subprocess.run(["ninja", "-C", self._build, "-j2", *targets],
+                              stdout=subprocess.DEVNULL).returncode == 0
+
+    def _object(self, path):
+        """What a source was compiled to, or nothing for a header."""
+        found = list(self._build.rglob(f"{path.name}.o"))
+        return hashlib.sha256(found[0].read_bytes()).digest() if len(found) == 1 else None
+
+    def _run(self, program):
+        """'passed', 'failed' or 'timed out'. Nothing that it has started is left."""
+        with tempfile.TemporaryDirectory(dir=self._temporary) as temporary:
+            pathlib.Path(temporary).chmod(0o1777)
+            process = subprocess.Popen(
+                [*(UNPRIVILEGED if os.geteuid() == 0 else []),
+                 self._build / "bin" / f"{program}_tests", "--gtest_brief=1", "--gtest_fail_fast"],
+                cwd=self.tree, env={**os.environ, "TMPDIR": temporary, "HOME": temporary},
+                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                start_new_session=True)
+            try:
+                return "passed" if process.wait(PATIENCE) == 0 else "failed"
+            except subprocess.TimeoutExpired:
+                return "timed out"
+            finally:
+                try:
+                    os.killpg(process.pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
+                process.wait()
+
+    def judge(self, path, number, lines, fault):
+        """What becomes of the program with a fault in line `number`, and which tests say so."""
+        programs = programs_for(path)
+        begin = time.monotonic()
+
+        def verdict(outcome, by=""):
+            return {"outcome": outcome, "by": by, "seconds": round(time.monotonic() - begin, 1)}
+
+        if not self._make(programs):
+            raise SystemExit("without a fault it cannot be built")
+        sound = self._object(path)
+        source = self.tree / path
+        width = 2 if fault.kind == "swapped statements" else 1
+        try:
+            source.write_text("\n".join([*lines[:number], *fault.lines, *lines[number + width:]]))
+            if not self._make(programs[:1]):
+                return verdict("not compiled")
+            if sound is not None and self._object(path) == sound:
+                return verdict("same code")
+            for program in programs:
+                if not self._make([program]):
+                    return verdict("not compiled")
+                ended = self._run(program)
+                if ended != "passed":
+                    return verdict("caught" if ended == "failed" else ended, program)
+            return verdict("survived")
+        finally:
+            source.write_text("\n".join(lines))
