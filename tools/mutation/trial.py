@@ -2,6 +2,7 @@
 import hashlib
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import tempfile
@@ -31,7 +32,12 @@ PROGRAMS = {
 }
 # What a fault breaks is nothing of root's.
 UNPRIVILEGED = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+# Those that are not called after their program.
+TARGETS = {"simulation": "viewer_simulation"}
 HOSTED = {"acceptance", "sleep", "alert", "wayland_host"}
+# Those that wait more than they work, and so run in several parts.
+WAITING = HOSTED | {"x11", "pipewire", "portal", "transport", "wayland", "wayland_outputs"}
+SHARDS = 4
 PATIENCE = 240
 
 
@@ -65,7 +71,7 @@ class Trial:
 
     def _make(self, programs):
         """Whether what these test programs are made of can be built."""
-        targets = [f"{program}_tests" for program in programs]
+        targets = [TARGETS.get(program, f"{program}_tests") for program in programs]
         if HOSTED & set(programs):
             targets += ["VelmoraViewerHost", "VelmoraViewerHostAlert", "scripted_host"]
         return subprocess.run(["ninja", "-C", self._build, "-j2", *targets],
@@ -76,26 +82,55 @@ class Trial:
         found = list(self._build.rglob(f"{path.name}.o"))
         return hashlib.sha256(found[0].read_bytes()).digest() if len(found) == 1 else None
 
-    def _run(self, program):
-        """'passed', 'failed' or 'timed out'. Nothing that it has started is left."""
-        with tempfile.TemporaryDirectory(dir=self._temporary) as temporary:
-            pathlib.Path(temporary).chmod(0o1777)
-            process = subprocess.Popen(
+    def _start(self, program, folder, shard, shards, tests):
+        """A test program, or one of several parts of it, which writes into a file of its own."""
+        arguments = ["--seeds", "1..500"] if program == "simulation" else [
+            "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={tests}"]
+        parts = {"GTEST_TOTAL_SHARDS": str(shards), "GTEST_SHARD_INDEX": str(shard)}
+        with open(folder / f"{shard}.log", "wb") as log:
+            return subprocess.Popen(
                 [*(UNPRIVILEGED if os.geteuid() == 0 else []),
-                 self._build / "bin" / f"{program}_tests", "--gtest_brief=1", "--gtest_fail_fast"],
-                cwd=self.tree, env={**os.environ, "TMPDIR": temporary, "HOME": temporary},
-                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                 self._build / "bin" / TARGETS.get(program, f"{program}_tests"), *arguments],
+                cwd=self.tree,
+                env={**os.environ, **parts, "TMPDIR": str(folder), "HOME": str(folder)},
+                stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT,
                 start_new_session=True)
+
+    def _run(self, program, tests="*"):
+        """'passed', 'failed' or 'timed out', and the tests that failed. Nothing that it has started
+        is left."""
+        shards = SHARDS if program in WAITING and tests == "*" else 1
+        with tempfile.TemporaryDirectory(dir=self._temporary) as temporary:
+            folder = pathlib.Path(temporary)
+            folder.chmod(0o1777)
+            running = [self._start(program, folder, shard, shards, tests)
+                       for shard in range(shards)]
             try:
-                return "passed" if process.wait(PATIENCE) == 0 else "failed"
-            except subprocess.TimeoutExpired:
-                return "timed out"
+                end = time.monotonic() + PATIENCE
+                while any(each.poll() is None for each in running):
+                    if any(each.poll() for each in running):
+                        break
+                    if time.monotonic() > end:
+                        return "timed out", []
+                    time.sleep(0.02)
+                said = "".join(log.read_text(errors="replace") for log in folder.glob("*.log"))
+                failed = re.findall(r"^\[  FAILED  \] ([\w./]+)", said, re.MULTILINE)
+                passed = all(each.poll() == 0 for each in running)
+                return ("passed" if passed else "failed"), sorted(set(failed))
             finally:
-                try:
-                    os.killpg(process.pid, signal.SIGKILL)
-                except ProcessLookupError:
-                    pass
-                process.wait()
+                for each in running:
+                    try:
+                        os.killpg(each.pid, signal.SIGKILL)
+                    except ProcessLookupError:
+                        pass
+                    each.wait()
+
+    def _outcome(self, program):
+        """'passed', 'failed' or 'timed out'. A test that fails counts if it does so again, alone."""
+        outcome, tests = self._run(program)
+        if outcome == "failed" and program in WAITING and tests:
+            outcome, _ = self._run(program, ":".join(tests))
+        return outcome
 
     def judge(self, path, number, lines, fault):
         """What becomes of the program with a fault in line `number`, and which tests say so."""
@@ -119,7 +154,7 @@ class Trial:
             for program in programs:
                 if not self._make([program]):
                     return verdict("not compiled")
-                ended = self._run(program)
+                ended = self._outcome(program)
                 if ended != "passed":
                     return verdict("caught" if ended == "failed" else ended, program)
             return verdict("survived")
