@@ -3,7 +3,7 @@
  * and nothing while the page is hidden or paused.
  */
 
-/** While the wall scrolls, the program is told this often. */
+/** While the wall scrolls or hosts answer, the program is told this often. */
 const settlingTime = 100; // milliseconds
 
 /**
@@ -68,6 +68,11 @@ export class Looking {
     this.tell();
   }
 
+  /** Tells the program what is looked at then, when more has changed. */
+  tellSoon() {
+    this.#timer ||= setTimeout(() => this.tell(), settlingTime);
+  }
+
   /** Tells the program what is looked at now. */
   tell() {
     clearTimeout(this.#timer);
@@ -100,7 +105,7 @@ export class Looking {
     if (tile.isVisible !== isVisible) {
       this.visible[isVisible ? 'add' : 'delete'](tile);
       tile.setVisible(isVisible);
-      this.#timer ||= setTimeout(() => this.tell(), settlingTime);
+      this.tellSoon();
     }
   }
 }

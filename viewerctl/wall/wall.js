@@ -57,6 +57,8 @@ function run(token) {
   room.addEventListener('heard', ({ detail: { host, before } }) => {
     filters.apply(room.tilesOf(host));
     news.hear(host, before);
+    // A tile that can be seen already may have another display now, or its first one.
+    looking.tellSoon();
     large.tell();
     summarise();
   });

@@ -22,6 +22,7 @@ export class ScriptedHost {
   /** The requests for pictures that wait, by what answers them. @type {(() => void)[]} */
   held = [];
   #isHolding = false;
+  #listed = Promise.resolve();
   #server = http.createServer((request, response) => this.#answer(request, response));
   #waiting = [];
 
@@ -62,6 +63,13 @@ export class ScriptedHost {
     ++this.displays[index].number;
   }
 
+  /** Requests for its displays wait until the function is called that this yields. */
+  holdListing() {
+    let list;
+    this.#listed = new Promise((resolve) => { list = resolve; });
+    return list;
+  }
+
   /** Requests for pictures wait from now on. */
   hold() {
     this.#isHolding = true;
@@ -85,6 +93,7 @@ export class ScriptedHost {
     const url = new URL(request.url, 'http://host');
     const display = this.displays.find(({ id }) => id === url.searchParams.get('id'));
     if (url.pathname === '/viewer/v1/displays') {
+      await this.#listed;
       this.#send(response, 200, 'application/json', this.#listing());
     } else if (!display) {
       this.#send(response, 404, 'text/plain', '');

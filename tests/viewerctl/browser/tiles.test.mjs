@@ -35,6 +35,17 @@ describe('a tile', { concurrency: 3 }, () => {
     await watcher.untilTile('Two', /^same picture for \d+ sec$/);
   }));
 
+  test('a display that its host lists late is asked for', inRoom(async (room) => {
+    const host = await room.host('Studio', [['One', 'red']]);
+    const list = host.holdListing();
+    await room.open(host.address);
+    const watcher = await room.watch();
+    await watcher.untilTile(host.address, /./); // A tile that is not seen says nothing.
+    await watcher.page.waitForTimeout(300); // By then it was told what is looked at.
+    list();
+    await watcher.untilColour(watcher.tile('One'), 'red');
+  }));
+
   test('bytes that were seen before are still the same picture under a new label',
        inRoom(async (room) => {
     const host = await room.host('Studio', [['One', 'red']]);
