@@ -26,8 +26,7 @@ struct ViewerHostRouter final {
     ViewerTask<ViewerHostHTTPResponse> response(ViewerHostRequest request) const;
     /// The same, made at once as far as that takes no wait and `caller`, on which the caller runs,
     /// is where the provider works.
-    ViewerHostAnswer answer(const ViewerHostRequest& request,
-                            const ViewerExecutor& caller) const;
+    ViewerHostAnswer answer(const ViewerHostRequest& request, const ViewerExecutor& caller) const;
 
     std::shared_ptr<ViewerHostFrameProviding> provider;
     /// Written into every display listing.
