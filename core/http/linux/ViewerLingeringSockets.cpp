@@ -16,6 +16,10 @@ namespace {
 constexpr std::size_t drainedAtOnce = 64UL * 1024;
 constexpr int callsInARow = 16;
 
+/// How many that begin to linger later a socket waits for before it is looked at: most peers have
+/// ended their side by then, and what the kernel keeps of it is still in the processor's cache.
+constexpr std::size_t mostRecentSockets = 64;
+
 /// Throws away at most so much that has come in, without waiting. Yields what recv does.
 ssize_t throwAway(const ViewerSocketDescriptor& socket) {
     // Never written: with MSG_TRUNC TCP drops received bytes without copying them.
@@ -88,7 +92,8 @@ ViewerLingeringSockets::ViewerLingeringSockets(const std::shared_ptr<ViewerSocke
     : set_(set),
       queue_(set->queue()),
       clock_(clock),
-      unread_(std::max<std::size_t>(unreadSocketLimit, 1)) {}
+      recent_(std::clamp<std::size_t>(unreadSocketLimit / 2, 1, mostRecentSockets)),
+      unread_(std::max(unreadSocketLimit, recent_.capacity() + 1) - recent_.capacity()) {}
 
 ViewerLingeringSockets::~ViewerLingeringSockets() = default;
 
@@ -98,13 +103,27 @@ void ViewerLingeringSockets::linger(ViewerSocketDescriptor socket) {
         close(std::move(socket));
         return;
     }
+    if (recent_.full()) {
+        lookAtOldestRecent();
+    }
+    const Instant deadline = clock->now() + lingerTime;
+    recent_.push_back({std::move(socket), deadline});
+    awaitNext(deadline);
+    noteRoom();
+}
+
+void ViewerLingeringSockets::lookAtOldestRecent() {
+    Unread oldest = std::move(recent_.front());
+    recent_.pop_front();
+    const ssize_t bytes = throwAway(oldest.socket);
+    if (bytes == 0 || (bytes < 0 && errno != EAGAIN)) {
+        close(std::move(oldest.socket));
+        return;
+    }
     if (unread_.full()) {
         closeOldestUnread();
     }
-    const Instant deadline = clock->now() + lingerTime;
-    unread_.push_back({std::move(socket), deadline});
-    awaitNext(deadline);
-    noteRoom();
+    unread_.push_back(std::move(oldest));
 }
 
 void ViewerLingeringSockets::drain(ViewerSocketDescriptor socket) {
@@ -131,11 +150,11 @@ void ViewerLingeringSockets::close(ViewerSocketDescriptor socket) {
 }
 
 bool ViewerLingeringSockets::closeOldest() {
-    if (unread_.empty() && drained_.empty()) {
+    const auto next = nextDeadline();
+    if (!next) {
         return false;
     }
-    if (drained_.empty() ||
-        (!unread_.empty() && unread_.front().deadline <= drained_.begin()->second->deadline())) {
+    if (drained_.empty() || drained_.begin()->second->deadline() > *next) {
         closeOldestUnread();
     } else {
         closeOldestDrained();
@@ -165,8 +184,9 @@ void ViewerLingeringSockets::drainedToTheEnd(std::uint64_t number) {
 }
 
 void ViewerLingeringSockets::closeOldestUnread() {
-    ViewerSocketDescriptor socket = std::move(unread_.front().socket);
-    unread_.pop_front();
+    auto& oldest = unread_.empty() ? recent_ : unread_;
+    ViewerSocketDescriptor socket = std::move(oldest.front().socket);
+    oldest.pop_front();
     // Without unread bytes a close is no reset, and the kernel goes on with what is on its way.
     (void)throwAway(socket);  // what is beyond one call is in vain
     close(std::move(socket));
@@ -179,8 +199,8 @@ void ViewerLingeringSockets::closeOldestDrained() {
 
 std::optional<ViewerLingeringSockets::Instant> ViewerLingeringSockets::nextDeadline() const {
     std::optional<Instant> next;
-    if (!unread_.empty()) {
-        next = unread_.front().deadline;
+    if (const auto& oldest = unread_.empty() ? recent_ : unread_; !oldest.empty()) {
+        next = oldest.front().deadline;
     }
     if (!drained_.empty()) {
         const Instant first = drained_.begin()->second->deadline();

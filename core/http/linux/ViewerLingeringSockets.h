@@ -18,11 +18,11 @@ namespace velmora {
 
 /// Closes the sockets of one listener's connections. A close while the peer is still sending makes
 /// the kernel answer with a reset, which can destroy an answer on its way; so an answered
-/// connection is half-closed and lingers for a bounded time. Most are left alone meanwhile: nobody
-/// looks at them again before they are closed. Where the peer is known to have more to send, that
-/// is taken in and thrown away until the peer ends its side, up to a bounded size: it would not get
-/// to read the answer otherwise. Shared by the listener and its connections; the clock keeps it
-/// alive while sockets linger. Used on the listener's queue only.
+/// connection is half-closed and lingers for a bounded time. It is looked at once meanwhile, when
+/// some others have come, and closed if its peer has ended its side by then. Where the peer is
+/// known to have more to send, that is taken in and thrown away until the peer ends its side, up to
+/// a bounded size: it would not get to read the answer otherwise. Shared by the listener and its
+/// connections; the clock keeps it alive while sockets linger. Used on the listener's queue only.
 class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerLingeringSockets> {
   public:
     /// How many may be drained at once. What may linger unread is told at construction.
@@ -63,6 +63,8 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     };
 
     bool halfClose(ViewerSocketDescriptor& socket);
+    /// Closes it if its peer has ended or reset it, else leaves it alone until its time ends.
+    void lookAtOldestRecent();
     void drainedToTheEnd(std::uint64_t number);
     void closeOldestUnread();
     void closeOldestDrained();
@@ -77,6 +79,9 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     const ViewerExecutor queue_;
     const std::weak_ptr<ViewerContinuousClock> clock_;
     std::function<void()> roomHandler_;
+    /// Those that began last, each of which is looked at once; then those whose peers had not ended
+    /// yet. Both in the order in which they came.
+    boost::circular_buffer<Unread> recent_;
     boost::circular_buffer<Unread> unread_;
     /// Numbered in the order in which they came.
     std::map<std::uint64_t, std::shared_ptr<Drained>> drained_;

@@ -207,6 +207,40 @@ TEST(ViewerLingeringSockets, ResetNobodyWhoseLateBytesCameBeforeItsPlaceWasNeede
     EXPECT_TRUE(oldest.send("x")) << "a reset would forbid it";
 }
 
+TEST(ViewerLingeringSockets, CloseASocketWhosePeerHasEndedWhenSomeOthersHaveCome) {
+    LingeringWorld world;
+    SocketClient first = world.linger();
+    SocketClient second = world.linger();
+    SocketClient third = world.linger();
+    first.endSending();
+    second.endSending();
+    third.reset();
+    std::vector<SocketClient> others;
+    others.push_back(world.linger());
+    EXPECT_EQ(world.count(), 4U);
+
+    others.push_back(world.linger());
+    EXPECT_EQ(world.count(), 4U) << "the first one is closed";
+    EXPECT_EQ(first.receiveAll().bytes, "answer");
+    others.push_back(world.linger());
+    others.push_back(world.linger());
+    EXPECT_EQ(world.count(), 4U) << "so are the second and the third";
+}
+
+TEST(ViewerLingeringSockets, LeaveASocketAloneWhosePeerHasNotEndedWhenSomeOthersHaveCome) {
+    LingeringWorld world;
+    SocketClient silent = world.linger();
+    SocketClient sending = world.linger();
+    EXPECT_TRUE(sending.send("late"));
+    std::vector<SocketClient> others;
+    for (std::size_t i = 0; i < unreadSocketLimit - 2; ++i) {
+        others.push_back(world.linger());
+    }
+    EXPECT_EQ(world.count(), unreadSocketLimit);
+    EXPECT_TRUE(silent.send("late"));
+    EXPECT_TRUE(sending.send("later"));
+}
+
 TEST(ViewerLingeringSockets, CloseTheOldestUnreadOneForTheNext) {
     LingeringWorld world;
     std::vector<SocketClient> clients;
