@@ -52,6 +52,9 @@ class Trial:
     def __init__(self, root, folder, commit):
         self.tree = folder / commit
         self._build = folder / "build"
+        # What was compiled in another folder is not compiled again.
+        self._environment = {**os.environ, "CCACHE_BASEDIR": str(root.parent),
+                             "CCACHE_NOHASHDIR": "true"}
         self._temporary = folder / "temporary"
         self._temporary.mkdir(parents=True, exist_ok=True)
         self._temporary.chmod(0o1777)
@@ -64,10 +67,8 @@ class Trial:
         subprocess.run(["tar", "-x", "-C", self.tree], stdin=archive.stdout, check=True)
         if archive.wait() != 0:
             raise SystemExit("the commit cannot be copied")
-        subprocess.run(["cmake", "-S", self.tree, "-B", self._build, "-G", "Ninja", "--fresh",
-                        "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_COMPILER=clang++-19",
-                        "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g0", "-DVIEWER_TESTS=ON"],
-                       check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--preset", "test", "-B", self._build, "--fresh"], cwd=self.tree,
+                       check=True, stdout=subprocess.DEVNULL, env=self._environment)
 
     def _make(self, programs):
         """Whether what these test programs are made of can be built."""
@@ -75,7 +76,7 @@ class Trial:
         if HOSTED & set(programs):
             targets += ["VelmoraViewerHost", "VelmoraViewerHostAlert", "scripted_host"]
         return subprocess.run(["ninja", "-C", self._build, "-j2", *targets],
-                              stdout=subprocess.DEVNULL).returncode == 0
+                              env=self._environment, stdout=subprocess.DEVNULL).returncode == 0
 
     def _object(self, path):
         """What a source was compiled to, or nothing for a header."""
