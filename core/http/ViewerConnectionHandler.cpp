@@ -34,16 +34,11 @@ ViewerConnectionHandler::~ViewerConnectionHandler() {
 }
 
 void ViewerConnectionHandler::start() {
-    connection_->setStateHandler([weak = weak_from_this()](ViewerConnectionState state) {
-        if (const auto handler = weak.lock()) {
-            handler->connectionChanged(state);
-        }
-    });
-    connection_->start(queue_);
+    connection_->start(queue_, weak_from_this());
     armDeadline();
 }
 
-void ViewerConnectionHandler::connectionChanged(ViewerConnectionState state) {
+void ViewerConnectionHandler::connectionDidChange(ViewerConnectionState state) {
     switch (state) {
         case ViewerConnectionState::ready:
             receiveNext();
@@ -77,15 +72,10 @@ void ViewerConnectionHandler::armDeadline() {
 }
 
 void ViewerConnectionHandler::receiveNext() {
-    connection_->receive(maxDeliveryBytes,
-                         [weak = weak_from_this()](const ViewerDelivery& delivery) {
-                             if (const auto handler = weak.lock()) {
-                                 handler->handleReceive(delivery);
-                             }
-                         });
+    connection_->receive(maxDeliveryBytes);
 }
 
-void ViewerConnectionHandler::handleReceive(const ViewerDelivery& delivery) {
+void ViewerConnectionHandler::connectionDidReceive(const ViewerDelivery& delivery) {
     if (isFinished()) {
         return;  // cancelled: whatever still arrives is not answered
     }
@@ -179,12 +169,12 @@ ViewerTask<void> ViewerConnectionHandler::await(std::weak_ptr<ViewerConnectionHa
 }
 
 void ViewerConnectionHandler::send(const ViewerHostHTTPResponse& response) {
-    connection_->send(response.serialized(), [weak = weak_from_this()] {
-        if (const auto handler = weak.lock()) {
-            handler->connection_->cancel();
-            handler->finish();
-        }
-    });
+    connection_->send(response.serialized());
+}
+
+void ViewerConnectionHandler::connectionDidSend() {
+    connection_->cancel();
+    finish();
 }
 
 void ViewerConnectionHandler::cancel() {

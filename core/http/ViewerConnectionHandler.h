@@ -24,7 +24,8 @@ namespace velmora {
 /// Serves one connection: reads one request, answers it, ends the connection, all within 5 seconds.
 /// Owned by the server until it has finished; the connection, the clock and the routing task hold
 /// it weakly. `start` and `cancel` may be called from any thread.
-class ViewerConnectionHandler final : public std::enable_shared_from_this<ViewerConnectionHandler> {
+class ViewerConnectionHandler final : public ViewerConnectionReceiver,
+                                      public std::enable_shared_from_this<ViewerConnectionHandler> {
   public:
     /// `queue` is where the connection's events run, one at a time. `onFinish` is called exactly
     /// once, on any thread, unless the handler is dropped before its end. The executors outlive the
@@ -35,13 +36,17 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
                             std::shared_ptr<ViewerContinuousClock> clock);
     ViewerConnectionHandler(const ViewerConnectionHandler&) = delete;
     ViewerConnectionHandler& operator=(const ViewerConnectionHandler&) = delete;
-    ~ViewerConnectionHandler();
+    ~ViewerConnectionHandler() override;
 
     /// Called once.
     void start();
     /// Ends the connection. With a routing task running the handler finishes when that ends, else
     /// at once. Any number of times.
     void cancel();
+
+    void connectionDidChange(ViewerConnectionState state) override;
+    void connectionDidReceive(const ViewerDelivery& delivery) override;
+    void connectionDidSend() override;
 
   private:
     using Routing = ViewerTask<ViewerHostHTTPResponse>;
@@ -52,10 +57,8 @@ class ViewerConnectionHandler final : public std::enable_shared_from_this<Viewer
         ViewerContinuousClock::TimerId deadline;
     };
 
-    void connectionChanged(ViewerConnectionState state);
     void armDeadline();
     void receiveNext();
-    void handleReceive(const ViewerDelivery& delivery);
     /// What everything received so far amounts to; a head that there is no memory for is too large.
     /// The connection is told to expect what is not part of a request's head.
     ViewerHostRequestParseResult collect(std::span<const std::uint8_t> content);

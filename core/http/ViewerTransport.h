@@ -26,28 +26,34 @@ struct ViewerDelivery final {
     bool hasError = false;
 };
 
-/// One accepted TCP connection. Its handlers run on the queue it was started on, one at a time.
-/// Destroying it closes the socket.
+/// Who serves a connection. It is called on the connection's queue, one event at a time, and never
+/// within a call that it makes itself.
+class ViewerConnectionReceiver {
+  public:
+    virtual ~ViewerConnectionReceiver() = default;
+
+    virtual void connectionDidChange(ViewerConnectionState state) = 0;
+    /// The answer to one `receive`.
+    virtual void connectionDidReceive(const ViewerDelivery& delivery) = 0;
+    /// The answer to a `send`: the system has taken the bytes, or they can no longer be sent.
+    virtual void connectionDidSend() = 0;
+};
+
+/// One accepted TCP connection. Destroying it closes the socket.
 class ViewerConnection {
   public:
-    using StateHandler = std::function<void(ViewerConnectionState state)>;
-    using ReceiveHandler = std::function<void(const ViewerDelivery& delivery)>;
-    using SendHandler = std::function<void()>;
-
     virtual ~ViewerConnection() = default;
 
-    /// Set before `start`.
-    virtual void setStateHandler(StateHandler handler) = 0;
-    virtual void start(ViewerExecutor queue) = 0;
+    /// Called once. The receiver is told what happens for as long as both are there.
+    virtual void start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver) = 0;
     /// Asks for one delivery of at least 1 byte and at most `maximum`; without any only at the
     /// peer's end or an error.
-    virtual void receive(std::size_t maximum, ReceiveHandler handler) = 0;
+    virtual void receive(std::size_t maximum) = 0;
     /// Tells that the peer may have more to send than is received. A platform on which that could
     /// destroy the answer takes it in behind the connection's end. On the queue.
     virtual void expectMore() {}
-    /// Sends one complete message. The handler runs once, when the system has taken the bytes or
-    /// when they can no longer be sent. Any thread.
-    virtual void send(ViewerHostResponseBytes message, SendHandler handler) = 0;
+    /// Sends one complete message. Any thread.
+    virtual void send(ViewerHostResponseBytes message) = 0;
     /// Ends the connection without destroying what was already sent. Any thread, any number of
     /// times. Outstanding receives and sends end with an error.
     virtual void cancel() = 0;

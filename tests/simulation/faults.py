@@ -47,14 +47,13 @@ FAULTS = {
 
     # The handlers.
     "no deadline is set": [
-        (HANDLER, "    connection_->start(queue_);\n    armDeadline();", "    connection_->start(queue_);")],
+        (HANDLER, "    connection_->start(queue_, weak_from_this());\n    armDeadline();", "    connection_->start(queue_, weak_from_this());")],
     "a cancelled task answers": [
         (HANDLER, "    if (task->isCancelled()) {", "    if (!task) {")],
     "a cancelled task never finishes its handler": [
         (HANDLER, "        handler->finish();\n    } else {", "    } else {")],
     "a handler does not finish when its answer has left": [
-        (HANDLER, "            handler->connection_->cancel();\n            handler->finish();",
-         "            handler->connection_->cancel();")],
+        (HANDLER, "    connection_->cancel();\n    finish();", "    connection_->cancel();")],
     "a handler reads on behind the request": [
         (HANDLER, "            route(result.payload());",
          "            receiveNext();\n            route(result.payload());")],
@@ -64,14 +63,10 @@ FAULTS = {
         (HANDLER, "        if (!task) {\n            ending", "        {\n            ending")],
     "a handler does not hear that its connection is lost": [
         (HANDLER, "        case ViewerConnectionState::cancelled:\n            cancel();", "        case ViewerConnectionState::cancelled:")],
-    "a connection keeps its handler": [
-        (HANDLER, "[weak = weak_from_this()](ViewerConnectionState state) {\n        if (const auto handler = weak.lock()) {\n            handler->connectionChanged(state);\n        }",
-         "[handler = shared_from_this()](ViewerConnectionState state) {\n        handler->connectionChanged(state);")],
     "a deadline only lets go of its connection": [
         (HANDLER, "                                                handler->cancel();", "                                                handler->finish();")],
     "an answer leaves its connection open": [
-        (HANDLER, "            handler->connection_->cancel();\n            handler->finish();",
-         "            handler->finish();")],
+        (HANDLER, "    connection_->cancel();\n    finish();", "    finish();")],
 
     # The coordinator.
     "a fifth display is captured": [

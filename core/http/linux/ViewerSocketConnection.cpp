@@ -33,24 +33,23 @@ ViewerSocketConnection::~ViewerSocketConnection() {
                           });
 }
 
-void ViewerSocketConnection::setStateHandler(StateHandler handler) {
-    stateHandler_ = std::move(handler);
-}
-
-void ViewerSocketConnection::start(ViewerExecutor queue) {
+void ViewerSocketConnection::start(ViewerExecutor queue,
+                                   std::weak_ptr<ViewerConnectionReceiver> receiver) {
     viewerCheck(queue == set_->queue(), "a connection runs on its listener's queue");
     if (set_->isInTurn()) {
-        startOnQueue();
+        startOnQueue(std::move(receiver));
         return;
     }
-    boost::asio::post(set_->queue(), [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->startOnQueue();
-        }
-    });
+    boost::asio::post(set_->queue(),
+                      [weak = weak_from_this(), receiver = std::move(receiver)]() mutable {
+                          if (const auto self = weak.lock()) {
+                              self->startOnQueue(std::move(receiver));
+                          }
+                      });
 }
 
-void ViewerSocketConnection::startOnQueue() {
+void ViewerSocketConnection::startOnQueue(std::weak_ptr<ViewerConnectionReceiver> receiver) {
+    receiver_ = std::move(receiver);
     isStarted_ = true;
     isStateDue_ = true;
     runSoon();
@@ -73,14 +72,17 @@ void ViewerSocketConnection::proceedOnce() {
         reportState(ViewerConnectionState::ready);
         isAskedAgain_ = false;  // whatever it asked for follows
     }
-    if (receiveHandler_ && !received_) {
+    if (isReceiving_ && !received_) {
         receiveNow();
     }
     if (answer_ == Answer::underWay) {
         sendRest();
     }
-    if (sendHandler_ && answer_ != Answer::underWay) {
-        std::exchange(sendHandler_, nullptr)();
+    if (isSending_ && answer_ != Answer::underWay) {
+        isSending_ = false;
+        if (const auto receiver = receiver_.lock()) {
+            receiver->connectionDidSend();
+        }
     }
     if (isStateDue_ && isCancelled_) {
         reportState(ViewerConnectionState::cancelled);
@@ -89,14 +91,14 @@ void ViewerSocketConnection::proceedOnce() {
 
 void ViewerSocketConnection::reportState(ViewerConnectionState state) {
     isStateDue_ = false;
-    if (stateHandler_) {
-        stateHandler_(state);
+    if (const auto receiver = receiver_.lock()) {
+        receiver->connectionDidChange(state);
     }
 }
 
-void ViewerSocketConnection::receive(std::size_t maximum, ReceiveHandler handler) {
-    viewerCheck(!receiveHandler_, "a connection receives one delivery at a time");
-    receiveHandler_ = std::move(handler);
+void ViewerSocketConnection::receive(std::size_t maximum) {
+    viewerCheck(!isReceiving_, "a connection receives one delivery at a time");
+    isReceiving_ = true;
     receiveMaximum_ = std::min(maximum, receiveBuffer_.size());
     runSoon();
 }
@@ -126,27 +128,30 @@ void ViewerSocketConnection::deliver() {
         std::span(receiveBuffer_).first(static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)));
     delivery.isComplete = bytes == 0;
     delivery.hasError = bytes < 0;
-    std::exchange(receiveHandler_, nullptr)(delivery);
+    isReceiving_ = false;
+    if (const auto receiver = receiver_.lock()) {
+        receiver->connectionDidReceive(delivery);
+    }
 }
 
 void ViewerSocketConnection::expectMore() {
     expectsMore_ = true;
 }
 
-void ViewerSocketConnection::send(ViewerHostResponseBytes message, SendHandler handler) {
+void ViewerSocketConnection::send(ViewerHostResponseBytes message) {
     if (set_->isInTurn()) {
-        sendOnQueue(std::move(message), std::move(handler));
+        sendOnQueue(std::move(message));
         return;
     }
-    boost::asio::dispatch(set_->queue(), [self = shared_from_this(), message = std::move(message),
-                                          handler = std::move(handler)]() mutable {
-        self->sendOnQueue(std::move(message), std::move(handler));
-    });
+    boost::asio::dispatch(set_->queue(),
+                          [self = shared_from_this(), message = std::move(message)]() mutable {
+                              self->sendOnQueue(std::move(message));
+                          });
 }
 
-void ViewerSocketConnection::sendOnQueue(ViewerHostResponseBytes message, SendHandler handler) {
-    viewerCheck(!sendHandler_, "a connection sends one message");
-    sendHandler_ = std::move(handler);
+void ViewerSocketConnection::sendOnQueue(ViewerHostResponseBytes message) {
+    viewerCheck(!isSending_, "a connection sends one message");
+    isSending_ = true;
     if (isCancelled_) {
         runSoon();
         return;

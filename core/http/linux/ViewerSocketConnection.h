@@ -17,10 +17,9 @@
 namespace velmora {
 
 /// One accepted connection on a non-blocking socket. Made by the listener, owned by whoever serves
-/// it; its queue is the listener's. No handler runs inside the call that it was given to. A
-/// connection that is destroyed closes its socket and drops its handlers. Its socket is tried
-/// first, and watched only when it is not ready. What has come in is delivered in the next round of
-/// the set: so all of a batch is there before the first of it is answered.
+/// it; its queue is the listener's. A connection that is destroyed closes its socket. The socket is
+/// tried first, and watched only when it is not ready. What has come in is delivered in the next
+/// round of the set: so all of a batch is there before the first of it is answered.
 ///
 /// `send` holds the last segment back for the half-close that `cancel` brings, so that both leave
 /// in one packet; without a `cancel` it leaves after 200 ms. `cancel` ends the socket by what there
@@ -37,15 +36,14 @@ class ViewerSocketConnection final : public ViewerConnection,
     ViewerSocketConnection(const ViewerSocketConnection&) = delete;
     ViewerSocketConnection& operator=(const ViewerSocketConnection&) = delete;
 
-    void setStateHandler(StateHandler handler) override;
     /// `queue` is the listener's.
-    void start(ViewerExecutor queue) override;
+    void start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver) override;
     /// On the queue only, one at a time.
-    void receive(std::size_t maximum, ReceiveHandler handler) override;
+    void receive(std::size_t maximum) override;
     /// On the queue only.
     void expectMore() override;
     /// Once.
-    void send(ViewerHostResponseBytes message, SendHandler handler) override;
+    void send(ViewerHostResponseBytes message) override;
     void cancel() override;
 
     void proceed() override;
@@ -53,12 +51,12 @@ class ViewerSocketConnection final : public ViewerConnection,
   private:
     enum class Answer { none, underWay, taken, lost };
 
-    void startOnQueue();
+    void startOnQueue(std::weak_ptr<ViewerConnectionReceiver> receiver);
     void proceedOnce();
     void reportState(ViewerConnectionState state);
     void receiveNow();
     void deliver();
-    void sendOnQueue(ViewerHostResponseBytes message, SendHandler handler);
+    void sendOnQueue(ViewerHostResponseBytes message);
     void sendRest();
     void endSend(Answer answer);
     /// Head and body without what was sent.
@@ -72,16 +70,16 @@ class ViewerSocketConnection final : public ViewerConnection,
     const std::shared_ptr<ViewerSocketSet> set_;
     const std::shared_ptr<ViewerLingeringSockets> ending_;
 
-    // What follows is touched on the queue only; the state handler also before the start.
-    StateHandler stateHandler_;
+    // What follows is touched on the queue only.
+    std::weak_ptr<ViewerConnectionReceiver> receiver_;
     bool isStarted_ = false;
     bool isCancelled_ = false;
-    /// Whether the handler is still to be told the state.
+    /// Whether the receiver is still to be told the state.
     bool isStateDue_ = false;
     bool isProceeding_ = false;
     bool isAskedAgain_ = false;
 
-    ReceiveHandler receiveHandler_;
+    bool isReceiving_ = false;
     std::size_t receiveMaximum_ = 0;
     /// What the last receive yielded, while it is still to be delivered.
     std::optional<ssize_t> received_;
@@ -89,7 +87,8 @@ class ViewerSocketConnection final : public ViewerConnection,
     bool expectsMore_ = false;
 
     Answer answer_ = Answer::none;
-    SendHandler sendHandler_;
+    /// Whether the receiver is still to be told that its message is sent.
+    bool isSending_ = false;
     std::optional<ViewerHostResponseBytes> message_;
     std::size_t sentBytes_ = 0;
 

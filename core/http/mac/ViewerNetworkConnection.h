@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 
 #include "core/http/ViewerTransport.h"
 
@@ -19,14 +20,15 @@ class ViewerNetworkConnection final : public ViewerConnection {
     ViewerNetworkConnection(const ViewerNetworkConnection&) = delete;
     ViewerNetworkConnection& operator=(const ViewerNetworkConnection&) = delete;
 
-    void setStateHandler(StateHandler handler) override;
-    void start(ViewerExecutor queue) override;
-    void receive(std::size_t maximum, ReceiveHandler handler) override;
-    void send(ViewerHostResponseBytes message, SendHandler handler) override;
+    void start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver) override;
+    void receive(std::size_t maximum) override;
+    void send(ViewerHostResponseBytes message) override;
     void cancel() override;
 
   private:
     const nw_connection_t connection_;
+    /// Set by the start.
+    std::weak_ptr<ViewerConnectionReceiver> receiver_;
     std::atomic<bool> isCancelled_{false};
 };
 

@@ -66,14 +66,15 @@ ViewerNetworkConnection::~ViewerNetworkConnection() {
     nw_connection_cancel(connection_);
 }
 
-void ViewerNetworkConnection::setStateHandler(StateHandler handler) {
+void ViewerNetworkConnection::start(ViewerExecutor queue,
+                                    std::weak_ptr<ViewerConnectionReceiver> receiver) {
+    receiver_ = receiver;
     nw_connection_set_state_changed_handler(connection_,
                                             ^(nw_connection_state_t state, nw_error_t _Nullable) {
-                                              handler(stateOf(state));
+                                              if (const auto told = receiver.lock()) {
+                                                  told->connectionDidChange(stateOf(state));
+                                              }
                                             });
-}
-
-void ViewerNetworkConnection::start(ViewerExecutor queue) {
     nw_connection_set_queue(connection_, queueOf(queue));
     nw_connection_start(connection_);
     if (isCancelled_) {
@@ -81,20 +82,26 @@ void ViewerNetworkConnection::start(ViewerExecutor queue) {
     }
 }
 
-void ViewerNetworkConnection::receive(std::size_t maximum, ReceiveHandler handler) {
+void ViewerNetworkConnection::receive(std::size_t maximum) {
     constexpr std::uint32_t minimum = 1;
+    const auto receiver = receiver_;
     nw_connection_receive(connection_, minimum, static_cast<std::uint32_t>(maximum),
                           ^(dispatch_data_t _Nullable content, nw_content_context_t _Nullable,
                             bool isComplete, nw_error_t _Nullable error) {
                             const std::vector<std::uint8_t> bytes = bytesOf(content);
-                            handler(ViewerDelivery{bytes, isComplete, error != nil});
+                            if (const auto told = receiver.lock()) {
+                                told->connectionDidReceive({bytes, isComplete, error != nil});
+                            }
                           });
 }
 
-void ViewerNetworkConnection::send(ViewerHostResponseBytes message, SendHandler handler) {
+void ViewerNetworkConnection::send(ViewerHostResponseBytes message) {
+    const auto receiver = receiver_;
     nw_connection_send(connection_, dataOf(message), NW_CONNECTION_DEFAULT_MESSAGE_CONTEXT, true,
                        ^(nw_error_t _Nullable) {
-                         handler();
+                         if (const auto told = receiver.lock()) {
+                             told->connectionDidSend();
+                         }
                        });
 }
 

@@ -2,6 +2,7 @@
 
 #include <boost/asio/post.hpp>
 #include <cstddef>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -16,6 +17,52 @@ constexpr std::size_t requestLimitBytes = 8192;
 
 }  // namespace
 
+/// One connection until it is answered.
+class AnsweringServer::Served final : public ViewerConnectionReceiver,
+                                      public std::enable_shared_from_this<Served> {
+  public:
+    Served(AnsweringServer& server, std::shared_ptr<ViewerConnection> connection)
+        : server_(server), connection_(std::move(connection)) {}
+
+    void start() { connection_->start(server_.queue_, weak_from_this()); }
+
+    void connectionDidChange(ViewerConnectionState state) override {
+        if (state == ViewerConnectionState::ready) {
+            connection_->receive(deliveryBytes);
+        }
+    }
+
+    void connectionDidReceive(const ViewerDelivery& delivery) override {
+        request_.append(delivery.content.begin(), delivery.content.end());
+        if (request_.find("\r\n\r\n") != std::string::npos ||
+            request_.size() >= requestLimitBytes) {
+            if (!request_.ends_with("\r\n\r\n") || request_.starts_with("POST")) {
+                connection_->expectMore();
+            }
+            connection_->send(server_.answer_);
+        } else if (delivery.isComplete || delivery.hasError) {
+            end("gone");
+        } else {
+            connection_->receive(deliveryBytes);
+        }
+    }
+
+    void connectionDidSend() override {
+        connection_->cancel();
+        end("answered");
+    }
+
+  private:
+    void end(const char* how) {
+        server_.served_.erase(shared_from_this());
+        server_.log.add(how);
+    }
+
+    AnsweringServer& server_;
+    const std::shared_ptr<ViewerConnection> connection_;
+    std::string request_;
+};
+
 AnsweringServer::AnsweringServer(ViewerExecutor queue, std::shared_ptr<ViewerContinuousClock> clock,
                                  ViewerHostResponseBytes answer)
     : queue_(std::move(queue)),
@@ -23,12 +70,18 @@ AnsweringServer::AnsweringServer(ViewerExecutor queue, std::shared_ptr<ViewerCon
       answer_(std::move(answer)),
       listener_(std::get<std::shared_ptr<ViewerListener>>(transport_->makeListener(0))) {}
 
+AnsweringServer::~AnsweringServer() = default;
+
 void AnsweringServer::start() {
     listener_->setStateHandler([this](ViewerListenerState state, const std::string& description) {
         log.add(nameOf(state) + description);
     });
-    listener_->setConnectionHandler(
-        [this](std::shared_ptr<ViewerConnection> connection) { serve(std::move(connection)); });
+    listener_->setConnectionHandler([this](std::shared_ptr<ViewerConnection> connection) {
+        log.add("connection");
+        const auto served = std::make_shared<Served>(*this, std::move(connection));
+        served_.insert(served);
+        served->start();
+    });
     listener_->start(queue_);
 }
 
@@ -38,44 +91,6 @@ void AnsweringServer::startAndRun(boost::asio::io_context& loop,
     // Behind the start, which opens the socket.
     boost::asio::post(loop, whenStarted);
     loop.run();
-}
-
-void AnsweringServer::serve(std::shared_ptr<ViewerConnection> connection) {
-    log.add("connection");
-    const Key key = connection.get();
-    served_.emplace(key, Served{connection, {}});
-    connection->setStateHandler([this, key](ViewerConnectionState state) {
-        if (state == ViewerConnectionState::ready) {
-            receive(key);
-        }
-    });
-    connection->start(queue_);
-}
-
-void AnsweringServer::receive(Key key) {
-    served_.at(key).connection->receive(
-        deliveryBytes, [this, key](const ViewerDelivery& delivery) { received(key, delivery); });
-}
-
-void AnsweringServer::received(Key key, const ViewerDelivery& delivery) {
-    Served& served = served_.at(key);
-    served.request.append(delivery.content.begin(), delivery.content.end());
-    if (served.request.find("\r\n\r\n") != std::string::npos ||
-        served.request.size() >= requestLimitBytes) {
-        if (!served.request.ends_with("\r\n\r\n") || served.request.starts_with("POST")) {
-            served.connection->expectMore();
-        }
-        served.connection->send(answer_, [this, key] {
-            const auto finished = served_.extract(key);
-            finished.mapped().connection->cancel();
-            log.add("answered");
-        });
-    } else if (delivery.isComplete || delivery.hasError) {
-        served_.erase(key);
-        log.add("gone");
-    } else {
-        receive(key);
-    }
 }
 
 }  // namespace velmora

@@ -3,9 +3,8 @@
 #include <boost/asio/io_context.hpp>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <string>
+#include <set>
 
 #include "core/http/ViewerTransport.h"
 #include "core/runtime/ViewerContinuousClock.h"
@@ -22,6 +21,7 @@ class AnsweringServer final {
   public:
     AnsweringServer(ViewerExecutor queue, std::shared_ptr<ViewerContinuousClock> clock,
                     ViewerHostResponseBytes answer);
+    ~AnsweringServer();
     AnsweringServer(const AnsweringServer&) = delete;
     AnsweringServer& operator=(const AnsweringServer&) = delete;
 
@@ -34,21 +34,13 @@ class AnsweringServer final {
     EventLog log;
 
   private:
-    using Key = const ViewerConnection*;
-    struct Served final {
-        std::shared_ptr<ViewerConnection> connection;
-        std::string request;
-    };
-
-    void serve(std::shared_ptr<ViewerConnection> connection);
-    void receive(Key key);
-    void received(Key key, const ViewerDelivery& delivery);
+    class Served;
 
     const ViewerExecutor queue_;
     const std::shared_ptr<ViewerTransport> transport_;
     const ViewerHostResponseBytes answer_;
     std::shared_ptr<ViewerListener> listener_;
-    std::map<Key, Served> served_;
+    std::set<std::shared_ptr<Served>> served_;
 };
 
 }  // namespace velmora

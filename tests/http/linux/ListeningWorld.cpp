@@ -37,6 +37,15 @@ void ListeningWorld::listen(Serve serve) {
     viewerCheck(log.waitFor("ready"), "a listener on a free port becomes ready");
 }
 
+void ListeningWorld::start(ViewerConnection& connection, ConnectionEvents events) {
+    receivers_.push_back(std::make_shared<ScriptedReceiver>(std::move(events)));
+    connection.start(loop.executor(), receivers_.back());
+}
+
+ConnectionEvents ListeningWorld::loggedStates() {
+    return {.onState = [this](ViewerConnectionState state) { log.add(nameOf(state)); }};
+}
+
 const char* nameOf(ViewerListenerState state) {
     switch (state) {
         case ViewerListenerState::setup:

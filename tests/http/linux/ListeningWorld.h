@@ -11,6 +11,7 @@
 #include "tests/http/linux/EventLog.h"
 #include "tests/http/linux/LoopThread.h"
 #include "tests/http/linux/SocketClient.h"
+#include "tests/support/http/ScriptedReceiver.h"
 
 namespace velmora {
 
@@ -31,6 +32,10 @@ class ListeningWorld final {
     /// Starts a listener on a free port and waits until it is ready. Every connection is kept in
     /// `connections` and given to `serve`, on the loop.
     void listen(Serve serve);
+    /// Starts a connection. On the loop only.
+    void start(ViewerConnection& connection, ConnectionEvents events = {});
+    /// What logs the states of a connection.
+    ConnectionEvents loggedStates();
     std::uint16_t port() const { return listener->port().value_or(0); }
     SocketClient connect() const { return SocketClient(port()); }
 
@@ -40,6 +45,10 @@ class ListeningWorld final {
     std::shared_ptr<ViewerListener> listener;
     /// On the loop only.
     std::vector<std::shared_ptr<ViewerConnection>> connections;
+
+  private:
+    /// On the loop only.
+    std::vector<std::shared_ptr<ScriptedReceiver>> receivers_;
 };
 
 const char* nameOf(ViewerListenerState state);

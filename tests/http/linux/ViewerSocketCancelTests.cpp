@@ -15,12 +15,15 @@ namespace {
 
 const std::string bigText(8UL * 1024 * 1024, 'b');
 
-/// Starts each connection and logs its states.
+/// Starts each connection and logs what happens to it.
 ListeningWorld::Serve starting(ListeningWorld& world) {
     return [&world](ViewerConnection& connection) {
-        connection.setStateHandler(
-            [&world](ViewerConnectionState state) { world.log.add(nameOf(state)); });
-        connection.start(world.loop.executor());
+        ConnectionEvents events = world.loggedStates();
+        events.onDelivery = [&world](const ViewerDelivery& delivery) {
+            world.log.add(delivery.hasError && delivery.content.empty() ? "error" : "delivery");
+        };
+        events.onSent = [&world] { world.log.add("sent"); };
+        world.start(connection, std::move(events));
     };
 }
 
@@ -45,17 +48,13 @@ TEST(ViewerSocketConnection, IsCancelledOnceHoweverOftenItIsAskedTo) {
 
 TEST(ViewerSocketConnection, OneCancelledBeforeItsStartIsNeverReady) {
     ListeningWorld world;
-    world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler(
-            [&](ViewerConnectionState state) { world.log.add(nameOf(state)); });
-        connection.cancel();
-    });
+    world.listen([](ViewerConnection& connection) { connection.cancel(); });
     SocketClient client = world.connect();
     EXPECT_TRUE(client.receiveAll().isEnded);
     ASSERT_TRUE(world.log.waitFor("connection"));
     world.loop.run([] {});
     EXPECT_EQ(world.log.count("connection cancelled"), 0U);
-    world.loop.run([&] { world.connections.front()->start(world.loop.executor()); });
+    world.loop.run([&] { starting(world)(*world.connections.front()); });
     ASSERT_TRUE(world.log.waitFor("connection cancelled"));
     EXPECT_EQ(world.log.count("connection ready"), 0U);
 }
@@ -66,9 +65,7 @@ TEST(ViewerSocketConnection, ACancelEndsAnOutstandingReceiveWithAnError) {
     const SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     world.loop.run([&] {
-        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
-            world.log.add(delivery.hasError && delivery.content.empty() ? "error" : "delivery");
-        });
+        world.connections.front()->receive(1024);
         world.connections.front()->cancel();
     });
     EXPECT_TRUE(world.log.waitFor("error"));
@@ -83,9 +80,7 @@ TEST(ViewerSocketConnection, ACancelTurnsWhatHasJustArrivedIntoAnError) {
     client.send("abc");
     world.loop.run([&] {
         // Both in one turn of the loop: the bytes are taken, and not delivered yet.
-        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
-            world.log.add(delivery.hasError && delivery.content.empty() ? "error" : "delivery");
-        });
+        world.connections.front()->receive(1024);
         world.connections.front()->cancel();
     });
     EXPECT_TRUE(world.log.waitFor("error"));
@@ -99,9 +94,7 @@ TEST(ViewerSocketConnection, AReceiveAfterACancelEndsWithAnError) {
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     world.loop.run([&] {
         world.connections.front()->cancel();
-        world.connections.front()->receive(1024, [&](const ViewerDelivery& delivery) {
-            world.log.add(delivery.hasError ? "error" : "delivery");
-        });
+        world.connections.front()->receive(1024);
     });
     EXPECT_TRUE(world.log.waitFor("error"));
 }
@@ -113,7 +106,7 @@ TEST(ViewerSocketConnection, ASendAfterACancelIsOverAtOnce) {
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     world.loop.run([&] {
         world.connections.front()->cancel();
-        world.connections.front()->send({"HEAD", ViewerBytes()}, [&] { world.log.add("sent"); });
+        world.connections.front()->send({"HEAD", ViewerBytes()});
     });
     EXPECT_TRUE(world.log.waitFor("sent"));
     EXPECT_EQ(client.receiveAll().bytes, "");
@@ -123,8 +116,8 @@ TEST(ViewerSocketConnection, ACancelRightBehindTheSendDestroysNoAnswer) {
     const std::string text(30'000, 'x');
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.send({"HEAD", ViewerBytes(text)}, [&] { world.log.add("sent"); });
+        starting(world)(connection);
+        connection.send({"HEAD", ViewerBytes(text)});
         connection.cancel();
     });
     SocketClient client = world.connect();
@@ -137,8 +130,8 @@ TEST(ViewerSocketConnection, ACancelRightBehindTheSendDestroysNoAnswer) {
 TEST(ViewerSocketConnection, ACancelDropsWhatAPeerThatDoesNotReadHasLeft) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.send({"HEAD", ViewerBytes(bigText)}, [&] { world.log.add("sent"); });
+        starting(world)(connection);
+        connection.send({"HEAD", ViewerBytes(bigText)});
     });
     SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection"));
@@ -150,25 +143,40 @@ TEST(ViewerSocketConnection, ACancelDropsWhatAPeerThatDoesNotReadHasLeft) {
     EXPECT_EQ(world.log.count("sent"), 1U);
 }
 
-TEST(ViewerSocketConnection, HoldsNothingOfItsOwnersWhileItsSocketLingers) {
+TEST(ViewerSocketConnection, IsGoneWhileItsSocketLingers) {
     ListeningWorld world;
-    const auto witness = std::make_shared<int>(0);
     world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler([witness](ViewerConnectionState) {});
-        connection.start(world.loop.executor());
-        connection.receive(1024, [witness](const ViewerDelivery&) {});
-        connection.send({"HEAD", ViewerBytes()}, [witness] {});
+        world.start(connection);
+        connection.receive(1024);
+        connection.send({"HEAD", ViewerBytes()});
         connection.cancel();
     });
     SocketClient client = world.connect();
     ASSERT_TRUE(client.receiveAll().isEnded);
-    world.loop.run([&] { world.connections.clear(); });
-    world.loop.run([&] { world.listener.reset(); });
+    std::weak_ptr<ViewerConnection> connection;
+    world.loop.run([&] {
+        connection = world.connections.front();
+        world.connections.clear();
+    });
+    EXPECT_TRUE(connection.expired());
     // The receive that was outstanding has lost its buffer.
     client.send("late");
     client.endSending();
     world.loop.run([] {});
-    EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST(ViewerSocketConnection, GoesOnWithoutItsReceiver) {
+    ListeningWorld world;
+    world.listen([&](ViewerConnection& connection) {
+        connection.start(world.loop.executor(), std::weak_ptr<ViewerConnectionReceiver>());
+        connection.receive(1024);
+        connection.send({"HEAD", ViewerBytes()});
+    });
+    SocketClient client = world.connect();
+    client.send("abc");
+    EXPECT_EQ(client.receiveSome(4), "HEAD");
+    world.loop.run([&] { world.connections.front()->cancel(); });
+    EXPECT_TRUE(client.receiveAll().isEnded);
 }
 
 }  // namespace velmora

@@ -24,25 +24,27 @@ const std::string bigText(8UL * 1024 * 1024, 'b');
 /// Receives at most so much once, as soon as the connection is ready, and logs what came.
 ListeningWorld::Serve receivingOnce(ListeningWorld& world, std::size_t maximum) {
     return [&world, maximum](ViewerConnection& connection) {
-        connection.setStateHandler([&world, &connection, maximum](ViewerConnectionState) {
-            connection.receive(maximum, [&world](const ViewerDelivery& delivery) {
-                const std::string content(delivery.content.begin(), delivery.content.end());
-                world.log.add("received " + content + (delivery.isComplete ? " complete" : "") +
-                              (delivery.hasError ? " error" : ""));
-            });
-        });
-        connection.start(world.loop.executor());
+        const auto receive = [&connection, maximum](ViewerConnectionState) {
+            connection.receive(maximum);
+        };
+        const auto note = [&world](const ViewerDelivery& delivery) {
+            const std::string content(delivery.content.begin(), delivery.content.end());
+            world.log.add("received " + content + (delivery.isComplete ? " complete" : "") +
+                          (delivery.hasError ? " error" : ""));
+        };
+        world.start(connection, {.onState = receive, .onDelivery = note});
     };
 }
 
 /// Sends as soon as the connection comes; logs when that is done, and ends the connection.
 ListeningWorld::Serve sending(ListeningWorld& world, const ViewerHostResponseBytes& message) {
     return [&world, message](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.send(message, [&world, &connection] {
+        const auto end = [&world, &connection] {
             world.log.add("sent");
             connection.cancel();
-        });
+        };
+        world.start(connection, {.onSent = end});
+        connection.send(message);
     };
 }
 
@@ -50,11 +52,8 @@ ListeningWorld::Serve sending(ListeningWorld& world, const ViewerHostResponseByt
 
 TEST(ViewerSocketConnection, IsReadyOnceTheConnectionHandlerHasReturned) {
     ListeningWorld world;
-    world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler(
-            [&](ViewerConnectionState state) { world.log.add(nameOf(state)); });
-        connection.start(world.loop.executor());
-    });
+    world.listen(
+        [&](ViewerConnection& connection) { world.start(connection, world.loggedStates()); });
     const SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection ready"));
     EXPECT_THAT(world.log.all(), testing::ElementsAre("ready", "connection", "connection ready"));
@@ -62,14 +61,11 @@ TEST(ViewerSocketConnection, IsReadyOnceTheConnectionHandlerHasReturned) {
 
 TEST(ViewerSocketConnection, OneThatHadToWaitIsReadyWhenItIsStarted) {
     ListeningWorld world;
-    world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler(
-            [&](ViewerConnectionState state) { world.log.add(nameOf(state)); });
-    });
+    world.listen([](ViewerConnection&) {});
     const SocketClient client = world.connect();
     ASSERT_TRUE(world.log.waitFor("connection"));
     world.loop.run([&] {
-        world.connections.front()->start(world.loop.executor());
+        world.start(*world.connections.front(), world.loggedStates());
         world.log.add("started");
     });
     ASSERT_TRUE(world.log.waitFor("connection ready"));
@@ -90,13 +86,12 @@ TEST(ViewerSocketConnection, WhatHasArrivedOnAllIsReceivedBeforeAnyOfItIsDeliver
     ListeningWorld world;
     std::vector<std::uint64_t> batches;
     world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler([&](ViewerConnectionState) {
-            connection.receive(1024, [&](const ViewerDelivery&) {
-                batches.push_back(ViewerLoopIntake::of(world.loop.executor()).batch());
-                world.log.add("received");
-            });
-        });
-        connection.start(world.loop.executor());
+        const auto receive = [&](ViewerConnectionState) { connection.receive(1024); };
+        const auto note = [&](const ViewerDelivery&) {
+            batches.push_back(ViewerLoopIntake::of(world.loop.executor()).batch());
+            world.log.add("received");
+        };
+        world.start(connection, {.onState = receive, .onDelivery = note});
     });
     std::vector<SocketClient> clients;
     world.loop.run([&] {
@@ -149,13 +144,12 @@ TEST(ViewerSocketConnection, DeliversAResetAsAnError) {
 TEST(ViewerSocketConnection, IsAskedForTheNextDeliveryWithinTheOneBefore) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.receive(2, [&](const ViewerDelivery& first) {
-            world.log.add(std::string(first.content.begin(), first.content.end()));
-            connection.receive(2, [&](const ViewerDelivery& second) {
-                world.log.add(std::string(second.content.begin(), second.content.end()));
-            });
-        });
+        const auto receiveNext = [&](const ViewerDelivery& delivery) {
+            connection.receive(2);
+            world.log.add(std::string(delivery.content.begin(), delivery.content.end()));
+        };
+        world.start(connection, {.onDelivery = receiveNext});
+        connection.receive(2);
     });
     SocketClient client = world.connect();
     client.send("abcd");
@@ -181,19 +175,21 @@ TEST(ViewerSocketConnection, SendsAHeadWithoutABody) {
 TEST(ViewerSocketConnection, SendsAlsoWhenNoCancelFollows) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.send({"HEAD", ViewerBytes()}, [] {});
+        world.start(connection);
+        connection.send({"HEAD", ViewerBytes()});
     });
     SocketClient client = world.connect();
     EXPECT_EQ(client.receiveSome(4), "HEAD");
 }
 
-TEST(ViewerSocketConnection, RunsNoHandlerInsideTheCallThatGaveIt) {
+TEST(ViewerSocketConnection, TellsNothingInsideACall) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.receive(1024, [&](const ViewerDelivery&) { world.log.add("received"); });
-        connection.send({"HEAD", ViewerBytes()}, [&] { world.log.add("sent"); });
+        world.start(connection,
+                    {.onDelivery = [&](const ViewerDelivery&) { world.log.add("received"); },
+                     .onSent = [&] { world.log.add("sent"); }});
+        connection.receive(1024);
+        connection.send({"HEAD", ViewerBytes()});
         world.log.add("calls made");
     });
     SocketClient client = world.connect();

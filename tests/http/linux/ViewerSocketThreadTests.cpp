@@ -23,14 +23,14 @@ TEST(ViewerSocketConnection, IsAnsweredAndCancelledFromOtherThreads) {
     ListeningWorld world;
     std::vector<std::jthread> threads;
     world.listen([&](ViewerConnection& connection) {
-        connection.setStateHandler([&world](ViewerConnectionState) { world.log.add("event"); });
-        connection.start(world.loop.executor());
-        threads.emplace_back([&world, &connection] {
-            connection.send({"HEAD", ViewerBytes("BODY")}, [&world, &connection] {
-                world.log.add("sent");
-                connection.cancel();
-            });
-        });
+        const auto end = [&world, &connection] {
+            world.log.add("sent");
+            connection.cancel();
+        };
+        ConnectionEvents events = world.loggedStates();
+        events.onSent = end;
+        world.start(connection, std::move(events));
+        threads.emplace_back([&connection] { connection.send({"HEAD", ViewerBytes("BODY")}); });
     });
     for (std::size_t i = 0; i < clientCount; ++i) {
         SocketClient client = world.connect();
@@ -39,11 +39,13 @@ TEST(ViewerSocketConnection, IsAnsweredAndCancelledFromOtherThreads) {
     EXPECT_TRUE(world.log.waitFor("sent", clientCount));
 }
 
-TEST(ViewerSocketConnection, RunsEachHandlerOnceWhileThreadsCancelIt) {
+TEST(ViewerSocketConnection, TellsEachEventOnceWhileThreadsCancelIt) {
     ListeningWorld world;
     world.listen([&](ViewerConnection& connection) {
-        connection.start(world.loop.executor());
-        connection.receive(1024, [&world](const ViewerDelivery&) { world.log.add("received"); });
+        world.start(connection,
+                    {.onDelivery = [&world](const ViewerDelivery&) { world.log.add("received"); },
+                     .onSent = [&world] { world.log.add("sent"); }});
+        connection.receive(1024);
     });
     for (std::size_t i = 1; i <= clientCount; ++i) {
         SocketClient client = world.connect();
@@ -51,9 +53,7 @@ TEST(ViewerSocketConnection, RunsEachHandlerOnceWhileThreadsCancelIt) {
         Connection connection;
         world.loop.run([&] { connection = world.connections.back(); });
         {
-            const std::jthread sender([&] {
-                connection->send({"HEAD", ViewerBytes()}, [&world] { world.log.add("sent"); });
-            });
+            const std::jthread sender([&] { connection->send({"HEAD", ViewerBytes()}); });
             const std::jthread canceller([&] { connection->cancel(); });
             connection->cancel();
             client.send("abc");

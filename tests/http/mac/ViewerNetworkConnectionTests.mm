@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "tests/http/mac/ListenedWorld.h"
+#include "tests/support/http/ScriptedReceiver.h"
 
 // Connections of Network.framework.
 
@@ -34,8 +36,6 @@ class ViewerNetworkConnection : public ListenedWorld {
         ListenedWorld::SetUp();
         peer_ = accept();
         peer_->setAutomatic(false);
-        connection().setStateHandler(
-            [this](ViewerConnectionState state) { connectionStates_.push_back(state); });
     }
     void TearDown() override {
         peer_ = nullptr;
@@ -44,26 +44,34 @@ class ViewerNetworkConnection : public ListenedWorld {
 
     ViewerConnection& connection() { return *connections_.front(); }
 
-    void receive() {
-        connection().receive(1024, [this](const ViewerDelivery& delivery) {
-            received_.push_back({std::string(delivery.content.begin(), delivery.content.end()),
-                                 delivery.isComplete, delivery.hasError});
-        });
-    }
-
+    void start() { connection().start(queue_, receiver_); }
+    void receive() { connection().receive(1024); }
     void send(std::string head, std::string_view body) {
-        connection().send(ViewerHostResponseBytes(std::move(head), ViewerBytes(body)),
-                          [this] { ++sendsCompleted_; });
+        connection().send(ViewerHostResponseBytes(std::move(head), ViewerBytes(body)));
     }
 
     std::shared_ptr<FakeConnection> peer_;
     std::vector<ViewerConnectionState> connectionStates_;
     std::vector<Received> received_;
     int sendsCompleted_ = 0;
+    std::function<void()> onDelivery_ = [] {};
+
+  private:
+    void note(const ViewerDelivery& delivery) {
+        onDelivery_();
+        received_.push_back({std::string(delivery.content.begin(), delivery.content.end()),
+                             delivery.isComplete, delivery.hasError});
+    }
+
+    const std::shared_ptr<ScriptedReceiver> receiver_ =
+        std::make_shared<ScriptedReceiver>(ConnectionEvents{
+            .onState = [this](ViewerConnectionState state) { connectionStates_.push_back(state); },
+            .onDelivery = [this](const ViewerDelivery& delivery) { note(delivery); },
+            .onSent = [this] { ++sendsCompleted_; }});
 };
 
 TEST_F(ViewerNetworkConnection, EveryStateArrives) {
-    connection().start(queue_);
+    start();
     constexpr unsigned ofALaterSystem = 77;
     for (const unsigned state :
          {0U + FakeConnection::invalid, 0U + FakeConnection::waiting,
@@ -80,7 +88,7 @@ TEST_F(ViewerNetworkConnection, EveryStateArrives) {
 }
 
 TEST_F(ViewerNetworkConnection, AReceiveAsksForItsSizesAndBringsOneDelivery) {
-    connection().start(queue_);
+    start();
     receive();
     EXPECT_THAT(peer_->receives(), ElementsAre(Pair(1U, 1024U)));
     peer_->deliver(std::string(2000, 'a'));
@@ -101,7 +109,7 @@ class ViewerNetworkDelivery : public ViewerNetworkConnection,
 
 TEST_P(ViewerNetworkDelivery, ArrivesAsItIs) {
     const auto& [regions, isComplete, hasError] = GetParam();
-    connection().start(queue_);
+    start();
     receive();
     FakeNetworkObject::Error error;
     if (hasError) {
@@ -124,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
                      testing::Bool(), testing::Bool()));
 
 TEST_F(ViewerNetworkConnection, AMessageIsSentWholeAndStaysUntilTheSystemHasTakenIt) {
-    connection().start(queue_);
+    start();
     send("head\r\n\r\n", std::string(100'000, 'b'));
     world_.settle();
     EXPECT_EQ(sendsCompleted_, 0);
@@ -138,7 +146,7 @@ TEST_F(ViewerNetworkConnection, AMessageIsSentWholeAndStaysUntilTheSystemHasTake
 }
 
 TEST_F(ViewerNetworkConnection, AMessageWithoutABodyIsItsHead) {
-    connection().start(queue_);
+    start();
     send("head\r\n\r\n", "");
     peer_->completeSend();
     world_.settle();
@@ -147,7 +155,7 @@ TEST_F(ViewerNetworkConnection, AMessageWithoutABodyIsItsHead) {
 }
 
 TEST_F(ViewerNetworkConnection, ASendThatFailsCompletesToo) {
-    connection().start(queue_);
+    start();
     send("head", "body");
     peer_->completeSend(FakeNetworkError{32, "Broken pipe"});
     world_.settle();
@@ -156,7 +164,7 @@ TEST_F(ViewerNetworkConnection, ASendThatFailsCompletesToo) {
 }
 
 TEST_F(ViewerNetworkConnection, AnyThreadMaySend) {
-    connection().start(queue_);
+    start();
     std::thread([this] {
         const bridge::AutoreleasePool pool;
         send("head", "body");
@@ -168,7 +176,7 @@ TEST_F(ViewerNetworkConnection, AnyThreadMaySend) {
 }
 
 TEST_F(ViewerNetworkConnection, ACancellationEndsWhatIsOutstandingAndComesOnce) {
-    connection().start(queue_);
+    start();
     receive();
     send("head", "body");
     connection().cancel();
@@ -182,13 +190,13 @@ TEST_F(ViewerNetworkConnection, ACancellationEndsWhatIsOutstandingAndComesOnce) 
 
 TEST_F(ViewerNetworkConnection, ACancellationBeforeTheStartIsNotLost) {
     connection().cancel();
-    connection().start(queue_);
+    start();
     world_.settle();
     EXPECT_THAT(connectionStates_, ElementsAre(ViewerConnectionState::cancelled));
 }
 
 TEST_F(ViewerNetworkConnection, ADestroyedOneIsCancelledAndSaysNothing) {
-    connection().start(queue_);
+    start();
     connections_.clear();
     EXPECT_TRUE(peer_->isCancelled());
     EXPECT_FALSE(peer_->isWatched());
@@ -204,12 +212,9 @@ TEST_F(ViewerNetworkConnection, OneThatWasNeverStartedGoesWithItsOwner) {
 }
 
 TEST_F(ViewerNetworkConnection, ItMayBeDestroyedByItsOwnHandlers) {
-    connection().start(queue_);
-    connection().receive(1024, [this](const ViewerDelivery& delivery) {
-        connections_.clear();
-        received_.push_back({std::string(delivery.content.begin(), delivery.content.end()),
-                             delivery.isComplete, delivery.hasError});
-    });
+    start();
+    onDelivery_ = [this] { connections_.clear(); };
+    receive();
     peer_->deliver("bytes");
     world_.settle();
     EXPECT_THAT(received_, ElementsAre(Received{"bytes", false, false}));

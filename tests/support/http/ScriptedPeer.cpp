@@ -19,21 +19,15 @@ class ScriptedPeer::Connection final : public ViewerConnection {
     Connection& operator=(const Connection&) = delete;
     ~Connection() override { peer_->drop(); }
 
-    void setStateHandler(StateHandler handler) override {
-        const ViewerLockGuard guard(peer_->lock_);
-        peer_->stateHandler_ = std::move(handler);
+    void start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver) override {
+        peer_->start(std::move(queue), std::move(receiver));
     }
-    void start(ViewerExecutor queue) override { peer_->start(std::move(queue)); }
-    void receive(std::size_t maximum, ReceiveHandler handler) override {
-        peer_->receive(maximum, std::move(handler));
-    }
+    void receive(std::size_t maximum) override { peer_->receive(maximum); }
     void expectMore() override {
         const ViewerLockGuard guard(peer_->lock_);
         peer_->expectsMore_ = true;
     }
-    void send(ViewerHostResponseBytes message, SendHandler handler) override {
-        peer_->take(message, std::move(handler));
-    }
+    void send(ViewerHostResponseBytes message) override { peer_->take(message); }
     void cancel() override { peer_->cancel(); }
 
   private:
@@ -70,42 +64,37 @@ void ScriptedPeer::breakOff() {
 
 void ScriptedPeer::change(ViewerConnectionState state) {
     boost::asio::post(queue(), [self = shared_from_this(), state] {
-        ViewerConnection::StateHandler handler;
-        {
-            const ViewerLockGuard guard(self->lock_);
-            handler = self->stateHandler_;
-        }
-        if (handler) {
-            handler(state);
+        if (const auto receiver = self->receiver()) {
+            receiver->connectionDidChange(state);
         }
     });
 }
 
 void ScriptedPeer::completeSend() {
     boost::asio::post(queue(), [self = shared_from_this()] {
-        ViewerConnection::SendHandler handler;
         {
             const ViewerLockGuard guard(self->lock_);
-            if (!self->sendHandlers_.empty()) {
-                handler = std::move(self->sendHandlers_.front());
-                self->sendHandlers_.pop_front();
+            if (self->unfinishedSends_ == 0) {
+                return;
             }
+            --self->unfinishedSends_;
         }
-        if (handler) {
-            if (self->onSent) {
-                self->onSent();
-            }
-            handler();
+        if (self->onSent) {
+            self->onSent();
+        }
+        if (const auto receiver = self->receiver()) {
+            receiver->connectionDidSend();
         }
     });
 }
 
-void ScriptedPeer::start(ViewerExecutor queue) {
+void ScriptedPeer::start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver) {
     bool isCancelled = false;
     {
         const ViewerLockGuard guard(lock_);
         viewerCheck(!queue_.has_value(), "a connection is started once");
         queue_ = std::move(queue);
+        receiver_ = std::move(receiver);
         isCancelled = cancellations_ > 0;
     }
     if (onStart) {
@@ -119,22 +108,21 @@ void ScriptedPeer::start(ViewerExecutor queue) {
     }
 }
 
-void ScriptedPeer::receive(std::size_t maximum, ViewerConnection::ReceiveHandler handler) {
+void ScriptedPeer::receive(std::size_t maximum) {
     {
         const ViewerLockGuard guard(lock_);
-        viewerCheck(!receiveHandler_, "a connection receives one delivery at a time");
+        viewerCheck(!isReceiving_, "a connection receives one delivery at a time");
         receiveLimits_.push_back(maximum);
-        receiveHandler_ = std::move(handler);
+        isReceiving_ = true;
     }
     wake();
 }
 
-void ScriptedPeer::take(const ViewerHostResponseBytes& message,
-                        ViewerConnection::SendHandler handler) {
+void ScriptedPeer::take(const ViewerHostResponseBytes& message) {
     bool isCompleted = network_.completesSends;
     {
         const ViewerLockGuard guard(lock_);
-        sendHandlers_.push_back(std::move(handler));
+        ++unfinishedSends_;
         if (cancellations_ > 0) {
             ++sendsAfterCancel_;
             isCompleted = true;
@@ -160,7 +148,7 @@ void ScriptedPeer::cancel() {
         if (++cancellations_ > 1 || !queue_) {
             return;
         }
-        unfinishedSends = sendHandlers_.size();
+        unfinishedSends = unfinishedSends_;
     }
     change(ViewerConnectionState::cancelled);
     for (std::size_t i = 0; i < unfinishedSends; ++i) {
@@ -170,16 +158,12 @@ void ScriptedPeer::cancel() {
 }
 
 void ScriptedPeer::drop() {
-    // Released after the lock: a handler may own anything.
-    ViewerConnection::StateHandler stateHandler;
-    ViewerConnection::ReceiveHandler receiveHandler;
-    std::deque<ViewerConnection::SendHandler> sendHandlers;
     {
         const ViewerLockGuard guard(lock_);
         isDropped_ = true;
-        std::swap(stateHandler, stateHandler_);
-        std::swap(receiveHandler, receiveHandler_);
-        std::swap(sendHandlers, sendHandlers_);
+        receiver_.reset();
+        isReceiving_ = false;
+        unfinishedSends_ = 0;
     }
     if (onDrop) {
         onDrop();
@@ -197,13 +181,12 @@ void ScriptedPeer::wake() {
 }
 
 void ScriptedPeer::deliver() {
-    ViewerConnection::ReceiveHandler handler;
     std::string content;
     ViewerDelivery delivery;
     {
         const ViewerLockGuard guard(lock_);
         const bool isCancelled = cancellations_ > 0;
-        if (!receiveHandler_ || (arrived_.empty() && !hasEnded_ && !isBroken_ && !isCancelled)) {
+        if (!isReceiving_ || (arrived_.empty() && !hasEnded_ && !isBroken_ && !isCancelled)) {
             return;
         }
         // A cancelled connection may still bring what was on its way.
@@ -211,14 +194,21 @@ void ScriptedPeer::deliver() {
         arrived_.erase(0, content.size());
         delivery.isComplete = hasEnded_ && arrived_.empty();
         delivery.hasError = isCancelled || (isBroken_ && arrived_.empty());
-        std::swap(handler, receiveHandler_);
+        isReceiving_ = false;
     }
     if (onDelivery) {
         onDelivery(content.size(), delivery.isComplete || delivery.hasError);
     }
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
     delivery.content = std::span(bytes, content.size());
-    handler(delivery);
+    if (const auto receiver = this->receiver()) {
+        receiver->connectionDidReceive(delivery);
+    }
+}
+
+std::shared_ptr<ViewerConnectionReceiver> ScriptedPeer::receiver() const {
+    const ViewerLockGuard guard(lock_);
+    return receiver_.lock();
 }
 
 std::vector<std::string> ScriptedPeer::messages() const {
@@ -248,7 +238,7 @@ bool ScriptedPeer::isStarted() const {
 
 bool ScriptedPeer::isReceiving() const {
     const ViewerLockGuard guard(lock_);
-    return static_cast<bool>(receiveHandler_);
+    return isReceiving_;
 }
 
 bool ScriptedPeer::expectsMore() const {

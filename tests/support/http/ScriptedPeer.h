@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -75,20 +74,22 @@ class ScriptedPeer final : public std::enable_shared_from_this<ScriptedPeer> {
   private:
     class Connection;
 
-    void start(ViewerExecutor queue);
-    void receive(std::size_t maximum, ViewerConnection::ReceiveHandler handler);
-    void take(const ViewerHostResponseBytes& message, ViewerConnection::SendHandler handler);
+    void start(ViewerExecutor queue, std::weak_ptr<ViewerConnectionReceiver> receiver);
+    void receive(std::size_t maximum);
+    void take(const ViewerHostResponseBytes& message);
     void cancel();
     void drop();
     void wake();
     void deliver();
+    /// Nobody once the connection has gone.
+    std::shared_ptr<ViewerConnectionReceiver> receiver() const;
 
     mutable ViewerLock lock_;
     Network network_;
     std::optional<ViewerExecutor> queue_ VIEWER_GUARDED_BY(lock_);
-    ViewerConnection::StateHandler stateHandler_ VIEWER_GUARDED_BY(lock_);
-    ViewerConnection::ReceiveHandler receiveHandler_ VIEWER_GUARDED_BY(lock_);
-    std::deque<ViewerConnection::SendHandler> sendHandlers_ VIEWER_GUARDED_BY(lock_);
+    std::weak_ptr<ViewerConnectionReceiver> receiver_ VIEWER_GUARDED_BY(lock_);
+    bool isReceiving_ VIEWER_GUARDED_BY(lock_) = false;
+    std::size_t unfinishedSends_ VIEWER_GUARDED_BY(lock_) = 0;
     std::string arrived_ VIEWER_GUARDED_BY(lock_);
     bool hasEnded_ VIEWER_GUARDED_BY(lock_) = false;
     bool isBroken_ VIEWER_GUARDED_BY(lock_) = false;
