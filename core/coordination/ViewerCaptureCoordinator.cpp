@@ -56,7 +56,7 @@ std::optional<ViewerHostFrame> ViewerCaptureCoordinator::frameAtHand(const Viewe
     }
     auto frame = found->second.session->frameAtHand(caller);
     if (frame) {
-        noteUse(displayID, found->second);
+        noteUse(found->second);
     }
     return frame;
 }
@@ -100,12 +100,12 @@ ViewerTask<void> ViewerCaptureCoordinator::shutdownIsolated(Self self) {
     }
 }
 
-ViewerTask<void> ViewerCaptureCoordinator::expireIfIdle(Self self, std::string displayID,
-                                                        ViewerUUID generation) {
+ViewerTask<void> ViewerCaptureCoordinator::expireIfIdle(Self self, ViewerUUID generation) {
     self->isolation_.assertInside();
-    const auto found = self->entries_.find(displayID);
-    if (self->isShuttingDown_ || found == self->entries_.end() ||
-        !self->hasExpired(found->second, generation)) {
+    const auto found = std::ranges::find_if(self->entries_, [&](const auto& entry) {
+        return self->hasExpired(entry.second, generation);
+    });
+    if (found == self->entries_.end()) {
         co_return;
     }
     const Session session = std::move(found->second.session);
@@ -151,25 +151,24 @@ void ViewerCaptureCoordinator::endUse(const std::string& displayID) {
     }
     Entry& entry = found->second;
     entry.users = std::max<std::int64_t>(entry.users - 1, 0);
-    noteUse(displayID, entry);
+    noteUse(entry);
 }
 
-void ViewerCaptureCoordinator::noteUse(const std::string& displayID, Entry& entry) {
+void ViewerCaptureCoordinator::noteUse(Entry& entry) {
     entry.lastUse = clock_->now();
     entry.cleanupGeneration = makeRandomUUID();
-    scheduleCleanup(displayID, entry);
+    scheduleCleanup(entry);
 }
 
-void ViewerCaptureCoordinator::scheduleCleanup(const std::string& displayID, Entry& entry) {
+void ViewerCaptureCoordinator::scheduleCleanup(Entry& entry) {
     // Another request for the display may have finished first: its timer can no longer act.
     cancelCleanup(entry);
     entry.cleanupTimer = clock_->schedule(
         clock_->now() + idleTimeout_, isolation_.executor(),
-        [weak = weak_from_this(), id = std::string(displayID),
-         generation = entry.cleanupGeneration] {
+        [weak = weak_from_this(), generation = entry.cleanupGeneration] {
             if (const Self self = weak.lock()) {
                 (void)startTask(self->isolation_.executor(),
-                                expireIfIdle(self, id, generation));  // is never cancelled
+                                expireIfIdle(self, generation));  // is never cancelled
             }
         });
 }

@@ -64,14 +64,14 @@ class ViewerCaptureCoordinator final
     static ViewerTask<std::optional<ViewerHostFrame>> frameIsolated(Self self,
                                                                     std::string displayID);
     static ViewerTask<void> shutdownIsolated(Self self);
-    static ViewerTask<void> expireIfIdle(Self self, std::string displayID, ViewerUUID generation);
+    static ViewerTask<void> expireIfIdle(Self self, ViewerUUID generation);
 
     Entry* findOrMakeEntry(const std::string& displayID) VIEWER_REQUIRES(isolation_);
     Session beginUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
     void endUse(const std::string& displayID) VIEWER_REQUIRES(isolation_);
-    /// A request for the display has just finished.
-    void noteUse(const std::string& displayID, Entry& entry) VIEWER_REQUIRES(isolation_);
-    void scheduleCleanup(const std::string& displayID, Entry& entry) VIEWER_REQUIRES(isolation_);
+    /// A request for the entry's display has just finished.
+    void noteUse(Entry& entry) VIEWER_REQUIRES(isolation_);
+    void scheduleCleanup(Entry& entry) VIEWER_REQUIRES(isolation_);
     void cancelCleanup(Entry& entry);
     bool hasExpired(const Entry& entry, const ViewerUUID& generation) const;
 

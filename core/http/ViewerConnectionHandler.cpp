@@ -18,8 +18,7 @@ constexpr std::size_t maxDeliveryBytes = 1024;
 
 ViewerConnectionHandler::ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection,
                                                  std::shared_ptr<const ViewerHostRouter> router,
-                                                 ViewerExecutor queue,
-                                                 std::function<void()> onFinish,
+                                                 ViewerExecutor queue, ViewerAction onFinish,
                                                  ViewerExecutors& executors,
                                                  std::shared_ptr<ViewerContinuousClock> clock)
     : connection_(std::move(connection)),

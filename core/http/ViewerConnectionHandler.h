@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -12,6 +11,7 @@
 #include "core/protocol/ViewerHostRequest.h"
 #include "core/protocol/ViewerHostRequestParseResult.h"
 #include "core/protocol/ViewerHostRouter.h"
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerExecutors.h"
@@ -32,7 +32,7 @@ class ViewerConnectionHandler final : public ViewerConnectionReceiver,
     /// handler.
     ViewerConnectionHandler(std::shared_ptr<ViewerConnection> connection,
                             std::shared_ptr<const ViewerHostRouter> router, ViewerExecutor queue,
-                            std::function<void()> onFinish, ViewerExecutors& executors,
+                            ViewerAction onFinish, ViewerExecutors& executors,
                             std::shared_ptr<ViewerContinuousClock> clock);
     ViewerConnectionHandler(const ViewerConnectionHandler&) = delete;
     ViewerConnectionHandler& operator=(const ViewerConnectionHandler&) = delete;
@@ -79,7 +79,7 @@ class ViewerConnectionHandler final : public ViewerConnectionReceiver,
     const std::shared_ptr<ViewerConnection> connection_;
     const std::shared_ptr<const ViewerHostRouter> router_;
     const ViewerExecutor queue_;
-    const std::function<void()> onFinish_;
+    const ViewerAction onFinish_;
     ViewerExecutors& executors_;
     const std::shared_ptr<ViewerContinuousClock> clock_;
     /// Everything received so far, unless the first delivery is all of it. Touched on the queue

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <compare>
 #include <cstdint>
-#include <functional>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerExecutor.h"
 #include "core/runtime/ViewerTask.h"
 
@@ -33,8 +33,7 @@ class ViewerContinuousClock {
     virtual Instant now() const = 0;
 
     /// Runs `action` once on `executor`, not before `deadline`. Any thread.
-    virtual TimerId schedule(Instant deadline, ViewerExecutor executor,
-                             std::function<void()> action) = 0;
+    virtual TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) = 0;
     /// Takes an action out that has not been handed to its executor yet; anything else is ignored.
     /// Any thread.
     virtual void withdraw(TimerId timer) = 0;

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutor.h"
 
@@ -18,7 +18,7 @@ class ViewerDeadlineQueue final {
   public:
     using Instant = ViewerContinuousClock::Instant;
     using TimerId = ViewerContinuousClock::TimerId;
-    using Action = std::function<void()>;
+    using Action = ViewerAction;
 
     struct Due final {
         ViewerExecutor executor;

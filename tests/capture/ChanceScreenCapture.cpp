@@ -148,11 +148,11 @@ ChanceScreenCapture::Duration ChanceScreenCapture::answerDelay() {
 
 void ChanceScreenCapture::after(Duration delay, std::function<void()> event) {
     ++pendingEvents_;
-    world_.schedule(world_.now() + delay, world_.makeSerialExecutor("platform"),
-                    [self = shared_from_this(), event = std::move(event)] {
-                        --self->pendingEvents_;
-                        event();
-                    });
+    const std::function<void()> action = [self = shared_from_this(), event = std::move(event)] {
+        --self->pendingEvents_;
+        event();
+    };
+    world_.schedule(world_.now() + delay, world_.makeSerialExecutor("platform"), action);
 }
 
 void ChanceScreenCapture::deliverNowAndThen(const Course& course, const Receiver& receiver) {

@@ -17,9 +17,9 @@ using namespace std::chrono_literals;
 
 class ViewerDeadlineQueueTest : public testing::Test {
   protected:
-    ViewerDeadlineQueue::TimerId add(std::chrono::seconds deadline, const std::string& name) {
+    ViewerDeadlineQueue::TimerId add(std::chrono::seconds deadline, const char* name) {
         return queue_.add(Instant(deadline), world_.mainExecutor(),
-                          [this, name] { ran_.push_back(name); });
+                          [this, name] { ran_.emplace_back(name); });
     }
 
     std::vector<std::string> runDue(std::chrono::seconds now) {

@@ -83,7 +83,7 @@ std::string ScheduledWorld::nameOf(Actor actor) const {
 }
 
 ViewerContinuousClock::TimerId ScheduledWorld::schedule(Instant deadline, ViewerExecutor executor,
-                                                        std::function<void()> action) {
+                                                        ViewerAction action) {
     const Unwatched guard;
     // Those of one deadline go to a queue in the order in which they were made.
     const auto ticks = static_cast<Footprint::Place>(deadline.time_since_epoch().count());

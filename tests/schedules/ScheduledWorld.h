@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/runtime/ViewerAction.h"
 #include "tests/schedules/Footprint.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
@@ -50,8 +51,7 @@ class ScheduledWorld final : public SimulatedWorld {
     /// How many steps were begun.
     std::size_t steps() const { return steps_; }
 
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override;
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override;
     void withdraw(TimerId timer) override;
     ViewerExecutor mainExecutor() override;
     ViewerExecutor taskExecutor() override;

@@ -94,10 +94,10 @@ void SimulatedStream::Life::start(Completion completion) {
         answerStart(completion, succeeded);
         return;
     }
-    course_.world.schedule(course_.world.now() + delay, queue_,
-                           [self = shared_from_this(), completion, succeeded] {
-                               self->answerStart(completion, succeeded);
-                           });
+    const std::function<void()> answer = [self = shared_from_this(), completion, succeeded] {
+        self->answerStart(completion, succeeded);
+    };
+    course_.world.schedule(course_.world.now() + delay, queue_, answer);
 }
 
 void SimulatedStream::Life::planDeath() {
@@ -231,10 +231,10 @@ void SimulatedStream::Life::stop(Completion completion) {
         answerStop(completion, succeeded);
         return;
     }
-    course_.world.schedule(course_.world.now() + delay, queue_,
-                           [self = shared_from_this(), completion, succeeded] {
-                               self->answerStop(completion, succeeded);
-                           });
+    const std::function<void()> answer = [self = shared_from_this(), completion, succeeded] {
+        self->answerStop(completion, succeeded);
+    };
+    course_.world.schedule(course_.world.now() + delay, queue_, answer);
 }
 
 void SimulatedStream::Life::answerStop(const Completion& completion, bool succeeded) {

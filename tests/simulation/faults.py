@@ -76,17 +76,17 @@ FAULTS = {
     "a use is never over": [
         (COORDINATOR, "    entry.users = std::max<std::int64_t>(entry.users - 1, 0);\n", "")],
     "no idle timer is set": [
-        (COORDINATOR, "    entry.cleanupGeneration = makeRandomUUID();\n    scheduleCleanup(displayID, entry);",
+        (COORDINATOR, "    entry.cleanupGeneration = makeRandomUUID();\n    scheduleCleanup(entry);",
          "    entry.cleanupGeneration = makeRandomUUID();")],
     "the idle time begins with the request": [
         (COORDINATOR, "    cancelCleanup(*entry);\n    return entry->session;",
-         "    scheduleCleanup(displayID, *entry);\n    return entry->session;"),
-        (COORDINATOR, "    entry.cleanupGeneration = makeRandomUUID();\n    scheduleCleanup(displayID, entry);", "")],
+         "    scheduleCleanup(*entry);\n    return entry->session;"),
+        (COORDINATOR, "    entry.cleanupGeneration = makeRandomUUID();\n    scheduleCleanup(entry);", "")],
     "an idle session is dropped without its stop": [
         (COORDINATOR, "    self->entries_.erase(found);\n    co_await session->stop();", "    self->entries_.erase(found);")],
     "an idle session leaves the table behind its stop": [
         (COORDINATOR, "    const Session session = std::move(found->second.session);\n    self->entries_.erase(found);\n    co_await session->stop();",
-         "    const Session session = found->second.session;\n    co_await session->stop();\n    self->entries_.erase(displayID);")],
+         "    const auto [displayID, entry] = *found;\n    co_await entry.session->stop();\n    self->entries_.erase(displayID);")],
     "the end stops every session at once": [
         (COORDINATOR, "        co_await entry.session->stop();", "        (void)startTask(self->isolation_.executor(), entry.session->stop());")],
 

@@ -36,7 +36,7 @@ ViewerContinuousClock::Instant ViewerBoottimeClock::now() const {
 
 ViewerContinuousClock::TimerId ViewerBoottimeClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
-                                                             std::function<void()> action) {
+                                                             ViewerAction action) {
     checkThread();
     const TimerId id = deadlines_.add(deadline, std::move(executor), std::move(action));
     if (deadline < armed_) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerDeadlineQueue.h"
 
@@ -22,8 +23,7 @@ class ViewerBoottimeClock final : public ViewerContinuousClock,
     explicit ViewerBoottimeClock(boost::asio::io_context& loop);
 
     Instant now() const override;
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override;
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override;
     void withdraw(TimerId timer) override;
 
   private:

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerDeadlineQueue.h"
 #include "core/runtime/ViewerExecutor.h"
@@ -25,8 +26,7 @@ class ViewerDispatchClock final : public ViewerContinuousClock,
     ViewerDispatchClock& operator=(const ViewerDispatchClock&) = delete;
 
     Instant now() const override;
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override;
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override;
     void withdraw(TimerId timer) override;
 
   private:

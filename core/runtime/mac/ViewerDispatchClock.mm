@@ -62,7 +62,7 @@ ViewerContinuousClock::Instant ViewerDispatchClock::now() const {
 
 ViewerContinuousClock::TimerId ViewerDispatchClock::schedule(Instant deadline,
                                                              ViewerExecutor executor,
-                                                             std::function<void()> action) {
+                                                             ViewerAction action) {
     TimerId timer;
     bool isEarliest = false;
     {

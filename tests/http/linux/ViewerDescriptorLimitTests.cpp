@@ -37,8 +37,7 @@ class ReportingClock final : public ViewerContinuousClock {
         : clock_(std::move(clock)), report_(std::move(report)) {}
 
     Instant now() const override { return clock_->now(); }
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override {
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override {
         report_();
         return clock_->schedule(deadline, std::move(executor), std::move(action));
     }

@@ -4,11 +4,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <functional>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "tests/support/runtime/SimulatedTimers.h"
 
@@ -22,8 +22,7 @@ class ManualClock final : public ViewerContinuousClock {
         return now_;
     }
 
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override {
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override {
         const std::lock_guard guard(mutex_);
         scheduled_.notify_all();
         return timers_.add(deadline, std::move(executor), std::move(action));

@@ -2,10 +2,10 @@
 
 #include <boost/asio/post.hpp>
 #include <cstddef>
-#include <functional>
 #include <utility>
 #include <vector>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 
 namespace velmora {
@@ -15,8 +15,7 @@ namespace velmora {
 class ScriptedClock final : public ViewerContinuousClock {
   public:
     Instant now() const override { return time; }
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override {
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override {
         timers_.push_back({deadline, std::move(executor), std::move(action)});
         return {deadline, timers_.size()};
     }
@@ -26,7 +25,8 @@ class ScriptedClock final : public ViewerContinuousClock {
     Instant deadline(std::size_t timer) const { return timers_.at(timer).deadline; }
     /// Hands the action of a timer, counted from 0, to its executor.
     void fire(std::size_t timer) {
-        boost::asio::post(timers_.at(timer).executor, timers_.at(timer).action);
+        boost::asio::post(timers_.at(timer).executor,
+                          [this, timer] { timers_.at(timer).action(); });
     }
 
     Instant time{std::chrono::hours(1)};
@@ -35,7 +35,7 @@ class ScriptedClock final : public ViewerContinuousClock {
     struct Timer final {
         Instant deadline;
         ViewerExecutor executor;
-        std::function<void()> action;
+        ViewerAction action;
     };
 
     std::vector<Timer> timers_;

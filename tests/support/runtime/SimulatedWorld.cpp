@@ -68,7 +68,7 @@ SimulatedWorld::~SimulatedWorld() {
 }
 
 ViewerContinuousClock::TimerId SimulatedWorld::schedule(Instant deadline, ViewerExecutor executor,
-                                                        std::function<void()> action) {
+                                                        ViewerAction action) {
     return timers_.add(deadline, std::move(executor), std::move(action));
 }
 

@@ -4,13 +4,13 @@
 #include <boost/asio/execution_context.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <random>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "core/runtime/ViewerAction.h"
 #include "core/runtime/ViewerContinuousClock.h"
 #include "core/runtime/ViewerExecutors.h"
 #include "core/runtime/ViewerTask.h"
@@ -29,8 +29,7 @@ class SimulatedWorld : public ViewerContinuousClock,
     ~SimulatedWorld() override;
 
     Instant now() const override { return now_; }
-    TimerId schedule(Instant deadline, ViewerExecutor executor,
-                     std::function<void()> action) override;
+    TimerId schedule(Instant deadline, ViewerExecutor executor, ViewerAction action) override;
     void withdraw(TimerId timer) override;
 
     ViewerExecutor mainExecutor() override;

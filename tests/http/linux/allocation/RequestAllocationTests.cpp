@@ -64,12 +64,10 @@ class RequestAllocation : public testing::Test {
     }};
 };
 
-/// What is still taken anew: what the handler is called back with (2), the request's target, and
-/// the response's type and head.
-constexpr std::size_t ofAListing = 5;
-/// Here it is the head alone; and the display's id, twice, the frame's label, and the timer at the
-/// end of the capture.
-constexpr std::size_t ofAFrame = 8;
+/// What is still taken anew: the request's target, and the response's type and head.
+constexpr std::size_t ofAListing = 3;
+/// Here the type takes none, but the display's id and the frame's label do.
+constexpr std::size_t ofAFrame = 4;
 
 TEST_F(RequestAllocation, AListingTakesNoMoreThanItDid) {
     const Allocations allocations = allocationsOf("/viewer/v1/displays");
