@@ -16,12 +16,12 @@ namespace {
 
 std::string expectedHead(const ViewerHostHTTPResponse& response) {
     std::vector<std::string> lines{
-        "HTTP/1.1 " + std::to_string(response.status) + " " + response.reason,
-        "Content-Type: " + response.contentType,
+        "HTTP/1.1 " + std::to_string(response.status) + " " + std::string(response.reason),
+        "Content-Type: " + std::string(response.contentType),
         "Content-Length: " + std::to_string(response.body.size()), "Cache-Control: no-store",
         "Connection: close"};
     if (response.frameSequence) {
-        lines.push_back("X-Velmora-Frame: " + *response.frameSequence);
+        lines.push_back("X-Velmora-Frame: " + std::string(*response.frameSequence));
     }
     std::string head;
     for (const std::string& line : lines) {
@@ -38,13 +38,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     using namespace velmora;
     FuzzedDataProvider source(bytes, size);
     const auto status = source.ConsumeIntegral<std::int64_t>();
-    std::string reason = source.ConsumeRandomLengthString();
-    std::string contentType = source.ConsumeRandomLengthString();
-    std::optional<std::string> sequence;
+    const std::string reason = source.ConsumeRandomLengthString();
+    const std::string contentType = source.ConsumeRandomLengthString();
+    std::optional<ViewerText> sequence;
     if (source.ConsumeBool()) {
         sequence = source.ConsumeRandomLengthString();
     }
-    const ViewerHostHTTPResponse response(status, std::move(reason), std::move(contentType),
+    const ViewerHostHTTPResponse response(status, reason, contentType,
                                           ViewerBytes(source.ConsumeRemainingBytes<std::uint8_t>()),
                                           std::move(sequence));
 

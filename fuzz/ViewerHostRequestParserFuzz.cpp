@@ -68,10 +68,10 @@ bool isRequestLineOf(const std::string& text, const ViewerHostRequest& request) 
     const std::string line = text.substr(0, text.find("\r\n"));
     const std::size_t method = line.find_first_not_of(' ');
     const std::size_t target = line.find_first_not_of(' ', method + request.method.size());
+    const std::string_view taken = request.target;
     return request.method == "GET" && line.compare(method, 3, "GET") == 0 &&
-           line[method + 3] == ' ' && !request.target.empty() &&
-           request.target.find(' ') == std::string::npos &&
-           line.compare(target, request.target.size(), request.target) == 0;
+           line[method + 3] == ' ' && !taken.empty() && taken.find(' ') == std::string::npos &&
+           line.compare(target, taken.size(), taken) == 0;
 }
 
 void checkOutcome(const Bytes& data, const Result& whole) {

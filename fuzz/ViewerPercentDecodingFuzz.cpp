@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     viewerCheck(isUTF8ElseWhere(repaired), "a repaired text is UTF-8");
     viewerCheck((repaired == text) == isValid, "only a broken text is repaired");
 
-    const std::optional<std::string> decoded = percentDecoded(text);
+    const std::optional<ViewerText> decoded = percentDecoded(text);
     if (decoded) {
         viewerCheck(isUTF8ElseWhere(*decoded), "a decoded text is UTF-8");
         viewerCheck(decoded->size() <= text.size(), "decoding adds nothing");
@@ -68,8 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                     "without escapes nothing changes");
     }
     const auto pattern = static_cast<std::uint8_t>(size == 0 ? 0 : bytes[size - 1]);
-    const std::optional<std::string> back = percentDecoded(escaped(text, pattern));
-    viewerCheck(back == (isValid ? std::optional<std::string>(text) : std::nullopt),
+    const std::optional<ViewerText> back = percentDecoded(escaped(text, pattern));
+    viewerCheck(back == (isValid ? std::optional<ViewerText>(text) : std::nullopt),
                 "decoding undoes escaping, and refuses what is not UTF-8");
     return 0;
 }

@@ -103,12 +103,13 @@ std::string beforePicture(const ViewerWallTile& tile, TimePoint now) {
     const auto age =
         std::chrono::duration_cast<std::chrono::milliseconds>(now - tile.pictureSince).count();
     constexpr std::int64_t longest = std::numeric_limits<std::uint32_t>::max();
-    const std::string& label = tile.picture->sequence;
+    const std::string_view label = tile.picture->sequence;
     std::string bytes;
     appendNumber(bytes, tile.number);
     appendNumber(bytes, static_cast<std::uint32_t>(std::clamp<std::int64_t>(age, 0, longest)));
     bytes += static_cast<char>(static_cast<std::uint8_t>(label.size()));
-    return bytes + label;
+    bytes += label;
+    return bytes;
 }
 
 }  // namespace velmora::ViewerWallMessage

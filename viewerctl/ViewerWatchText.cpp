@@ -65,8 +65,9 @@ std::string rateText(double rate, const ViewerConsole& console) {
 }
 
 /// Its number tells the most where there is no room for all of it.
-std::string labelText(const std::string& label, std::size_t columns) {
-    return label.size() <= columns ? label : "…" + label.substr(label.rfind('-'));
+std::string labelText(std::string_view label, std::size_t columns) {
+    return label.size() <= columns ? std::string(label)
+                                   : "…" + std::string(label.substr(label.rfind('-')));
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ std::optional<ViewerHostDisplays> ViewerCaptureCoordinator::displaysAtHand(
 }
 
 std::optional<ViewerHostFrame> ViewerCaptureCoordinator::frameAtHand(const ViewerExecutor& caller,
-                                                                     const std::string& displayID) {
+                                                                     std::string_view displayID) {
     if (!isolation_.isEnteredBy(caller)) {
         return std::nullopt;
     }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/coordination/ViewerHostCaptureSession.h"
 #include "core/coordination/ViewerHostCaptureSource.h"
@@ -39,7 +41,7 @@ class ViewerCaptureCoordinator final
     ViewerTask<std::optional<ViewerHostFrame>> frame(std::string displayID) override;
     std::optional<ViewerHostDisplays> displaysAtHand(const ViewerExecutor& caller) override;
     std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& caller,
-                                               const std::string& displayID) override;
+                                               std::string_view displayID) override;
     /// Stops the captures one after another. A second call returns at once.
     ViewerTask<void> shutdown() override;
 
@@ -82,7 +84,7 @@ class ViewerCaptureCoordinator final
     const ViewerIsolation isolation_;
 
     /// By display id.
-    std::map<std::string, Entry> entries_ VIEWER_GUARDED_BY(isolation_);
+    std::map<std::string, Entry, std::less<>> entries_ VIEWER_GUARDED_BY(isolation_);
     bool isShuttingDown_ VIEWER_GUARDED_BY(isolation_) = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/protocol/ViewerHostDisplays.h"
 #include "core/protocol/ViewerHostFrame.h"
@@ -28,7 +29,7 @@ class ViewerHostFrameProviding {
         return std::nullopt;
     }
     virtual std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& caller,
-                                                       const std::string& displayID) {
+                                                       std::string_view displayID) {
         (void)caller, (void)displayID;
         return std::nullopt;
     }

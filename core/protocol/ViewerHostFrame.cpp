@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-ViewerHostFrame::ViewerHostFrame(ViewerBytes frameJPEG, std::string frameSequence)
+ViewerHostFrame::ViewerHostFrame(ViewerBytes frameJPEG, ViewerText frameSequence)
     : jpeg(std::move(frameJPEG)), sequence(std::move(frameSequence)) {}
 
 }  // namespace velmora

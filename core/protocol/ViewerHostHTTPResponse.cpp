@@ -1,9 +1,6 @@
 #include "core/protocol/ViewerHostHTTPResponse.h"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <string_view>
+#include <string>
 #include <utility>
 
 namespace velmora {
@@ -11,22 +8,22 @@ namespace velmora {
 namespace {
 
 ViewerHostHTTPResponse errorResponse(std::int64_t status, std::string_view reason) {
-    return {status, std::string(reason), "text/plain", ViewerBytes(), std::nullopt};
+    return {status, reason, "text/plain", ViewerBytes(), std::nullopt};
 }
 
 }  // namespace
 
-ViewerHostResponseBytes::ViewerHostResponseBytes(std::string responseHead, ViewerBytes responseBody)
+ViewerHostResponseBytes::ViewerHostResponseBytes(ViewerText responseHead, ViewerBytes responseBody)
     : head(std::move(responseHead)), body(std::move(responseBody)) {}
 
 ViewerHostHTTPResponse::ViewerHostHTTPResponse(std::int64_t responseStatus,
-                                               std::string responseReason,
-                                               std::string responseContentType,
+                                               std::string_view responseReason,
+                                               std::string_view responseContentType,
                                                ViewerBytes responseBody,
-                                               std::optional<std::string> responseFrameSequence)
+                                               std::optional<ViewerText> responseFrameSequence)
     : status(responseStatus),
-      reason(std::move(responseReason)),
-      contentType(std::move(responseContentType)),
+      reason(responseReason),
+      contentType(responseContentType),
       body(std::move(responseBody)),
       frameSequence(std::move(responseFrameSequence)) {}
 
@@ -52,31 +49,22 @@ const ViewerHostHTTPResponse& ViewerHostHTTPResponse::serviceUnavailable() {
 }
 
 ViewerHostResponseBytes ViewerHostHTTPResponse::serialized() const {
-    const std::string statusDigits = std::to_string(status);
-    const std::string lengthDigits = std::to_string(body.size());
-    const std::array<std::string_view, 11> pieces{
-        "HTTP/1.1 ",
-        statusDigits,
-        " ",
-        reason,
-        "\r\nContent-Type: ",
-        contentType,
-        "\r\nContent-Length: ",
-        lengthDigits,
-        frameSequence ? "\r\nCache-Control: no-store\r\nConnection: close\r\nX-Velmora-Frame: "
-                      : "\r\nCache-Control: no-store\r\nConnection: close",
-        frameSequence ? std::string_view(*frameSequence) : "",
-        "\r\n\r\n"};
-    std::size_t length = 0;
-    for (const std::string_view piece : pieces) {
-        length += piece.size();
+    ViewerHostResponseBytes bytes("HTTP/1.1 ", body);
+    ViewerText& head = bytes.head;
+    head.append(std::to_string(status));
+    head.append(" ");
+    head.append(reason);
+    head.append("\r\nContent-Type: ");
+    head.append(contentType);
+    head.append("\r\nContent-Length: ");
+    head.append(std::to_string(body.size()));
+    head.append("\r\nCache-Control: no-store\r\nConnection: close");
+    if (frameSequence) {
+        head.append("\r\nX-Velmora-Frame: ");
+        head.append(*frameSequence);
     }
-    std::string head(length, '\0');
-    auto end = head.begin();
-    for (const std::string_view piece : pieces) {
-        end = std::copy(piece.begin(), piece.end(), end);
-    }
-    return {std::move(head), body};
+    head.append("\r\n\r\n");
+    return bytes;
 }
 
 }  // namespace velmora

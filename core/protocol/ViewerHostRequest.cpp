@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-ViewerHostRequest::ViewerHostRequest(std::string requestMethod, std::string requestTarget)
+ViewerHostRequest::ViewerHostRequest(std::string requestMethod, ViewerText requestTarget)
     : method(std::move(requestMethod)), target(std::move(requestTarget)) {}
 
 }  // namespace velmora

@@ -2,17 +2,19 @@
 
 #include <string>
 
+#include "core/protocol/ViewerText.h"
+
 namespace velmora {
 
 /// What is kept of a request's first line. A plain value; any thread.
 struct ViewerHostRequest final {
-    ViewerHostRequest(std::string method, std::string target);
+    ViewerHostRequest(std::string method, ViewerText target);
 
     friend bool operator==(const ViewerHostRequest&, const ViewerHostRequest&) = default;
 
     std::string method;
     /// Path and query as received, not decoded.
-    std::string target;
+    ViewerText target;
 };
 
 }  // namespace velmora

@@ -84,7 +84,7 @@ ViewerHostRequestParseResult parse(std::span<const std::uint8_t> data) {
         return ViewerHostRequestParseResult::methodNotAllowed();
     }
     return ViewerHostRequestParseResult::request(
-        ViewerHostRequest(std::string((*line)[0]), std::string((*line)[1])));
+        ViewerHostRequest(std::string((*line)[0]), (*line)[1]));
 }
 
 bool hasMoreThanHead(std::span<const std::uint8_t> data) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -55,7 +56,7 @@ struct Wish final {
 
     Kind kind;
     /// Of the display whose frame it is.
-    std::string displayID;
+    ViewerText displayID;
     /// The answer to a wish for nothing that there is: one of the shared ones, which live as long
     /// as the process.
     const ViewerHostHTTPResponse* refusal;
@@ -69,12 +70,12 @@ Wish wishOf(const ViewerHostRequest& request) {
     if (request.method != "GET") {
         return refused(ViewerHostHTTPResponse::methodNotAllowed());
     }
-    if (request.target == ViewerHostProtocolV1::displaysPath) {
+    const std::string_view target = request.target;
+    if (target == ViewerHostProtocolV1::displaysPath) {
         return {Wish::Kind::listing, {}, nullptr};
     }
-    if (request.target.starts_with(ViewerHostProtocolV1::framePathPrefix)) {
-        const auto encodedID =
-            std::string_view(request.target).substr(ViewerHostProtocolV1::framePathPrefix.size());
+    if (target.starts_with(ViewerHostProtocolV1::framePathPrefix)) {
+        const auto encodedID = target.substr(ViewerHostProtocolV1::framePathPrefix.size());
         try {
             const ViewerMemoryAttempt attempt;
             if (auto displayID = percentDecoded(encodedID)) {
@@ -87,7 +88,7 @@ Wish wishOf(const ViewerHostRequest& request) {
     return refused(ViewerHostHTTPResponse::notFound());
 }
 
-bool isListed(const ViewerHostDisplays& displays, const std::string& displayID) {
+bool isListed(const ViewerHostDisplays& displays, std::string_view displayID) {
     return std::ranges::find(displays, displayID, &ViewerHostDisplay::id) != displays.end();
 }
 
@@ -115,13 +116,13 @@ ViewerTask<ViewerHostHTTPResponse> listedFrameResponse(Provider provider, std::s
     co_return responseWith(std::move(frame));
 }
 
-ViewerTask<ViewerHostHTTPResponse> frameResponse(Provider provider, std::string displayID) {
+ViewerTask<ViewerHostHTTPResponse> frameResponse(Provider provider, ViewerText displayID) {
     // An unknown id must never start a capture.
     const auto displays = co_await provider->displays();
     if (!isListed(displays, displayID)) {
         co_return ViewerHostHTTPResponse::notFound();
     }
-    co_return co_await listedFrameResponse(std::move(provider), std::move(displayID));
+    co_return co_await listedFrameResponse(std::move(provider), std::string(displayID));
 }
 
 ViewerTask<ViewerHostHTTPResponse> fixedResponse(const ViewerHostHTTPResponse* response) {
@@ -173,7 +174,7 @@ ViewerHostAnswer ViewerHostRouter::answer(const ViewerHostRequest& request,
     if (frame) {
         return responseWith(std::move(frame));
     }
-    return listedFrameResponse(provider, std::move(wish.displayID));
+    return listedFrameResponse(provider, std::string(wish.displayID));
 }
 
 }  // namespace velmora

@@ -25,9 +25,8 @@ constexpr int digitValue(char digit) {
 
 }  // namespace
 
-std::optional<std::string> percentDecoded(std::string_view text) {
-    std::string decoded;
-    decoded.reserve(text.size());
+std::optional<ViewerText> percentDecoded(std::string_view text) {
+    ViewerText decoded;
     while (true) {
         const std::size_t plain = std::min(text.find('%'), text.size());
         decoded.append(text.substr(0, plain));
@@ -44,7 +43,8 @@ std::optional<std::string> percentDecoded(std::string_view text) {
         if (high < 0 || low < 0) {
             return std::nullopt;
         }
-        decoded.push_back(static_cast<char>(high * 16 + low));
+        const auto byte = static_cast<char>(high * 16 + low);
+        decoded.append({&byte, 1});
         text.remove_prefix(encodedBytes);
     }
     if (!ViewerUTF8::isValid(decoded)) {

@@ -75,7 +75,8 @@ struct CapturedWorld final {
 
 /// The number at the end of a frame's sequence label.
 inline std::string counterOf(const std::optional<ViewerHostFrame>& frame) {
-    return frame ? frame->sequence.substr(frame->sequence.rfind('-') + 1) : "no frame";
+    const std::string label(frame ? frame->sequence : "-no frame");
+    return label.substr(label.rfind('-') + 1);
 }
 
 /// Whether the answer is a frame that shows the picture of one shade.

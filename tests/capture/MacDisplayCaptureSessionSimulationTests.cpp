@@ -50,7 +50,8 @@ struct Tally final {
 };
 
 std::uint64_t counterOf(const ViewerHostFrame& frame) {
-    return std::stoull(frame.sequence.substr(frame.sequence.rfind('-') + 1));
+    const std::string label(frame.sequence);
+    return std::stoull(label.substr(label.rfind('-') + 1));
 }
 
 /// One session on a chance platform, asked for frames by chance.

@@ -92,7 +92,7 @@ TEST(MacDisplayCaptureSession, LabelsBeginWithTheProcessAndTheSession) {
     for (int session = 0; session < 2; ++session) {
         CapturedWorld world;
         world.captureFirst(100);
-        labels.push_back(world.ask().value()->sequence);
+        labels.emplace_back(world.ask().value()->sequence);
         EXPECT_THAT(labels.back(), testing::MatchesRegex("[0-9a-f]{32}-[0-9a-f]{32}-1"));
     }
     EXPECT_EQ(labels[0].substr(0, 32), labels[1].substr(0, 32));

@@ -76,7 +76,7 @@ ViewerTask<void> askUntilEnoughStreamsDied(boost::asio::io_context* loop,
     while (capture->streams < streamCount) {
         const auto frame = co_await session->latestFrame();
         if (frame.has_value()) {
-            labels->push_back(frame->sequence);
+            labels->emplace_back(frame->sequence);
         }
     }
     co_await session->stop();

@@ -123,7 +123,7 @@ TEST(ViewerFrameAccumulator, SubmittersOnSeveralThreadsNeverShareANumber) {
         submitters.emplace_back([&accumulator, thread, &own = sequences[std::size_t(thread)]] {
             for (int number = 0; number < framesPerThread; ++number) {
                 const std::string image = std::to_string(thread) + "/" + std::to_string(number);
-                own.push_back(accumulator.submit(ViewerBytes(image))->sequence);
+                own.emplace_back(accumulator.submit(ViewerBytes(image))->sequence);
                 (void)accumulator.latest();  // only for the race
             }
         });

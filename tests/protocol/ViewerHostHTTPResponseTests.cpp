@@ -69,7 +69,7 @@ TEST(ViewerHostHTTPResponse, AFrameCarriesItsSequenceAfterTheOtherHeaders) {
     EXPECT_EQ(bytes.head,
               "HTTP/1.1 200 OK\r\nContent-Type: image/jpeg\r\nContent-Length: 48213\r\n"
               "Cache-Control: no-store\r\nConnection: close\r\nX-Velmora-Frame: a-b-17\r\n\r\n");
-    EXPECT_EQ(joined(bytes), bytes.head + std::string(48'213, '\xD8'));
+    EXPECT_EQ(joined(bytes), std::string(bytes.head) + std::string(48'213, '\xD8'));
 }
 
 TEST(ViewerHostHTTPResponse, AnEmptySequenceLeavesNothingAfterTheBlank) {

@@ -121,7 +121,7 @@ FAULTS = {
     "a changed list of displays is not looked at": [
         (SOURCE, "if (last && last->reported == reported && last->screens == screens)", "if (last)")],
     "a frame is fetched before its display is looked up": [
-        (ROUTER, "    // An unknown id must never start a capture.\n", "    (void)co_await provider->frame(displayID);\n")],
+        (ROUTER, "    // An unknown id must never start a capture.\n", "    (void)co_await provider->frame(std::string(displayID));\n")],
 
     # Tasks.
     "a cancelled task sleeps on": [

@@ -80,7 +80,7 @@ std::shared_ptr<FakeFrameProvider> readDisplays() {
 std::string answerText(const ViewerHostHTTPResponse& response) {
     const ViewerHostResponseBytes bytes = response.serialized();
     const bool isFrame = response.contentType == "image/jpeg";
-    return "answer\n" + bytes.head +
+    return "answer\n" + std::string(bytes.head) +
            (isFrame ? std::to_string(bytes.body.size()) + " bytes"
                     : std::string(bytes.body.text()));
 }
@@ -98,7 +98,7 @@ std::string routed(const ViewerHostRouter& router, FakeFrameProvider& provider,
     boost::asio::co_spawn(ViewerExecutor(context.get_executor()),
                           keep(router.response(request), response), boost::asio::detached);
     context.run();
-    std::string text = "request " + request.method + " " + request.target + "\n";
+    std::string text = "request " + request.method + " " + std::string(request.target) + "\n";
     for (const std::string& call : provider.calls) {
         text += call + "\n";
     }

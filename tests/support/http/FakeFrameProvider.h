@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -31,8 +33,8 @@ class FakeFrameProvider final : public ViewerHostFrameProviding {
         return ViewerHostDisplays(listed);
     }
     std::optional<ViewerHostFrame> frameAtHand(const ViewerExecutor& executor,
-                                               const std::string& displayID) override {
-        calls.push_back("frame at hand " + displayID);
+                                               std::string_view displayID) override {
+        calls.push_back("frame at hand " + std::string(displayID));
         caller = executor;
         const auto found = framesAtHand.find(displayID);
         return found == framesAtHand.end() ? std::nullopt : std::optional(found->second);
@@ -43,10 +45,10 @@ class FakeFrameProvider final : public ViewerHostFrameProviding {
     }
 
     std::vector<ViewerHostDisplay> listed;
-    std::map<std::string, ViewerHostFrame> frames;
+    std::map<std::string, ViewerHostFrame, std::less<>> frames;
     /// Whether what is listed is at hand, and which frames are.
     bool areAtHand = false;
-    std::map<std::string, ViewerHostFrame> framesAtHand;
+    std::map<std::string, ViewerHostFrame, std::less<>> framesAtHand;
     /// Where it was last asked for what is at hand.
     ViewerExecutor caller;
     /// "displays", "frame ID", "displays at hand", "frame at hand ID" and "shutdown", in the order

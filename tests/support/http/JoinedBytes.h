@@ -8,7 +8,7 @@ namespace velmora {
 
 /// A response in one text, as it goes over the wire.
 inline std::string joined(const ViewerHostResponseBytes& response) {
-    return response.head + std::string(response.body.text());
+    return std::string(response.head) + std::string(response.body.text());
 }
 
 }  // namespace velmora
