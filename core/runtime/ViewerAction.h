@@ -19,15 +19,14 @@ class ViewerAction final {
   public:
     /// Nothing, which is not called.
     ViewerAction() = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): a function is written where an action is taken.
     template <typename Function>
-        requires(!std::same_as<std::remove_cvref_t<Function>, ViewerAction> &&
-                 std::invocable<std::decay_t<Function>&>)
-    ViewerAction(Function&& function) {
-        using Target = Kept<std::decay_t<Function>>;
-        static_assert(sizeof(Target) <= sizeof place_ && alignof(Target) <= alignof(void*));
-        static_assert(std::is_nothrow_move_constructible_v<std::decay_t<Function>>);
-        kept_ = ::new (place_.data()) Target(std::forward<Function>(function));
+        requires std::invocable<Function&>
+    // NOLINTNEXTLINE(google-explicit-constructor): a function is written where an action is taken.
+    ViewerAction(Function function) {
+        static_assert(sizeof(Kept<Function>) <= sizeof place_);
+        static_assert(alignof(Kept<Function>) <= alignof(void*));
+        static_assert(std::is_nothrow_move_constructible_v<Function>);
+        kept_ = ::new (place_.data()) Kept<Function>(std::move(function));
     }
     ViewerAction(ViewerAction&& other) noexcept { take(other); }
     ViewerAction& operator=(ViewerAction&& other) noexcept {
@@ -56,8 +55,7 @@ class ViewerAction final {
     template <typename Function>
     class Kept final : public Any {
       public:
-        template <typename Given>
-        explicit Kept(Given&& function) : function_(std::forward<Given>(function)) {}
+        explicit Kept(Function&& function) noexcept : function_(std::move(function)) {}
         void call() override { function_(); }
         Any* moveTo(void* place) noexcept override {
             return ::new (place) Kept(std::move(function_));

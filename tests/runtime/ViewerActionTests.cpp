@@ -28,6 +28,14 @@ TEST(ViewerAction, TakesAsMuchAsAWeakPointerAndAUUIDAndMore) {
     EXPECT_EQ(seen, given);
 }
 
+TEST(ViewerAction, TakesAFunctionThatCanOnlyBeMoved) {
+    int seen = 0;
+    ViewerAction first = [&seen, only = std::make_unique<int>(7)] { seen = *only; };
+    const ViewerAction second = std::move(first);
+    second();
+    EXPECT_EQ(seen, 7);
+}
+
 TEST(ViewerAction, OneThatWasMovedFromIsEmpty) {
     int calls = 0;
     ViewerAction from = [&calls] { ++calls; };
