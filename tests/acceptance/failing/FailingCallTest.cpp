@@ -37,10 +37,6 @@ bool isAllocation(std::string_view call) {
 /// Of so many calls of a name each is refused in a short run, of more only as many.
 int mostTrialsOf(std::string_view call, bool isOnWayland) {
     constexpr int all = 100;
-    // Later ones have a fault that the whole grid shows (docs/testing.md).
-    if (isOnWayland && call == "recv") {
-        return 1;
-    }
     const bool isOfConnections = call == "send" || call == "poll";
     return call == "large new" || (isOfConnections && !isOnWayland) ? all
            : isAllocation(call) || isOnWayland                      ? 2

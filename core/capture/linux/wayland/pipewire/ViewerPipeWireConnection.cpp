@@ -240,9 +240,10 @@ void ViewerPipeWireConnection::onDone(void* self, std::uint32_t id, int sync) {
 }
 
 void ViewerPipeWireConnection::onError(void* self, std::uint32_t id, int, int result, const char*) {
-    // Other errors of the core tell of a request whose object had gone meanwhile, as happens when
-    // a node goes while it is captured.
-    if (id == PW_ID_CORE && result == -EPIPE) {
+    // PipeWire answers so a request whose object had gone meanwhile, as happens when a node goes
+    // while it is captured. After any other error, its end or not, the library neither reads nor
+    // writes the connection any more, and says so only once.
+    if (id == PW_ID_CORE && result != -ENOENT) {
         static_cast<ViewerPipeWireConnection*>(self)->lose();
     }
 }

@@ -91,23 +91,30 @@ TEST(ViewerPipeWireRemote, EndsItsStreamsForGoodAndStillTellsTheConnectionsEnd) 
     EXPECT_TRUE(remote.waitForLoss());
 }
 
-TEST(ViewerPipeWireRemote, ARequestThatPipeWireRefusesIsNoLoss) {
+/// Of a remote that has asked for a new object before.
+bool isDescribedAfterRequest(const char* factory, const char* type, std::uint32_t version) {
     PipeWireServer server;
     const auto thread = ViewerPipeWireThread::start(server.connect(), [] {});
     std::promise<bool> answer;
-    ASSERT_TRUE(thread->post([&answer](ViewerPipeWireConnection& connection) {
+    const bool isPosted = thread->post([&](ViewerPipeWireConnection& connection) {
         void* const made =
-            pw_core_create_object(connection.core(), "no factory at all", PW_TYPE_INTERFACE_Node,
-                                  PW_VERSION_NODE, nullptr, 0);
-        ASSERT_NE(made, nullptr);
-        // The refusal comes before this answer.
+            pw_core_create_object(connection.core(), factory, type, version, nullptr, 0);
+        // A refusal comes before this answer.
         connection.describe([&answer, &connection, made](const auto& nodes) {
             connection.library().proxyDestroy(static_cast<pw_proxy*>(made));
             answer.set_value(nodes.has_value());
         });
-    }));
-    EXPECT_TRUE(answer.get_future().get());
+    });
+    const bool isDescribed = isPosted && answer.get_future().get();
     thread->quit();
+    return isDescribed;
+}
+
+TEST(ViewerPipeWireRemote, ARequestThatPipeWireRefusesIsNoLoss) {
+    EXPECT_TRUE(
+        isDescribedAfterRequest("no factory at all", PW_TYPE_INTERFACE_Node, PW_VERSION_NODE));
+    // Without what it is to link.
+    EXPECT_TRUE(isDescribedAfterRequest("link-factory", PW_TYPE_INTERFACE_Link, PW_VERSION_LINK));
 }
 
 TEST(ViewerPipeWireRemote, AHungPipeWireIsAnsweredWithNothing) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -321,6 +322,20 @@ TEST(ViewerPipeWireStreamMisfortune, APipeWireThatNeverWasIsALoss) {
     ::close(ends[1]);
 
     RemoteOnLoop remote(ends[0]);
+
+    EXPECT_TRUE(remote.waitForLoss());
+    EXPECT_FALSE(remote.describe().has_value());
+    CapturedNode node(remote, 1);
+    EXPECT_FALSE(node.start());
+    EXPECT_EQ(remote.losses(), 1U);
+}
+
+TEST(ViewerPipeWireStreamMisfortune, AConnectionThatBreaksButDoesNotEndIsALoss) {
+    // What is no socket takes nothing, and tells so by another error than an end.
+    const int noSocket = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    ASSERT_GE(noSocket, 0);
+
+    RemoteOnLoop remote(noSocket);
 
     EXPECT_TRUE(remote.waitForLoss());
     EXPECT_FALSE(remote.describe().has_value());
