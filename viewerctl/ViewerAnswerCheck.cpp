@@ -94,7 +94,7 @@ ViewerOutcome<ViewerHostFrame> frame(std::string_view head, std::string_view bod
     if (jpeg.size() > longestBody || !ViewerJPEGHeader::parse(jpeg.span())) {
         return ViewerFailure::badPicture;
     }
-    return ViewerHostFrame(std::move(jpeg), std::move(*parsed->label));
+    return ViewerHostFrame(std::move(jpeg), *parsed->label);
 }
 
 }  // namespace velmora::ViewerAnswerCheck

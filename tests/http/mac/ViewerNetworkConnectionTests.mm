@@ -7,7 +7,6 @@
 #include <string>
 #include <thread>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "tests/http/mac/ListenedWorld.h"
@@ -46,8 +45,8 @@ class ViewerNetworkConnection : public ListenedWorld {
 
     void start() { connection().start(queue_, receiver_); }
     void receive() { connection().receive(1024); }
-    void send(std::string head, std::string_view body) {
-        connection().send(ViewerHostResponseBytes(std::move(head), ViewerBytes(body)));
+    void send(std::string_view head, std::string_view body) {
+        connection().send(ViewerHostResponseBytes(head, ViewerBytes(body)));
     }
 
     std::shared_ptr<FakeConnection> peer_;
