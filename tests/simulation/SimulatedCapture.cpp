@@ -21,7 +21,7 @@ SimulatedCapture::SimulatedCapture(SimulationCourse& course)
     : course_(course),
       displays_(course),
       isGranted_(course.isCalm || !course.oneIn(5)),
-      isFickle_(course.oneIn(4)) {}
+      isFickle_(course.oneIn(2)) {}
 
 bool SimulatedCapture::preflightAccess() {
     if (course_.isCalm || !course_.oneIn(60)) {
