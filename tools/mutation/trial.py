@@ -51,7 +51,7 @@ class Trial:
 
     def __init__(self, root, folder, commit):
         self.tree = folder / commit
-        self._build = folder / "build"
+        self._build = self.tree / "build" / "test"
         # What was compiled in another folder is not compiled again.
         self._environment = {**os.environ, "CCACHE_BASEDIR": str(root.parent),
                              "CCACHE_NOHASHDIR": "true"}
@@ -67,8 +67,8 @@ class Trial:
         subprocess.run(["tar", "-x", "-C", self.tree], stdin=archive.stdout, check=True)
         if archive.wait() != 0:
             raise SystemExit("the commit cannot be copied")
-        subprocess.run(["cmake", "--preset", "test", "-B", self._build, "--fresh"], cwd=self.tree,
-                       check=True, stdout=subprocess.DEVNULL, env=self._environment)
+        subprocess.run(["cmake", "--preset", "test"], cwd=self.tree, check=True,
+                       stdout=subprocess.DEVNULL, env=self._environment)
 
     def _make(self, programs):
         """Whether what these test programs are made of can be built."""
