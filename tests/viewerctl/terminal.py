@@ -26,8 +26,8 @@ class Terminal:
         self.cell = pixels
         self.resize(columns, rows)
         self.mode = termios.tcgetattr(self.theirs)
-        self.output = b""
-        self.parsed = 0  # of the output
+        self.received = bytearray()
+        self.parsed = 0  # of what was received
         self.lines = {}
         self.isReading = threading.Event()
         self.isReading.set()
@@ -47,11 +47,17 @@ class Terminal:
             except OSError:
                 return
             with self.changed:
-                self.output += received
-                for line in LINE.finditer(self.output, self.parsed):
+                self.received += received
+                for line in LINE.finditer(self.received, self.parsed):
                     self.lines[int(line[1])] = line[2].decode()
                     self.parsed = line.end()
                 self.changed.notify_all()
+
+    @property
+    def output(self):
+        """All that came so far."""
+        with self.changed:
+            return bytes(self.received)
 
     def close(self):
         self.isReading.set()
@@ -72,10 +78,10 @@ class Terminal:
         """Until `condition(output)` holds for what came so far."""
         end = time.monotonic() + PATIENCE
         with self.changed:
-            while not condition(self.output):
+            while not condition(self.received):
                 if not self.changed.wait(end - time.monotonic()):
-                    raise AssertionError(f"not seen: {what}; {self.rows()}, "
-                                         f"{len(self.output)} bytes, {self.output[-500:]}")
+                    raise AssertionError(f"not seen: {what}; {self.rows()}, {len(self.received)} "
+                                         f"bytes, {bytes(self.received[-500:])}")
 
     def wait_for(self, pattern, row=None):
         """Until a line of text, or that of a row, is as the pattern says."""

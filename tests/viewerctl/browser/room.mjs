@@ -76,6 +76,21 @@ export class Watcher {
     await this.tile(text).locator('.state').filter({ hasText: state }).waitFor();
   }
 
+  /**
+   * Waits until the tile says that its picture is new: of one it does so for a second, which a busy
+   * machine may not see. Shows these pictures in turn, until then.
+   */
+  async untilNew(text, host, display, shown) {
+    let turn = 0;
+    const showing = setInterval(() => host.show(display, shown[++turn % shown.length]), 400);
+    host.show(display, shown[0]);
+    try {
+      await this.untilTile(text, 'new picture');
+    } finally {
+      clearInterval(showing);
+    }
+  }
+
   /** Waits until the canvas in there shows this colour in its middle. */
   async untilColour(locator, colour) {
     const canvas = await locator.locator('canvas').elementHandle();

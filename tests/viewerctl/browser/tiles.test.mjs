@@ -31,7 +31,7 @@ describe('a tile', { concurrency: 3 }, () => {
     await watcher.untilTile('One', /^same picture for \d+ sec$/);
     host.show(0, pictures.blue);
     await watcher.untilColour(watcher.tile('One'), 'blue');
-    await watcher.untilTile('One', 'new picture');
+    await watcher.untilNew('One', host, 0, [pictures.red, pictures.blue]);
     await watcher.untilTile('Two', /^same picture for \d+ sec$/);
   }));
 
@@ -127,8 +127,9 @@ describe('a tile', { concurrency: 3 }, () => {
     const watcher = await room.watch();
     await watcher.untilColour(watcher.tile('One'), 'red');
     // The head is a picture's; what follows is none.
-    host.show(0, Buffer.concat([pictures.blue.subarray(0, 700), Buffer.from([0xff, 0xd9])]));
-    await watcher.untilTile('One', 'new picture');
+    const broken = [pictures.blue, pictures.green].map((picture) =>
+      Buffer.concat([picture.subarray(0, 700), Buffer.from([0xff, 0xd9])]));
+    await watcher.untilNew('One', host, 0, broken);
     host.show(1, pictures.blue);
     await watcher.untilColour(watcher.tile('Two'), 'blue');
     host.show(0, pictures.yellow);
