@@ -233,6 +233,7 @@ TEST(ViewerLingeringSockets, LeaveASocketAloneWhosePeerHasNotEndedWhenSomeOthers
     SocketClient sending = world.linger();
     EXPECT_TRUE(sending.send("late"));
     std::vector<SocketClient> others;
+    others.reserve(unreadSocketLimit - 2);
     for (std::size_t i = 0; i < unreadSocketLimit - 2; ++i) {
         others.push_back(world.linger());
     }
