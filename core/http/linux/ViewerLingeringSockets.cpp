@@ -17,7 +17,7 @@ constexpr std::size_t drainedAtOnce = 64UL * 1024;
 constexpr int callsInARow = 16;
 
 /// How many that begin to linger later a socket waits for before it is looked at: most peers have
-/// ended their side by then, and what the kernel keeps of it is still in the processor's cache.
+/// ended their side by then, and few descriptors are held.
 constexpr std::size_t mostRecentSockets = 64;
 
 /// Throws away at most so much that has come in, without waiting. Yields what recv does.
