@@ -291,7 +291,8 @@ TEST(ViewerSocketListener, TwoThousandRequestsLeaveNoSocketBehind) {
     plan.requests = 2000;
     plan.concurrency = 16;
     ASSERT_EQ(runLoad(plan).errors, 0U);
-    clock->advance(ViewerLingeringSockets::lingerTime);
+    // On the loop, which has taken note of the last half-close by then: its client may know before.
+    world.loop.run([&] { clock->advance(ViewerLingeringSockets::lingerTime); });
     world.loop.run([] {});
     EXPECT_EQ(openSockets().size(), 1U);
 }
