@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -85,6 +86,10 @@ ViewerX11Connection::ViewerX11Connection(xcb_connection_t* connection, const xcb
 
 ViewerX11Connection::~ViewerX11Connection() {
     xcb_disconnect(connection_);
+    // Where xcb has closed it, its number may lead to another file by now, or nowhere.
+    if (passedOnFile_ && identityOf(passedOn_) == passedOnFile_) {
+        ::close(passedOn_);
+    }
 }
 
 bool ViewerX11Connection::isDead() const {
@@ -95,6 +100,20 @@ void ViewerX11Connection::abort() {
     // The descriptor stays open as long as the object lives, and the caller is one of its owners.
     // It fails only when the peer is gone already.
     (void)::shutdown(xcb_get_file_descriptor(connection_), SHUT_RDWR);
+}
+
+void ViewerX11Connection::passOn(int descriptor) {
+    viewerCheck(!passedOnFile_, "a connection passes one descriptor on");
+    passedOn_ = descriptor;
+    passedOnFile_ = identityOf(descriptor);
+}
+
+std::optional<ViewerX11Connection::FileIdentity> ViewerX11Connection::identityOf(int descriptor) {
+    struct statx file{};
+    if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_INO, &file) != 0) {
+        return std::nullopt;
+    }
+    return FileIdentity{file.stx_dev_major, file.stx_dev_minor, file.stx_ino};
 }
 
 }  // namespace velmora

@@ -2,7 +2,10 @@
 
 #include <xcb/xcb.h>
 
+#include <array>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velmora {
@@ -36,11 +39,23 @@ class ViewerX11Connection final {
     /// thread, any number of times.
     void abort();
 
+    /// Gives up a descriptor to whoever gives it to xcb next, which closes it once it is sent, but
+    /// not when the connection breaks before (libxcb 1.15): then it is closed with the connection.
+    /// Once; on the thread that uses the connection.
+    void passOn(int descriptor);
+
   private:
+    /// What tells one open file from another: its device's two numbers and its own.
+    using FileIdentity = std::array<std::uint64_t, 3>;
+
     ViewerX11Connection(xcb_connection_t* connection, const xcb_screen_t* screen);
+
+    static std::optional<FileIdentity> identityOf(int descriptor);
 
     xcb_connection_t* const connection_;
     const xcb_screen_t* const screen_;
+    int passedOn_ = -1;
+    std::optional<FileIdentity> passedOnFile_;
 };
 
 }  // namespace velmora

@@ -50,7 +50,7 @@ std::unique_ptr<ViewerX11SharedMemory> ViewerX11SharedMemory::make(
     }
     std::unique_ptr<ViewerX11SharedMemory> result(
         new ViewerX11SharedMemory(connection, memory, size));
-    // xcb closes the descriptor once it is sent.
+    connection->passOn(descriptor);
     xcb_connection_t* const xcb = connection->xcb();
     const xcb_void_cookie_t request =
         xcb_shm_attach_fd_checked(xcb, result->segment_, descriptor, 0);
