@@ -99,8 +99,10 @@ TEST(ViewerX11DisplayList, AFreshListIsAtHandAndNoneIsUntilAChangeWasRead) {
     server.setMonitor("new", {0, 0, 780, 720});
     X11Waiting::untilNoticesAreSent(server);
     EXPECT_EQ(on.list().current(), nullptr);
+    server.freeze();
     const auto answer = on.ask();
     EXPECT_EQ(on.list().current(), nullptr) << "a refresh is under way";
+    server.thaw();
     ASSERT_TRUE(on.wait(*answer));
     EXPECT_EQ(on.list().current(), answer->displays);
     EXPECT_TRUE(hasWidth(on.list().current(), 780));
