@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <boost/uuid/uuid_io.hpp>
 #include <cstdint>
 #include <cstring>
 
@@ -18,16 +16,6 @@ ViewerUUID makeRandomUUID() {
     ViewerUUID uuid{};
     std::memcpy(&uuid, &last, sizeof last);
     return uuid;
-}
-
-std::string makeRandomToken() {
-    std::string token = uuidText(makeRandomUUID());
-    std::erase(token, '-');
-    return token;
-}
-
-std::string uuidText(const ViewerUUID& uuid) {
-    return boost::uuids::to_string(uuid);
 }
 
 }  // namespace velmora
