@@ -33,9 +33,6 @@ struct ChaosForm final {
 struct Footprint final {
     static Footprint of(const HostProcess& host);
 
-    /// What an allocator may keep of a run's most crowded moment.
-    static constexpr std::ptrdiff_t allowedGrowth = 8L * 1024 * 1024;
-
     std::size_t descriptors = 0;
     std::size_t threads = 0;
     std::size_t residentBytes = 0;

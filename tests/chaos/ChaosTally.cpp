@@ -1,5 +1,7 @@
 #include "tests/chaos/ChaosTally.h"
 
+#include <gtest/gtest.h>
+
 #include <iostream>
 #include <sstream>
 
@@ -25,6 +27,15 @@ void ChaosTally::tell(const std::string& run, std::uint32_t seed) const {
          << " KiB=" << grownBytes / 1024 << " start_ms=" << longestStart.count()
          << " end_ms=" << longestEnd.count() << " listing_ms=" << longestListing.count() << '\n';
     std::cout << line.str() << std::flush;
+}
+
+void ChaosTally::expectNothingAmiss() const {
+    // What an allocator may keep of a run's most crowded moment.
+    constexpr std::ptrdiff_t allowedGrowth = 8L * 1024 * 1024;
+    EXPECT_EQ(wrongAnswers, 0U);
+    EXPECT_EQ(descriptorDrift, 0);
+    EXPECT_EQ(threadDrift, 0);
+    EXPECT_LT(grownBytes, allowedGrowth);
 }
 
 }  // namespace velmora

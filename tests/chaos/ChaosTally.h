@@ -18,6 +18,8 @@ struct ChaosTally final {
     void wrong(const std::string& reason);
     /// Writes the run as one line, a word and then what each number is.
     void tell(const std::string& run, std::uint32_t seed) const;
+    /// Expects that no answer was wrong and that the host holds no more than at the beginning.
+    void expectNothingAmiss() const;
 
     std::atomic<std::size_t> answers = 0;
     std::atomic<std::size_t> pictures = 0;
