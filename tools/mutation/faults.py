@@ -56,6 +56,7 @@ _RETURNED = re.compile(r"^(\s*return )([^;{]+)(;)$")
 _STATEMENT = re.compile(r"^\s+(?!return\b|using\b|case\b|break\b|continue\b|else\b)[^#/].*;$")
 _DECLARATION = re.compile(
     r"^\s+(?:static |constexpr |const |mutable |inline |virtual |explicit |friend |auto )"
+    r"|^.* = (?:default|delete);$"
     r"|^\s+(?!delete )[A-Za-z_][\w:<>,&* ]*[ &*]+\w+(?: = .*|\{.*\}|\(.*\) (?:const|override|= .*))?;$")
 _ARGUMENTS = re.compile(r"\(([\w.:>\-]+), ([\w.:>\-]+)\)")
 
