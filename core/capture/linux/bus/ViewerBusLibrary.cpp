@@ -1,34 +1,22 @@
 #include "core/capture/linux/bus/ViewerBusLibrary.h"
 
-#include <dlfcn.h>
-
 #include <optional>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/linux/ViewerLoadedLibrary.h"
 
 namespace velmora {
 
 namespace {
 
-template <typename Function>
-bool find(void* library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(::dlsym(library, name));
-    return function != nullptr;
-}
-
 /// Never unloaded: it keeps state of its own for each thread.
 std::optional<ViewerBusLibrary> open() {
-    void* const library = ::dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        return std::nullopt;
-    }
+    ViewerLoadedLibrary library("libsystemd.so.0");
     ViewerBusLibrary functions;
-    bool isComplete = true;
-#define VIEWER_BUS_FUNCTION(name, function) \
-    isComplete = find(library, #function, functions.name) && isComplete;
+#define VIEWER_BUS_FUNCTION(name, function) library.find(#function, functions.name);
     VIEWER_BUS_FUNCTIONS(VIEWER_BUS_FUNCTION)
 #undef VIEWER_BUS_FUNCTION
-    return isComplete ? std::optional(functions) : std::nullopt;
+    return library.isComplete() ? std::optional(functions) : std::nullopt;
 }
 
 }  // namespace

@@ -1,43 +1,34 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireLibrary.h"
 
-#include <dlfcn.h>
-
 #include <optional>
+
+#include "core/runtime/linux/ViewerLoadedLibrary.h"
 
 namespace velmora {
 
 namespace {
 
-template <typename Function>
-bool find(void* library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(::dlsym(library, name));
-    return function != nullptr;
-}
-
-bool findAll(void* library, ViewerPipeWireLibrary& found) {
-    return find(library, "pw_init", found.init) &&
-           find(library, "pw_log_set_level", found.logSetLevel) &&
-           find(library, "pw_loop_new", found.loopNew) &&
-           find(library, "pw_loop_destroy", found.loopDestroy) &&
-           find(library, "pw_properties_new_dict", found.propertiesNew) &&
-           find(library, "pw_context_new", found.contextNew) &&
-           find(library, "pw_context_destroy", found.contextDestroy) &&
-           find(library, "pw_context_connect_fd", found.contextConnect) &&
-           find(library, "pw_core_disconnect", found.coreDisconnect) &&
-           find(library, "pw_proxy_destroy", found.proxyDestroy) &&
-           find(library, "pw_stream_new", found.streamNew) &&
-           find(library, "pw_stream_destroy", found.streamDestroy) &&
-           find(library, "pw_stream_add_listener", found.streamAddListener) &&
-           find(library, "pw_stream_connect", found.streamConnect) &&
-           find(library, "pw_stream_update_params", found.streamUpdateParams) &&
-           find(library, "pw_stream_dequeue_buffer", found.streamDequeueBuffer) &&
-           find(library, "pw_stream_queue_buffer", found.streamQueueBuffer);
-}
-
 std::optional<ViewerPipeWireLibrary> load() {
+    ViewerLoadedLibrary library("libpipewire-0.3.so.0");
     ViewerPipeWireLibrary found;
-    void* const library = ::dlopen("libpipewire-0.3.so.0", RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr || !findAll(library, found)) {
+    library.find("pw_init", found.init);
+    library.find("pw_log_set_level", found.logSetLevel);
+    library.find("pw_loop_new", found.loopNew);
+    library.find("pw_loop_destroy", found.loopDestroy);
+    library.find("pw_properties_new_dict", found.propertiesNew);
+    library.find("pw_context_new", found.contextNew);
+    library.find("pw_context_destroy", found.contextDestroy);
+    library.find("pw_context_connect_fd", found.contextConnect);
+    library.find("pw_core_disconnect", found.coreDisconnect);
+    library.find("pw_proxy_destroy", found.proxyDestroy);
+    library.find("pw_stream_new", found.streamNew);
+    library.find("pw_stream_destroy", found.streamDestroy);
+    library.find("pw_stream_add_listener", found.streamAddListener);
+    library.find("pw_stream_connect", found.streamConnect);
+    library.find("pw_stream_update_params", found.streamUpdateParams);
+    library.find("pw_stream_dequeue_buffer", found.streamDequeueBuffer);
+    library.find("pw_stream_queue_buffer", found.streamQueueBuffer);
+    if (!library.isComplete()) {
         return std::nullopt;
     }
     found.init(nullptr, nullptr);
