@@ -18,7 +18,6 @@ namespace velmora {
 
 namespace {
 
-constexpr std::chrono::seconds patience{30};
 constexpr std::size_t regions = 16;
 
 std::uint32_t tenBits(std::uint32_t level) {
@@ -211,9 +210,17 @@ void ScriptedPipeWireSource::removeBuffer(const pw_buffer& buffer) {
     }
 }
 
-bool ScriptedPipeWireSource::await(const std::function<bool()>& holds) {
+bool ScriptedPipeWireSource::await(const std::function<bool()>& holds, std::chrono::seconds limit) {
     std::unique_lock guard(mutex_);
-    return changed_.wait_for(guard, patience, holds);
+    return changed_.wait_for(guard, limit, holds);
+}
+
+bool ScriptedPipeWireSource::awaitTurn() {
+    constexpr std::chrono::seconds longestCycle{3};
+    const bool isStreaming = await([this] { return isStreaming_; });
+    // A cycle that a reader joins in its middle may never end; the next one takes its place.
+    (void)(isStreaming && await([this] { return !isUnderWay_; }, longestCycle));
+    return isStreaming;
 }
 
 void ScriptedPipeWireSource::setUnderWay(bool isUnderWay) {
@@ -231,8 +238,7 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
     constexpr int betweenLooks = 2;
     const auto end = std::chrono::steady_clock::now() + patience;
     bool isSent = false;
-    while (!isSent && await([this] { return isStreaming_ && !isUnderWay_; }) &&
-           std::chrono::steady_clock::now() < end) {
+    while (!isSent && awaitTurn() && std::chrono::steady_clock::now() < end) {
         isSent = trySend(picture);
         if (!isSent) {
             ::poll(nullptr, 0, betweenLooks);
@@ -242,7 +248,7 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
 }
 
 bool ScriptedPipeWireSource::sendIfFree(const Picture& picture) {
-    return await([this] { return isStreaming_ && !isUnderWay_; }) && trySend(picture);
+    return awaitTurn() && trySend(picture);
 }
 
 bool ScriptedPipeWireSource::trySend(const Picture& picture) {

@@ -3,6 +3,7 @@
 #include <pipewire/pipewire.h>
 #include <spa/param/video/raw.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -95,6 +96,8 @@ class ScriptedPipeWireSource final {
     void truncateMemory();
 
   private:
+    static constexpr std::chrono::seconds patience{30};
+
     struct Memory final {
         int file = -1;
         std::uint8_t* bytes = nullptr;
@@ -105,7 +108,9 @@ class ScriptedPipeWireSource final {
     bool trySend(const Picture& picture);
     std::uint32_t rowBytes() const { return options_.width * 4 + options_.rowPadding; }
     std::uint32_t pictureBytes() const { return rowBytes() * options_.height; }
-    bool await(const std::function<bool()>& holds);
+    bool await(const std::function<bool()>& holds, std::chrono::seconds limit = patience);
+    /// Until somebody reads and the picture before is through. False when nobody does.
+    bool awaitTurn();
     std::vector<std::uint8_t> formatParameter() const;
     void offerBuffers();
     void addBuffer(pw_buffer& buffer);
