@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <optional>
+#include <thread>
 #include <utility>
 #include <variant>
 
@@ -54,6 +56,14 @@ ServedLoop::~ServedLoop() {
     };
     (void)startTask(loop_.get_executor(), stop(server_, &isStopped));  // is never cancelled
     while (!isStopped && loop_.run_one_for(patience) > 0) {
+    }
+    server_.reset();
+    // The thread of a capture that has just ended may still have the clock, which needs the loop.
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (clock_.use_count() > 1 && std::chrono::steady_clock::now() < end) {
+        loop_.restart();
+        (void)loop_.poll();
+        std::this_thread::yield();
     }
 }
 
