@@ -10,9 +10,8 @@ import json
 import pathlib
 import sys
 
-# Per cent, of all branches in core/. It is what the tests of protocol, http, coordination, runtime,
-# identities and messages reach by themselves: all tests together have not been measured yet. The aim is 95.
-CORE_BRANCHES = 12.0
+# Per cent, of all branches in core/. The aim is 95.
+CORE_BRANCHES = 87.0
 WHOLLY = [
     "app/linux/ViewerAlertMessage.cpp",
     "core/capture/linux/identity/ViewerEDID.cpp",
@@ -28,25 +27,41 @@ def percent(covered, count):
     return 100.0 * covered / count if count else 100.0
 
 
+def branches_of(file, source):
+    """How many outcomes of the conditions in a file's own lines were seen, and how many there are. Not what
+    decides nothing: a comparison that the compiler writes, the way around a switch that names every value,
+    and `while (true)`."""
+    outcomes = {}
+    for line, column, _, _, taken, passed, *_ in file["branches"]:
+        text = source[line - 1]
+        if text.endswith(("= default;", "while (true) {")) or text[:column - 1].endswith("switch ("):
+            continue
+        seen = outcomes.setdefault((line, column), [0, 0])
+        seen[0] += taken
+        seen[1] += passed
+    counts = [count for seen in outcomes.values() for count in seen]
+    return {"covered": sum(count > 0 for count in counts), "count": len(counts)}
+
+
 def main():
     root, reached = pathlib.Path(sys.argv[1]).resolve(), json.load(open(sys.argv[2], encoding="utf-8"))
-    files = {}
+    own = {}
     for each in reached["data"][0]["files"]:
         # The build leaves its own folder out of the names, and llvm-cov puts it in front of them.
         name = pathlib.Path(each["filename"].removeprefix(f"{root}/")).as_posix()
-        files[name.removeprefix("build/coverage/")] = each["summary"]
-    own = {name: each for name, each in files.items() if name.startswith("core/") or name in WHOLLY}
+        name = name.removeprefix("build/coverage/")
+        if name.startswith("core/") or name in WHOLLY:
+            source = (root / name).read_text(encoding="utf-8").split("\n")
+            own[name] = branches_of(each, source), each["summary"]["lines"]
     print(f"{'branches':>16} {'lines':>16}")
-    for name in sorted(own, key=lambda name: percent(own[name]["branches"]["covered"],
-                                                     own[name]["branches"]["count"])):
-        shares = [own[name][kind] for kind in ("branches", "lines")]
+    for name in sorted(own, key=lambda name: percent(own[name][0]["covered"], own[name][0]["count"])):
         print(*(f"{each['covered']:5}/{each['count']:5} {percent(each['covered'], each['count']):3.0f}%"
-                for each in shares), name)
-    core = [each["branches"] for name, each in own.items() if name.startswith("core/")]
+                for each in own[name]), name)
+    core = [branches for name, (branches, _) in own.items() if name.startswith("core/")]
     covered, count = sum(each["covered"] for each in core), sum(each["count"] for each in core)
     print(f"{covered:5}/{count:5} {percent(covered, count):.2f}% of the branches of core")
     problems = [f"{name} is not reached to the last branch" for name in WHOLLY
-                if name not in own or own[name]["branches"]["covered"] < own[name]["branches"]["count"]]
+                if name not in own or own[name][0]["covered"] < own[name][0]["count"]]
     if percent(covered, count) < CORE_BRANCHES:
         problems.append(f"less than {CORE_BRANCHES}% of the branches of core are reached")
     if problems:
