@@ -60,7 +60,7 @@ TEST(ViewerX11SharedMemory, ThatTheBrokenConnectionCannotSendLeavesNoDescriptor)
 }  // namespace
 }  // namespace velmora
 
-/// In place of the system's.
+/// In place of the system's. NOLINTNEXTLINE(readability-identifier-naming): its name.
 extern "C" int memfd_create(const char* name, unsigned int flags) noexcept {
     const int descriptor = static_cast<int>(::syscall(SYS_memfd_create, name, flags));
     if (const auto action = std::exchange(velmora::whenMemoryIsMade(), nullptr)) {
