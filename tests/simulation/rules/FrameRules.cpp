@@ -124,9 +124,13 @@ class AFrameIsNew final : public FrameRule {
         return "a frame is the newest of a living stream";
     }
 
-    /// Whether its start took too long. What it delivered meanwhile may be on its way to others.
-    static bool wasGivenUp(const StreamHistory& stream) {
-        return !stream.startAnswered || *stream.stopAsked < *stream.startAnswered;
+    /// Whether its start had taken too long. Another's frame of it may leave in that very moment.
+    static bool wasGivenUp(const Served& served) {
+        const StreamHistory& stream = served.stream;
+        return stream.startAsked &&
+               stream.stopAsked->time >= stream.startAsked->time + startLimit &&
+               (!stream.startAnswered || *stream.stopAsked < *stream.startAnswered) &&
+               served.connection.answered->time == stream.stopAsked->time;
     }
 
     void frameServed(const Served& served) override {
@@ -135,7 +139,7 @@ class AFrameIsNew final : public FrameRule {
         expect(!stream.died || !(*stream.died < asked), "its stream had died before the request");
         expect(!stream.stopAsked || !(*stream.stopAsked < asked),
                "its stream was stopped before the request");
-        expect(!stream.stopAsked || history().isToEnd || wasGivenUp(stream),
+        expect(!stream.stopAsked || history().isToEnd || wasGivenUp(served),
                "its stream was stopped under its hands");
         expect(!stream.startAnswered || stream.hasStarted || !(*stream.startAnswered < asked),
                "its stream had failed to start");
