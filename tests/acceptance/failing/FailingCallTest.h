@@ -58,6 +58,8 @@ class FailingCallTest : public testing::TestWithParam<FailingCallPlace> {
     Complaint complaintAbout(const HTTPAnswer& answer, const std::vector<int>& codes) const;
     Complaint exchange(std::string_view bytes, const std::vector<int>& codes) const;
     Complaint askForFrame() const;
+    /// Ends captures and answered connections; what is wrong with what they leave.
+    Complaint complaintAboutRest(const CallFailure& failure);
     void paintAnew();
     /// Ends captures and answered connections.
     void passTime();
@@ -75,7 +77,6 @@ class FailingCallTest : public testing::TestWithParam<FailingCallPlace> {
   private:
     Complaint complaintAboutLostConsent(const CallFailure& failure);
     Complaint complaintAfterwards(const CallFailure& failure);
-    Complaint complaintAboutRest(const CallFailure& failure);
     /// How many are there once no capture is.
     std::size_t restingDescriptors() const;
     std::size_t mostLeftBy(const CallFailure& failure) const;
