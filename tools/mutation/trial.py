@@ -51,7 +51,7 @@ class Trial:
 
     def __init__(self, root, folder, commit):
         self.tree = folder / commit
-        self._build = self.tree / "build" / "test"
+        self._build = self.tree / "build" / "mutate"
         # What was compiled in another folder is not compiled again.
         self._environment = {**os.environ, "CCACHE_BASEDIR": str(root.parent),
                              "CCACHE_NOHASHDIR": "true"}
@@ -67,21 +67,28 @@ class Trial:
         subprocess.run(["tar", "-x", "-C", self.tree], stdin=archive.stdout, check=True)
         if archive.wait() != 0:
             raise SystemExit("the commit cannot be copied")
-        subprocess.run(["cmake", "--preset", "test"], cwd=self.tree, check=True,
+        subprocess.run(["cmake", "--preset", "mutate"], cwd=self.tree, check=True,
                        stdout=subprocess.DEVNULL, env=self._environment)
+        if not self._make(sorted(set(" ".join(PROGRAMS.values()).split()))):
+            raise SystemExit("without a fault it cannot be built")
+
+    def _ninja(self, targets):
+        return subprocess.run(["ninja", "-C", self._build, "-j2", *targets],
+                              env=self._environment, stdout=subprocess.DEVNULL).returncode == 0
 
     def _make(self, programs):
         """Whether what these test programs are made of can be built."""
         targets = [TARGETS.get(program, f"{program}_tests") for program in programs]
         if HOSTED & set(programs):
             targets += ["VelmoraViewerHost", "VelmoraViewerHostAlert", "scripted_host"]
-        return subprocess.run(["ninja", "-C", self._build, "-j2", *targets],
-                              env=self._environment, stdout=subprocess.DEVNULL).returncode == 0
+        return self._ninja(targets)
 
     def _object(self, path):
-        """What a source was compiled to, or nothing for a header."""
+        """What a source is compiled to; nothing for a header, or when it cannot be."""
         found = list(self._build.rglob(f"{path.name}.o"))
-        return hashlib.sha256(found[0].read_bytes()).digest() if len(found) == 1 else None
+        if len(found) != 1 or not self._ninja([found[0].relative_to(self._build)]):
+            return None
+        return hashlib.sha256(found[0].read_bytes()).digest()
 
     def _start(self, program, folder, shard, shards, tests):
         """A test program, or one of several parts of it, which writes into a file of its own."""
@@ -141,15 +148,11 @@ class Trial:
         def verdict(outcome, by=""):
             return {"outcome": outcome, "by": by, "seconds": round(time.monotonic() - begin, 1)}
 
-        if not self._make(programs):
-            raise SystemExit("without a fault it cannot be built")
         sound = self._object(path)
         source = self.tree / path
         width = 2 if fault.kind == "swapped statements" else 1
         try:
             source.write_text("\n".join([*lines[:number], *fault.lines, *lines[number + width:]]))
-            if not self._make(programs[:1]):
-                return verdict("not compiled")
             if sound is not None and self._object(path) == sound:
                 return verdict("same code")
             for program in programs:
