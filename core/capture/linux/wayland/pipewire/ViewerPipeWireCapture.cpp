@@ -118,9 +118,12 @@ void ViewerPipeWireCapture::nodeIsGone(std::uint64_t serial) {
 void ViewerPipeWireCapture::nodeIsToResize(std::uint64_t serial,
                                            ViewerWaylandOutput::PixelSize size) {
     if (serial == serial_) {
-        awaitedSize_ = size;
+        const bool isBehind = std::exchange(awaitedSize_, size).has_value();
         renewal_ = Clock::now() + renewalLimit;
-        endRenewal();
+        // The picture of a stream that has missed one size tells nothing of the next.
+        if (!isBehind) {
+            endRenewal();
+        }
         arm();
     }
 }

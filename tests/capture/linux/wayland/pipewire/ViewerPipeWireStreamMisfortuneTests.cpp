@@ -115,6 +115,31 @@ TEST(ViewerPipeWireStreamMisfortune, APictureOfTheOldSizeDoesNotFollowTheOutputs
     EXPECT_TRUE(cast.node.endsOnce());
 }
 
+TEST(ViewerPipeWireStreamMisfortune,
+     ANodeThatMissesASizeOfItsOutputAndTheWayBackGivesOneStopNotice) {
+    Cast cast;
+
+    cast.remote.resizeOutput(cast.screen.node(), {80, 20});
+    cast.remote.resizeOutput(cast.screen.node(), {64, 48});
+
+    EXPECT_TRUE(cast.node.endsOnce());
+}
+
+TEST(ViewerPipeWireStreamMisfortune, ANodeThatMissesASizeOfItsOutputAndShowsTheNextIsNotStopped) {
+    Cast cast;
+    ScriptedPipeWireSource other(cast.server);
+    CapturedNode otherNode(cast.remote, other.node());
+    ASSERT_TRUE(otherNode.start());
+
+    cast.remote.resizeOutput(cast.screen.node(), {80, 20});
+    cast.remote.resizeOutput(cast.screen.node(), {64, 48});
+    ASSERT_TRUE(cast.node.receivesNext(cast.screen, blue));
+
+    cast.remote.resizeOutput(other.node(), {80, 20});
+    EXPECT_TRUE(otherNode.endsOnce());
+    EXPECT_EQ(cast.node.recorder().stops(), 0U);
+}
+
 TEST(ViewerPipeWireStreamMisfortune, ANodeThatFollowsItsOutputsSizeIsNotStopped) {
     Cast cast;
     ScriptedPipeWireSource other(cast.server);
