@@ -27,12 +27,12 @@ def percent(covered, count):
     return 100.0 * covered / count if count else 100.0
 
 
-def branches_of(file, source):
+def branches_of(branches, source):
     """How many outcomes of the conditions in a file's own lines were seen, and how many there are. Not what
     decides nothing: a comparison that the compiler writes, the way around a switch that names every value,
     and `while (true)`."""
     outcomes = {}
-    for line, column, _, _, taken, passed, *_ in file["branches"]:
+    for line, column, _, _, taken, passed, *_ in branches:
         text = source[line - 1]
         if text.endswith(("= default;", "while (true) {")) or text[:column - 1].endswith("switch ("):
             continue
@@ -45,14 +45,19 @@ def branches_of(file, source):
 
 def main():
     root, reached = pathlib.Path(sys.argv[1]).resolve(), json.load(open(sys.argv[2], encoding="utf-8"))
-    own = {}
+    found = {}
     for each in reached["data"][0]["files"]:
-        # The build leaves its own folder out of the names, and llvm-cov puts it in front of them.
+        # The build leaves its own folder out of the names, and llvm-cov puts it in front of some of them.
         name = pathlib.Path(each["filename"].removeprefix(f"{root}/")).as_posix()
         name = name.removeprefix("build/coverage/")
         if name.startswith("core/") or name in WHOLLY:
-            source = (root / name).read_text(encoding="utf-8").split("\n")
-            own[name] = branches_of(each, source), each["summary"]["lines"]
+            found.setdefault(name, []).append(each)
+    own = {}
+    for name, files in found.items():
+        source = (root / name).read_text(encoding="utf-8").split("\n")
+        branches = [branch for each in files for branch in each["branches"]]
+        lines = max((each["summary"]["lines"] for each in files), key=lambda each: each["covered"])
+        own[name] = branches_of(branches, source), lines
     print(f"{'branches':>16} {'lines':>16}")
     for name in sorted(own, key=lambda name: percent(own[name][0]["covered"], own[name][0]["count"])):
         print(*(f"{each['covered']:5}/{each['count']:5} {percent(each['covered'], each['count']):3.0f}%"

@@ -139,7 +139,11 @@ void HostProcess::becomeHost(const HostLaunch& launch, int output, int error) {
     // Built with ThreadSanitizer, a host would wait a second before it ends, and blame itself for
     // leaving while a thread of its runs.
     std::vector<std::string> environment{"TSAN_OPTIONS=atexit_sleep_ms=0:report_thread_leaks=0"};
-    environment.reserve(launch.environment.size() + 1);
+    // A host that counts its branches does so where its test does.
+    constexpr const char* counts = "LLVM_PROFILE_FILE";
+    if (const char* const file = ::getenv(counts)) {  // NOLINT(concurrency-mt-unsafe)
+        environment.push_back(std::string(counts) + "=" + file);
+    }
     for (const auto& [name, value] : launch.environment) {
         environment.push_back(name);
         environment.back().append("=").append(value);
