@@ -154,6 +154,25 @@ TEST_F(ViewerBusConnectionTest, WhatHappensElsewhereOnTheBusWakesNobody) {
     EXPECT_EQ(loop_.poll(), 0U);
 }
 
+TEST_F(ViewerBusConnectionTest, EachOfTwoThatListenToASignalIsTold) {
+    const auto connection =
+        ViewerBusConnection::open(ViewerBusConnection::Bus::session, loop_.get_executor(), clock_);
+    ASSERT_NE(connection, nullptr);
+    const std::string rule = "type='signal',interface='com.example.Passer'";
+    int told = 0;
+    const auto tell = [&told](sd_bus_message*) { ++told; };
+    const auto one = connection->subscribe(rule, tell);
+    const auto other = connection->subscribe(rule, tell);
+    settle();
+
+    BusPeer passer(bus_.address(), {"com.example.Passer"}, nullptr);
+    passer.emit("", "/com/example", "com.example.Passer", "Passed", nullptr);
+    settle();
+
+    EXPECT_EQ(told, 2);
+    connection->close();
+}
+
 TEST_F(ViewerBusConnectionTest, ACallOnAClosedConnectionIsAnsweredAtOnce) {
     const auto connection =
         ViewerBusConnection::open(ViewerBusConnection::Bus::session, loop_.get_executor(), clock_);

@@ -66,6 +66,18 @@ TEST_F(ViewerDRMConnectorsTest, BlocksThatTheFirstOneDoesNotTellAreLeftOut) {
     EXPECT_EQ(edidOf("DP-1"), edid_);
 }
 
+TEST_F(ViewerDRMConnectorsTest, WhatIsNoConnectorIsLeftOut) {
+    kernel_.add("DP", "connected", EDIDBlock().serialNumber(2).bytes());
+    kernel_.add("card0-DP", "connected", edid_);
+    EXPECT_EQ(edidOf("DP"), edid_);
+}
+
+TEST_F(ViewerDRMConnectorsTest, WhatIsShorterThanABlockIsReadAsItIs) {
+    const Bytes shorter(edid_.begin(), edid_.end() - 1);
+    kernel_.add("card0-DP-1", "connected", shorter);
+    EXPECT_EQ(edidOf("DP-1"), shorter);
+}
+
 TEST_F(ViewerDRMConnectorsTest, AKernelWithoutCardsHasNone) {
     EXPECT_EQ(ViewerDRMConnectors::edidOf(kernel_.folder() / "none", "DP-1"), Bytes());
 }

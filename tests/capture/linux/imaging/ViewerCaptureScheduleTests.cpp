@@ -58,8 +58,21 @@ TEST(ViewerCaptureSchedule, WithoutAChangeItListensUntilTheNextComparison) {
 }
 
 TEST(ViewerCaptureSchedule, WithoutComparisonsItListensForEver) {
-    const ViewerCaptureSchedule schedule = current(std::nullopt);
+    ViewerCaptureSchedule schedule = current(std::nullopt);
     EXPECT_EQ(schedule.stepAt(start + std::chrono::hours(1000)), Step::listen);
+    schedule.endComparison({}, start);
+    EXPECT_EQ(schedule.stepAt(start + std::chrono::hours(1000)), Step::listen);
+}
+
+TEST(ViewerCaptureSchedule, PartsAreJoinedWhoseGapCostsLessThanAnotherPart) {
+    // 512 pixels cost as much as one more part.
+    ViewerCaptureSchedule schedule = current();
+    schedule.outdate({0, 0, 1, 1});
+    schedule.outdate({513, 0, 1, 1});
+    EXPECT_EQ(schedule.takeOutdated().size(), 1U);
+    schedule.outdate({0, 0, 1, 1});
+    schedule.outdate({514, 0, 1, 1});
+    EXPECT_EQ(schedule.takeOutdated().size(), 2U);
 }
 
 TEST(ViewerCaptureSchedule, EveryRowHasItsTurn) {

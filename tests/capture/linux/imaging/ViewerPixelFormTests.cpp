@@ -112,6 +112,8 @@ TEST(ViewerPixelForm, ARowBeginsWhereTheServerSays) {
     EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(4), 8U);
     narrow.rowBits = 16;
     EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 6U);
+    narrow.rowBits = 8;
+    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 6U);
     EXPECT_EQ(ViewerPixelForm::make(Description())->bytesPerRow(3), 12U);
 }
 

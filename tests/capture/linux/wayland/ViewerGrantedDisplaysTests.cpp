@@ -140,11 +140,18 @@ TEST_F(ViewerGrantedDisplaysTest, AnOutputThatGoesLeavesUntilItIsGrantedAgain) {
 }
 
 TEST_F(ViewerGrantedDisplaysTest, AnotherOutputInItsPlaceIsNotTheOneThatWent) {
-    displays_.grant({of(1)}, told({left()}));
-    ViewerWaylandOutput other = left();
-    other.connector = "DP-9";
-    displays_.follow(told({other}));
-    EXPECT_EQ(count(), 0U);
+    ViewerWaylandOutput elsewhere = left();
+    elsewhere.connector = "DP-9";
+    ViewerWaylandOutput ofAnotherMaker = left();
+    ofAnotherMaker.make = "Another";
+    ViewerWaylandOutput ofAnotherModel = left();
+    ofAnotherModel.model = "Another";
+    for (const ViewerWaylandOutput& other : {elsewhere, ofAnotherMaker, ofAnotherModel}) {
+        displays_.grant({of(1)}, told({left()}));
+        EXPECT_EQ(count(), 1U);
+        displays_.follow(told({other}));
+        EXPECT_EQ(count(), 0U);
+    }
 }
 
 TEST_F(ViewerGrantedDisplaysTest, WhatTheFirstGrantDidNotHaveIsNeverListed) {

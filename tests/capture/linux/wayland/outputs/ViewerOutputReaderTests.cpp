@@ -140,6 +140,21 @@ TEST(ViewerOutputReader, TheFirstVersionKnowsNoEndMarks) {
     EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{1024, 768}));
 }
 
+TEST(ViewerOutputReader, OfTheFirstVersionEachWordOfTheExtensionCountsAtOnce) {
+    ScriptedOutput output({1, 3});
+    output.compositor.geometry(0, 0, "Maker", "Model", 0);
+    output.compositor.mode(true, 1024, 768);
+    output.compositor.xdgPosition(10, 20);
+    EXPECT_FALSE(output.known());
+    output.compositor.xdgSize(512, 384);
+    ASSERT_TRUE(output.known());
+    EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{512, 384}));
+    output.compositor.xdgPosition(30, 40);
+    EXPECT_EQ(output.known()->position, (ViewerLogicalPosition{30, 40}));
+    output.compositor.xdgName("VGA-1");
+    EXPECT_EQ(output.known()->connector, "VGA-1");
+}
+
 TEST(ViewerOutputReader, NonsenseIsNoOutput) {
     ScriptedOutput output({4, 3});
     output.compositor.geometry(0, 0, "Maker", "Model", 77);

@@ -43,6 +43,30 @@ std::optional<ViewerPipeWireFormat> fixed(spa_video_format pixels, std::uint32_t
         spa_format_video_raw_build(&builder, SPA_PARAM_Format, &info));
 }
 
+/// What a source fixes that is no raw picture.
+bool isTaken(spa_media_type type, spa_media_subtype subtype) {
+    alignas(std::uint64_t) std::array<std::uint8_t, 1024> memory{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
+    const spa_rectangle size{64, 48};
+    const void* const format = spa_pod_builder_add_object(
+        &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_Format, SPA_FORMAT_mediaType, SPA_POD_Id(type),
+        SPA_FORMAT_mediaSubtype, SPA_POD_Id(subtype), SPA_FORMAT_VIDEO_format,
+        SPA_POD_Id(SPA_VIDEO_FORMAT_BGRx), SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size));
+    return ViewerPipeWireParameters::formatIn(static_cast<const spa_pod*>(format)).has_value();
+}
+
+TEST(ViewerPipeWireFormat, OnlyRawPicturesAreTaken) {
+    EXPECT_TRUE(isTaken(SPA_MEDIA_TYPE_video, SPA_MEDIA_SUBTYPE_raw));
+    EXPECT_FALSE(isTaken(SPA_MEDIA_TYPE_image, SPA_MEDIA_SUBTYPE_raw));
+    EXPECT_FALSE(isTaken(SPA_MEDIA_TYPE_video, SPA_MEDIA_SUBTYPE_h264));
+}
+
+TEST(ViewerPipeWireFormat, WhatIsNoFormatIsNotTaken) {
+    const spa_pod_int number = SPA_POD_INIT_Int(7);
+    EXPECT_FALSE(ViewerPipeWireParameters::formatIn(&number.pod).has_value());
+}
+
 // Some releases of mutter do not look whether a monitor is larger than what is taken, write past
 // the buffer and end the person's session.
 TEST(ViewerPipeWireFormat, PicturesOfEverySizeAreTaken) {

@@ -70,6 +70,23 @@ TEST(ViewerPipeWireFrame, ABufferWithoutMetadataIsAPictureToo) {
     EXPECT_EQ(buffer.read().kind, Kind::picture);
 }
 
+TEST(ViewerPipeWireFrame, ACropAboveThePictureIsBroken) {
+    Buffer buffer;
+    buffer.crop.region = {{0, -1}, {2, 2}};
+
+    EXPECT_EQ(buffer.read().kind, Kind::broken);
+}
+
+TEST(ViewerPipeWireFrame, DamageWithoutAPlaceIsNotTold) {
+    Buffer buffer;
+    buffer.metas[1].data = nullptr;
+
+    const ViewerPipeWireFrame frame = buffer.read();
+
+    EXPECT_EQ(frame.kind, Kind::picture);
+    EXPECT_FALSE(frame.damage.has_value());
+}
+
 TEST(ViewerPipeWireFrame, AnEmptyBufferIsNoPicture) {
     Buffer empty;
     empty.chunk.size = 0;
@@ -80,6 +97,9 @@ TEST(ViewerPipeWireFrame, AnEmptyBufferIsNoPicture) {
     Buffer gap;
     gap.header.flags = SPA_META_HEADER_FLAG_GAP;
     EXPECT_EQ(gap.read().kind, Kind::none);
+    Buffer withoutChunk;
+    withoutChunk.data.chunk = nullptr;
+    EXPECT_EQ(withoutChunk.read().kind, Kind::none);
 }
 
 TEST(ViewerPipeWireFrame, ABufferThatSaysSoIsBroken) {
