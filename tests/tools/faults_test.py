@@ -50,7 +50,10 @@ class Faults(unittest.TestCase):
     def test_texts_comments_and_declarations_stay(self):
         for line in ('    say("a == b, 1 < 2");', "    // if (a == b) 3"):
             self.assertEqual(lines_with("operator", line) + lines_with("constant", line), [])
-        self.assertEqual(lines_with("dropped", "    const int count = 3;"), [])
+        for line in ("    const int count = 3;", "    void stop();", "    bool read(int count);"):
+            self.assertEqual(lines_with("dropped", line) + lines_with("swapped", line, line), [])
+        for line in ("    co_await stop();", "    throw Lack();", "    self->stop();"):
+            self.assertEqual(lines_with("dropped", line), [("",)])
         self.assertEqual(faults_of(["#include <array>", "}  // namespace"], 0), [])
 
 

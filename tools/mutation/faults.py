@@ -57,7 +57,8 @@ _STATEMENT = re.compile(r"^\s+(?!return\b|using\b|case\b|break\b|continue\b|else
 _DECLARATION = re.compile(
     r"^\s+(?:static |constexpr |const |mutable |inline |virtual |explicit |friend |auto )"
     r"|^.* = (?:default|delete);$"
-    r"|^\s+(?!delete )[A-Za-z_][\w:<>,&* ]*[ &*]+\w+(?: = .*|\{.*\}|\(.*\) (?:const|override|= .*))?;$")
+    r"|^\s+(?!delete |throw |co_)[A-Za-z_][\w:<>,&* ]*[ &*]+\w+"
+    r"(?: = .*|\{.*\}|\(.*\)(?: (?:const|override|= .*))?)?;$")
 _ARGUMENTS = re.compile(r"\(([\w.:>\-]+), ([\w.:>\-]+)\)")
 
 

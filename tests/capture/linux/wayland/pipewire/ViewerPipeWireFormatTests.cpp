@@ -43,16 +43,22 @@ std::optional<ViewerPipeWireFormat> fixed(spa_video_format pixels, std::uint32_t
         spa_format_video_raw_build(&builder, SPA_PARAM_Format, &info));
 }
 
-/// What a source fixes that is no raw picture.
+/// Whether what a source fixes is taken when it is of that kind.
 bool isTaken(spa_media_type type, spa_media_subtype subtype) {
     alignas(std::uint64_t) std::array<std::uint8_t, 1024> memory{};
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
-    const spa_rectangle size{64, 48};
-    const void* const format = spa_pod_builder_add_object(
-        &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_Format, SPA_FORMAT_mediaType, SPA_POD_Id(type),
-        SPA_FORMAT_mediaSubtype, SPA_POD_Id(subtype), SPA_FORMAT_VIDEO_format,
-        SPA_POD_Id(SPA_VIDEO_FORMAT_BGRx), SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size));
+    spa_pod_frame object{};
+    spa_pod_builder_push_object(&builder, &object, SPA_TYPE_OBJECT_Format, SPA_PARAM_Format);
+    spa_pod_builder_prop(&builder, SPA_FORMAT_mediaType, 0);
+    spa_pod_builder_id(&builder, type);
+    spa_pod_builder_prop(&builder, SPA_FORMAT_mediaSubtype, 0);
+    spa_pod_builder_id(&builder, subtype);
+    spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_format, 0);
+    spa_pod_builder_id(&builder, SPA_VIDEO_FORMAT_BGRx);
+    spa_pod_builder_prop(&builder, SPA_FORMAT_VIDEO_size, 0);
+    spa_pod_builder_rectangle(&builder, 64, 48);
+    const void* const format = spa_pod_builder_pop(&builder, &object);
     return ViewerPipeWireParameters::formatIn(static_cast<const spa_pod*>(format)).has_value();
 }
 
@@ -63,7 +69,7 @@ TEST(ViewerPipeWireFormat, OnlyRawPicturesAreTaken) {
 }
 
 TEST(ViewerPipeWireFormat, WhatIsNoFormatIsNotTaken) {
-    const spa_pod_int number = SPA_POD_INIT_Int(7);
+    const spa_pod_int number{{sizeof(std::int32_t), SPA_TYPE_Int}, 7, 0};
     EXPECT_FALSE(ViewerPipeWireParameters::formatIn(&number.pod).has_value());
 }
 
