@@ -93,8 +93,8 @@ class DesktopLife final {
             EXPECT_EQ(host_.process().awaitEnd(30ms), std::nullopt);
         }
     }
-    /// Whether the host shows every monitor as it is painted from now on. More than once: PipeWire's
-    /// thread has no real-time priority here, and kept from a processor it may lose a picture
+    /// Whether the host shows every monitor as it is painted from now on. More than once: the
+    /// host's threads are not real-time, and PipeWire's, kept from a processor, may lose a picture
     /// without a word.
     bool isShown() {
         for (std::size_t i = 0; i < monitors.size(); ++i) {

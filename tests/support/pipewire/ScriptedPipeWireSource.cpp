@@ -247,10 +247,6 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
     return isSent;
 }
 
-bool ScriptedPipeWireSource::sendIfFree(const Picture& picture) {
-    return awaitTurn() && trySend(picture);
-}
-
 bool ScriptedPipeWireSource::trySend(const Picture& picture) {
     bool isSent = false;
     client_.locked([&] {

@@ -78,9 +78,6 @@ class ScriptedPipeWireSource final {
 
     /// Sends a picture as soon as there is a reader and a free buffer. False when there is none.
     bool send(const Picture& picture);
-    /// Sends a picture if there is a free buffer once the one before is through. REQUIRES: there
-    /// is a reader.
-    bool sendIfFree(const Picture& picture);
     /// The same for a picture of one colour.
     bool send(std::uint32_t colour) { return send(Picture{all(colour)}); }
     /// The same for whatever a buffer holds.
