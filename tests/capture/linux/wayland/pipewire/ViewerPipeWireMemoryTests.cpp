@@ -25,7 +25,7 @@ class ViewerPipeWireMemoryTest : public testing::Test {
         data_.data = written_.data();
         data_.chunk = &chunk_;
     }
-    ~ViewerPipeWireMemoryTest() override { ::close(file_); }
+    void TearDown() override { ::close(file_); }
 
     std::vector<std::uint8_t> read() const {
         const ViewerPipeWireMemory memory(buffer_);
