@@ -247,6 +247,16 @@ bool ScriptedPipeWireSource::send(const Picture& picture) {
     return isSent;
 }
 
+std::size_t ScriptedPipeWireSource::takeFreeBuffers() {
+    std::size_t count = 0;
+    client_.locked([&] {
+        while (pw_stream_dequeue_buffer(stream_) != nullptr) {
+            ++count;
+        }
+    });
+    return count;
+}
+
 bool ScriptedPipeWireSource::trySend(const Picture& picture) {
     bool isSent = false;
     client_.locked([&] {

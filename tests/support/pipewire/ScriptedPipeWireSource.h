@@ -83,6 +83,10 @@ class ScriptedPipeWireSource final {
     /// The same for whatever a buffer holds.
     bool sendUnpainted() { return send(Picture{}); }
 
+    /// How many buffers are with neither PipeWire nor the reader. Takes them: nothing is sent after
+    /// that.
+    std::size_t takeFreeBuffers();
+
     /// From the next picture on they are others.
     void renegotiate(std::uint32_t format, std::uint32_t width, std::uint32_t height);
     void pause();
