@@ -57,7 +57,6 @@ ViewerTask<ViewerPortalResponse> ViewerPortalRequest::outcome(ViewerBusMessage c
                                                               std::optional<Duration> limit) {
     const auto self = shared_from_this();
     const auto end = clock_->now() + limit.value_or(Duration::zero());
-    isSent_ = true;
     const ViewerBusReply reply =
         co_await bus_->call(std::move(call), ViewerScreenCapture::answerLimit);
     const char* object = nullptr;
@@ -116,9 +115,7 @@ void ViewerPortalRequest::close(Access reason) {
     if (outcome_) {
         return;
     }
-    if (isSent_) {
-        sendClose(path_);
-    }
+    sendClose(path_);
     take(ViewerPortalResponse::failure(reason));
 }
 

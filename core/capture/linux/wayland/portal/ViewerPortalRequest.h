@@ -33,7 +33,7 @@ class ViewerPortalRequest final : public std::enable_shared_from_this<ViewerPort
     ViewerTask<ViewerPortalResponse> outcome(ViewerBusMessage call, std::optional<Duration> limit);
     /// Ends the request with `reason` if it is not over after `grace`.
     void giveUpAfter(Duration grace, ViewerCaptureAccess reason);
-    /// Ends the request, and the dialog that stands for it.
+    /// Ends the request, and the dialog that stands for it. REQUIRES: the call was made.
     void close(ViewerCaptureAccess reason);
 
   private:
@@ -62,7 +62,6 @@ class ViewerPortalRequest final : public std::enable_shared_from_this<ViewerPort
     std::string path_;
     /// Outcomes of objects that may turn out to be this request's.
     std::vector<Arrival> arrivals_;
-    bool isSent_ = false;
     std::optional<ViewerPortalResponse> outcome_;
     ViewerOneShot<ViewerPortalResponse> waiting_;
     std::optional<ViewerContinuousClock::TimerId> timer_;
