@@ -11,7 +11,7 @@ import pathlib
 import sys
 
 # Per cent, of all branches in core/. The aim is 95.
-CORE_BRANCHES = 87.0
+CORE_BRANCHES = 91.5
 WHOLLY = [
     "app/linux/ViewerAlertMessage.cpp",
     "core/capture/linux/identity/ViewerEDID.cpp",

@@ -18,7 +18,7 @@ PROGRAMS = {
     "core/capture": "capture coordination simulation x11",
     "core/capture/linux": "capture x11 acceptance wayland",
     "core/capture/linux/bus": "portal acceptance",
-    "core/capture/linux/identity": "identity x11",
+    "core/capture/linux/identity": "identity wayland_outputs x11",
     "core/capture/linux/imaging": "imaging allocation decoders x11 pipewire",
     "core/capture/linux/login": "portal acceptance",
     "core/capture/linux/wayland": "wayland portal capture wayland_host",
