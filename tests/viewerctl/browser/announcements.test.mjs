@@ -58,7 +58,25 @@ describe('announcements', { concurrency: 3 }, () => {
       new MutationObserver(() => globalThis.sentences.push(news.textContent))
         .observe(news, { childList: true });
     });
+    // However long they are on their way: the page hears of one half, and half a second later of
+    // the other one.
+    await watcher.page.evaluate(() => {
+      const dispatch = EventTarget.prototype.dispatchEvent;
+      const held = [];
+      EventTarget.prototype.dispatchEvent = function (event) {
+        return event.type === 'message' ? held.push(() => dispatch.call(this, event)) > 0
+                                        : dispatch.call(this, event);
+      };
+      globalThis.countHeld = () => held.length;
+      globalThis.release = () => {
+        EventTarget.prototype.dispatchEvent = dispatch;
+        held.splice(0, 500).forEach((hear) => hear());
+        setTimeout(() => held.forEach((hear) => hear()), 500);
+      };
+    });
     program.tellAll('timed-out');
+    await watcher.page.waitForFunction(() => globalThis.countHeld() === 1000);
+    await watcher.page.evaluate(() => globalThis.release());
     await watcher.page.waitForFunction(() => globalThis.sentences.length > 0);
     program.tell(0, null);
     await watcher.page.waitForFunction(() => globalThis.sentences.length > 1);
