@@ -153,8 +153,8 @@ TEST_P(LackOfMemory, AHeadThatThereIsNoMemoryForIsTooLarge) {
 }
 
 TEST_P(LackOfMemory, ADisplayWhosePictureThereIsNoMemoryForHasNoFrameUntilThereIs) {
-    startServing();
     for (const CallFailure& failure : {CallFailure{"large new", ENOMEM}, {"jpeg", ENOMEM}}) {
+        ASSERT_NO_FATAL_FAILURE(startServing());
         calls_.begin(failure, failure.call == "jpeg" ? 1 : firstPicture());
         EXPECT_EQ(HTTPClient::get(frameTarget(id_)).status(), 503) << failure.call;
         calls_.end();

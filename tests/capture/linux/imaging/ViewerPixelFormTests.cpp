@@ -108,13 +108,13 @@ TEST(ViewerPixelForm, TheServersByteOrderCounts) {
 
 TEST(ViewerPixelForm, ARowBeginsWhereTheServerSays) {
     Description narrow = described(16, 0xf800, 0x07e0, 0x001f);
-    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 8U);
-    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(4), 8U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow).value().bytesPerRow(3), 8U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow).value().bytesPerRow(4), 8U);
     narrow.rowBits = 16;
-    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 6U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow).value().bytesPerRow(3), 6U);
     narrow.rowBits = 8;
-    EXPECT_EQ(ViewerPixelForm::make(narrow)->bytesPerRow(3), 6U);
-    EXPECT_EQ(ViewerPixelForm::make(Description())->bytesPerRow(3), 12U);
+    EXPECT_EQ(ViewerPixelForm::make(narrow).value().bytesPerRow(3), 6U);
+    EXPECT_EQ(ViewerPixelForm::make(Description()).value().bytesPerRow(3), 12U);
 }
 
 TEST(ViewerPixelForm, WhatIsNoPixelOfThreeColoursIsRefused) {

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/system/BorrowedEnvironment.h"
 #include "tests/support/x11/XServer.h"
 
 namespace velmora {
@@ -24,7 +25,9 @@ TEST(ViewerX11Connection, IsToTheScreenThatTheDisplayNames) {
 }
 
 TEST(ViewerX11Connection, ThereIsNoneToAServerWithoutAName) {
-    // Whatever the environment names.
+    const XServer server;
+    BorrowedEnvironment environment;
+    environment.set("DISPLAY", server.displayName());
     EXPECT_EQ(ViewerX11Connection::connect(""), nullptr);
 }
 
