@@ -58,15 +58,14 @@ class Trial:
         self._temporary = folder / "temporary"
         self._temporary.mkdir(parents=True, exist_ok=True)
         self._temporary.chmod(0o1777)
-        if not self.tree.exists():
-            self._copy(root, commit)
+        self._copy(root, commit)
 
     def _copy(self, root, commit):
-        self.tree.mkdir(parents=True)
-        archive = subprocess.Popen(["git", "archive", commit], cwd=root, stdout=subprocess.PIPE)
-        subprocess.run(["tar", "-x", "-C", self.tree], stdin=archive.stdout, check=True)
-        if archive.wait() != 0:
-            raise SystemExit("the commit cannot be copied")
+        """The commit, built; what a run that was broken off has left of its last fault is gone."""
+        if not self.tree.exists():
+            subprocess.run(["git", "clone", "-q", "--shared", "--no-checkout", root, self.tree],
+                           check=True)
+        subprocess.run(["git", "checkout", "-q", "--force", commit], cwd=self.tree, check=True)
         subprocess.run(["cmake", "--preset", "mutate"], cwd=self.tree, check=True,
                        stdout=subprocess.DEVNULL, env=self._environment)
         if not self._make(sorted(set(" ".join(PROGRAMS.values()).split()))):
@@ -153,8 +152,10 @@ class Trial:
         width = 2 if fault.kind == "swapped statements" else 1
         try:
             source.write_text("\n".join([*lines[:number], *fault.lines, *lines[number + width:]]))
-            if sound is not None and self._object(path) == sound:
-                return verdict("same code")
+            if sound is not None:
+                faulty = self._object(path)
+                if faulty is None or faulty == sound:
+                    return verdict("not compiled" if faulty is None else "same code")
             for program in programs:
                 if not self._make([program]):
                     return verdict("not compiled")
