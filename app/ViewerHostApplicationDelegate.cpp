@@ -12,6 +12,7 @@
 #include "app/ViewerPermissionGate.h"
 #include "core/coordination/ViewerCaptureCoordinator.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -69,12 +70,8 @@ ViewerTerminateReply ViewerHostApplicationDelegate::applicationShouldTerminate()
 
 void ViewerHostApplicationDelegate::installSignalHandlers() {
     for (const int signal : {SIGINT, SIGTERM}) {
-        signalSources_.push_back(
-            services_.shell->makeSignalSource(signal, [weak = weak_from_this()] {
-                if (const auto self = weak.lock()) {
-                    self->beginTermination();
-                }
-            }));
+        signalSources_.push_back(services_.shell->makeSignalSource(
+            signal, ifAlive(weak_from_this(), &ViewerHostApplicationDelegate::beginTermination)));
     }
 }
 
@@ -88,11 +85,8 @@ ViewerTask<void> ViewerHostApplicationDelegate::startUp(Self self) {
         self->services_.shell->terminate();
         co_return;
     }
-    self->services_.capture->watchSession([weak = WeakSelf(self)] {
-        if (const auto application = weak.lock()) {
-            application->beginTermination();
-        }
-    });
+    self->services_.capture->watchSession(
+        ifAlive(WeakSelf(self), &ViewerHostApplicationDelegate::beginTermination));
     const auto outcome = co_await self->server()->start();
     if (const auto* const port = std::get_if<std::uint16_t>(&outcome)) {
         self->services_.shell->printLine(listeningLine(*port));
@@ -145,11 +139,8 @@ ViewerTask<void> ViewerHostApplicationDelegate::finishAfterGrace(
 }
 
 void ViewerHostApplicationDelegate::finishOn(const ViewerExecutor& main, WeakSelf weak) {
-    boost::asio::post(main, [weak = std::move(weak)] {
-        if (const auto self = weak.lock()) {
-            self->finishTermination();
-        }
-    });
+    boost::asio::post(main,
+                      ifAlive(std::move(weak), &ViewerHostApplicationDelegate::finishTermination));
 }
 
 void ViewerHostApplicationDelegate::finishTermination() {

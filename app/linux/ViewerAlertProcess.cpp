@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "app/linux/ViewerAlertMessage.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 namespace velmora {
@@ -130,13 +131,13 @@ ViewerAlertProcess::~ViewerAlertProcess() {
 
 void ViewerAlertProcess::awaitEnd(Completion completion) {
     end_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                    [weak = weak_from_this(),
-                     completion = std::move(completion)](const boost::system::error_code& error) {
-                        const auto self = weak.lock();
-                        if (self && !error) {
-                            completion(self->reap());
-                        }
-                    });
+                    ifAlive(weak_from_this(),
+                            [completion = std::move(completion)](
+                                ViewerAlertProcess& self, const boost::system::error_code& error) {
+                                if (!error) {
+                                    completion(self.reap());
+                                }
+                            }));
 }
 
 bool ViewerAlertProcess::send(const ViewerAlert& alert) {

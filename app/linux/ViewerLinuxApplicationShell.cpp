@@ -11,6 +11,7 @@
 #include "app/ViewerLineOutput.h"
 #include "app/linux/ViewerLinuxSignalSource.h"
 #include "app/linux/ViewerMachineName.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -44,11 +45,7 @@ int ViewerLinuxApplicationShell::run(std::shared_ptr<ViewerApplicationDelegate> 
 }
 
 void ViewerLinuxApplicationShell::terminate() {
-    alerts_->whenClosed([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->askDelegate();
-        }
-    });
+    alerts_->whenClosed(ifAlive(weak_from_this(), &ViewerLinuxApplicationShell::askDelegate));
 }
 
 void ViewerLinuxApplicationShell::askDelegate() {

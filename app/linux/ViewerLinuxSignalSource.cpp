@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -44,11 +45,7 @@ ViewerLinuxSignalSource::ViewerLinuxSignalSource(boost::asio::io_context& loop, 
 
 void ViewerLinuxSignalSource::resume() {
     descriptor_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                           [weak = weak_from_this()](const boost::system::error_code& error) {
-                               if (const auto self = weak.lock()) {
-                                   self->received(error);
-                               }
-                           });
+                           ifAlive(weak_from_this(), &ViewerLinuxSignalSource::received));
 }
 
 void ViewerLinuxSignalSource::cancel() {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -165,12 +166,12 @@ void ViewerCaptureCoordinator::scheduleCleanup(Entry& entry) {
     cancelCleanup(entry);
     entry.cleanupTimer = clock_->schedule(
         clock_->now() + idleTimeout_, isolation_.executor(),
-        [weak = weak_from_this(), generation = entry.cleanupGeneration] {
-            if (const Self self = weak.lock()) {
-                (void)startTask(self->isolation_.executor(),
-                                expireIfIdle(self, generation));  // is never cancelled
-            }
-        });
+        ifAlive(weak_from_this(),
+                [generation = entry.cleanupGeneration](ViewerCaptureCoordinator& self) {
+                    (void)startTask(
+                        self.isolation_.executor(),
+                        expireIfIdle(self.shared_from_this(), generation));  // is never cancelled
+                }));
 }
 
 void ViewerCaptureCoordinator::cancelCleanup(Entry& entry) {

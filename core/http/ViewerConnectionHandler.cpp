@@ -5,6 +5,7 @@
 
 #include "core/protocol/ViewerHostProtocolV1.h"
 #include "core/protocol/ViewerHostRequestParser.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerMemoryLack.h"
 
 namespace velmora {
@@ -54,12 +55,9 @@ void ViewerConnectionHandler::connectionDidChange(ViewerConnectionState state) {
 }
 
 void ViewerConnectionHandler::armDeadline() {
-    const auto timer = clock_->schedule(clock_->now() + ViewerHostProtocolV1::requestTimeout,
-                                        queue_, [weak = weak_from_this()] {
-                                            if (const auto handler = weak.lock()) {
-                                                handler->cancel();
-                                            }
-                                        });
+    const auto timer =
+        clock_->schedule(clock_->now() + ViewerHostProtocolV1::requestTimeout, queue_,
+                         ifAlive(weak_from_this(), &ViewerConnectionHandler::cancel));
     {
         const ViewerLockGuard guard(lock_);
         if (!finished_) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/http/ViewerHTTPServerError.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -84,18 +85,8 @@ void ViewerHTTPServer::openListener() {
 }
 
 void ViewerHTTPServer::setHandlers(ViewerListener& listener) {
-    listener.setStateHandler(
-        [weak = weak_from_this()](ViewerListenerState state, const std::string& errorDescription) {
-            if (const auto server = weak.lock()) {
-                server->listenerChanged(state, errorDescription);
-            }
-        });
-    listener.setConnectionHandler(
-        [weak = weak_from_this()](std::shared_ptr<ViewerConnection> connection) {
-            if (const auto server = weak.lock()) {
-                server->acceptConnection(std::move(connection));
-            }
-        });
+    listener.setStateHandler(ifAlive(weak_from_this(), &ViewerHTTPServer::listenerChanged));
+    listener.setConnectionHandler(ifAlive(weak_from_this(), &ViewerHTTPServer::acceptConnection));
 }
 
 void ViewerHTTPServer::listenerChanged(ViewerListenerState state,
@@ -165,11 +156,8 @@ void ViewerHTTPServer::acceptConnection(std::shared_ptr<ViewerConnection> connec
 
 std::shared_ptr<ViewerConnectionHandler> ViewerHTTPServer::makeHandler(
     const ViewerUUID& id, std::shared_ptr<ViewerConnection> connection) {
-    auto onFinish = [weak = weak_from_this(), id] {
-        if (const auto server = weak.lock()) {
-            server->handlerFinished(id);
-        }
-    };
+    auto onFinish =
+        ifAlive(weak_from_this(), [id](ViewerHTTPServer& server) { server.handlerFinished(id); });
     return std::allocate_shared<ViewerConnectionHandler>(
         ViewerRecyclingAllocator<ViewerConnectionHandler>(handlerMemory_), std::move(connection),
         router_, queue_, std::move(onFinish), executors_, clock_);

@@ -4,6 +4,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <memory>
 
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerOneShot.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
@@ -40,12 +41,11 @@ ViewerTask<bool> ViewerContinuousClock::sleep(Duration duration) {
         sleeping->continuation = std::move(continuation);
         sleeping->timer = schedule(deadline, executor, [sleeping] { sleeping->end(true); });
         if (slot.is_connected()) {
-            slot.assign([this, weak = std::weak_ptr(sleeping)](boost::asio::cancellation_type) {
-                if (const auto asleep = weak.lock()) {
-                    withdraw(asleep->timer);
-                    asleep->end(false);
-                }
-            });
+            slot.assign(ifAlive(std::weak_ptr(sleeping),
+                                [this](Sleep& asleep, boost::asio::cancellation_type) {
+                                    withdraw(asleep.timer);
+                                    asleep.end(false);
+                                }));
         }
     });
     if (slot.is_connected()) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -63,11 +64,9 @@ void ViewerLinuxStream::start(Completion completion) {
 }
 
 void ViewerLinuxStream::limitStart() {
-    const auto expire = [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            (void)self->completeStart(true);  // Mostly it has completed before.
-        }
-    };
+    const auto expire = ifAlive(weak_from_this(), [](ViewerLinuxStream& self) {
+        (void)self.completeStart(true);  // Mostly it has completed before.
+    });
     // A loop's clock takes deadlines on the loop alone.
     boost::asio::dispatch(executor_, [executor = executor_, clock = clock_, expire] {
         clock->schedule(clock->now() + startLimit, executor, expire);

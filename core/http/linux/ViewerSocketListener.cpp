@@ -15,6 +15,7 @@
 #include "core/http/linux/ViewerAcceptFailure.h"
 #include "core/http/linux/ViewerSocketConnection.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/linux/ViewerDescriptorLimit.h"
 
 namespace velmora {
@@ -113,11 +114,7 @@ void ViewerSocketListener::open(const ViewerExecutor& queue) {
     firstReserved_ = firstReservedDescriptor();
     ending_ =
         std::make_shared<ViewerLingeringSockets>(set_, clock_, unreadSocketLimit(firstReserved_));
-    ending_->setRoomHandler([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->resumeAccepting();
-        }
-    });
+    ending_->setRoomHandler(ifAlive(weak_from_this(), &ViewerSocketListener::resumeAccepting));
     report(ViewerListenerState::ready, {});
 }
 
@@ -199,12 +196,8 @@ bool ViewerSocketListener::makeRoom() {
 
 void ViewerSocketListener::pauseAccepting() {
     set_->watchFor(listening_->descriptor(), 0);
-    pause_ =
-        clock_->schedule(clock_->now() + exhaustedPause, set_->queue(), [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) {
-                self->resumeAccepting();
-            }
-        });
+    pause_ = clock_->schedule(clock_->now() + exhaustedPause, set_->queue(),
+                              ifAlive(weak_from_this(), &ViewerSocketListener::resumeAccepting));
 }
 
 void ViewerSocketListener::resumeAccepting() {

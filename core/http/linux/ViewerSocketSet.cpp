@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "core/runtime/ViewerIfAlive.h"
+
 namespace velmora {
 
 namespace {
@@ -54,11 +56,8 @@ bool ViewerSocketSet::watch(int descriptor, std::uint32_t events,
                             std::weak_ptr<ViewerWatchedSocket> socket) {
     if (control(epoll_.native_handle(), EPOLL_CTL_ADD, descriptor, events) != 0) {
         if (const auto clock = clock_.lock()) {
-            clock->schedule(clock->now() + noRoomPause, queue_, [weak = std::move(socket)] {
-                if (const auto refused = weak.lock()) {
-                    refused->proceed();
-                }
-            });
+            clock->schedule(clock->now() + noRoomPause, queue_,
+                            ifAlive(std::move(socket), &ViewerWatchedSocket::proceed));
         }
         return false;
     }
@@ -135,12 +134,10 @@ void ViewerSocketSet::postTurn() {
     if (std::exchange(isPosted_, true)) {
         return;
     }
-    boost::asio::post(queue_, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->isPosted_ = false;
-            self->turn();
-        }
-    });
+    boost::asio::post(queue_, ifAlive(weak_from_this(), [](ViewerSocketSet& self) {
+                          self.isPosted_ = false;
+                          self.turn();
+                      }));
 }
 
 void ViewerSocketSet::awaitEvents() {
@@ -148,13 +145,13 @@ void ViewerSocketSet::awaitEvents() {
         return;
     }
     epoll_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                      [weak = weak_from_this()](const boost::system::error_code& error) {
-                          const auto self = weak.lock();
-                          if (self && !error) {
-                              self->isAwaiting_ = false;
-                              self->turn();
-                          }
-                      });
+                      ifAlive(weak_from_this(),
+                              [](ViewerSocketSet& self, const boost::system::error_code& error) {
+                                  if (!error) {
+                                      self.isAwaiting_ = false;
+                                      self.turn();
+                                  }
+                              }));
 }
 
 }  // namespace velmora

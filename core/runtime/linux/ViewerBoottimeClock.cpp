@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/linux/ViewerTimespec.h"
 
 namespace velmora {
@@ -77,11 +78,7 @@ void ViewerBoottimeClock::awaitExpiry() {
     }
     isAwaiting_ = true;
     timer_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                      [weak = weak_from_this()](const boost::system::error_code& error) {
-                          if (const auto self = weak.lock()) {
-                              self->expired(error);
-                          }
-                      });
+                      ifAlive(weak_from_this(), &ViewerBoottimeClock::expired));
 }
 
 void ViewerBoottimeClock::expired(const boost::system::error_code& error) {

@@ -14,6 +14,7 @@
 
 #include "core/runtime/ViewerBoundedCall.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -220,11 +221,7 @@ int ViewerBusConnection::signalHasCome(sd_bus_message* signal, void* subscriptio
 }
 
 void ViewerBusConnection::runSoon() {
-    boost::asio::post(executor_, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->run();
-        }
-    });
+    boost::asio::post(executor_, ifAlive(weak_from_this(), &ViewerBusConnection::run));
 }
 
 void ViewerBusConnection::run() {
@@ -263,17 +260,14 @@ void ViewerBusConnection::awaitDescriptor(Descriptor::wait_type what, bool& isAw
     if (std::exchange(isAwaited, true)) {
         return;
     }
-    arrivals_.async_wait(
-        what, [weak = weak_from_this(), flag = &isAwaited](const boost::system::error_code& error) {
-            const auto self = weak.lock();
-            if (self == nullptr) {
-                return;
-            }
-            *flag = false;
-            if (!error) {
-                self->run();
-            }
-        });
+    arrivals_.async_wait(what, ifAlive(weak_from_this(),
+                                       [flag = &isAwaited](ViewerBusConnection& self,
+                                                           const boost::system::error_code& error) {
+                                           *flag = false;
+                                           if (!error) {
+                                               self.run();
+                                           }
+                                       }));
 }
 
 /// The library limits the greeting of the bus.
@@ -289,12 +283,10 @@ void ViewerBusConnection::awaitTime() {
     }
     const Duration left = std::chrono::microseconds(deadline) - monotonicNow();
     timer_ = clock_->schedule(clock_->now() + std::max(left, Duration::zero()), executor_,
-                              [weak = weak_from_this()] {
-                                  if (const auto self = weak.lock()) {
-                                      self->timer_.reset();
-                                      self->run();
-                                  }
-                              });
+                              ifAlive(weak_from_this(), [](ViewerBusConnection& self) {
+                                  self.timer_.reset();
+                                  self.run();
+                              }));
 }
 
 void ViewerBusConnection::close() {

@@ -8,6 +8,7 @@
 
 #include "core/capture/linux/bus/ViewerBusConnection.h"
 #include "core/capture/linux/login/ViewerLoginSession.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -73,12 +74,11 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
         : executor_(std::move(executor)), clock_(std::move(clock)), ended_(std::move(ended)) {}
 
     void connectAfter(ViewerContinuousClock::Duration pause) {
-        timer_ = clock_->schedule(clock_->now() + pause, executor_, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) {
-                self->timer_.reset();
-                self->connect();
-            }
-        });
+        timer_ = clock_->schedule(clock_->now() + pause, executor_,
+                                  ifAlive(weak_from_this(), [](Course& self) {
+                                      self.timer_.reset();
+                                      self.connect();
+                                  }));
     }
     /// Nobody is told anything any more.
     void stop() {
@@ -103,11 +103,7 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
         bus_ = ViewerBusConnection::open(ViewerBusConnection::Bus::system, executor_, clock_);
         if (bus_) {
             hasBus_ = true;
-            bus_->whenLost([weak = weak_from_this()] {
-                if (const auto self = weak.lock()) {
-                    self->busIsLost();
-                }
-            });
+            bus_->whenLost(ifAlive(weak_from_this(), &Course::busIsLost));
             lookWhenever(ownerChanges);
             lookWhenever(ViewerLoginSession::announcements());
             if (session_ && !session_->empty()) {
@@ -124,11 +120,8 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
         connectAfter(interval);
     }
     void lookWhenever(const std::string& rule) {
-        subscriptions_.push_back(bus_->subscribe(rule, [weak = weak_from_this()](sd_bus_message*) {
-            if (const auto self = weak.lock()) {
-                self->look();
-            }
-        }));
+        subscriptions_.push_back(bus_->subscribe(
+            rule, ifAlive(weak_from_this(), [](Course& self, sd_bus_message*) { self.look(); })));
     }
     void look() { (void)startTask(executor_, lookWith(shared_from_this(), bus_)); }
 

@@ -11,6 +11,7 @@
 #include "core/capture/linux/wayland/outputs/ViewerStreamMatching.h"
 #include "core/capture/linux/wayland/outputs/ViewerWaylandOutputs.h"
 #include "core/runtime/ViewerBoundedCall.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -66,16 +67,10 @@ void ViewerWaylandScreenCapture::requestAccess(RequestCompletion completion) {
     request_ = std::move(completion);
     // By the time that the person has answered the outputs are known.
     startOutputs();
-    parts_.screenCast->watch([weak = weak_from_this()] {
-        if (const Self self = weak.lock()) {
-            self->screenCastHasChanged();
-        }
-    });
-    parts_.screenCast->request([weak = weak_from_this()](ViewerCaptureAccess access) {
-        if (const Self self = weak.lock()) {
-            self->requestIsAnswered(access);
-        }
-    });
+    parts_.screenCast->watch(
+        ifAlive(weak_from_this(), &ViewerWaylandScreenCapture::screenCastHasChanged));
+    parts_.screenCast->request(
+        ifAlive(weak_from_this(), &ViewerWaylandScreenCapture::requestIsAnswered));
 }
 
 void ViewerWaylandScreenCapture::shareableDisplays(DisplaysCompletion completion) {
@@ -113,11 +108,8 @@ void ViewerWaylandScreenCapture::startOutputs() {
     if (std::exchange(hasStartedOutputs_, true)) {
         return;
     }
-    parts_.outputs->start([weak = weak_from_this()] {
-        if (const Self self = weak.lock()) {
-            self->outputsHaveChanged();
-        }
-    });
+    parts_.outputs->start(
+        ifAlive(weak_from_this(), &ViewerWaylandScreenCapture::outputsHaveChanged));
     wereOutputsKnown_ = parts_.outputs->current() != nullptr;
 }
 
@@ -192,11 +184,10 @@ ViewerTask<ViewerCaptureAccess> ViewerWaylandScreenCapture::prepare(Self self, R
         closeIfOpen(descriptor);
         co_return ViewerCaptureAccess::portalSilent;
     }
-    const Remote remote = self->parts_.makeRemote(descriptor, [weak = std::weak_ptr(self), round] {
-        if (const Self alive = weak.lock()) {
-            alive->remoteIsLost(round);
-        }
-    });
+    const Remote remote = self->parts_.makeRemote(
+        descriptor, ifAlive(std::weak_ptr(self), [round](ViewerWaylandScreenCapture& alive) {
+            alive.remoteIsLost(round);
+        }));
     if (!remote) {
         co_return ViewerCaptureAccess::portalSilent;
     }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/capture/linux/x11/ViewerX11MonitorCapture.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
@@ -35,13 +36,12 @@ ViewerX11Stream::ViewerX11Stream(ViewerExecutor executor,
       uuidText_(display.uuidText.value_or(std::string())) {}
 
 void ViewerX11Stream::begin(const std::string& queueLabel) {
-    const ViewerX11Connector::RequestId request =
-        connector_->connect([this, queueLabel, weak = weak_from_this()](
-                                const std::shared_ptr<ViewerX11Connection>& connection) {
-            if (const auto self = weak.lock()) {
-                connected(connection, queueLabel);
-            }
-        });
+    const ViewerX11Connector::RequestId request = connector_->connect(
+        ifAlive(weak_from_this(),
+                [this, queueLabel](const ViewerLinuxStream&,
+                                   const std::shared_ptr<ViewerX11Connection>& connection) {
+                    connected(connection, queueLabel);
+                }));
     bool isWithdrawn = false;
     {
         const ViewerLockGuard guard(lock_);

@@ -14,6 +14,7 @@
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/outputs/ViewerOutputReader.h"
 #include "core/capture/linux/wayland/outputs/ViewerWaylandConnection.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -195,15 +196,14 @@ ViewerTask<void> ViewerWaylandOutputs::awaitEnd(Shared state) {
         ::close(copy);
         co_return;
     }
-    const auto limit =
-        state->clock->schedule(state->clock->now() + ViewerScreenCapture::answerLimit, executor,
-                               [state, waiting = std::weak_ptr<Arrivals>(arrivals)] {
-                                   const auto silent = waiting.lock();
-                                   if (silent && !state->hasAnswered()) {
-                                       boost::system::error_code ignored;  // of a wait that is over
-                                       silent->cancel(ignored);
-                                   }
-                               });
+    const auto limit = state->clock->schedule(
+        state->clock->now() + ViewerScreenCapture::answerLimit, executor,
+        ifAlive(std::weak_ptr<Arrivals>(arrivals), [state](Arrivals& silent) {
+            if (!state->hasAnswered()) {
+                boost::system::error_code ignored;  // of a wait that is over
+                silent.cancel(ignored);
+            }
+        }));
     while (!error && state->takeEvents()) {
         co_await arrivals->async_wait(
             Arrivals::wait_read,

@@ -7,6 +7,7 @@
 
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireConnection.h"
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireStream.h"
+#include "core/runtime/ViewerIfAlive.h"
 
 namespace velmora {
 
@@ -33,12 +34,9 @@ std::shared_ptr<ViewerPipeWireThread> startThread(
     const ViewerExecutor& executor, int descriptor,
     const std::shared_ptr<const std::function<void()>>& lost) {
     return ViewerPipeWireThread::start(
-        descriptor, [executor, weak = std::weak_ptr<const std::function<void()>>(lost)] {
-            boost::asio::post(executor, [weak] {
-                if (const auto told = weak.lock()) {
-                    (*told)();
-                }
-            });
+        descriptor, [executor, tell = ifAlive(std::weak_ptr<const std::function<void()>>(lost),
+                                              [](const std::function<void()>& told) { told(); })] {
+            boost::asio::post(executor, tell);
         });
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerMemoryLack.h"
 #include "core/runtime/linux/ViewerDetachedThread.h"
 
@@ -66,11 +67,10 @@ void ViewerPipeWireStream::askForStillPicture() {
     const auto take = [this, weak = weak_from_this(), thread = thread_, still = still_] {
         const std::optional<ViewerStillPicture> picture = ViewerStillPicture::take(still);
         // A thread that has ended delivers nothing more.
-        (void)thread->post([this, weak, picture](ViewerPipeWireConnection&) {
-            if (const auto self = weak.lock()) {
+        (void)thread->post(
+            ifAlive(weak, [this, picture](const ViewerLinuxStream&, ViewerPipeWireConnection&) {
                 takeStill(picture);
-            }
-        });
+            }));
     };
     // Without a thread there is no picture, as without a still one.
     (void)startDetachedThread("still-picture", take);

@@ -6,6 +6,7 @@
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/login/ViewerLoginSession.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -97,11 +98,10 @@ void ViewerDesktopLock::watch(std::function<void(bool isLocked)> changed) {
 void ViewerDesktopLock::subscribe(const Bus& bus, const std::string& rule,
                                   ViewerBusConnection::Receiver receiver) {
     subscriptions_.push_back(bus->subscribe(
-        rule, [weak = weak_from_this(), receive = std::move(receiver)](sd_bus_message* signal) {
-            if (const auto self = weak.lock()) {
-                receive(signal);
-            }
-        }));
+        rule, ifAlive(weak_from_this(),
+                      [receive = std::move(receiver)](ViewerDesktopLock&, sd_bus_message* signal) {
+                          receive(signal);
+                      })));
 }
 
 void ViewerDesktopLock::tell(bool isLocked) {

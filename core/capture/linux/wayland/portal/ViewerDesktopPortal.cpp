@@ -9,6 +9,7 @@
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalNames.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerTaskHandle.h"
 
 namespace velmora {
@@ -65,13 +66,12 @@ ViewerTask<void> ViewerDesktopPortal::converse(std::string token, Completion com
     if (answer.access != Access::granted) {
         session_ = nullptr;
     } else {
-        session_->whenClosed([weak = weak_from_this()] {
-            const auto portal = weak.lock();
-            if (portal && portal->ended_) {
-                portal->session_ = nullptr;
-                portal->ended_(Ending::closed);
+        session_->whenClosed(ifAlive(weak_from_this(), [](ViewerDesktopPortal& portal) {
+            if (portal.ended_) {
+                portal.session_ = nullptr;
+                portal.ended_(Ending::closed);
             }
-        });
+        }));
     }
     completion(std::move(answer));
 }
@@ -128,16 +128,10 @@ void ViewerDesktopPortal::watchPortal() {
                                  "interface='org.freedesktop.DBus',"
                                  "member='NameOwnerChanged',arg0='") +
                              ViewerPortalNames::service + "'";
-    ownerSubscription_ = bus_->subscribe(rule, [weak = weak_from_this()](sd_bus_message* signal) {
-        if (const auto self = weak.lock()) {
-            self->ownerHasChanged(signal);
-        }
-    });
-    bus_->whenLost([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->lose(Access::portalMissing);
-        }
-    });
+    ownerSubscription_ =
+        bus_->subscribe(rule, ifAlive(weak_from_this(), &ViewerDesktopPortal::ownerHasChanged));
+    bus_->whenLost(ifAlive(weak_from_this(),
+                           [](ViewerDesktopPortal& self) { self.lose(Access::portalMissing); }));
 }
 
 void ViewerDesktopPortal::ownerHasChanged(sd_bus_message* signal) {

@@ -5,6 +5,7 @@
 
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalNames.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerUUID.h"
 
 namespace velmora {
@@ -46,11 +47,8 @@ ViewerPortalRequest::ViewerPortalRequest(Bus bus, ViewerExecutor executor, Clock
 void ViewerPortalRequest::listen() {
     const std::string rule = std::string("type='signal',sender='") + ViewerPortalNames::service +
                              "',interface='" + ViewerPortalNames::request + "',member='Response'";
-    subscription_ = bus_->subscribe(rule, [weak = weak_from_this()](sd_bus_message* signal) {
-        if (const auto self = weak.lock()) {
-            self->responseHasCome(signal);
-        }
-    });
+    subscription_ =
+        bus_->subscribe(rule, ifAlive(weak_from_this(), &ViewerPortalRequest::responseHasCome));
 }
 
 ViewerTask<ViewerPortalResponse> ViewerPortalRequest::outcome(ViewerBusMessage call,
@@ -104,11 +102,9 @@ void ViewerPortalRequest::giveUpAfter(Duration grace, Access reason) {
     if (timer_) {
         clock_->withdraw(*timer_);
     }
-    timer_ = clock_->schedule(clock_->now() + grace, executor_, [weak = weak_from_this(), reason] {
-        if (const auto self = weak.lock()) {
-            self->close(reason);
-        }
-    });
+    timer_ = clock_->schedule(
+        clock_->now() + grace, executor_,
+        ifAlive(weak_from_this(), [reason](ViewerPortalRequest& self) { self.close(reason); }));
 }
 
 void ViewerPortalRequest::close(Access reason) {

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "core/runtime/ViewerIfAlive.h"
+
 namespace velmora {
 
 ViewerPortalScreenCast::ViewerPortalScreenCast(ViewerExecutor executor, Clock clock,
@@ -19,27 +21,19 @@ ViewerPortalScreenCast::~ViewerPortalScreenCast() {
 }
 
 void ViewerPortalScreenCast::request(Answer answer) {
-    portal_->watch([weak = weak_from_this()](Ending ending) {
-        if (const auto self = weak.lock()) {
-            self->sessionHasEnded(ending);
-        }
-    });
-    portal_->open("", [weak = weak_from_this(), told = std::move(answer)](
-                          const ViewerScreenCastPortal::Answer& portalAnswer) {
-        if (const auto self = weak.lock()) {
-            self->requestIsAnswered(portalAnswer, told);
-        }
-    });
+    portal_->watch(ifAlive(weak_from_this(), &ViewerPortalScreenCast::sessionHasEnded));
+    portal_->open(
+        "", ifAlive(weak_from_this(),
+                    [told = std::move(answer)](ViewerPortalScreenCast& self,
+                                               const ViewerScreenCastPortal::Answer& portalAnswer) {
+                        self.requestIsAnswered(portalAnswer, told);
+                    }));
 }
 
 void ViewerPortalScreenCast::requestIsAnswered(const ViewerScreenCastPortal::Answer& answer,
                                                const Answer& told) {
     if (answer.access == ViewerCaptureAccess::granted) {
-        lock_->watch([weak = weak_from_this()](bool isLocked) {
-            if (const auto self = weak.lock()) {
-                self->lockHasChanged(isLocked);
-            }
-        });
+        lock_->watch(ifAlive(weak_from_this(), &ViewerPortalScreenCast::lockHasChanged));
         accept(answer);
     }
     told(answer.access);
@@ -153,11 +147,7 @@ void ViewerPortalScreenCast::advance() {
 
 void ViewerPortalScreenCast::askLock() {
     isAskingLock_ = true;
-    lock_->ask([weak = weak_from_this()](ViewerSessionLock::State state) {
-        if (const auto self = weak.lock()) {
-            self->lockHasAnswered(state);
-        }
-    });
+    lock_->ask(ifAlive(weak_from_this(), &ViewerPortalScreenCast::lockHasAnswered));
 }
 
 void ViewerPortalScreenCast::lockHasAnswered(ViewerSessionLock::State state) {
@@ -195,11 +185,7 @@ void ViewerPortalScreenCast::renew() {
     isRenewing_ = true;
     // One cause is good for one renewal.
     lastCause_.reset();
-    portal_->open(token_, [weak = weak_from_this()](const ViewerScreenCastPortal::Answer& answer) {
-        if (const auto self = weak.lock()) {
-            self->renewalIsAnswered(answer);
-        }
-    });
+    portal_->open(token_, ifAlive(weak_from_this(), &ViewerPortalScreenCast::renewalIsAnswered));
 }
 
 void ViewerPortalScreenCast::renewalIsAnswered(const ViewerScreenCastPortal::Answer& answer) {
@@ -230,12 +216,11 @@ void ViewerPortalScreenCast::tell() const {
 
 void ViewerPortalScreenCast::wakeAt(Instant instant) {
     forgetTimer();
-    timer_ = clock_->schedule(instant, executor_, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->timer_.reset();
-            self->advance();
-        }
-    });
+    timer_ = clock_->schedule(instant, executor_,
+                              ifAlive(weak_from_this(), [](ViewerPortalScreenCast& self) {
+                                  self.timer_.reset();
+                                  self.advance();
+                              }));
 }
 
 void ViewerPortalScreenCast::forgetTimer() {

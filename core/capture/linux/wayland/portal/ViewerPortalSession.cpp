@@ -9,6 +9,7 @@
 #include "core/capture/ViewerScreenCapture.h"
 #include "core/capture/linux/wayland/portal/ViewerPortalNames.h"
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerIfAlive.h"
 #include "core/runtime/ViewerUUID.h"
 
 namespace velmora {
@@ -110,11 +111,8 @@ ViewerTask<ViewerPortalResponse> ViewerPortalSession::open(std::string token, bo
 void ViewerPortalSession::listen() {
     const std::string rule = std::string("type='signal',sender='") + ViewerPortalNames::service +
                              "',interface='" + ViewerPortalNames::session + "',member='Closed'";
-    subscription_ = bus_->subscribe(rule, [weak = weak_from_this()](sd_bus_message* signal) {
-        if (const auto self = weak.lock()) {
-            self->closedHasCome(signal);
-        }
-    });
+    subscription_ =
+        bus_->subscribe(rule, ifAlive(weak_from_this(), &ViewerPortalSession::closedHasCome));
 }
 
 void ViewerPortalSession::closedHasCome(sd_bus_message* signal) {
