@@ -30,11 +30,13 @@ def percent(covered, count):
 def branches_of(branches, source):
     """How many outcomes of the conditions in a file's own lines were seen, and how many there are. Not what
     decides nothing: a comparison that the compiler writes, the way around a switch that names every value,
-    and `while (true)`."""
+    and `while (true)`; nor what a library's macro asks, whose place has no length."""
     outcomes = {}
-    for line, column, _, _, taken, passed, *_ in branches:
+    for line, column, last, end, taken, passed, *_ in branches:
         text = source[line - 1]
         if text.endswith(("= default;", "while (true) {")) or text[:column - 1].endswith("switch ("):
+            continue
+        if (line, column) == (last, end):
             continue
         seen = outcomes.setdefault((line, column), [0, 0])
         seen[0] += taken

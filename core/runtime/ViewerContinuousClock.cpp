@@ -48,9 +48,7 @@ ViewerTask<bool> ViewerContinuousClock::sleep(Duration duration) {
                                 }));
         }
     });
-    if (slot.is_connected()) {
-        slot.clear();
-    }
+    slot.clear();
     co_return passed;
 }
 

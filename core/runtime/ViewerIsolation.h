@@ -60,9 +60,7 @@ class VIEWER_CAPABILITY("isolation") ViewerIsolation final {
                     slot.assign([inside](boost::asio::cancellation_type) { inside->cancel(); });
                 }
             });
-        if (slot.is_connected()) {
-            slot.clear();
-        }
+        slot.clear();
         if constexpr (!std::is_void_v<T>) {
             co_return std::move(value);
         }

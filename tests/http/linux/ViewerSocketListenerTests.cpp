@@ -108,6 +108,18 @@ TEST(ViewerSocketListener, FailsWithThePortAndTheSystemsReason) {
     EXPECT_EQ(second->port(), std::nullopt);
 }
 
+TEST(ViewerSocketListener, OneThatTheLoopCannotWatchFailsAndIsNeverReady) {
+    ListeningWorld world;
+    const auto listener = world.makeListener();
+    refuseRegistrations(1);
+    listener->start(world.loop.executor());
+    ASSERT_TRUE(world.log.waitFor("failed: TCP port 0: No space left on device"));
+    listener->cancel();
+    ASSERT_TRUE(world.log.waitFor("cancelled"));
+    EXPECT_EQ(world.log.all().size(), 2U) << testing::PrintToString(world.log.all());
+    EXPECT_EQ(listener->port(), std::nullopt);
+}
+
 TEST(ViewerSocketListener, IsCancelledAfterItHasFailed) {
     ListeningWorld world;
     world.listen(ignoreConnection);
