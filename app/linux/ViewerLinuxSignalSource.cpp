@@ -51,7 +51,6 @@ void ViewerLinuxSignalSource::resume() {
 void ViewerLinuxSignalSource::cancel() {
     boost::system::error_code ignored;  // closing twice is allowed
     descriptor_.close(ignored);
-    handler_ = nullptr;
 }
 
 void ViewerLinuxSignalSource::received(const boost::system::error_code& error) {
@@ -60,9 +59,7 @@ void ViewerLinuxSignalSource::received(const boost::system::error_code& error) {
     }
     signalfd_siginfo arrival;
     if (::read(descriptor_.native_handle(), &arrival, sizeof arrival) == sizeof arrival) {
-        // The handler may cancel this source, which drops the stored one.
-        const auto handler = handler_;
-        handler();
+        handler_();  // may cancel this source
     }
     if (descriptor_.is_open()) {
         resume();

@@ -31,7 +31,7 @@ class ViewerLinuxSignalSource final : public ViewerSignalSource,
     void received(const boost::system::error_code& error);
 
     boost::asio::posix::stream_descriptor descriptor_;
-    std::function<void()> handler_;
+    const std::function<void()> handler_;
 };
 
 }  // namespace velmora
