@@ -153,7 +153,7 @@ bool ViewerSocketListener::acceptNext() {
     const int error = errno;
     switch (acceptFailure(error)) {
         case ViewerAcceptFailure::connectionGone:
-            return true;
+            return true;  // the next one may be there
         case ViewerAcceptFailure::exhausted:
             return makeRoom();
         case ViewerAcceptFailure::listenerBroken:
