@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "core/runtime/ViewerCheck.h"
+#include "tests/support/desktop/Descendants.h"
 #include "tests/support/x11/XChildProcess.h"
 
 namespace velmora {
@@ -92,20 +93,24 @@ SessionBus::~SessionBus() {
     if (process_ == 0) {
         return;
     }
-    // What it started ends with it.
+    // What it started ends by itself soon after it, and writes into the folder until then.
+    const Descendants started(process_);
     (void)::kill(process_, SIGTERM);
     int status = 0;
     if (!XChildProcess::waitForEnd(process_, endPatience, status)) {
         (void)::kill(process_, SIGKILL);
         (void)XChildProcess::waitForEnd(process_, endPatience, status);
     }
+    started.awaitEnd(endPatience);
 }
 
 void SessionBus::kill() {
+    const Descendants started(process_);
     (void)::kill(process_, SIGKILL);
     int status = 0;
     viewerCheck(XChildProcess::waitForEnd(process_, patience, status),
                 "the test's session bus ends when it is killed");
+    started.awaitEnd(endPatience);
     process_ = 0;
 }
 
