@@ -165,16 +165,15 @@ std::optional<ViewerJPEGCompressor::Parts> ViewerJPEGCompressor::compress(
         library_ = std::make_unique<Library>();
     }
     const std::size_t room = roomFor(grid, pieces.size());
-    if (room > outputSize_) {
-        output_ = std::make_unique_for_overwrite<std::uint8_t[]>(room);
-        outputSize_ = room;
+    if (room > output_.size) {
+        output_ = {std::make_unique_for_overwrite<std::uint8_t[]>(room), room};
     }
     const std::size_t length = library_->compress(
-        {picture, grid, pieces, libraryQuality(quality), {output_.get(), room}}, planes_);
+        {picture, grid, pieces, libraryQuality(quality), {output_.bytes.get(), room}}, planes_);
     if (length == 0) {
         throw ViewerMemoryLack();
     }
-    return partsOf({output_.get(), length}, grid);
+    return partsOf({output_.bytes.get(), length}, grid);
 }
 
 ViewerJPEGCompressor::Parts ViewerJPEGCompressor::partsOf(std::span<std::uint8_t> jpeg,

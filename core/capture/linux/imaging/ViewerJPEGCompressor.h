@@ -43,6 +43,11 @@ class ViewerJPEGCompressor final {
   private:
     /// What the library works with.
     struct Library;
+    /// Room for the longest JPEG of the most pieces so far.
+    struct Output final {
+        std::unique_ptr<std::uint8_t[]> bytes = nullptr;
+        std::size_t size = 0;
+    };
 
     Parts partsOf(std::span<std::uint8_t> jpeg, const ViewerPieceGrid& grid);
     /// `scan` is the pieces with a marker behind each.
@@ -50,9 +55,7 @@ class ViewerJPEGCompressor final {
 
     std::unique_ptr<Library> library_;
     ViewerYUVPlanes planes_;
-    /// Room for the longest JPEG of the most pieces so far.
-    std::unique_ptr<std::uint8_t[]> output_;
-    std::size_t outputSize_ = 0;
+    Output output_;
     std::vector<std::span<const std::uint8_t>> pieces_;
 };
 
