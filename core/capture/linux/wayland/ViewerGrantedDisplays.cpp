@@ -20,10 +20,9 @@ const ViewerWaylandOutput* outputWith(std::uint32_t global, const Outputs& outpu
     return found != outputs.end() ? &*found : nullptr;
 }
 
-/// Whether it is the same monitor in the same place, whatever its mode.
+/// Whether two outputs of one number are the same monitor in the same place, whatever its mode.
 bool isSame(const ViewerWaylandOutput& a, const ViewerWaylandOutput& b) {
-    return a.global == b.global && a.connector == b.connector && a.make == b.make &&
-           a.model == b.model;
+    return a.connector == b.connector && a.make == b.make && a.model == b.model;
 }
 
 /// Of outputs that are not told apart the size that they have in common, else the stream's own.
@@ -33,15 +32,16 @@ PixelSize sizeOf(const Granted& granted, const Outputs& outputs) {
     }
     const ViewerLogicalSize logical = granted.stream.size.value_or(ViewerLogicalSize());
     const PixelSize own{logical.width, logical.height};
-    std::vector<PixelSize> sizes;
+    std::optional<PixelSize> common;
     for (const std::uint32_t each : granted.likeOutputs) {
         if (const ViewerWaylandOutput* const output = outputWith(each, outputs)) {
-            sizes.push_back(output->seenSize());
+            if (common.value_or(output->seenSize()) != output->seenSize()) {
+                return own;
+            }
+            common = output->seenSize();
         }
     }
-    const bool isCommon = !sizes.empty() && static_cast<std::size_t>(std::ranges::count(
-                                                sizes, sizes.front())) == sizes.size();
-    return isCommon ? sizes.front() : own;
+    return common.value_or(own);
 }
 
 bool isAtOrigin(const Granted& granted) {
@@ -183,11 +183,7 @@ bool ViewerGrantedDisplays::isGone(const Granted& granted, const Outputs& output
     const auto left = std::ranges::count_if(granted.likeOutputs, [&](std::uint32_t each) {
         return outputWith(each, outputs) != nullptr;
     });
-    return left < std::ranges::count_if(
-                      granted_,
-                      [&](const Granted& each) {
-                          return !each.output && each.likeOutputs == granted.likeOutputs;
-                      });
+    return left < std::ranges::count(granted_, granted.likeOutputs, &Granted::likeOutputs);
 }
 
 void ViewerGrantedDisplays::write(const Outputs& outputs) {

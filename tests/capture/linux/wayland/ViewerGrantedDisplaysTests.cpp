@@ -154,6 +154,14 @@ TEST_F(ViewerGrantedDisplaysTest, AnotherOutputInItsPlaceIsNotTheOneThatWent) {
     }
 }
 
+TEST_F(ViewerGrantedDisplaysTest, AnotherOutputUnderTheSameNumberIsNotGrantedForTheFirst) {
+    displays_.grant({of(1)}, told({left()}));
+    ViewerWaylandOutput other = left();
+    other.connector = "DP-9";
+    EXPECT_FALSE(displays_.grant({of(1)}, told({other})));
+    EXPECT_EQ(count(), 0U);
+}
+
 TEST_F(ViewerGrantedDisplaysTest, WhatTheFirstGrantDidNotHaveIsNeverListed) {
     displays_.grant({of(1)}, told({left(), right()}));
     EXPECT_TRUE(displays_.grant({of(1), of(2)}, told({left(), right()})));
@@ -214,6 +222,7 @@ TEST_F(ViewerGrantedDisplaysTest, WithoutACommonSizeItIsTheStreamsOwn) {
     scaled.mode = {3840, 2160};
     ViewerWaylandOutput other = left();
     other.global = 2;
+    other.mode = {2560, 1440};
     displays_.grant({oneOf({1, 2})}, told({scaled, other}));
     EXPECT_EQ(listed(0).width, 1920);
 }
@@ -235,6 +244,29 @@ TEST_F(ViewerGrantedDisplaysTest, WhereTheOneThatWentIsNotKnownNoneOfThemStays) 
     displays_.grant({oneOf({1, 2}, 50), oneOf({1, 2}, 51)}, told({left(), twin}));
     displays_.follow(told({left()}));
     EXPECT_EQ(count(), 0U);
+}
+
+TEST_F(ViewerGrantedDisplaysTest, AsManyAsAreLeftStayInTheSizeOfThoseThatAreLeft) {
+    ViewerWaylandOutput twin = left();
+    twin.global = 2;
+    displays_.grant({oneOf({1, 2})}, told({left(), twin}));
+    const std::string id = uuid(0);
+    twin.mode = {3840, 2160};
+    EXPECT_TRUE(displays_.follow(told({twin})).empty());
+    ASSERT_EQ(count(), 1U);
+    EXPECT_EQ(uuid(0), id);
+    EXPECT_EQ(listed(0).width, 3840);
+}
+
+TEST_F(ViewerGrantedDisplaysTest, AnOutputThatGoesIsNoMatterOfThoseOfAnotherSize) {
+    Outputs outputs = {left(), left(), right(), right()};
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        outputs[i].global = static_cast<std::uint32_t>(i + 1);
+    }
+    displays_.grant({oneOf({1, 2}, 50), oneOf({3, 4}, 51)}, told(outputs));
+    outputs.pop_back();
+    displays_.follow(told(outputs));
+    EXPECT_EQ(count(), 2U);
 }
 
 TEST_F(ViewerGrantedDisplaysTest, AnOutputWithoutAConnectorsNameHasAnIdForThisSessionAlone) {

@@ -69,6 +69,15 @@ TEST_F(ViewerWaylandScreenCaptureOutputs, ThatTheOutputsBecomeKnownIsNoChangeOfT
     EXPECT_EQ(session_.screenCast->outputChanges, 0);
 }
 
+TEST_F(ViewerWaylandScreenCaptureOutputs, WithoutACompositorNoDisplayHasAStream) {
+    session_.grant(GrantedWorld::bothStreams());
+    const ViewerNativeDisplay display = session_.listed()->front();
+    session_.outputs->leave();
+    EXPECT_FALSE(session_.starts(display));
+    session_.outputs->tell(GrantedWorld::twoOutputs());
+    EXPECT_TRUE(session_.starts(display));
+}
+
 TEST_F(ViewerWaylandScreenCaptureOutputs, TheCompositorsEndIsTheSessions) {
     session_.grant(GrantedWorld::bothStreams());
     int ends = 0;
