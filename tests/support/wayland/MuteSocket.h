@@ -29,11 +29,18 @@ class MuteSocket final {
     MuteSocket& operator=(const MuteSocket&) = delete;
 
     const std::string& path() const { return path_; }
+    /// Takes in those who wait, and closes their connections.
+    void turnAway() const {
+        for (int client = ::accept(socket_, nullptr, nullptr); client >= 0;
+             client = ::accept(socket_, nullptr, nullptr)) {
+            ::close(client);
+        }
+    }
 
   private:
     const TemporaryFolder folder_;
     const std::string path_;
-    const int socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 };
 
 }  // namespace velmora

@@ -1,6 +1,7 @@
 #include "tests/support/wayland/ScriptedCompositor.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <wayland-server.h>
 #include <xdg-output-unstable-v1-client-protocol.h>
 
@@ -99,6 +100,19 @@ void ScriptedCompositor::awaitClient() {
     pollfd client{wl_client_get_fd(wl_resource_get_client(native_->output)), POLLIN, 0};
     constexpr int patience = 30'000;
     viewerCheck(::poll(&client, 1, patience) == 1, "a compositor's client says something");
+}
+
+void ScriptedCompositor::hangUp() {
+    wl_display_flush_clients(native_->display);
+    ::shutdown(wl_client_get_fd(wl_resource_get_client(native_->output)), SHUT_RDWR);
+}
+
+void ScriptedCompositor::objectToClient() {
+    // The library's own way to tell it ends the connection, too.
+    constexpr std::uint32_t displayObject = 1;
+    wl_resource* const display =
+        wl_client_get_object(wl_resource_get_client(native_->output), displayObject);
+    wl_resource_post_event(display, WL_DISPLAY_ERROR, native_->output, 0, "wrong");
 }
 
 void ScriptedCompositor::addOutput() {

@@ -34,6 +34,11 @@ class ScriptedCompositor final {
     /// Sends what was told, and waits until who listens to the output says something or leaves.
     void awaitClient();
 
+    /// Sends what was told, and ends the connection of who listens to the output.
+    void hangUp();
+    /// Tells who listens to the output that it has done something wrong.
+    void objectToClient();
+
     /// Adds an output that tells nothing by itself to those who bind it, unless `whenBound` does.
     void addOutput();
     void removeOutput();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -9,6 +10,7 @@
 
 #include "tests/capture/linux/wayland/outputs/OutputsOnLoop.h"
 #include "tests/support/desktop/HeadlessCompositor.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/support/system/TemporaryFolder.h"
 #include "tests/support/wayland/MuteSocket.h"
 #include "tests/support/wayland/NestedCompositor.h"
@@ -146,6 +148,51 @@ TEST(ViewerWaylandOutputs, ACompositorThatDoesNotAnswerIsNotGone) {
     loop.pass(200s);
     EXPECT_EQ(loop.ends(), 0);
     EXPECT_EQ(loop.current(), nullptr);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatTurnsEverybodyAwayIsGone) {
+    const MuteSocket mute;
+    OutputsOnLoop loop(mute.path(), [&] { mute.turnAway(); });
+    loop.pass(59s);
+    EXPECT_EQ(loop.ends(), 0);
+    loop.pass(1s);
+    EXPECT_EQ(loop.ends(), 1);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatObjectsIsLeftAndTriedAgain) {
+    ScriptedCompositor compositor({4, 0});
+    compositor.addOutput();
+    OutputsOnLoop loop(compositor.socketPath(), [&] { compositor.pump(); });
+    ASSERT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+    compositor.objectToClient();
+    ASSERT_TRUE(loop.until([&] { return loop.current() == nullptr; }));
+    loop.pass(ViewerWaylandOutputs::interval);
+    EXPECT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+}
+
+TEST(ViewerWaylandOutputs, AnEndThatNobodyWatchedIsToldToWhoWatchesLater) {
+    const TemporaryFolder folder;
+    boost::asio::io_context loop;
+    const auto clock = std::make_shared<ManualClock>();
+    ViewerWaylandOutputs outputs(loop.get_executor(), clock, folder.path() / "nobody");
+    outputs.start([] {});
+    loop.poll();
+    while (clock->pendingTimers() != 0) {
+        clock->advance(ViewerWaylandOutputs::interval);
+        loop.poll();
+    }
+    int ends = 0;
+    outputs.watchSession([&] { ++ends; });
+    EXPECT_EQ(ends, 1);
+}
+
+TEST(ViewerWaylandOutputs, OutputsThatNobodyStartedAreNone) {
+    const ScriptedCompositor compositor(ScriptedCompositor::Versions{});
+    boost::asio::io_context loop;
+    ViewerWaylandOutputs outputs(loop.get_executor(), std::make_shared<ManualClock>(),
+                                 compositor.socketPath());
+    EXPECT_EQ(outputs.current(), nullptr);
+    EXPECT_EQ(loop.poll(), 0U);
 }
 
 TEST(ViewerWaylandOutputs, ASilentSocketIsGivenUpForTheCompositorThatTakesItsPlace) {
