@@ -7,9 +7,6 @@ namespace velmora {
 
 std::unique_ptr<ViewerOutputCopy> ViewerOutputCopy::ask(const ViewerOutputReader& reader,
                                                         const ViewerWaylandOutput& output) {
-    if (reader.outputWith(output.global) == nullptr) {
-        return nullptr;
-    }
     if (reader.screenCopy().name != 0) {
         return std::make_unique<ViewerWlrootsCopy>(reader, output);
     }

@@ -17,8 +17,8 @@ namespace velmora {
 /// connection, before which it goes; used on its thread.
 class ViewerOutputCopy {
   public:
-    /// Asks the compositor behind the reader for a copy of an output of its, by wlr-screencopy,
-    /// else by ext-image-copy-capture. Null when it has neither, or the output is gone.
+    /// Asks the compositor behind the reader for a copy of an output that the reader has, by
+    /// wlr-screencopy, else by ext-image-copy-capture. Null when it has neither.
     static std::unique_ptr<ViewerOutputCopy> ask(const ViewerOutputReader& reader,
                                                  const ViewerWaylandOutput& output);
 

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "core/runtime/ViewerCheck.h"
+
 namespace velmora {
 
 namespace {
@@ -305,7 +307,8 @@ wl_registry* ViewerOutputReader::registry() const {
 wl_output* ViewerOutputReader::outputWith(std::uint32_t global) const {
     const auto found = std::ranges::find_if(
         told_->outputs, [&](const auto& each) { return each->global() == global; });
-    return found != told_->outputs.end() ? (*found)->native() : nullptr;
+    viewerCheck(found != told_->outputs.end(), "an output is one of its reader's");
+    return (*found)->native();
 }
 
 }  // namespace velmora

@@ -45,7 +45,7 @@ class ViewerOutputReader final {
     bool offersImageCopy() const { return imageSources().name != 0 && imageCopy().name != 0; }
     /// What the pieces above are bound on.
     wl_registry* registry() const;
-    /// Null when there is no such output (any more).
+    /// One of its outputs, by the compositor's number.
     wl_output* outputWith(std::uint32_t global) const;
 
   private:

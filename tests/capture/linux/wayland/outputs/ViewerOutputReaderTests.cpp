@@ -1,7 +1,10 @@
 #include "core/capture/linux/wayland/outputs/ViewerOutputReader.h"
 
 #include <gtest/gtest.h>
+#include <wayland-server.h>
+#include <xdg-output-unstable-v1-client-protocol.h>
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -118,6 +121,32 @@ TEST(ViewerOutputReader, AnOlderExtensionsEndMarkSaysNothingOfTheOutputItself) {
     EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{800, 600}));
 }
 
+TEST(ViewerOutputReader, ANewerExtensionsEndMarkSaysNothing) {
+    ScriptedOutput output({4, 3});
+    output.tellModern();
+    output.compositor.xdgPosition(0, 0);
+    output.compositor.xdgSize(1920, 1080);
+    output.compositor.done();
+    output.compositor.xdgPosition(100, 200);
+    output.compositor.xdgDone();
+    ASSERT_TRUE(output.known());
+    EXPECT_EQ(output.known()->position, (ViewerLogicalPosition{0, 0}));
+    output.compositor.done();
+    EXPECT_EQ(output.known()->position, (ViewerLogicalPosition{100, 200}));
+}
+
+TEST(ViewerOutputReader, OfTwoExtensionsOfOneKindTheFirstIsAsked) {
+    ScriptedOutput output({4, 3});
+    bool isAsked = false;
+    wl_global_create(output.compositor.display(), &zxdg_output_manager_v1_interface, 3, &isAsked,
+                     [](wl_client*, void* data, std::uint32_t, std::uint32_t) {
+                         *static_cast<bool*>(data) = true;
+                     });
+    EXPECT_EQ(output.count(), 0U);
+    output.compositor.pump();
+    EXPECT_FALSE(isAsked);
+}
+
 TEST(ViewerOutputReader, WithoutTheExtensionTheOutputTellsItsPlaceItself) {
     ScriptedOutput output({3, 0});
     output.compositor.geometry(30, 40, "Maker", "Model", 3);
@@ -158,15 +187,21 @@ TEST(ViewerOutputReader, OfTheFirstVersionEachWordOfTheExtensionCountsAtOnce) {
 TEST(ViewerOutputReader, NonsenseIsNoOutput) {
     ScriptedOutput output({4, 3});
     output.compositor.geometry(0, 0, "Maker", "Model", 77);
-    output.compositor.mode(true, 0, -1);
+    output.compositor.mode(true, 0, 480);
     output.compositor.scale(0);
     output.compositor.xdgPosition(0, 0);
     output.compositor.xdgSize(0, 0);
     output.compositor.done();
     EXPECT_FALSE(output.known());
+    output.compositor.mode(true, 640, -1);
+    output.compositor.done();
+    EXPECT_FALSE(output.known());
     output.compositor.mode(true, 640, 480);
     output.compositor.done();
     ASSERT_TRUE(output.known());
+    EXPECT_EQ(output.known()->transform, 0);
+    output.compositor.geometry(0, 0, "Maker", "Model", -1);
+    output.compositor.done();
     EXPECT_EQ(output.known()->transform, 0);
 }
 
