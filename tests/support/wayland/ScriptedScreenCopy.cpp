@@ -32,7 +32,8 @@ void destroyResource(wl_client*, wl_resource* resource) {
 
 struct FrameRequests final {
     static void fill(wl_client*, wl_resource* frame, wl_resource* memory) {
-        const ScriptedScreenCopy& script = scriptOf(frame);
+        ScriptedScreenCopy& script = scriptOf(frame);
+        ++script.fillings;
         if (script.fails) {
             wl_resource_post_event(frame, failedEvent);
             return;
@@ -64,6 +65,7 @@ struct ManagerRequests final {
                        std::int32_t cursor, wl_resource*) {
         static constexpr FrameRequests requests;
         ScriptedScreenCopy& script = scriptOf(manager);
+        ++script.copies;
         script.hasCursor = cursor != 0;
         const int version = wl_resource_get_version(manager);
         wl_resource* const frame =
@@ -95,9 +97,11 @@ void bind(wl_client* client, void* data, std::uint32_t version, std::uint32_t id
 }  // namespace
 
 void ScriptedScreenCopy::addTo(wl_display* display) {
-    wl_display_init_shm(display);
-    for (const Layout& each : layouts) {
-        wl_display_add_shm_format(display, each.format);
+    if (hasMemory) {
+        wl_display_init_shm(display);
+        for (const Layout& each : layouts) {
+            wl_display_add_shm_format(display, each.format);
+        }
     }
     wl_global_create(display, &zwlr_screencopy_manager_v1_interface, static_cast<int>(version),
                      this, bind);

@@ -19,6 +19,8 @@ struct ScriptedScreenCopy final {
     void addTo(wl_display* display);
 
     std::uint32_t version = 3;
+    /// Whether the compositor shares memory.
+    bool hasMemory = true;
     bool fails = false;
     /// What is offered, in this order, each with its stride in bytes.
     struct Layout final {
@@ -35,6 +37,9 @@ struct ScriptedScreenCopy final {
     std::function<void()> afterReady = [] {};
     /// Whether the last client wanted the cursor.
     bool hasCursor = true;
+    /// How many copies were asked for, and how often memory was given for one.
+    int copies = 0;
+    int fillings = 0;
 };
 
 }  // namespace velmora

@@ -30,7 +30,7 @@ class SharedMemory final {
     explicit SharedMemory(std::size_t size)
         : size_(size), file_(::memfd_create("viewer-copy", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
         // Who has the other end cannot take the memory away from under a reader.
-        if (file_ >= 0 && ::ftruncate(file_, static_cast<off_t>(size)) == 0 &&
+        if (::ftruncate(file_, static_cast<off_t>(size)) == 0 &&
             ::fcntl(file_, F_ADD_SEALS, F_SEAL_SHRINK) == 0) {
             void* const address =
                 ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file_, 0);

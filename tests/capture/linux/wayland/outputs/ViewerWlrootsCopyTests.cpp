@@ -1,13 +1,38 @@
 #include "core/capture/linux/wayland/outputs/ViewerWlrootsCopy.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <wayland-client-protocol.h>
+
+#include <optional>
 
 #include "tests/capture/linux/wayland/outputs/ScriptedCopyTest.h"
 #include "tests/support/wayland/ScriptedScreenCopy.h"
 
 namespace velmora {
 namespace {
+
+/// While there is one no file can grow, and no memory either that is shared like a file.
+class FilesThatCannotGrow final {
+  public:
+    FilesThatCannotGrow() {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before_), 0);
+        rlimit none = before_;
+        none.rlim_cur = 0;
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
+    }
+    ~FilesThatCannotGrow() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        ::signal(SIGXFSZ, handler_);
+    }
+    FilesThatCannotGrow(const FilesThatCannotGrow&) = delete;
+    FilesThatCannotGrow& operator=(const FilesThatCannotGrow&) = delete;
+
+  private:
+    rlimit before_{};
+    const sighandler_t handler_ = ::signal(SIGXFSZ, SIG_IGN);
+};
 
 /// A compositor that has the extension.
 class ViewerWlrootsCopyTest : public ScriptedCopyTest {
@@ -63,6 +88,32 @@ TEST_F(ViewerWlrootsCopyTest, RowsThatAreTooShortForTheirPixelsAreNotRead) {
 TEST_F(ViewerWlrootsCopyTest, ACopyThatFailsIsNone) {
     script_.fails = true;
     EXPECT_EQ(copy(), Pixels());
+}
+
+TEST_F(ViewerWlrootsCopyTest, ACompositorThatLeavesWithThePictureGivesNone) {
+    script_.afterReady = [this] { compositor_.hangUp(); };
+    EXPECT_EQ(copy(), Pixels());
+}
+
+TEST_F(ViewerWlrootsCopyTest, ACompositorThatSharesNoMemoryIsNotAskedForACopy) {
+    script_.hasMemory = false;
+    EXPECT_EQ(copy(), Pixels());
+    EXPECT_EQ(script_.copies, 0);
+}
+
+TEST_F(ViewerWlrootsCopyTest, WithoutMemoryToShareThereIsNoCopy) {
+    const FilesThatCannotGrow files;
+    EXPECT_EQ(copy(), Pixels());
+    EXPECT_EQ(script_.copies, 1);
+    EXPECT_EQ(script_.fillings, 0);
+}
+
+TEST_F(ViewerWlrootsCopyTest, WithoutMemoryToTurnThePictureInThereIsNoCopy) {
+    script_.isUpsideDown = true;
+    std::optional<FilesThatCannotGrow> files;
+    script_.beforeReady = [&] { files.emplace(); };
+    EXPECT_EQ(copy(), Pixels());
+    EXPECT_EQ(script_.fillings, 1);
 }
 
 TEST_F(ViewerWlrootsCopyTest, AnOutputThatIsTurnedMeanwhileIsNotShownAsItWas) {
