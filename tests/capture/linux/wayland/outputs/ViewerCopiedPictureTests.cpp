@@ -94,6 +94,7 @@ TEST(ViewerCopiedPicture, OtherFormatsAndImpossibleSizesAreRefused) {
     EXPECT_FALSE(sized(0, 1080).isReadable());
     EXPECT_FALSE(sized(1920, 0).isReadable());
     EXPECT_FALSE(sized(16'385, 16).isReadable());
+    EXPECT_FALSE(sized(16, 16'385).isReadable());
     EXPECT_FALSE((ViewerCopiedPicture{WL_SHM_FORMAT_XRGB8888, 64, 64, 255}.isReadable()));
     EXPECT_FALSE((ViewerCopiedPicture{WL_SHM_FORMAT_XRGB8888, 64, 64, 0x8000'0000}.isReadable()));
 }

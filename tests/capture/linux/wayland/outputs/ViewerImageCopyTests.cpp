@@ -55,6 +55,12 @@ TEST_F(ViewerImageCopyTest, WhereNoFormatIsReadThereIsNoCopy) {
     EXPECT_EQ(copy(), Pixels());
 }
 
+TEST_F(ViewerImageCopyTest, AnOfferOfASizeThatNoOutputHasGivesNone) {
+    script_.width = 16'385;
+    script_.height = 1;
+    EXPECT_EQ(copy(), Pixels());
+}
+
 TEST_F(ViewerImageCopyTest, ACopyThatFailsIsNone) {
     script_.course = Course::fails;
     EXPECT_EQ(copy(), Pixels());

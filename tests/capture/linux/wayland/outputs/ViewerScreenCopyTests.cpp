@@ -200,9 +200,15 @@ TEST_F(ViewerScreenCopyTest, AnOutputThatWasTurnedSinceIsCopiedAsItIsNow) {
 }
 
 TEST_F(ViewerScreenCopyTest, AnotherOutputUnderTheSameNumberIsNotCopied) {
-    ViewerWaylandOutput other = output();
-    other.connector = "HEADLESS-7";
-    EXPECT_FALSE(copyOf(sway_.displayName(), other));
+    ViewerWaylandOutput elsewhere = output();
+    elsewhere.connector = "HEADLESS-7";
+    ViewerWaylandOutput ofAnotherMaker = output();
+    ofAnotherMaker.make = "Another";
+    ViewerWaylandOutput ofAnotherModel = output();
+    ofAnotherModel.model = "Another";
+    for (const ViewerWaylandOutput& other : {elsewhere, ofAnotherMaker, ofAnotherModel}) {
+        EXPECT_FALSE(copyOf(sway_.displayName(), other));
+    }
 }
 
 TEST_F(ViewerScreenCopyTest, CopiesLeaveNothingBehind) {
@@ -245,6 +251,7 @@ TEST(ViewerScreenCopy, ACompositorThatIsNotThereOrSilentGivesNoCopy) {
     output.mode = {640, 480};
     const TemporaryFolder folder;
     EXPECT_FALSE(copyOf(folder.path() / "nobody", output));
+    EXPECT_FALSE(copyOf(folder.path() / std::string(200, 'x'), output));
     EXPECT_FALSE(copyOf(MuteSocket().path(), output));
 }
 

@@ -379,15 +379,15 @@ INSTANTIATE_TEST_SUITE_P(
              {a}},
         Case{"an output that is gone", {}, {ofWlroots(fullHD)}, {}, true, {none}}));
 
-TEST(ViewerStreamMatching, ANodeIsKnownByItsSerialNumberWhereThatIsTold) {
-    Streams streams = {sized(fullHD)};
-    streams.front().node = 40;
-    streams.front().serial = 1000;
+TEST(ViewerStreamMatching, ANodeIsKnownByItsSerialNumberWhereBothTellIt) {
+    const Streams streams = {{.node = 40, .serial = 1000, .size = fullHD}};
     // The number was given out again.
-    const Nodes nodes = {{40, 2000, "kwin-screencast-DP-1"}, {41, 1000, "kwin-screencast-DP-2"}};
-    const auto matched = ViewerStreamMatching::match(streams, nodes, {twoEqual(), false});
-    ASSERT_EQ(matched.size(), 1U);
-    EXPECT_EQ(matched.front().output, std::optional<std::uint32_t>(b));
+    Nodes nodes = {{40, 2000, "kwin-screencast-DP-1"}, {41, 1000, "kwin-screencast-DP-2"}};
+    auto matched = ViewerStreamMatching::match(streams, nodes, {twoEqual(), false});
+    EXPECT_EQ(matched.at(0).output, std::optional<std::uint32_t>(b));
+    nodes = {{40, std::nullopt, "kwin-screencast-DP-1"}};
+    matched = ViewerStreamMatching::match(streams, nodes, {twoEqual(), false});
+    EXPECT_EQ(matched.at(0).output, std::optional<std::uint32_t>(a));
 }
 
 TEST(ViewerStreamMatching, WhatIsNotToldApartIsOneOfTheLike) {
