@@ -60,10 +60,9 @@ int ViewerWaylandConnection::descriptor() const {
 }
 
 bool ViewerWaylandConnection::exchange() {
-    while (wl_display_prepare_read(display_) != 0) {
-        if (wl_display_dispatch_pending(display_) < 0) {
-            return false;
-        }
+    if (wl_display_prepare_read(display_) != 0) {
+        // Only an error leaves anything over of the last time.
+        return false;
     }
     // A socket that has no room for the few bytes that are sent here is one that nobody reads; the
     // compositor's silence tells that.

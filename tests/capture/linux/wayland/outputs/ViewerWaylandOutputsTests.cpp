@@ -5,10 +5,12 @@
 #include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 
 #include "tests/capture/linux/wayland/outputs/OutputsOnLoop.h"
+#include "tests/http/linux/RefusedRegistration.h"
 #include "tests/support/desktop/HeadlessCompositor.h"
 #include "tests/support/runtime/ManualClock.h"
 #include "tests/support/system/TemporaryFolder.h"
@@ -166,6 +168,26 @@ TEST(ViewerWaylandOutputs, ACompositorThatObjectsIsLeftAndTriedAgain) {
     ASSERT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
     compositor.objectToClient();
     ASSERT_TRUE(loop.until([&] { return loop.current() == nullptr; }));
+    loop.pass(ViewerWaylandOutputs::interval);
+    EXPECT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+}
+
+TEST(ViewerWaylandOutputs, AConnectionThatTheLoopRefusesIsGivenUpAndTriedAgain) {
+    ScriptedCompositor compositor({4, 0});
+    compositor.addOutput();
+    OutputsOnLoop loop(compositor.socketPath(), [&] { compositor.pump(); });
+    ASSERT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+    compositor.objectToClient();
+    ASSERT_TRUE(loop.until([&] { return !compositor.isBound(); }));
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = descriptors();
+    refuseRegistrations(1);
+    loop.pass(ViewerWaylandOutputs::interval);
+    EXPECT_EQ(registrationsToRefuse(), 0);
+    EXPECT_TRUE(loop.until([&] { return descriptors() == before; }));
+    EXPECT_EQ(loop.current(), nullptr);
     loop.pass(ViewerWaylandOutputs::interval);
     EXPECT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
 }
