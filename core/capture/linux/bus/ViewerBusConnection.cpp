@@ -34,7 +34,7 @@ Reply replyOf(sd_bus_message* message) {
     const sd_bus_error* const error = library.error(message);
     if (error != nullptr) {
         reply.kind = Reply::Kind::refused;
-        reply.error = error->name != nullptr ? error->name : "";
+        reply.error = error->name;
     } else {
         reply.kind = Reply::Kind::answered;
         reply.message.reset(library.messageRef(message));
@@ -150,7 +150,7 @@ ViewerTask<ViewerBusReply> ViewerBusConnection::call(ViewerBusMessage message, D
 
 void ViewerBusConnection::callWith(sd_bus_message* message,
                                    std::function<void(ViewerBusReply)> completion) {
-    if (bus_ == nullptr || message == nullptr) {
+    if (bus_ == nullptr) {
         completion(lostReply());
         return;
     }
@@ -183,7 +183,7 @@ int ViewerBusConnection::replyHasCome(sd_bus_message* reply, void* call, sd_bus_
 }
 
 void ViewerBusConnection::send(ViewerBusMessage message) {
-    if (bus_ == nullptr || message == nullptr) {
+    if (bus_ == nullptr) {
         return;
     }
     const ViewerBusLibrary& library = ViewerBusLibrary::loaded();
@@ -226,16 +226,19 @@ void ViewerBusConnection::runSoon() {
 
 void ViewerBusConnection::run() {
     const auto self = shared_from_this();  // what is dispatched may drop this
+    if (bus_ == nullptr) {
+        return;
+    }
     for (int dispatched = 0; dispatched < mostAtOnce; ++dispatched) {
+        const int result = ViewerBusLibrary::loaded().process(bus_, nullptr);
         if (bus_ == nullptr) {
             return;
         }
-        const int result = ViewerBusLibrary::loaded().process(bus_, nullptr);
-        if (bus_ != nullptr && result < 0) {
+        if (result < 0) {
             lose();
             return;
         }
-        if (bus_ != nullptr && result == 0) {
+        if (result == 0) {
             await();
             return;
         }
@@ -277,8 +280,9 @@ void ViewerBusConnection::awaitTime() {
         timer_.reset();
     }
     std::uint64_t deadline = UINT64_MAX;
-    const int result = ViewerBusLibrary::loaded().timeout(bus_, &deadline);
-    if (result <= 0 || deadline == UINT64_MAX) {
+    // An error leaves it as it is.
+    (void)ViewerBusLibrary::loaded().timeout(bus_, &deadline);
+    if (deadline == UINT64_MAX) {
         return;
     }
     const Duration left = std::chrono::microseconds(deadline) - monotonicNow();
@@ -308,7 +312,8 @@ void ViewerBusConnection::drain() {
     const ViewerBusLibrary& library = ViewerBusLibrary::loaded();
     for (auto waited = pause; waited <= closeLimit; waited += pause) {
         std::uint64_t queued = 0;
-        if (library.queuedWrites(bus_, &queued) < 0 || queued == 0) {
+        (void)library.queuedWrites(bus_, &queued);  // an error leaves it as it is
+        if (queued == 0) {
             return;
         }
         pollfd ready{arrivals_.native_handle(), POLLOUT, 0};
