@@ -106,7 +106,7 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
             bus_->whenLost(ifAlive(weak_from_this(), &Course::busIsLost));
             lookWhenever(ownerChanges);
             lookWhenever(ViewerLoginSession::announcements());
-            if (session_ && !session_->empty()) {
+            if (session_) {
                 lookWhenever(ViewerLoginSession::changesOf(*session_));
             }
             look();

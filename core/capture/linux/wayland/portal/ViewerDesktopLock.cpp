@@ -168,7 +168,7 @@ ViewerTask<std::string> ViewerDesktopLock::loginSession(Bus bus) {
     }
     const Reply reply = co_await ViewerLoginSession::find(bus);
     const std::string object = ViewerLoginSession::objectIn(reply);
-    if (!object.empty() && !hasEnded_ && loginSession_.empty()) {
+    if (!object.empty() && loginSession_.empty()) {
         loginSession_ = object;
         subscribe(bus, ViewerLoginSession::changesOf(loginSession_),
                   [this](sd_bus_message* signal) { loginSessionHasChanged(signal); });

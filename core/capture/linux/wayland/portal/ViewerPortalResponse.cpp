@@ -17,17 +17,17 @@ constexpr std::uint32_t cancelled = 1;
 /// Of the cursor modes.
 constexpr std::uint32_t hidden = 1;
 
-/// One value of a dictionary, of the type `signature`, to be read from `message`.
+/// One value of a dictionary, to be read from `message`. Nothing is read of a value that is of
+/// another type than is asked for.
 struct Entry final {
     sd_bus_message* message;
-    std::string_view signature;
 
-    /// Reads a value of one basic type. False, with the value skipped, when it is of another.
+    /// Reads a value of one basic type.
     template <typename Value>
     bool read(char type, Value& value) const {
         const ViewerBusLibrary& library = ViewerBusLibrary::loaded();
         const std::array<char, 2> types{type, '\0'};
-        return signature == types.data() && library.read(message, types.data(), &value) > 0;
+        return library.read(message, types.data(), &value) > 0;
     }
 
     std::optional<std::string> text() const {
@@ -40,8 +40,7 @@ struct Entry final {
 
     /// Two numbers that stand together.
     bool readPair(std::int32_t& first, std::int32_t& second) const {
-        return signature == "(ii)" &&
-               ViewerBusLibrary::loaded().read(message, "(ii)", &first, &second) > 0;
+        return ViewerBusLibrary::loaded().read(message, "(ii)", &first, &second) > 0;
     }
 };
 
@@ -57,7 +56,7 @@ bool readEntry(sd_bus_message* message, const Visitor& visit) {
         library.enterContainer(message, SD_BUS_TYPE_VARIANT, signature) <= 0) {
         return false;
     }
-    if (!visit(key, {message, signature}) && library.skip(message, signature) < 0) {
+    if (!visit(key, {message}) && library.skip(message, signature) < 0) {
         return false;
     }
     return library.exitContainer(message) >= 0;
@@ -112,8 +111,7 @@ bool readProperty(ViewerGrantedStream& stream, std::string_view key, const Entry
 std::optional<std::vector<ViewerGrantedStream>> readStreams(const Entry& entry) {
     const ViewerBusLibrary& library = ViewerBusLibrary::loaded();
     sd_bus_message* const message = entry.message;
-    if (entry.signature != "a(ua{sv})" ||
-        library.enterContainer(message, SD_BUS_TYPE_ARRAY, "(ua{sv})") < 0) {
+    if (library.enterContainer(message, SD_BUS_TYPE_ARRAY, "(ua{sv})") < 0) {
         return std::nullopt;
     }
     std::vector<ViewerGrantedStream> streams;

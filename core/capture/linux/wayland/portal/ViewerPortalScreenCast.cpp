@@ -152,9 +152,6 @@ void ViewerPortalScreenCast::askLock() {
 
 void ViewerPortalScreenCast::lockHasAnswered(ViewerSessionLock::State state) {
     isAskingLock_ = false;
-    if (state_ != State::interrupted || isRenewing_) {
-        return;
-    }
     if (!hasCause_) {
         stop();
         return;

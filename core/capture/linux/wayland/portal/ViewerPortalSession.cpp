@@ -53,7 +53,7 @@ class Options final {
         append(message_, "{sv}", name, "u", value);
     }
     void truth(const char* name, bool value) const {
-        append(message_, "{sv}", name, "b", value ? 1 : 0);
+        append(message_, "{sv}", name, "b", static_cast<int>(value));
     }
 
   private:
@@ -116,13 +116,11 @@ void ViewerPortalSession::listen() {
 }
 
 void ViewerPortalSession::closedHasCome(sd_bus_message* signal) {
-    if (end_ || ViewerBusLibrary::loaded().path(signal) != handle_) {
+    if (ViewerBusLibrary::loaded().path(signal) != handle_) {
         return;
     }
     if (!isOpen_) {
-        if (request_) {
-            request_->giveUpAfter(outcomeAfterClosed, Access::declined);
-        }
+        request_->giveUpAfter(outcomeAfterClosed, Access::declined);
         return;
     }
     end_ = Access::declined;
@@ -203,9 +201,7 @@ void ViewerPortalSession::close(Access reason) {
     end_ = reason;
     ended_ = nullptr;
     subscription_.reset();
-    if (request_) {
-        request_->close(reason);
-    }
+    request_->close(reason);
     sendClose();
 }
 

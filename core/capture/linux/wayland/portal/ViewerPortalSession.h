@@ -33,7 +33,7 @@ class ViewerPortalSession final : public std::enable_shared_from_this<ViewerPort
     bool isOpen() const { return isOpen_ && !end_; }
     /// `ended` runs once, when the portal ends a session that was opened.
     void whenClosed(std::function<void()> ended) { ended_ = std::move(ended); }
-    /// Ends the session, and what stands for it on the screen.
+    /// Ends the session, and what stands for it on the screen. REQUIRES: `open` was called.
     void close(ViewerCaptureAccess reason);
     /// A new descriptor, the receiver's to close, or -1. Runs once, later.
     ViewerTask<void> openRemote(Remote remote);
