@@ -21,7 +21,9 @@ void ScriptedLoginManager::callHasCome(sd_bus_message* call) {
     if (isMute) {
         return;
     }
-    if (member != "GetSession") {
+    if (talksNonsense) {
+        sd_bus_reply_method_return(call, "u", 5);
+    } else if (member != "GetSession") {
         answerProperty(call, second);
     } else if (!refusal.empty()) {
         sd_bus_reply_method_errorf(call, refusal.c_str(), "no");

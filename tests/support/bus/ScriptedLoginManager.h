@@ -33,8 +33,9 @@ class ScriptedLoginManager final {
     std::string state = "active";
     bool isRemote = false;
     bool isGone = false;
-    /// Whether nothing is answered.
+    /// Whether nothing is answered, or everything with what it should not be.
     bool isMute = false;
+    bool talksNonsense = false;
     /// What was asked for so far: "GetSession" with its argument, and names of properties.
     std::vector<std::string> asked;
 
