@@ -2,16 +2,23 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "core/runtime/ViewerCheck.h"
+#include "core/runtime/ViewerTaskHandle.h"
 #include "tests/capture/linux/wayland/portal/PortalOnBus.h"
 #include "tests/support/system/TemporaryFolder.h"
 
@@ -23,6 +30,14 @@ using testing::ElementsAre;
 std::size_t descriptors() {
     return static_cast<std::size_t>(
         std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
+/// Asks the bus for something that it answers.
+ViewerTask<void> answered(std::shared_ptr<ViewerBusConnection> connection) {
+    ViewerBusMessage call = connection->makeCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                 "org.freedesktop.DBus", "GetId");
+    constexpr std::chrono::seconds limit{1};
+    (void)co_await connection->call(std::move(call), limit);
 }
 
 /// Listens where a bus should, and says what a test says.
@@ -60,7 +75,13 @@ class FalseBus final {
     int client_ = -1;
 };
 
-class ViewerBusConnectionTest : public PortalOnBus {};
+class ViewerBusConnectionTest : public PortalOnBus {
+  protected:
+    std::shared_ptr<ViewerBusConnection> open() {
+        return ViewerBusConnection::open(ViewerBusConnection::Bus::session, loop_.get_executor(),
+                                         clock_);
+    }
+};
 
 TEST_F(ViewerBusConnectionTest, ABusThatTalksNonsenseIsNone) {
     for (const char* const text :
@@ -155,8 +176,7 @@ TEST_F(ViewerBusConnectionTest, WhatHappensElsewhereOnTheBusWakesNobody) {
 }
 
 TEST_F(ViewerBusConnectionTest, EachOfTwoThatListenToASignalIsTold) {
-    const auto connection =
-        ViewerBusConnection::open(ViewerBusConnection::Bus::session, loop_.get_executor(), clock_);
+    const auto connection = open();
     ASSERT_NE(connection, nullptr);
     const std::string rule = "type='signal',interface='com.example.Passer'";
     int told = 0;
@@ -173,9 +193,69 @@ TEST_F(ViewerBusConnectionTest, EachOfTwoThatListenToASignalIsTold) {
     connection->close();
 }
 
+TEST_F(ViewerBusConnectionTest, AFloodOfSignalsLeavesOthersOfTheLoopTheirTurn) {
+    constexpr int all = 200;
+    const auto connection = open();
+    ASSERT_NE(connection, nullptr);
+    int told = 0;
+    const auto subscription = connection->subscribe("type='signal',interface='com.example.Passer'",
+                                                    [&told](sd_bus_message*) { ++told; });
+    settle();
+    BusPeer passer(bus_.address(), {"com.example.Passer"}, nullptr);
+    for (int i = 0; i < all; ++i) {
+        passer.emit("", "/com/example", "com.example.Passer", "Passed", nullptr);
+    }
+    sd_bus_flush(passer.bus());
+    // A bus passes on a few of them at a time, between two answers.
+    for (int i = 0; i < all; ++i) {
+        portal_->ping();
+    }
+
+    int mostAtOnce = 0;
+    const auto isAllTold = [&] {
+        loop_.restart();
+        const int before = told;
+        (void)loop_.poll_one();
+        mostAtOnce = std::max(mostAtOnce, told - before);
+        return told == all;
+    };
+    EXPECT_TRUE(until(isAllTold));
+    EXPECT_LT(mostAtOnce, all);
+    connection->close();
+}
+
+TEST_F(ViewerBusConnectionTest, AConnectionHasANameFromTheFirstAnswerOfTheBusOnUntilItIsLost) {
+    const auto connection = open();
+    ASSERT_NE(connection, nullptr);
+    EXPECT_EQ(connection->uniqueName(), "");
+    std::optional<std::string> lastName;
+    const auto subscription =
+        connection->subscribe("type='signal',interface='org.freedesktop.DBus.Local'",
+                              [&](sd_bus_message*) { lastName = connection->uniqueName(); });
+    (void)startTask(loop_.get_executor(), answered(connection));
+    EXPECT_TRUE(until([&] { return !connection->uniqueName().empty(); }));
+    bus_.kill();
+    portal_.reset();
+    EXPECT_TRUE(until([&] { return lastName.has_value(); }));
+    EXPECT_EQ(lastName, "");
+}
+
+TEST_F(ViewerBusConnectionTest, AConnectionThatTheLoopCannotWaitForIsNone) {
+    open()->close();  // leaves what the library and the loop keep
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int next = ::dup(0);
+    ::close(next);
+    rlimit few = before;
+    few.rlim_cur = static_cast<rlim_t>(next) + 1;  // the library takes the only one that is left
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const auto connection = open();
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(connection, nullptr);
+}
+
 TEST_F(ViewerBusConnectionTest, ACallOnAClosedConnectionIsAnsweredAtOnce) {
-    const auto connection =
-        ViewerBusConnection::open(ViewerBusConnection::Bus::session, loop_.get_executor(), clock_);
+    const auto connection = open();
     ASSERT_NE(connection, nullptr);
     connection->close();
     EXPECT_EQ(connection->makeCall("a.b", "/", "a.b", "c"), nullptr);
