@@ -199,6 +199,10 @@ void ScriptedPortal::answerRequest(const std::string& member, sd_bus_message* ca
     if (member == "CreateSession") {
         session = objectOf(client, "session", options[member]["session_handle_token"]);
     }
+    if (held.count(member) != 0) {
+        heldCall_.reset(sd_bus_message_ref(call));
+        return;
+    }
     const bool isDecided = undecided.count(member) == 0;
     if (tellsOutcomeFirst && isDecided) {
         respond(member);
@@ -207,6 +211,11 @@ void ScriptedPortal::answerRequest(const std::string& member, sd_bus_message* ca
     if (!tellsOutcomeFirst && isDecided) {
         respond(member);
     }
+}
+
+void ScriptedPortal::answerHeld() {
+    check(sd_bus_reply_method_return(heldCall_.get(), "o", request.c_str()));
+    heldCall_.reset();
 }
 
 void ScriptedPortal::readOptions(const std::string& member, sd_bus_message* call) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -35,6 +36,8 @@ class ScriptedPortal final {
     /// Tells an undecided outcome: of "Start", what the person answers the dialog.
     void decide(const std::string& call, std::uint32_t outcome);
     void answerDialog(std::uint32_t outcome) { decide("Start", outcome); }
+    /// Answers the request that was held back.
+    void answerHeld();
     /// Ends the session that was made last.
     void closeSession();
     /// Tells an outcome of the request that was made last, as whoever `sender` is.
@@ -56,6 +59,8 @@ class ScriptedPortal final {
     std::map<std::string, std::string> errors;
     std::set<std::string> undecided;
     std::map<std::string, std::uint32_t> outcomes;
+    /// Requests whose answers wait until a test lets them go; their outcomes are undecided.
+    std::set<std::string> held;
     /// Takes the place of everything that a Response says.
     std::map<std::string, Writer> responses;
     std::optional<std::uint32_t> sourceTypes = 7;
@@ -81,6 +86,10 @@ class ScriptedPortal final {
 
   private:
     void callHasCome(sd_bus_message* call);
+    struct Release final {
+        void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+    };
+
     void answerRegister(sd_bus_message* call);
     void answerProperties(sd_bus_message* call) const;
     void answerRequest(const std::string& name, sd_bus_message* call);
@@ -90,6 +99,8 @@ class ScriptedPortal final {
     void writeResults(const std::string& name, sd_bus_message* signal) const;
 
     BusPeer peer_;
+    /// The call that was held back last.
+    std::unique_ptr<sd_bus_message, Release> heldCall_;
 };
 
 }  // namespace velmora

@@ -5,6 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -194,6 +195,55 @@ TEST_F(ViewerDesktopLockTest, TheHintOfTheLoginManagerIsToldWhereThereIsNoScreen
     tellHint(manager, "org.freedesktop.login1.Session", "LockedHint", false);
     EXPECT_TRUE(until([this] { return told_.size() == 2; }));
     EXPECT_THAT(told_, ElementsAre(true, false));
+}
+
+TEST_F(ViewerDesktopLockTest, TheHintOfTheLoginManagerIsToldWithoutASessionBusToo) {
+    environment_.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+    BusPeer& manager = addLoginManager();
+    watch();
+    tellHint(manager, "org.freedesktop.login1.Session", "LockedHint", true);
+    EXPECT_TRUE(until([this] { return !told_.empty(); }));
+    EXPECT_THAT(told_, ElementsAre(true));
+}
+
+TEST_F(ViewerDesktopLockTest, AScreenSaverThatTellsNoTruthTellsNothing) {
+    BusPeer& saver = addScreenSaver(gnome);
+    watch();
+    saver.emit("", "/ScreenSaver", gnome, "ActiveChanged",
+               [](sd_bus_message* signal) { sd_bus_message_append(signal, "s", "active"); });
+    tellActive(saver, gnome, true);
+    EXPECT_TRUE(until([this] { return !told_.empty(); }));
+    EXPECT_THAT(told_, ElementsAre(true));
+}
+
+TEST_F(ViewerDesktopLockTest, ALoginManagerThatTellsNoHintTellsNothing) {
+    BusPeer& manager = addLoginManager();
+    watch();
+    const auto tell = [&manager](const std::function<void(sd_bus_message*)>& write) {
+        manager.emit("", loginSession, "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                     write);
+    };
+    constexpr const char* interface = "org.freedesktop.login1.Session";
+    tell([](sd_bus_message*) {});
+    tell([](sd_bus_message* signal) { sd_bus_message_append(signal, "u", 5); });
+    tell([](sd_bus_message* signal) { sd_bus_message_append(signal, "ss", interface, "x"); });
+    tell([](sd_bus_message* signal) {
+        sd_bus_message_append(signal, "sa{sv}", interface, 1, "LockedHint", "s", "locked");
+    });
+    tell([](sd_bus_message* signal) {
+        sd_bus_message_append(signal, "sa{sv}", interface, 2, "LockedHint", "u", 0, "LockedHint",
+                              "b", 1);
+    });
+    EXPECT_TRUE(until([this] { return !told_.empty(); }));
+    EXPECT_THAT(told_, ElementsAre(true));
+}
+
+TEST_F(ViewerDesktopLockTest, WhoOnlyAsksIsToldNoChange) {
+    BusPeer& manager = addLoginManager();
+    EXPECT_EQ(state(), LockState::unlocked);
+    tellHint(manager, "org.freedesktop.login1.Session", "LockedHint", true);
+    settle();
+    EXPECT_THAT(told_, IsEmpty());
 }
 
 TEST_F(ViewerDesktopLockTest, AfterTheEndNothingIsTold) {

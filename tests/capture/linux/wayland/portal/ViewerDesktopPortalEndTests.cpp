@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/capture/linux/wayland/portal/ViewerDesktopPortal.h"
 #include "tests/capture/linux/wayland/portal/PortalOnBus.h"
 
 namespace velmora {
@@ -20,6 +21,51 @@ using testing::IsEmpty;
 
 /// Portals and buses that do not answer in time, or end, and hosts that end.
 class ViewerDesktopPortalEndTest : public PortalOnBus {};
+
+/// A portal whose sessions end without anybody who watches.
+class UnwatchedDesktopPortalTest : public PortalOnBus {
+  public:
+    ~UnwatchedDesktopPortalTest() override { desktop_->end(); }
+
+  protected:
+    void open() {
+        desktop_->open("", [this](const ViewerScreenCastPortal::Answer& answer) {
+            answers_.push_back(answer.access);
+        });
+        EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+        EXPECT_THAT(answers_, ElementsAre(Access::granted));
+        settle();
+    }
+    int descriptor() {
+        std::optional<int> received;
+        desktop_->openRemote([&](int descriptor) { received = descriptor; });
+        EXPECT_TRUE(until([&] { return received.has_value(); }));
+        return received.value_or(0);
+    }
+
+    const std::shared_ptr<ViewerDesktopPortal> desktop_ = std::make_shared<ViewerDesktopPortal>(
+        std::make_shared<ViewerLazyBus>(ViewerBusConnection::Bus::session, loop_.get_executor(),
+                                        clock_),
+        loop_.get_executor(), clock_);
+};
+
+TEST_F(UnwatchedDesktopPortalTest, ASessionThatIsClosedHasNoDescriptor) {
+    EXPECT_FALSE(desktop_->hasSentToken());
+    open();
+    portal_->closeSession();
+    settle();
+    EXPECT_EQ(descriptor(), -1);
+    EXPECT_FALSE(wasAsked("OpenPipeWireRemote"));
+}
+
+TEST_F(UnwatchedDesktopPortalTest, ASessionWhosePortalGoesHasNoDescriptor) {
+    open();
+    portal_->leave();
+    portal_->comeBack();
+    settle();
+    EXPECT_EQ(descriptor(), -1);
+    EXPECT_FALSE(wasAsked("OpenPipeWireRemote"));
+}
 
 TEST_F(ViewerDesktopPortalEndTest, WithoutABusThePortalIsMissing) {
     for (const char* const address : {"unix:path=/nonexistent", "nonsense", ""}) {
@@ -151,6 +197,25 @@ TEST_F(ViewerDesktopPortalEndTest, ABusThatEndsTakesThePortalWithIt) {
     EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
 }
 
+TEST_F(ViewerDesktopPortalEndTest, ABusThatEndsRightAfterAnAnswerTakesThePortalWithIt) {
+    for (const char* const call : {"Register", "GetAll", "CreateSession", "SelectSources"}) {
+        SCOPED_TRACE(call);
+        PrivateBus bus;
+        environment_.set("DBUS_SESSION_BUS_ADDRESS", bus.address());
+        portal_.emplace(bus);
+        makeConsent();
+        request();
+        EXPECT_TRUE(until([&] { return wasAsked(call); }));
+        // The answer and the end of the bus are there when the loop looks next.
+        portal_->ping();
+        portal_->ping();
+        bus.kill();
+        portal_.reset();
+        EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+        EXPECT_THAT(answers_, ElementsAre(Access::portalMissing));
+    }
+}
+
 TEST_F(ViewerDesktopPortalEndTest, ABusThatEndsDuringTheDialogEndsTheWait) {
     openDialog();
     bus_.kill();
@@ -234,6 +299,32 @@ TEST_F(ViewerDesktopPortalEndTest, APortalThatGoesDuringTheDialogHasToBeRestarte
     portal_->calls.clear();
     EXPECT_TRUE(until([this] { return !portal_->calls.empty(); }));
     EXPECT_THAT(portal_->calls, ElementsAre("Register"));
+}
+
+TEST_F(ViewerDesktopPortalEndTest, ASessionThatIsMadeWhenItsPortalGoesIsClosed) {
+    portal_->undecided = {"CreateSession"};
+    request();
+    EXPECT_TRUE(until([this] { return wasAsked("CreateSession"); }));
+    settle();
+    portal_->decide("CreateSession", ScriptedPortal::granted);
+    portal_->leave();
+    portal_->comeBack();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    settle();
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->session));
+    EXPECT_FALSE(wasAsked("SelectSources"));
+}
+
+TEST_F(ViewerDesktopPortalEndTest, APortalThatGoesTwiceAtOnceHasItsSessionClosedOnce) {
+    openDialog();
+    for (int i = 0; i < 2; ++i) {
+        portal_->leave();
+        portal_->comeBack();
+    }
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    settle();
+    EXPECT_THAT(portal_->closed, ElementsAre(portal_->request, portal_->session));
 }
 
 TEST_F(ViewerDesktopPortalEndTest, AnotherSessionsEndIsNotThisOnes) {

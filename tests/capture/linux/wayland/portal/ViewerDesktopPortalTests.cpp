@@ -93,6 +93,20 @@ TEST_F(ViewerDesktopPortalTest, TellsWhatThePortalOfWlrootsTells) {
                 ElementsAre(stream(33, ViewerLogicalPosition{0, 0}, {1280, 720}, 2)));
 }
 
+TEST_F(ViewerDesktopPortalTest, OfAPortalWithoutWindowsOnlyAWindowIsAMonitorAfterAll) {
+    constexpr std::uint32_t virtualScreen = 4;
+    portal_->sourceTypes = 1;
+    portal_->streams = [](sd_bus_message* results) {
+        sd_bus_message_append(results, "{sv}", "streams", "a(ua{sv})", 2,  //
+                              33, 1, "source_type", "u", 2,                //
+                              34, 1, "source_type", "u", virtualScreen);
+    };
+    grant();
+    ASSERT_EQ(consent_->grant()->streams.size(), 2U);
+    EXPECT_EQ(consent_->grant()->streams[0].sourceType, ViewerGrantedStream::monitor);
+    EXPECT_EQ(consent_->grant()->streams[1].sourceType, virtualScreen);
+}
+
 TEST_F(ViewerDesktopPortalTest, APortalThatKnowsNoRegistryOrNoDesktopFileIsAskedAllTheSame) {
     portal_->errors["Register"] = "org.freedesktop.DBus.Error.UnknownMethod";
     grant();
@@ -232,6 +246,19 @@ TEST_F(ViewerDesktopPortalTest, ALockBeforeTheTokenIsSentSendsNone) {
     EXPECT_EQ(timesAsked("SelectSources"), 1U);
 }
 
+TEST_F(ViewerDesktopPortalTest, ALockBeforeARenewalHasASessionSendsNoToken) {
+    BusPeer& saver = addScreenSaver();
+    grant();
+    interrupt();
+    portal_->mute.insert("GetAll");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("GetAll") == 2; }));
+    lock(saver);
+    pass(1h);
+    EXPECT_EQ(consent_->state(), State::interrupted);
+    EXPECT_EQ(timesAsked("CreateSession"), 1U);
+}
+
 TEST_F(ViewerDesktopPortalTest, ALockAfterTheTokenIsSentLeavesTheRenewalItsFourSeconds) {
     BusPeer& saver = addScreenSaver();
     grant();
@@ -266,6 +293,12 @@ TEST_F(ViewerDesktopPortalTest, HandsOutNoDescriptorWithoutASession) {
     EXPECT_EQ(remote(), -1);
     interrupt();
     EXPECT_EQ(remote(), -1);
+}
+
+TEST_F(ViewerDesktopPortalTest, HandsOutNoDescriptorDuringTheDialog) {
+    openDialog();
+    EXPECT_EQ(remote(), -1);
+    EXPECT_FALSE(wasAsked("OpenPipeWireRemote"));
 }
 
 TEST_F(ViewerDesktopPortalTest, ADescriptorHasFourSecondsToCome) {

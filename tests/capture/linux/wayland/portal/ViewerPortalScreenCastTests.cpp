@@ -61,6 +61,14 @@ TEST(ViewerPortalScreenCast, TellsWhyThereIsNoGrant) {
     }
 }
 
+TEST(ViewerPortalScreenCast, ASessionEndsAsWellWhereNobodyWatches) {
+    ConsentWorld at;
+    at.consent->watch(nullptr);
+    at.grantWith("a");
+    at.close();
+    EXPECT_EQ(at.state(), State::interrupted);
+}
+
 TEST(ViewerPortalScreenCast, ASessionClosedWithoutACauseIsStoppedByThePersonAfterThreeSeconds) {
     ConsentWorld at;
     at.grantWith("a");
