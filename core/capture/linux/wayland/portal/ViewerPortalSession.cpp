@@ -101,6 +101,10 @@ ViewerTask<ViewerPortalResponse> ViewerPortalSession::open(std::string token, bo
     if (answer.access == Access::granted && !answer.streams) {
         answer = Response::failure(Access::portalSilent);
     }
+    // What is granted in a session that is gone by now is nothing.
+    if (answer.access == Access::granted && wasClosedEarly_) {
+        answer = Response::failure(Access::declined);
+    }
     isOpen_ = answer.access == Access::granted;
     if (!isOpen_) {
         close(answer.access);
@@ -120,6 +124,7 @@ void ViewerPortalSession::closedHasCome(sd_bus_message* signal) {
         return;
     }
     if (!isOpen_) {
+        wasClosedEarly_ = true;
         request_->giveUpAfter(outcomeAfterClosed, Access::declined);
         return;
     }

@@ -62,6 +62,8 @@ class ViewerPortalSession final : public std::enable_shared_from_this<ViewerPort
     std::string handle_;
     bool hasSentToken_ = false;
     bool isOpen_ = false;
+    /// Whether the portal closed the session before it was open.
+    bool wasClosedEarly_ = false;
     /// Whose end it was, as an access.
     std::optional<ViewerCaptureAccess> end_;
     std::function<void()> ended_;

@@ -290,6 +290,28 @@ TEST_F(ViewerDesktopPortalEndTest, ASessionThatIsClosedJustBeforeItsOutcomeHasTh
     EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
 }
 
+TEST_F(ViewerDesktopPortalEndTest, WhatIsGrantedInAClosedSessionIsDeclined) {
+    openDialog();
+    portal_->closeSession();
+    settle();
+    portal_->answerDialog(ScriptedPortal::granted);
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    EXPECT_THAT(answers_, ElementsAre(Access::declined));
+    EXPECT_EQ(consent_->state(), State::none);
+}
+
+TEST_F(ViewerDesktopPortalEndTest, ASessionThatIsClosedAsSoonAsItIsGrantedIsDeclined) {
+    openDialog();
+    // Both are there when the loop looks next.
+    portal_->answerDialog(ScriptedPortal::granted);
+    portal_->closeSession();
+    portal_->ping();
+    portal_->ping();
+    pass(1s);
+    EXPECT_THAT(answers_, ElementsAre(Access::declined));
+    EXPECT_EQ(consent_->state(), State::none);
+}
+
 TEST_F(ViewerDesktopPortalEndTest, APortalThatGoesDuringTheDialogHasToBeRestarted) {
     openDialog();
     portal_->leave();
