@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 // Highway compiles the rest of this file once for each set of instructions.
 #undef HWY_TARGET_INCLUDE
@@ -22,6 +23,10 @@ using ViewerAreaKernels::Rows;
 
 constexpr std::size_t channels = 4;
 constexpr std::size_t pixelsPerPair = ViewerAreaColumns::pixelsPerPair;
+
+/// A number for which the compiler may unroll: passed where any other is a plain `std::size_t`.
+template <std::size_t number>
+constexpr std::integral_constant<std::size_t, number> fixed{};
 
 /// How far ahead of what is summed a row is asked for, since the processor does not foresee the way
 /// through several rows at once.
@@ -130,17 +135,17 @@ HWY_INLINE void averagePixel(std::int32_t bias, int shift, const std::int16_t* w
     }
 }
 
-/// Target pixels of whole source pixels, `begin` to `end`.
-template <std::size_t fixedCount>
-HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, std::size_t begin,
-                                   std::size_t end, const std::int16_t* sums,
+/// Target pixels of whole source pixels, `begin` to `end`; of `count` in a row of one.
+template <class Count>
+HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, Count count,
+                                   std::size_t begin, std::size_t end, const std::int16_t* sums,
                                    std::uint8_t* pixels) {
     for (std::size_t index = begin; index < end; ++index) {
         for (std::size_t channel = 0; channel < channels; ++channel) {
             std::uint32_t total = whole.bias;
-            for (std::size_t source = 0; source < whole.count; ++source) {
-                total += static_cast<std::uint16_t>(
-                    sums[(index * whole.count + source) * channels + channel]);
+            for (std::size_t source = 0; source < count; ++source) {
+                total +=
+                    static_cast<std::uint16_t>(sums[(index * count + source) * channels + channel]);
             }
             pixels[index * channels + channel] =
                 static_cast<std::uint8_t>((total * whole.reciprocal >> 16) >> whole.shift);
@@ -192,17 +197,16 @@ HWY_INLINE hn::Vec<DSums> sumOfPixels(const std::uint16_t* sums, std::size_t cou
     return total;
 }
 
-/// Target pixels of whole source pixels, `begin` to `end`, two at a time. `fixedCount` is the
-/// number of source pixels in a row of one where the compiler may unroll for it, or 0.
-template <std::size_t fixedCount>
-HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, std::size_t begin,
-                                   std::size_t end, const std::int16_t* sums,
+/// Target pixels of whole source pixels, `begin` to `end`, two at a time; of `count` source
+/// pixels in a row of one.
+template <class Count>
+HWY_INLINE void averageWholePixels(const ViewerAreaColumns::Whole& whole, Count count,
+                                   std::size_t begin, std::size_t end, const std::int16_t* sums,
                                    std::uint8_t* pixels) {
     const DSums d;
     const hn::RebindToSigned<DSums> dSigned;
     const hn::Rebind<std::uint8_t, DSums> dTwo;
     const hn::Half<decltype(dTwo)> dOne;
-    const std::size_t count = fixedCount == 0 ? whole.count : fixedCount;
     const auto bias = hn::Set(d, whole.bias);
     const auto reciprocal = hn::Set(d, whole.reciprocal);
     const int shift = whole.shift;
@@ -249,15 +253,13 @@ HWY_INLINE void averageInPortions(const ViewerAreaColumns& columns, std::size_t 
     }
 }
 
-/// `fixedPairs` is the number of pairs where the compiler may unroll for it, or 0.
-template <std::size_t fixedPairs>
-HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t target,
-                                   std::size_t count, const std::int16_t* sums,
+template <class Pairs>
+HWY_INLINE void averageColumnsWith(Pairs pairs, const ViewerAreaColumns& columns,
+                                   std::size_t target, std::size_t count, const std::int16_t* sums,
                                    std::uint8_t* pixels, const Rows& next) {
     // Copies, because the pixels written could be the original for all the compiler knows.
     const std::int32_t bias = columns.bias;
     const int shift = columns.shift;
-    const std::size_t pairs = fixedPairs == 0 ? columns.pairs : fixedPairs;
     const std::int64_t* const firstSource = columns.firstSource.data() + target;
     const std::int16_t* const weights = columns.weights.data() + target * pairs * pixelsPerPair;
     const std::int64_t origin = *firstSource;
@@ -273,14 +275,15 @@ HWY_INLINE void averageColumnsWith(const ViewerAreaColumns& columns, std::size_t
         });
 }
 
-template <std::size_t fixedCount>
-HWY_INLINE void averageWholeColumnsWith(const ViewerAreaColumns& columns, std::size_t target,
-                                        std::size_t count, const std::int16_t* sums,
-                                        std::uint8_t* pixels, const Rows& next) {
+template <class Count>
+HWY_INLINE void averageWholeColumnsWith(Count pixelCount, const ViewerAreaColumns& columns,
+                                        std::size_t target, std::size_t count,
+                                        const std::int16_t* sums, std::uint8_t* pixels,
+                                        const Rows& next) {
     const ViewerAreaColumns::Whole whole = *columns.whole;
     averageInPortions(columns, target, count, next,
                       [=](std::size_t begin, std::size_t end) HWY_ATTR {
-                          averageWholePixels<fixedCount>(whole, begin, end, sums, pixels);
+                          averageWholePixels(whole, pixelCount, begin, end, sums, pixels);
                       });
 }
 
@@ -288,15 +291,16 @@ void averageWholeColumns(const ViewerAreaColumns& columns, std::size_t target, s
                          const std::int16_t* sums, std::uint8_t* pixels, const Rows& next) {
     switch (columns.whole->count) {
         case 2:
-            return averageWholeColumnsWith<2>(columns, target, count, sums, pixels, next);
+            return averageWholeColumnsWith(fixed<2>, columns, target, count, sums, pixels, next);
         case 3:
-            return averageWholeColumnsWith<3>(columns, target, count, sums, pixels, next);
+            return averageWholeColumnsWith(fixed<3>, columns, target, count, sums, pixels, next);
         case 4:
-            return averageWholeColumnsWith<4>(columns, target, count, sums, pixels, next);
+            return averageWholeColumnsWith(fixed<4>, columns, target, count, sums, pixels, next);
         case 6:
-            return averageWholeColumnsWith<6>(columns, target, count, sums, pixels, next);
+            return averageWholeColumnsWith(fixed<6>, columns, target, count, sums, pixels, next);
         default:
-            return averageWholeColumnsWith<0>(columns, target, count, sums, pixels, next);
+            return averageWholeColumnsWith(columns.whole->count, columns, target, count, sums,
+                                           pixels, next);
     }
 }
 
@@ -307,15 +311,15 @@ void averageColumnsKernel(const ViewerAreaColumns& columns, std::size_t target, 
     }
     switch (columns.pairs) {
         case 1:
-            return averageColumnsWith<1>(columns, target, count, sums, pixels, next);
+            return averageColumnsWith(fixed<1>, columns, target, count, sums, pixels, next);
         case 2:
-            return averageColumnsWith<2>(columns, target, count, sums, pixels, next);
+            return averageColumnsWith(fixed<2>, columns, target, count, sums, pixels, next);
         case 3:
-            return averageColumnsWith<3>(columns, target, count, sums, pixels, next);
+            return averageColumnsWith(fixed<3>, columns, target, count, sums, pixels, next);
         case 4:
-            return averageColumnsWith<4>(columns, target, count, sums, pixels, next);
+            return averageColumnsWith(fixed<4>, columns, target, count, sums, pixels, next);
         default:
-            return averageColumnsWith<0>(columns, target, count, sums, pixels, next);
+            return averageColumnsWith(columns.pairs, columns, target, count, sums, pixels, next);
     }
 }
 
