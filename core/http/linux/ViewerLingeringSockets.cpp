@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "core/runtime/ViewerIfAlive.h"
+
 namespace velmora {
 
 namespace {
@@ -29,21 +31,19 @@ ssize_t throwAway(const ViewerSocketDescriptor& socket) {
 
 }  // namespace
 
-/// A half-closed socket whose input is thrown away.
+/// A half-closed socket whose input is thrown away. Its owner alone keeps it.
 class ViewerLingeringSockets::Drained final : public ViewerWatchedSocket,
                                               public std::enable_shared_from_this<Drained> {
   public:
     Drained(ViewerLingeringSockets& owner, std::uint64_t number, ViewerSocketDescriptor socket,
             Instant deadline)
-        : owner_(owner.weak_from_this()),
-          number_(number),
-          socket_(std::move(socket)),
-          deadline_(deadline) {}
+        : owner_(owner), number_(number), socket_(std::move(socket)), deadline_(deadline) {}
 
     void proceed() override {
-        const auto owner = owner_.lock();
-        const auto set = owner ? owner->set_.lock() : nullptr;
-        if (!set || !socket_.isOpen()) {
+        // The timer may hold it alone, and goes with the last socket.
+        const auto owner = owner_.shared_from_this();
+        const auto set = owner->set_.lock();
+        if (!set) {
             return;
         }
         for (int call = 0; call < callsInARow; ++call) {
@@ -62,8 +62,7 @@ class ViewerLingeringSockets::Drained final : public ViewerWatchedSocket,
     }
 
     ViewerSocketDescriptor release() {
-        const auto owner = owner_.lock();
-        const auto set = owner ? owner->set_.lock() : nullptr;
+        const auto set = owner_.set_.lock();
         if (set && isWatched_) {
             set->forget(socket_.number());
         }
@@ -78,7 +77,7 @@ class ViewerLingeringSockets::Drained final : public ViewerWatchedSocket,
         }
     }
 
-    const std::weak_ptr<ViewerLingeringSockets> owner_;
+    ViewerLingeringSockets& owner_;
     const std::uint64_t number_;
     ViewerSocketDescriptor socket_;
     const Instant deadline_;
@@ -98,8 +97,8 @@ ViewerLingeringSockets::ViewerLingeringSockets(const std::shared_ptr<ViewerSocke
 ViewerLingeringSockets::~ViewerLingeringSockets() = default;
 
 void ViewerLingeringSockets::linger(ViewerSocketDescriptor socket) {
-    const auto clock = clock_.lock();
-    if (!clock || !halfClose(socket)) {
+    const auto clock = halfClose(socket);
+    if (!clock) {
         close(std::move(socket));
         return;
     }
@@ -108,7 +107,7 @@ void ViewerLingeringSockets::linger(ViewerSocketDescriptor socket) {
     }
     const Instant deadline = clock->now() + lingerTime;
     recent_.push_back({std::move(socket), deadline});
-    awaitNext(deadline);
+    awaitNext(*clock, deadline);
     noteRoom();
 }
 
@@ -127,8 +126,8 @@ void ViewerLingeringSockets::lookAtOldestRecent() {
 }
 
 void ViewerLingeringSockets::drain(ViewerSocketDescriptor socket) {
-    const auto clock = clock_.lock();
-    if (!clock || !halfClose(socket)) {
+    const auto clock = halfClose(socket);
+    if (!clock) {
         close(std::move(socket));
         return;
     }
@@ -139,7 +138,7 @@ void ViewerLingeringSockets::drain(ViewerSocketDescriptor socket) {
     const Instant deadline = clock->now() + lingerTime;
     const auto drained = std::make_shared<Drained>(*this, number, std::move(socket), deadline);
     drained_.emplace(number, drained);
-    awaitNext(deadline);
+    awaitNext(*clock, deadline);
     drained->proceed();
     noteRoom();
 }
@@ -172,9 +171,9 @@ void ViewerLingeringSockets::noteRoom() {
     }
 }
 
-/// False when the peer has reset the connection: nothing is left to protect.
-bool ViewerLingeringSockets::halfClose(ViewerSocketDescriptor& socket) {
-    return ::shutdown(socket.number(), SHUT_WR) == 0;
+std::shared_ptr<ViewerContinuousClock> ViewerLingeringSockets::halfClose(
+    const ViewerSocketDescriptor& socket) {
+    return ::shutdown(socket.number(), SHUT_WR) == 0 ? clock_.lock() : nullptr;
 }
 
 void ViewerLingeringSockets::drainedToTheEnd(std::uint64_t number) {
@@ -209,34 +208,31 @@ std::optional<ViewerLingeringSockets::Instant> ViewerLingeringSockets::nextDeadl
     return next;
 }
 
-void ViewerLingeringSockets::awaitNext(Instant notBefore) {
-    const auto clock = clock_.lock();
+void ViewerLingeringSockets::awaitNext(ViewerContinuousClock& clock, Instant notBefore) {
     const auto next = nextDeadline();
-    if (timer_ || !clock || !next) {
+    if (timer_ || !next) {
         return;
     }
-    timer_ = clock->schedule(std::max(*next, notBefore), queue_, [self = shared_from_this()] {
-        self->timer_.reset();
-        self->closeExpired();
-    });
+    timer_ =
+        clock.schedule(std::max(*next, notBefore), queue_,
+                       ifAlive(clock_, [self = shared_from_this()](ViewerContinuousClock& same) {
+                           self->timer_.reset();
+                           self->closeExpired(same);
+                       }));
 }
 
-void ViewerLingeringSockets::closeExpired() {
-    const auto clock = clock_.lock();
-    if (!clock) {
-        return;
-    }
-    const Instant now = clock->now();
+void ViewerLingeringSockets::closeExpired(ViewerContinuousClock& clock) {
+    const Instant now = clock.now();
     for (auto next = nextDeadline(); next && *next <= now; next = nextDeadline()) {
         (void)closeOldest();  // there is one
     }
-    awaitNext(now + closingInterval);
+    awaitNext(clock, now + closingInterval);
 }
 
 void ViewerLingeringSockets::endWait() {
-    const auto clock = clock_.lock();
-    if (timer_ && clock && !nextDeadline()) {
-        clock->withdraw(*std::exchange(timer_, std::nullopt));
+    if (timer_ && !nextDeadline()) {
+        const auto withdraw = ifAlive(clock_, &ViewerContinuousClock::withdraw);
+        withdraw(*std::exchange(timer_, std::nullopt));
     }
 }
 

@@ -62,7 +62,9 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
         Instant deadline;
     };
 
-    bool halfClose(ViewerSocketDescriptor& socket);
+    /// The clock by which the socket may linger now; null when there is nothing to linger for: its
+    /// peer has reset the connection, or everything ends.
+    std::shared_ptr<ViewerContinuousClock> halfClose(const ViewerSocketDescriptor& socket);
     /// Closes it if its peer has ended or reset it, else leaves it alone until its time ends.
     void lookAtOldestRecent();
     void drainedToTheEnd(std::uint64_t number);
@@ -70,8 +72,8 @@ class ViewerLingeringSockets final : public std::enable_shared_from_this<ViewerL
     void closeOldestDrained();
     /// Of all that linger; nothing without any.
     std::optional<Instant> nextDeadline() const;
-    void awaitNext(Instant notBefore);
-    void closeExpired();
+    void awaitNext(ViewerContinuousClock& clock, Instant notBefore);
+    void closeExpired(ViewerContinuousClock& clock);
     void endWait();
 
     /// Not shared: the clock, which may outlive the loop, holds this while sockets linger.

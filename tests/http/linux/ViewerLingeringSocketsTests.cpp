@@ -312,6 +312,46 @@ TEST(ViewerLingeringSockets, LiveOnWithoutAnOwnerWhileTheyLinger) {
     EXPECT_TRUE(weak.expired());
 }
 
+TEST(ViewerLingeringSockets, CloseASocketInTimeThoughNobodyWatchesItAnyMore) {
+    LingeringWorld world;
+    SocketClient before = world.drain();
+    world.loop.run([&] { world.set.reset(); });
+    SocketClient after = world.drain();
+    EXPECT_EQ(world.count(), 2U);
+    world.clock->advance(std::chrono::seconds(2));
+    EXPECT_EQ(world.count(), 0U);
+    EXPECT_TRUE(isClosed(before));
+    EXPECT_TRUE(isClosed(after));
+}
+
+TEST(ViewerLingeringSockets, CloseASocketAtOnceWhenTheClockHasGone) {
+    LingeringWorld world;
+    world.loop.run([&] { world.clock.reset(); });
+    SocketClient unread = world.linger();
+    SocketClient drained = world.drain();
+    EXPECT_EQ(world.log.count("room"), 2U);
+    EXPECT_TRUE(isClosed(unread));
+    EXPECT_TRUE(isClosed(drained));
+}
+
+TEST(ViewerLingeringSockets, TakeInWhatComesThoughTheClockHasGone) {
+    LingeringWorld world;
+    SocketClient client = world.drain();
+    world.loop.run([&] { world.clock.reset(); });
+    client.endSending();
+    EXPECT_TRUE(world.log.waitFor("room", 2));
+    EXPECT_EQ(world.count(), 0U);
+}
+
+TEST(ViewerLingeringSockets, NeedNobodyWhoHearsOfRoom) {
+    LingeringWorld world;
+    world.sockets->setRoomHandler(nullptr);
+    SocketClient client = world.drain();
+    world.clock->advance(std::chrono::seconds(2));
+    world.loop.run([] {});
+    EXPECT_TRUE(isClosed(client));
+}
+
 TEST(ViewerLingeringSockets, DoNotKeepTheirLoopFromStopping) {
     LingeringWorld world;
     SocketClient client = world.linger();
