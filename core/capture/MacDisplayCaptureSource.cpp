@@ -63,8 +63,7 @@ class DisplayOrder final {
 
   private:
     bool isMain(const ViewerHostDisplay& display) const {
-        const auto found = nativeDisplays_.find(display.id);
-        return found != nativeDisplays_.end() && found->second.isMain;
+        return nativeDisplays_.at(display.id).isMain;
     }
 
     const NativeDisplays& nativeDisplays_;

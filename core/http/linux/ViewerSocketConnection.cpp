@@ -84,7 +84,7 @@ void ViewerSocketConnection::proceedOnce() {
             receiver->connectionDidSend();
         }
     }
-    if (isStateDue_ && isCancelled_) {
+    if (isStateDue_) {
         reportState(ViewerConnectionState::cancelled);
     }
 }

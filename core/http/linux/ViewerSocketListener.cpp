@@ -215,7 +215,7 @@ void ViewerSocketListener::stopAccepting() {
         clock_->withdraw(*std::exchange(pause_, std::nullopt));
     }
     port_ = 0;
-    if (listening_ && set_) {
+    if (listening_) {
         set_->forget(listening_->descriptor());
     }
     listening_.reset();
