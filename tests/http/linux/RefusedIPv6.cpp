@@ -7,12 +7,12 @@
 #include <sys/syscall.h>
 
 #include <array>
-#include <cerrno>
 #include <cstddef>
+#include <cstdint>
 
 namespace velmora {
 
-bool refuseIPv6() {
+bool refuseIPv6(int error) {
     // The low half of the first argument, on a little-endian machine.
     constexpr auto family = offsetof(seccomp_data, args);
     std::array<sock_filter, 6> program{{
@@ -20,7 +20,7 @@ bool refuseIPv6() {
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 3),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, family),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_INET6, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAFNOSUPPORT),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     }};
     const sock_fprog filter{program.size(), program.data()};

@@ -79,6 +79,8 @@ TEST_P(ViewerListenFailure, NamesThePortAndTheSystemsReasonAndIsTheListenersOwn)
 INSTANTIATE_TEST_SUITE_P(
     Calls, ViewerListenFailure,
     testing::Values(Refusal{SYS_socket, EMFILE, "Too many open files", 9090},
+                    Refusal{SYS_socket, EAFNOSUPPORT, "Address family not supported by protocol",
+                            9090},
                     Refusal{SYS_setsockopt, ENOMEM, "Cannot allocate memory", 9090},
                     Refusal{SYS_bind, EACCES, "Permission denied", 9090},
                     Refusal{SYS_bind, EADDRINUSE, "Address already in use", 9090},

@@ -12,6 +12,8 @@
 
 #include "core/runtime/linux/ViewerLoopIntake.h"
 #include "tests/http/linux/ListeningWorld.h"
+#include "tests/http/linux/OpenSockets.h"
+#include "tests/support/runtime/ManualClock.h"
 
 namespace velmora {
 
@@ -220,6 +222,27 @@ TEST(ViewerSocketConnection, TellsWhenThePeerTakesNoMore) {
     EXPECT_TRUE(world.log.waitFor("sent"));
     world.loop.run([] {});
     EXPECT_EQ(world.log.count("sent"), 1U);
+}
+
+TEST(ViewerSocketConnection, OneWhosePeerHasEndedItsSideDoesNotLinger) {
+    ListeningWorld world(std::make_shared<ManualClock>());
+    world.listen([&](ViewerConnection& connection) {
+        const auto answer = [&](const ViewerDelivery& delivery) {
+            EXPECT_TRUE(delivery.isComplete);
+            connection.send({"HEAD", ViewerBytes()});
+        };
+        const auto end = [&] {
+            connection.cancel();
+            world.log.add("sent");
+        };
+        world.start(connection, {.onDelivery = answer, .onSent = end});
+        connection.receive(1024);
+    });
+    SocketClient client = world.connect();
+    client.endSending();
+    ASSERT_TRUE(world.log.waitFor("sent"));
+    EXPECT_EQ(openSockets().size(), 2U);  // the listener's and the client's
+    EXPECT_EQ(client.receiveAll().bytes, "HEAD");
 }
 
 TEST(ViewerSocketConnection, OneThatIsDroppedClosesItsSocket) {

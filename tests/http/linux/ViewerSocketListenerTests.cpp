@@ -7,6 +7,7 @@
 #include <boost/asio/execution.hpp>
 #include <boost/asio/execution_context.hpp>
 #include <boost/asio/io_context.hpp>
+#include <cerrno>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -85,17 +86,20 @@ TEST(ViewerSocketListener, ServesIPv4AndIPv6OnOneSocket) {
 }
 
 TEST(ViewerSocketListener, ServesIPv4WhereIPv6IsOff) {
-    const ServerProcess server([](const ServerProcess::Parent& parent) {
-        boost::asio::io_context loop;
-        AnsweringServer answering(loop.get_executor(), std::make_shared<ViewerBoottimeClock>(loop),
-                                  answer);
-        if (refuseIPv6()) {
-            answering.startAndRun(loop, [&] { parent.tellPort(answering.port()); });
-        }
-    });
-    const std::uint16_t port = server.readPort();
-    EXPECT_TRUE(isAnswered(port, SocketClient::Family::IPv4));
-    EXPECT_FALSE(SocketClient(port, SocketClient::Family::IPv6).isConnected());
+    for (const int error : {EAFNOSUPPORT, EPROTONOSUPPORT, EADDRNOTAVAIL}) {
+        SCOPED_TRACE(error);
+        const ServerProcess server([error](const ServerProcess::Parent& parent) {
+            boost::asio::io_context loop;
+            AnsweringServer answering(loop.get_executor(),
+                                      std::make_shared<ViewerBoottimeClock>(loop), answer);
+            if (refuseIPv6(error)) {
+                answering.startAndRun(loop, [&] { parent.tellPort(answering.port()); });
+            }
+        });
+        const std::uint16_t port = server.readPort();
+        EXPECT_TRUE(isAnswered(port, SocketClient::Family::IPv4));
+        EXPECT_FALSE(SocketClient(port, SocketClient::Family::IPv6).isConnected());
+    }
 }
 
 TEST(ViewerSocketListener, FailsWithThePortAndTheSystemsReason) {
@@ -177,6 +181,17 @@ TEST(ViewerSocketListener, OneCancelledRightAfterItsStartNeverOpens) {
     });
     ASSERT_TRUE(world.log.waitFor("cancelled"));
     EXPECT_THAT(world.log.all(), testing::ElementsAre("cancelled"));
+}
+
+TEST(ViewerSocketListener, NeedsNobodyWhoHearsOfItsStates) {
+    boost::asio::io_context loop;
+    const auto listener = std::make_shared<ViewerSocketListener>(0, nullptr);
+    listener->start(loop.get_executor());
+    (void)loop.poll();
+    EXPECT_TRUE(listener->port().has_value());
+    listener->cancel();
+    (void)loop.poll();
+    EXPECT_FALSE(listener->port().has_value());
 }
 
 TEST(ViewerSocketListener, OneThatIsDroppedListensNoMore) {
