@@ -7,6 +7,7 @@
 
 #include "core/protocol/ViewerHostDisplay.h"
 #include "core/protocol/ViewerHostDisplayListing.h"
+#include "core/protocol/ViewerHostDisplays.h"
 #include "core/protocol/ViewerHostFrame.h"
 #include "core/protocol/ViewerHostHTTPResponse.h"
 #include "core/protocol/ViewerHostProtocolV1.h"
@@ -60,6 +61,20 @@ TEST(ViewerHostRecords, FramesAreEqualByContent) {
     EXPECT_EQ(frame, ViewerHostFrame(ViewerBytes("JPEG"), "s-1"));
     EXPECT_NE(frame, ViewerHostFrame(ViewerBytes("JPEg"), "s-1"));
     EXPECT_NE(frame, ViewerHostFrame(ViewerBytes("JPEG"), "s-2"));
+}
+
+TEST(ViewerHostRecords, ListsAreEqualWhetherTheyShareTheirDisplaysOrNot) {
+    const ViewerHostDisplays listed({{"a", "A", 640, 360}, {"b", "B", 640, 360}});
+    ViewerHostDisplays shared;
+    shared = listed;
+    EXPECT_TRUE(shared.isSame(listed));
+    EXPECT_EQ(shared, listed);
+    const ViewerHostDisplays equal({{"a", "A", 640, 360}, {"b", "B", 640, 360}});
+    EXPECT_FALSE(equal.isSame(listed));
+    EXPECT_EQ(equal, listed);
+    EXPECT_NE(ViewerHostDisplays({{"a", "A", 640, 360}, {"c", "B", 640, 360}}), listed);
+    EXPECT_NE(ViewerHostDisplays({{"a", "A", 640, 360}}), listed);
+    EXPECT_NE(ViewerHostDisplays(), listed);
 }
 
 TEST(ViewerHostRecords, ResponsesAreEqualFieldByField) {

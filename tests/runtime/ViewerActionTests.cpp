@@ -67,6 +67,16 @@ TEST(ViewerAction, LetsGoOfItsFunctionWhenAnotherTakesItsPlace) {
     EXPECT_FALSE(action);
 }
 
+TEST(ViewerAction, OneThatIsMovedToItselfStays) {
+    int calls = 0;
+    ViewerAction action = [&calls] { ++calls; };
+    ViewerAction& same = action;
+    action = std::move(same);
+    ASSERT_TRUE(action);
+    action();
+    EXPECT_EQ(calls, 1);
+}
+
 TEST(ViewerActionDeathTest, AnEmptyOneIsNotCalled) {
     EXPECT_DEATH(ViewerAction()(), "only an action that is there is called");
 }

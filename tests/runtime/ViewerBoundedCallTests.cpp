@@ -9,9 +9,11 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "core/runtime/ViewerTaskHandle.h"
 #include "tests/support/runtime/BorrowedClock.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace velmora {
@@ -148,6 +150,12 @@ ViewerTask<void> wait(std::shared_ptr<ViewerContinuousClock> clock, Call call) {
     (void)co_await ViewerBoundedCall<int>::answer(std::move(clock), 4s, call);
 }
 
+ViewerTask<void> waitAndNote(std::shared_ptr<ViewerContinuousClock> clock, Call call,
+                             std::vector<std::optional<int>>* answers) {
+    const auto answer = co_await ViewerBoundedCall<int>::answer(std::move(clock), 4s, call);
+    answers->push_back(answer);
+}
+
 TEST(ViewerBoundedCall, AnAnsweredCallHoldsNothingThoughThePlatformKeepsTheCompletion) {
     for (const bool isImmediate : {true, false}) {
         SCOPED_TRACE(isImmediate);
@@ -208,6 +216,20 @@ TEST(ViewerBoundedCall, AnAnswerAroundTheLimitIsEitherInTimeOrLate) {
     }
     EXPECT_GT(inTime, 0);
     EXPECT_GT(late, 0);
+}
+
+TEST(ViewerBoundedCall, AnAnswerThatComesRightBeforeTheLimitEndsTheWaitOnce) {
+    SimulatedWorld world;
+    const auto clock = std::make_shared<ManualClock>();
+    Completion completion;
+    std::vector<std::optional<int>> answers;
+    world.spawn(
+        waitAndNote(clock, [&](Completion given) { completion = std::move(given); }, &answers));
+    world.settle();
+    completion(12);
+    clock->advance(4s);  // the limit is behind the answer in the task's queue
+    world.settle();
+    EXPECT_EQ(answers, std::vector<std::optional<int>>{std::optional(12)});
 }
 
 }  // namespace

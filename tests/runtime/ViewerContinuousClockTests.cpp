@@ -5,6 +5,8 @@
 #include <time.h>
 
 #include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
@@ -18,6 +20,7 @@
 
 #include "core/runtime/ViewerTaskHandle.h"
 #include "core/runtime/linux/ViewerBoottimeClock.h"
+#include "tests/support/runtime/ManualClock.h"
 #include "tests/support/runtime/SimulatedWorld.h"
 
 namespace {
@@ -190,6 +193,35 @@ TEST_P(ViewerContinuousClockConformance, ASleepPassesOrIsEndedByACancellation) {
 ViewerTask<void> sleepHolding(ViewerContinuousClock* clock, std::shared_ptr<int> held) {
     (void)co_await clock->sleep(1h);
     ++*held;
+}
+
+TEST_P(ViewerContinuousClockConformance, ATaskThatNobodyCanCancelSleepsToo) {
+    const auto under = GetParam()();
+    std::vector<bool> outcomes;
+    boost::asio::co_spawn(under->executor(), sleepAndNote(&under->clock(), 5ms, &outcomes),
+                          boost::asio::detached);
+    under->run([&] { return !outcomes.empty(); });
+    EXPECT_EQ(outcomes, std::vector<bool>({true}));
+}
+
+TEST(ViewerContinuousClock, ASleepThatIsCancelledInTheMomentThatItPassesEndsOnce) {
+    for (const bool isCancelledFirst : {true, false}) {
+        SCOPED_TRACE(isCancelledFirst);
+        boost::asio::io_context loop;
+        ManualClock clock;
+        std::vector<bool> outcomes;
+        const auto task = startTask(loop.get_executor(), sleepAndNote(&clock, 1h, &outcomes));
+        (void)loop.poll();
+        if (!isCancelledFirst) {
+            clock.advance(1h);
+        }
+        task->cancel();
+        if (isCancelledFirst) {
+            clock.advance(1h);
+        }
+        (void)loop.poll();
+        EXPECT_EQ(outcomes, std::vector<bool>({!isCancelledFirst}));
+    }
 }
 
 TEST(ViewerContinuousClock, ATaskThatStillSleepsGoesWithItsClock) {

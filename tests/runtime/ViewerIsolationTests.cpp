@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <memory>
@@ -128,6 +130,16 @@ TEST(ViewerIsolation, ACancellationReachesTheOperationInside) {
         EXPECT_EQ(outcome, "woken cancelled");
         EXPECT_EQ(world.pendingTimers(), 0U);
     }
+}
+
+TEST(ViewerIsolation, ACallerThatNobodyCanCancelEntersToo) {
+    SimulatedWorld world;
+    const auto counter = std::make_shared<Counter>(world.makeSerialExecutor("counter"), world);
+    std::vector<int> values;
+    boost::asio::co_spawn(world.taskExecutor(), incrementAndNote(counter, &values),
+                          boost::asio::detached);
+    world.runToEnd();
+    EXPECT_EQ(values, std::vector<int>({1}));
 }
 
 ViewerTask<void> enterAfterCancellation(std::shared_ptr<Counter> counter,

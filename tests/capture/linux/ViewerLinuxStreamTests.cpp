@@ -30,8 +30,9 @@ ViewerStreamSettings settings() {
 /// A stream whose capture is the test.
 class ScriptedStream final : public ViewerLinuxStream {
   public:
-    ScriptedStream(SimulatedWorld& world, CallLog calls)
-        : ViewerLinuxStream(world.mainExecutor(), borrowedClock(world), settings()),
+    ScriptedStream(SimulatedWorld& world, CallLog calls,
+                   const ViewerStreamSettings& given = settings())
+        : ViewerLinuxStream(world.mainExecutor(), borrowedClock(world), given),
           calls_(std::move(calls)) {}
 
     using ViewerLinuxStream::end;
@@ -223,6 +224,18 @@ TEST_F(ViewerLinuxStreamTest, AStreamIsStoppedWhenTheLastCopyOfWhatWasHandedOutG
 
 TEST_F(ViewerLinuxStreamTest, TheTimeBetweenPicturesIsThatOfTheSettings) {
     EXPECT_EQ(stream_->frameInterval(), 40ms);
+}
+
+TEST(ViewerLinuxStreamDeathTest, NeedsATimeBetweenItsPictures) {
+    SimulatedWorld world;
+    const auto make = [&](std::int64_t value, std::int32_t timescale) {
+        ViewerStreamSettings wrong = settings();
+        wrong.frameIntervalValue = value;
+        wrong.frameIntervalTimescale = timescale;
+        ScriptedStream(world, makeCallLog(), wrong);
+    };
+    EXPECT_DEATH(make(-1, 25), "a stream has a time between its pictures");
+    EXPECT_DEATH(make(1, 0), "a stream has a time between its pictures");
 }
 
 }  // namespace
