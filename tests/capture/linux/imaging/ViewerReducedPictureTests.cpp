@@ -13,11 +13,11 @@
 namespace velmora {
 namespace {
 
-constexpr double quality = 0.68;
+constexpr double jpegQuality = 0.68;
 
-std::optional<ViewerBytes> encodedAnew(ViewerPixelBuffer picture) {
+std::optional<ViewerBytes> encodedAlone(ViewerPixelBuffer picture) {
     picture.jpeg = nullptr;
-    return ViewerJPEGEncoder::encode(picture, quality);
+    return ViewerJPEGEncoder::encode(picture, jpegQuality);
 }
 
 /// Renews a part of the reduced picture from all of the source.
@@ -62,9 +62,9 @@ TEST(ViewerReducedPicture, WhateverChangedTheBytesAreThoseOfThePictureEncodedAne
             }
             // Not every picture is encoded.
             if (upTo(3) != 0) {
-                const auto jpeg = ViewerJPEGEncoder::encode(reduced.pixels(), quality);
+                const auto jpeg = ViewerJPEGEncoder::encode(reduced.pixels(), jpegQuality);
                 ASSERT_TRUE(jpeg.has_value());
-                ASSERT_EQ(jpeg, encodedAnew(reduced.pixels())) << turn;
+                ASSERT_EQ(jpeg, encodedAlone(reduced.pixels())) << turn;
             }
         }
     }
@@ -124,8 +124,8 @@ TEST(ViewerReducedPicture, RedAndBlueThatAreSwappedAreEncodedSo) {
     ViewerReducedPicture reduced(ViewerAreaAverage(64, 32, 64, 32),
                                  ViewerReducedPicture::Order::redGreenBlue);
     (void)renew(reduced, blue, reduced.whole());
-    EXPECT_EQ(ViewerJPEGEncoder::encode(reduced.pixels(), quality),
-              ViewerJPEGEncoder::encode(red.buffer(), quality));
+    EXPECT_EQ(ViewerJPEGEncoder::encode(reduced.pixels(), jpegQuality),
+              ViewerJPEGEncoder::encode(red.buffer(), jpegQuality));
     EXPECT_TRUE(renew(reduced, blue, reduced.whole()).isEmpty());
 }
 
