@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "tests/support/system/BorrowedEnvironment.h"
@@ -29,6 +30,14 @@ TEST(ViewerX11Connection, ThereIsNoneToAServerWithoutAName) {
     BorrowedEnvironment environment;
     environment.set("DISPLAY", server.displayName());
     EXPECT_EQ(ViewerX11Connection::connect(""), nullptr);
+}
+
+TEST(ViewerX11Connection, TheEnvironmentNamesTheDisplayOrNone) {
+    BorrowedEnvironment environment;
+    environment.set("DISPLAY", ":7.1");
+    EXPECT_EQ(ViewerX11Connection::displayNameFromEnvironment(), ":7.1");
+    environment.set("DISPLAY", std::nullopt);
+    EXPECT_EQ(ViewerX11Connection::displayNameFromEnvironment(), "");
 }
 
 TEST(ViewerX11Connection, ThereIsNoneToAScreenThatTheServerLacks) {

@@ -179,6 +179,14 @@ TEST(ViewerX11Monitors, WithNothingAtTheOriginTheFirstMonitorIsTheMainOne) {
     EXPECT_EQ(mainOf(server), monitors[0].name);
 }
 
+TEST(ViewerX11Monitors, AMonitorBelowTheOriginIsNotAtIt) {
+    XServer server;
+    server.setMonitor("first", {300, 0, 200, 200}, "screen");
+    server.setMonitor("below", {0, 100, 200, 200});
+    server.setMonitor("last", {0, 0, 100, 100});
+    EXPECT_EQ(mainOf(server), "last");
+}
+
 TEST(ViewerX11Monitors, WithoutAnyActiveOutputThereIsNoMonitor) {
     XServer server(xorg());
     server.hideOutput("DUMMY0");

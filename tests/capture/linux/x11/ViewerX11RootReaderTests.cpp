@@ -68,11 +68,15 @@ TEST(ViewerX11RootReader, APixelHasFourBytesWhateverTheServerHas) {
 }
 
 TEST(ViewerX11RootReader, WhatIsNotOnTheScreenIsRefused) {
-    const XServer server;
-    const auto connection = ViewerX11Connection::connect(server.displayName());
-    ViewerX11RootReader reader(connection, *ViewerX11PixelForm::of(*connection));
-    reader.request(0, {1279, 719, 2, 1});
-    EXPECT_EQ(reader.wait(0), nullptr);
+    XServer::Options unshared;
+    unshared.arguments = {"-extension", "MIT-SHM"};
+    for (const XServer::Options& options : {XServer::Options(), unshared}) {
+        const XServer server(options);
+        const auto connection = ViewerX11Connection::connect(server.displayName());
+        ViewerX11RootReader reader(connection, *ViewerX11PixelForm::of(*connection));
+        reader.request(0, {1279, 719, 2, 1});
+        EXPECT_EQ(reader.wait(0), nullptr);
+    }
 }
 
 }  // namespace

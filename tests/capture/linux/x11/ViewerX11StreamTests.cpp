@@ -226,5 +226,16 @@ TEST(ViewerX11Stream, FramesComeOnAThreadNamedAfterTheQueue) {
     EXPECT_EQ(monitor.recorder().threads().front(), "capture.7");
 }
 
+TEST(ViewerX11Stream, AThreadsNameIsTheBeginningOfALabelWithoutShortParts) {
+    const XServer server;
+    CapturedMonitor monitor(server);
+    const auto recorder = std::make_shared<StreamRecorder>();
+    ASSERT_TRUE(monitor.stream().addOutput(recorder, "capture.aLabelOfOneLongPart"));
+    ASSERT_TRUE(monitor.start());
+    ASSERT_TRUE(recorder->waitForFrames(1));
+
+    EXPECT_EQ(recorder->threads().front(), "aLabelOfOneLong");
+}
+
 }  // namespace
 }  // namespace velmora
