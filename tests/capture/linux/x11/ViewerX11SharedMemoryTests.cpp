@@ -43,6 +43,14 @@ TEST(ViewerX11SharedMemory, IsSharedWithTheServerWithoutADescriptorThatStaysOpen
     EXPECT_EQ(openDescriptors(), before);
 }
 
+TEST(ViewerX11SharedMemory, ThereIsNoneOnABrokenConnection) {
+    const XServer server;
+    const auto connection = ViewerX11Connection::connect(server.displayName());
+    ASSERT_NE(connection, nullptr);
+    connection->abort();
+    EXPECT_EQ(ViewerX11SharedMemory::make(connection, memoryBytes), nullptr);
+}
+
 TEST(ViewerX11SharedMemory, ThatTheBrokenConnectionCannotSendLeavesNoDescriptor) {
     const XServer server;
     const std::size_t before = openDescriptors();
