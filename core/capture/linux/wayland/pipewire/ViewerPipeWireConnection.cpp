@@ -103,10 +103,10 @@ void ViewerPipeWireConnection::lose() {
     while (!inquiries_.empty()) {
         complete(inquiries_.begin(), false);
     }
+    endStreams();
     for (const auto& action : std::exchange(untilListed_, {})) {
         action();
     }
-    endStreams();
 }
 
 void ViewerPipeWireConnection::endStreams() {
@@ -200,7 +200,7 @@ void ViewerPipeWireConnection::complete(std::list<Inquiry>::iterator inquiry, bo
 }
 
 void ViewerPipeWireConnection::synchronized(int sync) {
-    if (sync == listing_ && !isListed_) {
+    if (sync == listing_) {
         isListed_ = true;
         for (const auto& action : std::exchange(untilListed_, {})) {
             action();

@@ -32,8 +32,7 @@ void ViewerPipeWireStream::connect(ViewerPipeWireConnection& connection) {
     if (isStopRequested()) {
         return;
     }
-    const std::optional<std::uint64_t> serial =
-        connection.isLost() ? std::nullopt : connection.serialOf(stream_);
+    const std::optional<std::uint64_t> serial = connection.serialOf(stream_);
     if (!serial) {
         end();
         return;
