@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace velmora {
 
 namespace {
@@ -11,8 +13,7 @@ namespace {
 /// Whether the file has so many bytes.
 bool isAsLong(int file, std::uint64_t bytes) {
     struct stat status{};
-    return ::fstat(file, &status) == 0 && status.st_size >= 0 &&
-           static_cast<std::uint64_t>(status.st_size) >= bytes;
+    return ::fstat(file, &status) == 0 && std::cmp_greater_equal(status.st_size, bytes);
 }
 
 }  // namespace
