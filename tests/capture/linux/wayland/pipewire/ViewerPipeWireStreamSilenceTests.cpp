@@ -55,6 +55,34 @@ struct Cast final {
     std::optional<CapturedNode> node;
 };
 
+/// A copy that comes when the test wants it.
+class LateCopy final {
+  public:
+    StillPicture asked() {
+        return [course = course_](const auto& receive) {
+            course->isHandedOver.set_value_at_thread_exit();
+            course->isAsked.set_value();
+            course->mayGoOn.get_future().wait();
+            return handCopy(receive, red);
+        };
+    }
+    void waitUntilAsked() { course_->isAsked.get_future().wait(); }
+    /// Returns once it has been handed over.
+    void come() {
+        course_->mayGoOn.set_value();
+        course_->isHandedOver.get_future().wait();
+    }
+
+  private:
+    struct Course final {
+        std::promise<void> isAsked;
+        std::promise<void> mayGoOn;
+        std::promise<void> isHandedOver;
+    };
+
+    const std::shared_ptr<Course> course_ = std::make_shared<Course>();
+};
+
 TEST(ViewerPipeWireStreamSilence, ASilentNodeIsCopiedOnceAndReduced) {
     Cast cast;
 
@@ -194,19 +222,59 @@ TEST(ViewerPipeWireStreamSilence, ACopyThatTakesLongHoldsNothingUpAndIsNotShownA
 
 TEST(ViewerPipeWireStreamSilence, ACopyThatComesAfterTheStopIsNotShown) {
     Cast cast;
-    const auto isAsked = std::make_shared<std::promise<void>>();
-    const auto mayGoOn = std::make_shared<std::promise<void>>();
-    CapturedNode& node = cast.capture([isAsked, mayGoOn](const auto& receive) {
-        isAsked->set_value();
-        mayGoOn->get_future().wait();
-        return handCopy(receive, red);
-    });
-    isAsked->get_future().wait();
+    LateCopy copy;
+    CapturedNode& node = cast.capture(copy.asked());
+    copy.waitUntilAsked();
 
     EXPECT_TRUE(node.stop());
-    mayGoOn->set_value();
+    copy.come();
 
-    EXPECT_TRUE(node.recorder().staysStill(std::chrono::milliseconds(200)));
+    EXPECT_TRUE(cast.remote.describe().has_value()) << "it does one thing after the other";
+    EXPECT_EQ(node.recorder().frames(), 0U);
+}
+
+TEST(ViewerPipeWireStreamSilence, ACopyThatComesAfterTheNodeWentIsNotShown) {
+    Cast cast;
+    LateCopy copy;
+    CapturedNode& node = cast.capture(copy.asked());
+    copy.waitUntilAsked();
+
+    cast.screen.remove();
+    EXPECT_TRUE(node.recorder().waitForStop());
+    copy.come();
+
+    EXPECT_TRUE(cast.remote.describe().has_value()) << "it does one thing after the other";
+    EXPECT_EQ(node.recorder().frames(), 0U);
+}
+
+TEST(ViewerPipeWireStreamSilence, ACopyThatComesWhileAStopIsRequestedIsNotShown) {
+    Cast cast;
+    std::promise<void> isBusy;
+    std::promise<void> mayGoOn;
+    ScriptedPipeWireSource other(cast.server);
+    CapturedNode otherNode(cast.remote, other.node(), {}, [&](const auto& picture) {
+        if (picture.isAll(blue)) {
+            isBusy.set_value();
+            mayGoOn.get_future().wait();
+        }
+        return true;
+    });
+    ASSERT_TRUE(cast.remote.describe().has_value());  // so that it knows the node
+    ASSERT_TRUE(otherNode.start());
+    ASSERT_TRUE(otherNode.receivesNext(other, red));
+    LateCopy copy;
+    CapturedNode& node = cast.capture(copy.asked());
+    copy.waitUntilAsked();
+    // The connection's thread takes long over the other stream's picture meanwhile.
+    ASSERT_TRUE(other.send(blue));
+    isBusy.get_future().wait();
+
+    copy.come();
+    std::promise<void> isStopped;
+    node.stream().stop([&](bool) { isStopped.set_value(); });
+    mayGoOn.set_value();
+
+    isStopped.get_future().wait();
     EXPECT_EQ(node.recorder().frames(), 0U);
 }
 

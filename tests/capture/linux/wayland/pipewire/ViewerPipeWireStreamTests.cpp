@@ -1,11 +1,17 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireStream.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
+#include <boost/asio/io_context.hpp>
 #include <cstdint>
+#include <future>
+#include <memory>
 #include <string>
 
+#include "core/capture/linux/wayland/pipewire/ViewerPipeWireThread.h"
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
 
@@ -252,6 +258,47 @@ TEST(ViewerPipeWireStream, ASecondStreamOfANodeShowsItAnew) {
     ASSERT_TRUE(cast.screen.send(blue));
 
     EXPECT_TRUE(again.recorder().waitForPicture(isAll(blue)));
+}
+
+TEST(ViewerPipeWireStream, OneThatIsStoppedBeforePipeWireAnswersReadsNothing) {
+    PipeWireServer server;
+    ScriptedPipeWireSource screen(server);
+    PipeWireClient watcher(server.connect());
+    const std::size_t before = watcher.count(PW_TYPE_INTERFACE_Node);
+    const int connection = server.connect();
+    server.hang();
+    RemoteOnLoop remote(connection);
+    CapturedNode node(remote, screen.node());
+
+    ASSERT_TRUE(node.start());
+    ASSERT_TRUE(node.stop());
+    server.resume();
+
+    ASSERT_TRUE(remote.describe().has_value());
+    EXPECT_EQ(watcher.count(PW_TYPE_INTERFACE_Node), before);
+}
+
+TEST(ViewerPipeWireStream, AStopWhoseConnectionGoesMeanwhileCompletes) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+    std::promise<void> lost;
+    const auto thread = ViewerPipeWireThread::start(ends[0], [&] { lost.set_value(); });
+    boost::asio::io_context idle;  // so that its start has no limit
+    RecordedStream stream(std::make_shared<ViewerPipeWireStream>(
+        idle.get_executor(), nullptr, thread, ViewerGrantedStream(), RecordedStream::settings(),
+        ViewerPipeWireStream::StillPicture()));
+    bool isStarted = true;
+
+    // A stop completes the start first.
+    stream.stream().start([&](bool succeeded) {
+        isStarted = succeeded;
+        ::close(ends[1]);
+        lost.get_future().wait();
+    });
+    EXPECT_TRUE(stream.stop());
+
+    EXPECT_FALSE(isStarted);
+    EXPECT_EQ(stream.recorder().stops(), 0U);
 }
 
 }  // namespace
