@@ -112,13 +112,13 @@ void ViewerDesktopLock::tell(bool isLocked) {
 }
 
 void ViewerDesktopLock::ask(std::function<void(State)> answer) {
-    (void)startTask(executor_, answerWith(std::move(answer)));
+    (void)startTask(executor_, answerWith(shared_from_this(), std::move(answer)));
 }
 
-ViewerTask<void> ViewerDesktopLock::answerWith(std::function<void(State)> answer) {
-    const auto self = shared_from_this();
-    const State state = co_await look();
-    if (!hasEnded_) {
+ViewerTask<void> ViewerDesktopLock::answerWith(std::shared_ptr<ViewerDesktopLock> self,
+                                               std::function<void(State)> answer) {
+    const State state = co_await self->look();
+    if (!self->hasEnded_) {
         answer(state);
     }
 }

@@ -33,7 +33,8 @@ class ViewerDesktopLock final : public ViewerSessionLock,
     /// Finds this session's object, once, and asks for its notices; empty where there is none.
     ViewerTask<std::string> loginSession(Bus bus);
     ViewerTask<State> look();
-    ViewerTask<void> answerWith(std::function<void(State)> answer);
+    static ViewerTask<void> answerWith(std::shared_ptr<ViewerDesktopLock> self,
+                                       std::function<void(State)> answer);
     void subscribe(const Bus& bus, const std::string& rule, ViewerBusConnection::Receiver receiver);
     void tell(bool isLocked);
     void loginSessionHasChanged(sd_bus_message* signal);

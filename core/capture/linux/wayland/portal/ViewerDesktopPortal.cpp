@@ -36,27 +36,29 @@ ViewerDesktopPortal::ViewerDesktopPortal(std::shared_ptr<ViewerLazyBus> bus,
 
 void ViewerDesktopPortal::open(std::string token, Completion completion) {
     ++course_;
-    (void)startTask(executor_, converse(std::move(token), std::move(completion)));
+    (void)startTask(executor_,
+                    converse(shared_from_this(), std::move(token), std::move(completion)));
 }
 
-ViewerTask<void> ViewerDesktopPortal::converse(std::string token, Completion completion) {
-    const auto self = shared_from_this();
-    const std::uint64_t course = course_;
-    const auto isWanted = [&] { return course_ == course; };
+ViewerTask<void> ViewerDesktopPortal::converse(std::shared_ptr<ViewerDesktopPortal> self,
+                                               std::string token, Completion completion) {
+    const std::uint64_t course = self->course_;
+    const auto isWanted = [&] { return self->course_ == course; };
     Answer answer;
-    answer.access = co_await introduce();
+    answer.access = co_await self->introduce();
     if (isWanted() && answer.access == Access::granted) {
-        answer.access = co_await look();
+        answer.access = co_await self->look();
     }
     if (isWanted() && answer.access == Access::granted) {
-        const auto session = std::make_shared<ViewerPortalSession>(bus_, executor_, clock_);
-        session_ = session;
+        const auto session =
+            std::make_shared<ViewerPortalSession>(self->bus_, self->executor_, self->clock_);
+        self->session_ = session;
         ViewerPortalResponse response =
-            co_await session->open(std::move(token), offer_.canHideCursor);
+            co_await session->open(std::move(token), self->offer_.canHideCursor);
         answer.access = response.access;
         answer.token = std::move(response.restoreToken);
         answer.grant.streams = std::move(response.streams).value_or(answer.grant.streams);
-        if (!offer_.hasWindows) {
+        if (!self->offer_.hasWindows) {
             leaveNoWindows(answer.grant.streams);
         }
     }
@@ -64,9 +66,9 @@ ViewerTask<void> ViewerDesktopPortal::converse(std::string token, Completion com
         co_return;
     }
     if (answer.access != Access::granted) {
-        session_ = nullptr;
+        self->session_ = nullptr;
     } else {
-        session_->whenClosed(ifAlive(weak_from_this(), [](ViewerDesktopPortal& portal) {
+        self->session_->whenClosed(ifAlive(self->weak_from_this(), [](ViewerDesktopPortal& portal) {
             if (portal.ended_) {
                 portal.session_ = nullptr;
                 portal.ended_(Ending::closed);
@@ -175,8 +177,7 @@ void ViewerDesktopPortal::openRemote(ViewerScreenCast::Remote remote) {
         boost::asio::post(executor_, [answer = std::move(remote)] { answer(-1); });
         return;
     }
-    const auto session = session_;
-    (void)startTask(executor_, session->openRemote(std::move(remote)));
+    (void)startTask(executor_, ViewerPortalSession::openRemote(session_, std::move(remote)));
 }
 
 void ViewerDesktopPortal::end() {

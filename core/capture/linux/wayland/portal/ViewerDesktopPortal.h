@@ -30,7 +30,8 @@ class ViewerDesktopPortal final : public ViewerScreenCastPortal,
     void end() override;
 
   private:
-    ViewerTask<void> converse(std::string token, Completion completion);
+    static ViewerTask<void> converse(std::shared_ptr<ViewerDesktopPortal> self, std::string token,
+                                     Completion completion);
     /// Makes this program known to the portal; `granted` when that is done.
     ViewerTask<Access> introduce();
     /// What the portal offers; without it, why there is nothing.

@@ -217,15 +217,15 @@ void ViewerPortalSession::sendClose() {
     }
 }
 
-ViewerTask<void> ViewerPortalSession::openRemote(Remote remote) {
-    const auto self = shared_from_this();
-    ViewerBusMessage call = makeCall("OpenPipeWireRemote");
+ViewerTask<void> ViewerPortalSession::openRemote(std::shared_ptr<ViewerPortalSession> self,
+                                                 Remote remote) {
+    ViewerBusMessage call = self->makeCall("OpenPipeWireRemote");
     if (call) {
         const Options options(call);
     }
     const ViewerBusReply reply =
-        co_await bus_->call(std::move(call), ViewerScreenCapture::answerLimit);
-    remote(end_ ? -1 : descriptorIn(reply));
+        co_await self->bus_->call(std::move(call), ViewerScreenCapture::answerLimit);
+    remote(self->end_ ? -1 : descriptorIn(reply));
 }
 
 }  // namespace velmora

@@ -36,7 +36,7 @@ class ViewerPortalSession final : public std::enable_shared_from_this<ViewerPort
     /// Ends the session, and what stands for it on the screen. REQUIRES: `open` was called.
     void close(ViewerCaptureAccess reason);
     /// A new descriptor, the receiver's to close, or -1. Runs once, later.
-    ViewerTask<void> openRemote(Remote remote);
+    static ViewerTask<void> openRemote(std::shared_ptr<ViewerPortalSession> self, Remote remote);
 
   private:
     using Response = ViewerPortalResponse;

@@ -313,5 +313,14 @@ TEST_F(ViewerDesktopPortalTest, ADescriptorHasFourSecondsToCome) {
     EXPECT_EQ(received, -1);
 }
 
+TEST_F(ViewerDesktopPortalTest, WhoAskedForADescriptorIsAnsweredThoughNobodyKeepsTheConsent) {
+    grant();
+    std::optional<int> received;
+    consent_->openRemote([&](int descriptor) { received = descriptor; });
+    consent_.reset();
+    EXPECT_TRUE(until([&] { return received.has_value(); }));
+    EXPECT_EQ(received, -1);
+}
+
 }  // namespace
 }  // namespace velmora
