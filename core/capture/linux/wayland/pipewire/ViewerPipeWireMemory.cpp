@@ -42,9 +42,6 @@ void ViewerPipeWireMemory::map(const spa_data& data) {
     const std::uint64_t end = begin + data.maxsize;
     const auto pageBytes = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
     const std::uint64_t firstPage = begin / pageBytes * pageBytes;
-    if (data.maxsize == 0 || !isAsLong(file, end)) {
-        return;
-    }
     void* const mapping = ::mmap(nullptr, end - firstPage, PROT_READ, MAP_SHARED, file,
                                  static_cast<off_t>(firstPage));
     if (mapping == MAP_FAILED) {
