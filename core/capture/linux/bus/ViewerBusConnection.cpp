@@ -276,8 +276,7 @@ void ViewerBusConnection::awaitDescriptor(Descriptor::wait_type what, bool& isAw
 /// The library limits the greeting of the bus.
 void ViewerBusConnection::awaitTime() {
     if (timer_) {
-        clock_->withdraw(*timer_);
-        timer_.reset();
+        clock_->withdraw(*std::exchange(timer_, std::nullopt));
     }
     std::uint64_t deadline = UINT64_MAX;
     // An error leaves it as it is.
@@ -327,8 +326,7 @@ void ViewerBusConnection::drain() {
 void ViewerBusConnection::hangUp() {
     const Calls unanswered = std::exchange(calls_, {});
     if (timer_) {
-        clock_->withdraw(*timer_);
-        timer_.reset();
+        clock_->withdraw(*std::exchange(timer_, std::nullopt));
     }
     for (const auto& call : unanswered) {
         call->slot.reset();

@@ -84,8 +84,7 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
     void stop() {
         ended_ = nullptr;
         if (timer_) {
-            clock_->withdraw(*timer_);
-            timer_.reset();
+            clock_->withdraw(*std::exchange(timer_, std::nullopt));
         }
         subscriptions_.clear();
         if (const Bus bus = std::exchange(bus_, nullptr)) {

@@ -222,8 +222,7 @@ void ViewerPortalScreenCast::wakeAt(Instant instant) {
 
 void ViewerPortalScreenCast::forgetTimer() {
     if (timer_) {
-        clock_->withdraw(*timer_);
-        timer_.reset();
+        clock_->withdraw(*std::exchange(timer_, std::nullopt));
     }
 }
 
