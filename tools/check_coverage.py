@@ -10,8 +10,8 @@ import json
 import pathlib
 import sys
 
-# Per cent, of all branches in core/. The aim is 95.
-CORE_BRANCHES = 91.5
+# Per cent, of all branches in core/.
+CORE_BRANCHES = 97
 WHOLLY = [
     "app/linux/ViewerAlertMessage.cpp",
     "core/capture/linux/identity/ViewerEDID.cpp",
