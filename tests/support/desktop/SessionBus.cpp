@@ -2,8 +2,10 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <systemd/sd-bus.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -18,6 +20,8 @@ namespace {
 constexpr std::chrono::seconds patience{30};
 /// For what ends at once, as soon as it is told.
 constexpr std::chrono::seconds endPatience{5};
+/// In milliseconds.
+constexpr int betweenLooks = 10;
 
 constexpr const char* services[] = {"org.a11y.Bus", "org.freedesktop.portal.Documents",
                                     "org.freedesktop.impl.portal.PermissionStore"};
@@ -49,6 +53,26 @@ bool isOwnedNow(sd_bus* connection, const std::string& name) {
     return isOwned != 0;
 }
 
+/// Whether something is mounted there, if only what is left of a program that has ended.
+bool isMounted(const std::filesystem::path& folder) {
+    struct stat inside{};
+    struct stat outside{};
+    if (::stat(folder.c_str(), &inside) != 0) {
+        return errno != ENOENT;
+    }
+    return ::stat(folder.parent_path().c_str(), &outside) == 0 && inside.st_dev != outside.st_dev;
+}
+
+/// Waits for what a bus has started, and for the documents' file system, which goes a little later
+/// than its program.
+void awaitEndOf(const Descendants& started, const std::filesystem::path& folder) {
+    started.awaitEnd(endPatience);
+    const auto end = std::chrono::steady_clock::now() + endPatience;
+    while (isMounted(folder / "doc") && std::chrono::steady_clock::now() < end) {
+        ::poll(nullptr, 0, betweenLooks);
+    }
+}
+
 }  // namespace
 
 SessionBus::SessionBus() {
@@ -72,7 +96,6 @@ SessionBus::SessionBus() {
     what.logFile = logFile();
     process_ = XChildProcess::start(what);
     const auto end = std::chrono::steady_clock::now() + patience;
-    constexpr int betweenLooks = 10;
     bool isConnected = false;
     while (!isConnected && std::chrono::steady_clock::now() < end) {
         ::poll(nullptr, 0, betweenLooks);
@@ -101,7 +124,7 @@ SessionBus::~SessionBus() {
         (void)::kill(process_, SIGKILL);
         (void)XChildProcess::waitForEnd(process_, endPatience, status);
     }
-    started.awaitEnd(endPatience);
+    awaitEndOf(started, folder_.path());
 }
 
 void SessionBus::kill() {
@@ -110,7 +133,7 @@ void SessionBus::kill() {
     int status = 0;
     viewerCheck(XChildProcess::waitForEnd(process_, patience, status),
                 "the test's session bus ends when it is killed");
-    started.awaitEnd(endPatience);
+    awaitEndOf(started, folder_.path());
     process_ = 0;
 }
 
