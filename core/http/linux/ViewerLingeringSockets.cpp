@@ -230,9 +230,9 @@ void ViewerLingeringSockets::closeExpired(ViewerContinuousClock& clock) {
 }
 
 void ViewerLingeringSockets::endWait() {
-    if (timer_ && !nextDeadline()) {
-        const auto withdraw = ifAlive(clock_, &ViewerContinuousClock::withdraw);
-        withdraw(*std::exchange(timer_, std::nullopt));
+    const auto clock = clock_.lock();
+    if (timer_ && clock && !nextDeadline()) {
+        clock->withdraw(*std::exchange(timer_, std::nullopt));
     }
 }
 

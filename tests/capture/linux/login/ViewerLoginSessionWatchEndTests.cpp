@@ -29,7 +29,10 @@ TEST_F(ViewerLoginSessionWatchEndTest, ABusThatEndsIsNoEndAndIsLookedForAgain) {
     const PrivateBus next;
     environment_.set("DBUS_SYSTEM_BUS_ADDRESS", next.address());
     manager_.emplace(next.address());
-    pass(ViewerLoginSessionWatch::interval);
+    clock_->advance(2999ms);
+    loop_.restart();
+    EXPECT_EQ(loop_.poll(), 0U) << "it is looked for every three seconds";
+    pass(1ms);
     EXPECT_TRUE(until([this] { return timesAsked("State") != 0; }));
     expectNoEnd();
     manager_->state = "closing";
