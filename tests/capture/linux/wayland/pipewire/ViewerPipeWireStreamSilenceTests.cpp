@@ -60,7 +60,8 @@ class LateCopy final {
   public:
     StillPicture asked() {
         return [course = course_](const auto& receive) {
-            course->isHandedOver.set_value_at_thread_exit();
+            thread_local ThreadsEnd end;
+            end.course = course;
             course->isAsked.set_value();
             course->mayGoOn.get_future().wait();
             return handCopy(receive, red);
@@ -78,6 +79,11 @@ class LateCopy final {
         std::promise<void> isAsked;
         std::promise<void> mayGoOn;
         std::promise<void> isHandedOver;
+    };
+    /// Tells that a copy's thread has handed it over, which it does last.
+    struct ThreadsEnd final {
+        ~ThreadsEnd() { course->isHandedOver.set_value(); }
+        std::shared_ptr<Course> course;
     };
 
     const std::shared_ptr<Course> course_ = std::make_shared<Course>();
