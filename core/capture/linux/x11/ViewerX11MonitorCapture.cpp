@@ -64,16 +64,15 @@ void ViewerX11MonitorCapture::run(const Delivery& deliver) {
 }
 
 bool ViewerX11MonitorCapture::begin() {
+    for (xcb_extension_t* each : {&xcb_randr_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_shm_id}) {
+        xcb_prefetch_extension_data(connection_->xcb(), each);
+    }
     // Another server than the listed one may have the display's name by now.
     const bool isGranted =
         ViewerX11Permission::accessTo(*connection_) == ViewerCaptureAccess::granted;
     const std::optional<ViewerPixelForm> form = ViewerX11PixelForm::of(*connection_);
     if (!isGranted || !form) {
         return false;
-    }
-    xcb_connection_t* const xcb = connection_->xcb();
-    for (xcb_extension_t* each : {&xcb_randr_id, &xcb_damage_id, &xcb_xfixes_id, &xcb_shm_id}) {
-        xcb_prefetch_extension_data(xcb, each);
     }
     // Before the first look at the monitors and the screen, so that nothing is missed.
     notices_.emplace(*connection_);
