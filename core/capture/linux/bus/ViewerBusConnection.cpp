@@ -275,9 +275,7 @@ void ViewerBusConnection::awaitDescriptor(Descriptor::wait_type what, bool& isAw
 
 /// The library limits the greeting of the bus.
 void ViewerBusConnection::awaitTime() {
-    if (timer_) {
-        clock_->withdraw(*std::exchange(timer_, std::nullopt));
-    }
+    clock_->withdraw(timer_);
     std::uint64_t deadline = UINT64_MAX;
     // An error leaves it as it is.
     (void)ViewerBusLibrary::loaded().timeout(bus_, &deadline);
@@ -286,10 +284,7 @@ void ViewerBusConnection::awaitTime() {
     }
     const Duration left = std::chrono::microseconds(deadline) - monotonicNow();
     timer_ = clock_->schedule(clock_->now() + std::max(left, Duration::zero()), executor_,
-                              ifAlive(weak_from_this(), [](ViewerBusConnection& self) {
-                                  self.timer_.reset();
-                                  self.run();
-                              }));
+                              ifAlive(weak_from_this(), &ViewerBusConnection::run));
 }
 
 void ViewerBusConnection::close() {
@@ -325,9 +320,7 @@ void ViewerBusConnection::drain() {
 
 void ViewerBusConnection::hangUp() {
     const Calls unanswered = std::exchange(calls_, {});
-    if (timer_) {
-        clock_->withdraw(*std::exchange(timer_, std::nullopt));
-    }
+    clock_->withdraw(timer_);
     for (const auto& call : unanswered) {
         call->slot.reset();
     }

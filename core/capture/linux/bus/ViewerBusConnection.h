@@ -4,7 +4,6 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "core/capture/linux/bus/ViewerBusMessage.h"
@@ -86,7 +85,7 @@ class ViewerBusConnection final : public std::enable_shared_from_this<ViewerBusC
     bool hasAnswer_ = false;
     bool isReadAwaited_ = false;
     bool isWriteAwaited_ = false;
-    std::optional<ViewerContinuousClock::TimerId> timer_;
+    ViewerContinuousClock::TimerId timer_;
     Calls calls_;
     std::list<std::weak_ptr<Subscription>> subscriptions_;
     std::function<void()> lost_;

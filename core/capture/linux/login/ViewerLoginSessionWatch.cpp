@@ -75,17 +75,12 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
 
     void connectAfter(ViewerContinuousClock::Duration pause) {
         timer_ = clock_->schedule(clock_->now() + pause, executor_,
-                                  ifAlive(weak_from_this(), [](Course& self) {
-                                      self.timer_.reset();
-                                      self.connect();
-                                  }));
+                                  ifAlive(weak_from_this(), &Course::connect));
     }
     /// Nobody is told anything any more.
     void stop() {
         ended_ = nullptr;
-        if (timer_) {
-            clock_->withdraw(*std::exchange(timer_, std::nullopt));
-        }
+        clock_->withdraw(timer_);
         subscriptions_.clear();
         if (const Bus bus = std::exchange(bus_, nullptr)) {
             bus->close();
@@ -157,7 +152,7 @@ class ViewerLoginSessionWatch::Course final : public std::enable_shared_from_thi
     const std::shared_ptr<ViewerContinuousClock> clock_;
     /// Nothing once all is told.
     std::function<void()> ended_;
-    std::optional<ViewerContinuousClock::TimerId> timer_;
+    ViewerContinuousClock::TimerId timer_;
     Bus bus_;
     /// Whether there ever was a system bus.
     bool hasBus_ = false;

@@ -81,7 +81,7 @@ ViewerTask<ViewerPortalResponse> ViewerPortalRequest::outcome(ViewerBusMessage c
     if (outcome_) {
         co_return *outcome_;
     }
-    if (limit && !timer_) {
+    if (limit && timer_ == ViewerContinuousClock::TimerId()) {
         giveUpAfter(end - clock_->now(), Access::portalSilent);
     }
     co_return co_await ViewerOneShot<ViewerPortalResponse>::wait(
@@ -99,9 +99,7 @@ void ViewerPortalRequest::responseHasCome(sd_bus_message* signal) {
 }
 
 void ViewerPortalRequest::giveUpAfter(Duration grace, Access reason) {
-    if (timer_) {
-        clock_->withdraw(*timer_);
-    }
+    clock_->withdraw(timer_);
     timer_ = clock_->schedule(
         clock_->now() + grace, executor_,
         ifAlive(weak_from_this(), [reason](ViewerPortalRequest& self) { self.close(reason); }));
@@ -121,9 +119,7 @@ void ViewerPortalRequest::take(ViewerPortalResponse response) {
     }
     outcome_ = std::move(response);
     subscription_.reset();
-    if (timer_) {
-        clock_->withdraw(*timer_);
-    }
+    clock_->withdraw(timer_);
     if (waiting_) {
         auto task = std::move(waiting_);
         task.complete(*outcome_);

@@ -64,7 +64,7 @@ class ViewerPortalRequest final : public std::enable_shared_from_this<ViewerPort
     std::vector<Arrival> arrivals_;
     std::optional<ViewerPortalResponse> outcome_;
     ViewerOneShot<ViewerPortalResponse> waiting_;
-    std::optional<ViewerContinuousClock::TimerId> timer_;
+    ViewerContinuousClock::TimerId timer_;
 };
 
 }  // namespace velmora

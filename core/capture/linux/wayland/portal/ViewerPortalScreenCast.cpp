@@ -15,7 +15,7 @@ ViewerPortalScreenCast::ViewerPortalScreenCast(ViewerExecutor executor, Clock cl
       lock_(std::move(lock)) {}
 
 ViewerPortalScreenCast::~ViewerPortalScreenCast() {
-    forgetTimer();
+    clock_->withdraw(timer_);
     portal_->end();
     lock_->end();
 }
@@ -130,7 +130,7 @@ void ViewerPortalScreenCast::advance() {
     if (state_ != State::interrupted || isRenewing_) {
         return;
     }
-    forgetTimer();
+    clock_->withdraw(timer_);
     const Instant endOfCauses = interruptedAt_ + causeWindow;
     if (token_.empty()) {
         stop();
@@ -178,7 +178,7 @@ void ViewerPortalScreenCast::noteLocked() {
 }
 
 void ViewerPortalScreenCast::renew() {
-    forgetTimer();
+    clock_->withdraw(timer_);
     isRenewing_ = true;
     // One cause is good for one renewal.
     lastCause_.reset();
@@ -197,7 +197,7 @@ void ViewerPortalScreenCast::renewalIsAnswered(const ViewerScreenCastPortal::Ans
 }
 
 void ViewerPortalScreenCast::stop() {
-    forgetTimer();
+    clock_->withdraw(timer_);
     portal_->close();
     token_.clear();
     grant_ = nullptr;
@@ -212,18 +212,9 @@ void ViewerPortalScreenCast::tell() const {
 }
 
 void ViewerPortalScreenCast::wakeAt(Instant instant) {
-    forgetTimer();
+    clock_->withdraw(timer_);
     timer_ = clock_->schedule(instant, executor_,
-                              ifAlive(weak_from_this(), [](ViewerPortalScreenCast& self) {
-                                  self.timer_.reset();
-                                  self.advance();
-                              }));
-}
-
-void ViewerPortalScreenCast::forgetTimer() {
-    if (timer_) {
-        clock_->withdraw(*std::exchange(timer_, std::nullopt));
-    }
+                              ifAlive(weak_from_this(), &ViewerPortalScreenCast::advance));
 }
 
 }  // namespace velmora

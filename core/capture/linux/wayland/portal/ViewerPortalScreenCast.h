@@ -70,7 +70,6 @@ class ViewerPortalScreenCast final : public ViewerScreenCast,
     void stop();
     void tell() const;
     void wakeAt(Instant instant);
-    void forgetTimer();
 
     const ViewerExecutor executor_;
     const Clock clock_;
@@ -97,7 +96,7 @@ class ViewerPortalScreenCast final : public ViewerScreenCast,
     Instant askAt_;
     bool isAskingLock_ = false;
     bool isRenewing_ = false;
-    std::optional<ViewerContinuousClock::TimerId> timer_;
+    ViewerContinuousClock::TimerId timer_;
 };
 
 }  // namespace velmora
