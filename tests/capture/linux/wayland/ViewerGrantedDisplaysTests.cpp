@@ -178,6 +178,14 @@ TEST_F(ViewerGrantedDisplaysTest, WithoutACompositorNothingIsListedAndNothingFor
     EXPECT_EQ(count(), 1U);
 }
 
+TEST_F(ViewerGrantedDisplaysTest, WithoutACompositorTheEmptyListIsOneObjectToo) {
+    displays_.grant({of(1)}, told({left()}));
+    displays_.follow(nullptr);
+    const auto list = displays_.list();
+    displays_.follow(nullptr);
+    EXPECT_EQ(displays_.list(), list);
+}
+
 TEST_F(ViewerGrantedDisplaysTest, AnUnchangedListIsTheSameObject) {
     const auto compositor = told({left(), right()});
     displays_.grant({of(1)}, compositor);
@@ -236,6 +244,30 @@ TEST_F(ViewerGrantedDisplaysTest, WhatIsNotToldApartComesBackUnderAnotherIdAndNo
     displays_.grant({oneOf({1, 2}, 51), oneOf({1, 2}, 52)}, compositor);
     ASSERT_EQ(count(), 1U);
     EXPECT_NE(uuid(0), id);
+}
+
+TEST_F(ViewerGrantedDisplaysTest, WhatIsNotToldApartComesBackOnlyInASizeThatWasGranted) {
+    Outputs outputs = {left(), left(), right(), right()};
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        outputs[i].global = static_cast<std::uint32_t>(i + 1);
+    }
+    displays_.grant({oneOf({1, 2}, 50)}, told(outputs));
+    ViewerMatchedStream another = oneOf({3, 4}, 51);
+    another.stream.size = ViewerLogicalSize{1280, 1080};
+    EXPECT_FALSE(displays_.grant({another}, told(outputs)));
+    EXPECT_TRUE(displays_.grant({oneOf({1, 2}, 52), another}, told(outputs)));
+    ASSERT_EQ(count(), 1U);
+    EXPECT_EQ(listed(0).width, 1920);
+}
+
+TEST_F(ViewerGrantedDisplaysTest, WhatIsNotToldApartIsInTheOrderOfItsNodesBehindTheOthers) {
+    ViewerWaylandOutput twin = left();
+    twin.global = 3;
+    displays_.grant({oneOf({1, 3}, 51), oneOf({1, 3}, 50), of(2)}, told({left(), right(), twin}));
+    ASSERT_EQ(count(), 3U);
+    EXPECT_EQ(displays_.find(uuid(0))->stream.node, 42U);
+    EXPECT_EQ(displays_.find(uuid(1))->stream.node, 50U);
+    EXPECT_EQ(displays_.find(uuid(2))->stream.node, 51U);
 }
 
 TEST_F(ViewerGrantedDisplaysTest, WhereTheOneThatWentIsNotKnownNoneOfThemStays) {

@@ -69,6 +69,25 @@ TEST_F(ViewerWaylandScreenCaptureOutputs, ThatTheOutputsBecomeKnownIsNoChangeOfT
     EXPECT_EQ(session_.screenCast->outputChanges, 0);
 }
 
+TEST_F(ViewerWaylandScreenCaptureOutputs, EveryChangeOfTheOutputsIsTold) {
+    session_.grant(GrantedWorld::bothStreams());
+    for (int change = 1; change <= 3; ++change) {
+        session_.outputs->tell({FakeOutputs::output(1, 0, 1920 + change)});
+        EXPECT_EQ(session_.screenCast->outputChanges, change);
+    }
+}
+
+TEST_F(ViewerWaylandScreenCaptureOutputs, ACompositorThatIsWaitedForMayLeaveAndComeBack) {
+    session_.outputs->leave();
+    session_.grant(GrantedWorld::bothStreams());
+    session_.outputs->leave();
+    session_.world.settle();
+    EXPECT_TRUE(session_.answers.empty());
+    session_.outputs->tell(GrantedWorld::twoOutputs());
+    session_.world.settle();
+    EXPECT_EQ(session_.answers, std::vector<bool>{true});
+}
+
 TEST_F(ViewerWaylandScreenCaptureOutputs, WithoutACompositorNoDisplayHasAStream) {
     session_.grant(GrantedWorld::bothStreams());
     const ViewerNativeDisplay display = session_.listed()->front();
@@ -76,6 +95,11 @@ TEST_F(ViewerWaylandScreenCaptureOutputs, WithoutACompositorNoDisplayHasAStream)
     EXPECT_FALSE(session_.starts(display));
     session_.outputs->tell(GrantedWorld::twoOutputs());
     EXPECT_TRUE(session_.starts(display));
+}
+
+TEST_F(ViewerWaylandScreenCaptureOutputs, TheSessionsEndIsWatchedForWithoutARequest) {
+    session_.capture->watchSession([] {});
+    EXPECT_EQ(session_.outputs->starts, 1);
 }
 
 TEST_F(ViewerWaylandScreenCaptureOutputs, TheCompositorsEndIsTheSessions) {

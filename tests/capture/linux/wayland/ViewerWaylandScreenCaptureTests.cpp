@@ -52,6 +52,17 @@ TEST_F(ViewerWaylandScreenCaptureTest, WhatIsGrantedIsListed) {
     EXPECT_EQ(session_.listed(), session_.listed());
 }
 
+TEST_F(ViewerWaylandScreenCaptureTest, WhoIsAnsweredFindsTheGrantAndTheList) {
+    bool isFound = false;
+    session_.capture->requestAccess([&](bool) {
+        isFound = session_.capture->preflightAccess() && session_.listed()->size() == 2;
+    });
+    session_.screenCast->allow(GrantedWorld::bothStreams());
+    session_.world.settle();
+    session_.answerAll();
+    EXPECT_TRUE(isFound);
+}
+
 TEST_F(ViewerWaylandScreenCaptureTest, ARefusalIsToldWithItsReason) {
     session_.request();
     session_.screenCast->refuse(Access::declined);
