@@ -56,10 +56,8 @@ void ViewerRectangleSet::joinTwo() {
             }
         }
     }
-    const ViewerRectangle joined = boundingBox(rectangles_[first], rectangles_[second]);
-    rectangles_.erase(rectangles_.begin() + static_cast<std::ptrdiff_t>(second));
-    rectangles_.erase(rectangles_.begin() + static_cast<std::ptrdiff_t>(first));
-    add(joined);
+    // Takes both in, since joining what lies in another wastes nothing.
+    add(boundingBox(rectangles_[first], rectangles_[second]));
 }
 
 }  // namespace velmora

@@ -98,6 +98,19 @@ TEST(ViewerPixelForm, AnyRunsOfBitsAreColours) {
     EXPECT_EQ(colourOf(described(32, 0xffff0000, 0x0000ff00, 0x000000ff), 0x12345678), 0x125678U);
 }
 
+TEST(ViewerPixelForm, AColourMayBeTheLowestBitAlone) {
+    const Description form = described(16, 0x0004, 0x0002, 0x0001);
+    EXPECT_EQ(colourOf(form, 0x0001), 0x0000ffU);
+    EXPECT_EQ(colourOf(form, 0x0006), 0xffff00U);
+}
+
+TEST(ViewerPixelForm, EveryByteOfAsManyPixelsIsWrittenAndNoOther) {
+    const Bytes row{1, 2, 3, 0xff, 4, 5, 6, 0xff, 7, 8, 9, 0xff};
+    Bytes result(12, 0xee);
+    ViewerPixelForm::make(Description()).value().convert(row.data(), 2, result.data());
+    EXPECT_THAT(result, ElementsAre(1, 2, 3, 0, 4, 5, 6, 0, 0xee, 0xee, 0xee, 0xee));
+}
+
 TEST(ViewerPixelForm, TheServersByteOrderCounts) {
     Description wide;
     Description narrow = described(16, 0xf800, 0x07e0, 0x001f);

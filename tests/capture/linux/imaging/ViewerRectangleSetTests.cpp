@@ -56,6 +56,33 @@ TEST(ViewerRectangleSet, WhatIsJoinedIsJoinedWithOthersToo) {
     EXPECT_EQ(set.rectangles(), (std::vector<ViewerRectangle>{{0, 0, 30, 10}}));
 }
 
+TEST(ViewerRectangleSet, WhatHasGrownIsJoinedWithThoseThatCameBeforeToo) {
+    ViewerRectangleSet set(0);
+    set.add({0, 10, 20, 10});
+    set.add({0, 0, 10, 10});
+    EXPECT_EQ(set.rectangles().size(), 2U);
+    set.add({10, 0, 10, 10});
+    EXPECT_EQ(set.rectangles(), (std::vector<ViewerRectangle>{{0, 0, 20, 20}}));
+}
+
+TEST(ViewerRectangleSet, OfTooManyThoseTwoAreJoinedThatWasteLeast) {
+    constexpr auto maximumCount = static_cast<std::int64_t>(ViewerRectangleSet::maximumCount);
+    // Wherever the two that are nearest to each other stand, and how far apart.
+    for (std::int64_t first = 0; first < maximumCount; ++first) {
+        for (std::int64_t second = first + 1; second <= maximumCount; ++second) {
+            SCOPED_TRACE(std::to_string(first) + " and " + std::to_string(second));
+            ViewerRectangleSet set(0);
+            for (std::int64_t i = 0; i <= maximumCount; ++i) {
+                EXPECT_EQ(set.rectangles().size(), static_cast<std::size_t>(i));
+                set.add(i == second ? ViewerRectangle{100 * first + 20, 0, 10, 10}
+                                    : ViewerRectangle{100 * i, 0, 10, 10});
+            }
+            EXPECT_EQ(set.rectangles().size(), ViewerRectangleSet::maximumCount);
+            EXPECT_EQ(set.rectangles().back(), (ViewerRectangle{100 * first, 0, 30, 10}));
+        }
+    }
+}
+
 TEST(ViewerRectangleSet, CoversAllThatWasAddedWithAFewRectangles) {
     for (std::uint32_t seed = 1; seed <= 200; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
