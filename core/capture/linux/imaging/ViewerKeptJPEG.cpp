@@ -15,7 +15,6 @@ void ViewerKeptJPEG::begin(std::int64_t width, std::int64_t height) {
     grid_ = ViewerPieceGrid(width, height);
     isOutdated_.assign(grid_.count(), true);
     places_.resize(grid_.count());
-    quality_.reset();
 }
 
 std::optional<std::vector<std::uint8_t>> ViewerKeptJPEG::encode(const ViewerPixelBuffer& picture,

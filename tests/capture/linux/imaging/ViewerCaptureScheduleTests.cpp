@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace velmora {
@@ -91,6 +92,15 @@ TEST(ViewerCaptureSchedule, EveryRowHasItsTurn) {
         EXPECT_EQ(row, picture.height);
     }
     EXPECT_TRUE(schedule.isCurrent());
+}
+
+TEST(ViewerCaptureSchedule, ATenthOfTheRowsIsRoundedUp) {
+    for (const auto& [height, rows] : std::vector<std::pair<std::int64_t, std::int64_t>>{
+             {10, 1}, {11, 2}, {351, 36}, {360, 36}, {361, 37}}) {
+        const ViewerCaptureSchedule schedule({0, 0, 640, height}, {frame, seconds(1)}, start);
+        EXPECT_EQ(schedule.rowsToCompare(), (ViewerRectangle{0, 0, 640, rows}));
+        EXPECT_EQ(schedule.comparisonsPerRound(), height == 11 ? 6 : 10);
+    }
 }
 
 TEST(ViewerCaptureSchedule, WhatIsFoundAndWasNotToldOfRenewsTheWholePicture) {

@@ -34,6 +34,56 @@ TEST(ViewerImaging, APictureIsOnlyEverReduced) {
     EXPECT_TRUE(ViewerImaging::scaled(source.buffer(), 1, 1).has_value());
 }
 
+TEST(ViewerImaging, WhatIsNoPictureIsNeitherReducedNorEncoded) {
+    const TestPicture source(8, 6);
+    const auto isRefused = [](const ViewerPixelBuffer& buffer) {
+        return !ViewerImaging::scaled(buffer, 1, 1) && !ViewerImaging::jpeg(buffer, 0.5);
+    };
+    EXPECT_FALSE(isRefused(source.buffer()));
+    ViewerPixelBuffer withoutPixels = source.buffer();
+    withoutPixels.pixels = nullptr;
+    EXPECT_TRUE(isRefused(withoutPixels));
+    for (const std::int64_t length :
+         {std::int64_t{0}, std::int64_t{-1}, (std::int64_t{1} << 27) + 1}) {
+        ViewerPixelBuffer ofAnyWidth = source.buffer();
+        ofAnyWidth.width = length;
+        ofAnyWidth.bytesPerRow = std::size_t{1} << 30;
+        EXPECT_TRUE(isRefused(ofAnyWidth)) << length;
+        ViewerPixelBuffer ofAnyHeight = source.buffer();
+        ofAnyHeight.height = length;
+        EXPECT_TRUE(isRefused(ofAnyHeight)) << length;
+    }
+    ViewerPixelBuffer withShortRows = source.buffer();
+    --withShortRows.bytesPerRow;
+    EXPECT_TRUE(isRefused(withShortRows));
+}
+
+TEST(ViewerImaging, ARowOrAColumnOfPixelsIsAPicture) {
+    std::mt19937 generator(2);
+    const auto row = TestPicture::random(8, 1, generator);
+    const auto column = TestPicture::random(1, 8, generator);
+    EXPECT_TRUE(isReductionOf(row, ViewerImaging::scaled(row.buffer(), 4, 1).value()));
+    EXPECT_TRUE(isReductionOf(column, ViewerImaging::scaled(column.buffer(), 1, 4).value()));
+    EXPECT_TRUE(ViewerImaging::jpeg(row.buffer(), 0.5).has_value());
+    EXPECT_TRUE(ViewerImaging::jpeg(column.buffer(), 0.5).has_value());
+}
+
+TEST(ViewerImaging, APictureOfTheWantedSizeIsHandedOnAsItIs) {
+    const TestPicture source(8, 6);
+    EXPECT_EQ(ViewerImaging::scaled(source.buffer(), 8, 6).value().picture.pixels,
+              source.bytes.data());
+}
+
+TEST(ViewerImaging, EachOfSeveralSourcesInTurnIsReducedByItsOwnAverage) {
+    std::mt19937 generator(3);
+    for (const auto& [width, height] : std::vector<std::pair<std::int64_t, std::int64_t>>{
+             {48, 24}, {24, 24}, {24, 48}, {24, 24}, {48, 24}}) {
+        const auto source = TestPicture::random(width, height, generator);
+        EXPECT_TRUE(isReductionOf(source, ViewerImaging::scaled(source.buffer(), 12, 12).value()))
+            << width << " × " << height;
+    }
+}
+
 TEST(ViewerImaging, EachOfSeveralSizesInTurnGetsItsOwnAverage) {
     std::mt19937 generator(1);
     const auto source = TestPicture::random(48, 24, generator);

@@ -107,6 +107,25 @@ TEST(ViewerKeptJPEG, EveryPatternOfChangedPiecesGivesTheBytesAndThePixelsOfAWhol
     }
 }
 
+TEST(ViewerKeptJPEG, WhatIsNotOutdatedIsKeptAndNotLookedAt) {
+    const TestPicture first = content(320, 48, 1);
+    const TestPicture second = content(320, 48, 2);
+    ViewerKeptJPEG jpeg(320, 48);
+    ViewerJPEGCompressor compressor;
+    EXPECT_TRUE(jpeg.isOutdated(0));
+    EXPECT_EQ(jpeg.encode(first.buffer(), quality, compressor), encodedAnew(first.buffer()));
+    EXPECT_FALSE(jpeg.isOutdated(1));
+    jpeg.outdate(1);
+    EXPECT_TRUE(jpeg.isOutdated(1));
+    TestPicture expected = first;
+    copyPiece(second, expected, jpeg.grid().piece(1));
+    EXPECT_EQ(jpeg.encode(second.buffer(), quality, compressor), encodedAnew(expected.buffer()));
+    EXPECT_EQ(jpeg.encode(second.buffer(), quality, compressor), encodedAnew(expected.buffer()));
+    // Of another picture of the same size nothing is kept.
+    jpeg.begin(320, 48);
+    EXPECT_EQ(jpeg.encode(second.buffer(), quality, compressor), encodedAnew(second.buffer()));
+}
+
 /// With a sanitizer, which takes ten times as long, one size of so many is looked at.
 constexpr std::int64_t sizeStep = VIEWER_SIZE_STEP;
 
@@ -182,6 +201,21 @@ TEST(ViewerKeptJPEG, EachInstructionSetGivesTheSameBytes) {
     const TestPicture picture = content(639, 61, 10);
     const Bytes expected = encodedAnew(picture.buffer());
     forEachInstructionSet([&] { EXPECT_EQ(encodedAnew(picture.buffer()), expected); });
+}
+
+TEST(ViewerKeptJPEG, NoiseHasRoomAtTheHighestQuality) {
+    std::mt19937 generator(12);
+    const auto noise = TestPicture::random(640, 360, generator);
+    const auto jpeg = ViewerImaging::jpeg(noise.buffer(), 1);
+    ASSERT_TRUE(jpeg.has_value());
+    EXPECT_EQ(decoded(*jpeg).picture.width, 640);
+}
+
+TEST(ViewerKeptJPEG, ASideHasAsManyPixelsAsAJPEGMayHave) {
+    const TestPicture widest = TestPicture::filled(65'500, 1, {1, 2, 3, 0});
+    expectSeenAsWhole(encodedAnew(widest.buffer()), widest.buffer());
+    const TestPicture tooWide = TestPicture::filled(65'501, 1, {1, 2, 3, 0});
+    EXPECT_FALSE(ViewerImaging::jpeg(tooWide.buffer(), quality).has_value());
 }
 
 TEST(ViewerKeptJPEG, WhatTheLibraryRefusesGivesNothingAndDisturbsNothing) {

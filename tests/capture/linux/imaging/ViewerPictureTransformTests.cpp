@@ -43,6 +43,9 @@ TEST(ViewerPictureTransform, AMirroredPictureIsTurnedBackBeforeItIsMirrored) {
 }
 
 TEST(ViewerPictureTransform, OnlyEightAreKnown) {
+    for (std::uint32_t number = 0; number < 8; ++number) {
+        ASSERT_TRUE(ViewerPictureTransform::make(number).has_value()) << number;
+    }
     EXPECT_TRUE(ViewerPictureTransform::make(0)->isNone());
     EXPECT_FALSE(ViewerPictureTransform::make(7)->isNone());
     EXPECT_TRUE(ViewerPictureTransform::make(7)->swapsSides());

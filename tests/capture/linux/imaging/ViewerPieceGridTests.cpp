@@ -12,9 +12,9 @@ namespace {
 constexpr std::int64_t unit = ViewerPieceGrid::unitSide;
 
 TEST(ViewerPieceGrid, APieceIsAboutTenUnitsLongAndDividesTheRow) {
-    const std::map<std::int64_t, std::int64_t> lengths{{40, 10}, {36, 9},  {35, 7},  {30, 10},
-                                                       {34, 17}, {37, 37}, {29, 29}, {13, 13},
-                                                       {4, 4},   {1, 1}};
+    const std::map<std::int64_t, std::int64_t> lengths{
+        {40, 10}, {36, 9}, {35, 7}, {30, 10}, {34, 17}, {37, 37}, {29, 29},
+        {13, 13}, {4, 4},  {1, 1},  {25, 5},  {68, 17}, {24, 8},  {15, 15}};
     for (const auto& [row, length] : lengths) {
         EXPECT_EQ(ViewerPieceGrid(row * unit, 1).pieceWidth(), length * unit) << row;
         EXPECT_EQ(ViewerPieceGrid(row * unit - 15, 1).pieceWidth(), length * unit) << row;

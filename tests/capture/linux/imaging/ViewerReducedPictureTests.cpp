@@ -8,6 +8,7 @@
 
 #include "core/capture/ViewerJPEGEncoder.h"
 #include "core/capture/ViewerTargetSize.h"
+#include "core/capture/linux/imaging/ViewerKeptJPEG.h"
 #include "tests/support/imaging/TestPicture.h"
 
 namespace velmora {
@@ -116,6 +117,23 @@ TEST(ViewerReducedPicture, AnyChangeMakesItAnotherPictureAndNoneDoesNot) {
     EXPECT_TRUE(isAnother());
     EXPECT_FALSE(isAnother());
     EXPECT_TRUE(reduced.takeFound().isEmpty());
+}
+
+TEST(ViewerReducedPicture, WhatIsEncodedIsKeptUntilItChanges) {
+    TestPicture source = TestPicture::filled(640, 360, {9, 9, 9, 0});
+    ViewerReducedPicture reduced(ViewerAreaAverage(640, 360, 640, 360));
+    (void)renew(reduced, source, reduced.whole());
+    ViewerKeptJPEG* const jpeg = reduced.pixels().jpeg;
+    ASSERT_NE(jpeg, nullptr);
+    EXPECT_TRUE(jpeg->isOutdated(0));
+    EXPECT_TRUE(ViewerJPEGEncoder::encode(reduced.pixels(), jpegQuality).has_value());
+    (void)renew(reduced, source, reduced.whole());
+    EXPECT_FALSE(jpeg->isOutdated(0));
+    EXPECT_FALSE(jpeg->isOutdated(1));
+    paint(source, jpeg->grid().piece(1), 200);
+    (void)renew(reduced, source, reduced.whole());
+    EXPECT_FALSE(jpeg->isOutdated(0));
+    EXPECT_TRUE(jpeg->isOutdated(1));
 }
 
 TEST(ViewerReducedPicture, RedAndBlueThatAreSwappedAreEncodedSo) {
