@@ -133,6 +133,10 @@ bool ScriptedCompositor::isXdgBound() const {
     return native_->xdgOutput != nullptr;
 }
 
+int ScriptedCompositor::boundVersion() const {
+    return wl_resource_get_version(native_->output);
+}
+
 void ScriptedCompositor::geometry(std::int32_t x, std::int32_t y, const std::string& make,
                                   const std::string& model, std::int32_t transform) {
     wl_output_send_geometry(native_->output, x, y, 0, 0, WL_OUTPUT_SUBPIXEL_UNKNOWN, make.c_str(),

@@ -45,6 +45,8 @@ class ScriptedCompositor final {
     /// Whether somebody listens to the output, and to what `xdg_output` adds to it.
     bool isBound() const;
     bool isXdgBound() const;
+    /// The version of the output that they speak. REQUIRES: somebody listens.
+    int boundVersion() const;
 
     // The events of the one output.
     void geometry(std::int32_t x, std::int32_t y, const std::string& make, const std::string& model,

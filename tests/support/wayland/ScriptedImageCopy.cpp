@@ -33,8 +33,10 @@ wl_resource* attached = nullptr;
 
 struct FrameRequests final {
     static void attach(wl_client*, wl_resource*, wl_resource* buffer) { attached = buffer; }
-    static void damage(wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t,
-                       std::int32_t) {}
+    static void damage(wl_client*, wl_resource* frame, std::int32_t x, std::int32_t y,
+                       std::int32_t width, std::int32_t height) {
+        scriptOf(frame).damage = {x, y, width, height};
+    }
     static void capture(wl_client*, wl_resource* frame) {
         const ScriptedImageCopy& script = scriptOf(frame);
         if (script.course == ScriptedImageCopy::Course::fails) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -27,6 +28,8 @@ struct ScriptedImageCopy final {
     std::uint32_t transform = 0;
     /// What the last client asked for.
     std::uint32_t options = 0;
+    /// The part of the last picture that it wanted renewed: x, y, width and height.
+    std::array<std::int32_t, 4> damage{};
 };
 
 }  // namespace velmora

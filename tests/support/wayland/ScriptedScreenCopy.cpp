@@ -92,6 +92,7 @@ void bind(wl_client* client, void* data, std::uint32_t version, std::uint32_t id
     wl_resource* const resource = wl_resource_create(client, &zwlr_screencopy_manager_v1_interface,
                                                      static_cast<int>(version), id);
     wl_resource_set_implementation(resource, &requests, data, nullptr);
+    static_cast<ScriptedScreenCopy*>(data)->boundVersion = version;
 }
 
 }  // namespace

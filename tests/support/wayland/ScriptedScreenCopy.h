@@ -19,6 +19,8 @@ struct ScriptedScreenCopy final {
     void addTo(wl_display* display);
 
     std::uint32_t version = 3;
+    /// The version that the last client speaks.
+    std::uint32_t boundVersion = 0;
     /// Whether the compositor shares memory.
     bool hasMemory = true;
     bool fails = false;

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <wayland-client-protocol.h>
 
+#include <array>
+#include <cstdint>
+
 #include "tests/capture/linux/wayland/outputs/ScriptedCopyTest.h"
 #include "tests/support/wayland/ScriptedImageCopy.h"
 
@@ -32,6 +35,11 @@ class ViewerImageCopyTest : public ScriptedCopyTest {
 TEST_F(ViewerImageCopyTest, AnOutputIsCopiedWithoutTheCursor) {
     EXPECT_EQ(copy(), (Pixels{1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(script_.options, 0U);
+}
+
+TEST_F(ViewerImageCopyTest, TheWholePictureIsAskedFor) {
+    EXPECT_NE(copy(), Pixels());
+    EXPECT_EQ(script_.damage, (std::array<std::int32_t, 4>{0, 0, 3, 2}));
 }
 
 TEST_F(ViewerImageCopyTest, ThePictureItselfTellsHowItIsTurned) {

@@ -38,6 +38,13 @@ class ScriptedOutput final {
         compositor.pump();
         return loop_.current()->outputs.size();
     }
+    /// Whether the compositor has nothing to object to once it has taken in what was asked.
+    bool isConnected() {
+        compositor.pump();
+        (void)loop_.current();
+        compositor.pump();
+        return loop_.current() != nullptr;
+    }
     /// Everything that an output of the fourth version tells, but its end mark.
     void tellModern() {
         compositor.geometry(7, 7, "Maker", "Model", 0);
@@ -62,6 +69,7 @@ TEST(ViewerOutputReader, AnOutputIsKnownOnceAllOfItWasTold) {
     output.compositor.done();
     const auto known = output.known();
     ASSERT_TRUE(known);
+    EXPECT_EQ(output.compositor.boundVersion(), 4);
     EXPECT_EQ(known->connector, "DP-1");
     EXPECT_EQ(known->make, "Maker");
     EXPECT_EQ(known->model, "Model");
@@ -167,6 +175,8 @@ TEST(ViewerOutputReader, TheFirstVersionKnowsNoEndMarks) {
     output.compositor.mode(true, 1024, 768);
     ASSERT_TRUE(output.known());
     EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{1024, 768}));
+    output.compositor.geometry(0, 0, "Maker", "Model", 1);
+    EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{768, 1024}));
 }
 
 TEST(ViewerOutputReader, OfTheFirstVersionEachWordOfTheExtensionCountsAtOnce) {
@@ -196,13 +206,17 @@ TEST(ViewerOutputReader, NonsenseIsNoOutput) {
     output.compositor.mode(true, 640, -1);
     output.compositor.done();
     EXPECT_FALSE(output.known());
-    output.compositor.mode(true, 640, 480);
+    output.compositor.mode(true, 640, 0);
+    output.compositor.done();
+    EXPECT_FALSE(output.known());
+    output.compositor.mode(true, 1, 1);
     output.compositor.done();
     ASSERT_TRUE(output.known());
-    EXPECT_EQ(output.known()->transform, 0);
-    output.compositor.geometry(0, 0, "Maker", "Model", -1);
-    output.compositor.done();
-    EXPECT_EQ(output.known()->transform, 0);
+    for (const std::int32_t transform : {-1, 8, 77}) {
+        output.compositor.geometry(0, 0, "Maker", "Model", transform);
+        output.compositor.done();
+        EXPECT_EQ(output.known()->transform, 0) << transform;
+    }
 }
 
 TEST(ViewerOutputReader, AScaleThatIsNoneCountsAsOne) {
@@ -213,6 +227,23 @@ TEST(ViewerOutputReader, AScaleThatIsNoneCountsAsOne) {
     output.compositor.done();
     ASSERT_TRUE(output.known());
     EXPECT_EQ(output.known()->logicalSize, (ViewerLogicalSize{640, 480}));
+}
+
+TEST(ViewerOutputReader, AnOutputThatGoesIsGivenBack) {
+    for (const Versions versions : {Versions{4, 3}, Versions{3, 0}}) {
+        ScriptedOutput output(versions);
+        output.compositor.removeOutput();
+        EXPECT_TRUE(output.isConnected());
+        EXPECT_FALSE(output.compositor.isBound());
+        EXPECT_FALSE(output.compositor.isXdgBound());
+    }
+}
+
+TEST(ViewerOutputReader, AnOlderCompositorIsNotToldWhatItDoesNotKnow) {
+    ScriptedOutput output({2, 0});
+    output.compositor.removeOutput();
+    EXPECT_EQ(output.count(), 0U);
+    EXPECT_TRUE(output.isConnected());
 }
 
 TEST(ViewerOutputReader, AnOutputThatGoesIsForgotten) {

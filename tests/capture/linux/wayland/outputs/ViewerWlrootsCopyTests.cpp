@@ -5,7 +5,10 @@
 #include <sys/resource.h>
 #include <wayland-client-protocol.h>
 
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <string>
 
 #include "tests/capture/linux/wayland/outputs/ScriptedCopyTest.h"
 #include "tests/support/wayland/ScriptedScreenCopy.h"
@@ -55,6 +58,22 @@ class ViewerWlrootsCopyTest : public ScriptedCopyTest {
 TEST_F(ViewerWlrootsCopyTest, AnOutputIsCopiedWithoutTheCursor) {
     EXPECT_EQ(copy(), (Pixels{1, 2, 3, 4, 5, 6}));
     EXPECT_FALSE(script_.hasCursor);
+    EXPECT_EQ(script_.boundVersion, 3U);
+}
+
+TEST_F(ViewerWlrootsCopyTest, TheMemoryOfAPictureIsGivenBack) {
+    const auto isMapped = [] {
+        std::ifstream maps("/proc/self/maps");
+        const std::string all{std::istreambuf_iterator<char>(maps), {}};
+        return all.find("viewer-copy") != std::string::npos;
+    };
+    script_.isUpsideDown = true;
+    bool wasMapped = false;
+    script_.beforeReady = [&] { wasMapped = isMapped(); };
+    EXPECT_NE(copy(), Pixels());
+    EXPECT_TRUE(wasMapped);
+    compositor_.pump();  // which gives back its own side
+    EXPECT_FALSE(isMapped());
 }
 
 TEST_F(ViewerWlrootsCopyTest, APictureThatIsUpsideDownIsPutUpright) {
