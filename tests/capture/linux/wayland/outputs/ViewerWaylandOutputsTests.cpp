@@ -152,6 +152,37 @@ TEST(ViewerWaylandOutputs, ACompositorThatDoesNotAnswerIsNotGone) {
     EXPECT_EQ(loop.current(), nullptr);
 }
 
+TEST(ViewerWaylandOutputs, ACompositorThatIsSilentInBetweenBeginsTheMinuteAnew) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path() / "wayland";
+    OutputsOnLoop loop(path);
+    loop.pass(50s);
+    const MuteSocket mute;
+    std::filesystem::create_symlink(mute.path(), path);
+    loop.pass(20s);
+    std::filesystem::remove(path);
+    loop.pass(50s);
+    EXPECT_EQ(loop.ends(), 0);
+    loop.pass(60s);
+    EXPECT_EQ(loop.ends(), 1);
+}
+
+TEST(ViewerWaylandOutputs, ACompositorThatIsFoundGoneIsToldSoAtOnceAndConnectedToAgain) {
+    ScriptedCompositor compositor({4, 0});
+    compositor.addOutput();
+    OutputsOnLoop loop(compositor.socketPath(), [&] { compositor.pump(); });
+    ASSERT_TRUE(loop.until([&] { return loop.current() && compositor.isBound(); }));
+    EXPECT_FALSE(loop.current()->offersScreenCopy);
+    EXPECT_FALSE(loop.current()->offersImageCopy);
+    loop.settle();
+    const int changes = loop.changes();
+    compositor.hangUp();
+    EXPECT_EQ(loop.current(), nullptr);
+    EXPECT_EQ(loop.changes(), changes + 1);
+    loop.pass(4s);
+    EXPECT_TRUE(loop.until([&] { return loop.current() != nullptr; }));
+}
+
 TEST(ViewerWaylandOutputs, ACompositorThatTurnsEverybodyAwayIsGone) {
     const MuteSocket mute;
     OutputsOnLoop loop(mute.path(), [&] { mute.turnAway(); });
