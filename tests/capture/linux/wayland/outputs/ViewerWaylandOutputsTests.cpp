@@ -152,6 +152,26 @@ TEST(ViewerWaylandOutputs, ACompositorThatDoesNotAnswerIsNotGone) {
     EXPECT_EQ(loop.current(), nullptr);
 }
 
+TEST(ViewerWaylandOutputs, WhoIsToldOfAChangeFindsIt) {
+    ScriptedCompositor compositor({4, 0});
+    boost::asio::io_context loop;
+    auto outputs = std::make_unique<ViewerWaylandOutputs>(
+        loop.get_executor(), std::make_shared<ManualClock>(), compositor.socketPath());
+    bool isTold = false;
+    outputs->start([&] {
+        isTold = true;
+        EXPECT_NE(outputs->current(), nullptr);
+    });
+    const auto end = std::chrono::steady_clock::now() + OutputsOnLoop::patience;
+    while (!isTold && std::chrono::steady_clock::now() < end) {
+        compositor.pump();
+        loop.poll();
+    }
+    EXPECT_TRUE(isTold);
+    outputs.reset();
+    loop.poll();  // what it ran ends
+}
+
 TEST(ViewerWaylandOutputs, ACompositorThatIsSilentInBetweenBeginsTheMinuteAnew) {
     const TemporaryFolder folder;
     const std::string path = folder.path() / "wayland";
