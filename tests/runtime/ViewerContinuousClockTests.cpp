@@ -190,6 +190,21 @@ TEST_P(ViewerContinuousClockConformance, ASleepPassesOrIsEndedByACancellation) {
     EXPECT_EQ(outcomes, std::vector<bool>({true, false}));
 }
 
+ViewerTask<void> sleepTwice(ViewerContinuousClock* clock, std::vector<bool>* outcomes) {
+    co_await sleepAndNote(clock, 1h, outcomes);
+    co_await sleepAndNote(clock, 5ms, outcomes);
+}
+
+TEST_P(ViewerContinuousClockConformance, ATaskThatIsCancelledAlreadyDoesNotSleep) {
+    const auto under = GetParam()();
+    std::vector<bool> outcomes;
+    const auto task = startTask(under->executor(), sleepTwice(&under->clock(), &outcomes));
+    under->clock().schedule(under->clock().now() + 1ms, under->executor(),
+                            [task] { task->cancel(); });
+    under->run([&] { return outcomes.size() == 2; });
+    EXPECT_EQ(outcomes, std::vector<bool>({false, false}));
+}
+
 ViewerTask<void> sleepHolding(ViewerContinuousClock* clock, std::shared_ptr<int> held) {
     (void)co_await clock->sleep(1h);
     ++*held;

@@ -37,6 +37,17 @@ TEST(ViewerRecycler, OneOfAnotherSizeGetsMemoryOfItsOwn) {
     recycler->giveBack(again, 2000);
 }
 
+TEST(ViewerRecycler, WhatIsLeftBeyondItsBoundIsNotKept) {
+    const auto recycler = std::make_shared<ViewerRecycler>(1);
+    void* const first = recycler->take(2000);
+    void* const second = recycler->take(2000);
+    recycler->giveBack(first, 2000);
+    recycler->giveBack(second, 2000);
+    void* const again = recycler->take(2000);
+    EXPECT_EQ(again, first) << "of two it keeps the one that was left first";
+    recycler->giveBack(again, 2000);
+}
+
 TEST(ViewerRecycler, LivesUntilTheLastOfItsObjectsHasGone) {
     auto recycler = std::make_shared<ViewerRecycler>(1);
     const std::weak_ptr<ViewerRecycler> weak = recycler;
