@@ -9,9 +9,11 @@ namespace velmora {
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 TEST(ViewerHostStartUp, SignalsAreWatchedBeforeThePermissionIsLookedAtAndTheServerIsMadeLast) {
     LaunchedHost host;
@@ -32,6 +34,17 @@ TEST(ViewerHostStartUp, NothingIsOpenedBeforeThePermissionIsKnown) {
     host.capture->answerLooks(ViewerCaptureAccess::granted);
     host.world.settle();
     EXPECT_TRUE(host.listener().isStarted());
+}
+
+TEST(ViewerHostStartUp, AHostThatWasAskedToQuitBeforeItHasBegunDoesNotBegin) {
+    LaunchedHost host;
+    EXPECT_EQ(host.delegate->applicationShouldTerminate(), ViewerTerminateReply::cancel);
+    host.launch();
+    host.world.runToEnd();
+
+    EXPECT_THAT(host.calls(), Not(Contains("look")));
+    EXPECT_THAT(host.transport->listeners, IsEmpty());
+    EXPECT_EQ(host.shell->ends().size(), 1U);
 }
 
 TEST(ViewerHostStartUp, TheServerListensOnPort9090) {
