@@ -12,8 +12,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -106,6 +108,20 @@ TEST_F(ViewerAlertProcessTest, AProgramThatIsMissingOrNoProgramIsNotStarted) {
 
 TEST_F(ViewerAlertProcessTest, AnAlertThatNoPacketHoldsIsNotShown) {
     EXPECT_EQ(start("exit", std::string(16 << 20, 'x')), nullptr);
+}
+
+std::ptrdiff_t alertDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(ViewerAlertProcessTest, AnAlertLeavesNoDescriptorBehind) {
+    EXPECT_EQ(answer("exit", "10"), Answer(true));  // opens what the loop itself needs
+    const std::ptrdiff_t before = alertDescriptors();
+    EXPECT_EQ(answer("exit", "11"), Answer(false));
+    EXPECT_EQ(alertDescriptors(), before);
+    const ViewerAlert alert(ViewerAlertStyle::warning, "exit", "10", {"OK"});
+    EXPECT_EQ(ViewerAlertProcess::start(loop_, folder_.path() / "none", alert), nullptr);
+    EXPECT_EQ(alertDescriptors(), before);
 }
 
 TEST_F(ViewerAlertProcessTest, TheProgramStartsWithNothingOfTheHosts) {

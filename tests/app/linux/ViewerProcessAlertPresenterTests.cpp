@@ -11,8 +11,10 @@
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -182,6 +184,17 @@ TEST_F(ViewerProcessAlertPresenterTest, TheTerminalIsTheOneOfTheStart) {
     EXPECT_THAT(events_, ElementsAre("not first"));
     EXPECT_EQ(terminal.read(), "Title\r\nWhat went wrong.\r\n");
     EXPECT_EQ(pipe.read(), "");
+}
+
+TEST_F(ViewerProcessAlertPresenterTest, LetsGoOfTheTerminal) {
+    const StandardError terminal(StandardError::Kind::terminal);
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = descriptors();
+    std::make_unique<ViewerProcessAlertPresenter>(loop_, SCRIPTED_ALERT_PATH).reset();
+
+    EXPECT_EQ(descriptors(), before);
 }
 
 TEST_F(ViewerProcessAlertPresenterTest, AnAlertThatIsClosedWritesNothingToTheTerminal) {
