@@ -41,6 +41,17 @@ TEST(ViewerAlertMessage, IsNoneWhenAnythingOfItIsMissing) {
     }
 }
 
+TEST(ViewerAlertMessage, WithATextThatIsLongerThanTheMessageIsNone) {
+    const ViewerAlertMessage empty(ViewerAlert(ViewerAlertStyle::critical, "", "", {"OK"}), "");
+    for (const std::size_t place : {1U, 5U, 9U, 13U}) {
+        auto bytes = empty.encoded();
+        // What follows can be read as the other texts.
+        bytes.resize(bytes.size() + 8);
+        bytes.at(place + 3) = 0x7F;
+        EXPECT_EQ(ViewerAlertMessage::decoded(bytes), std::nullopt) << place;
+    }
+}
+
 TEST(ViewerAlertMessage, WithoutAButtonIsNone) {
     EXPECT_EQ(ViewerAlertMessage::decoded(message({}).encoded()), std::nullopt);
 }
