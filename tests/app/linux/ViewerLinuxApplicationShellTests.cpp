@@ -80,6 +80,18 @@ TEST_F(ViewerLinuxApplicationShellTest, ASignalReachesItsSourceInTheLoop) {
     EXPECT_EQ(delegate->requests, 1);
 }
 
+TEST_F(ViewerLinuxApplicationShellTest, ASignalThatIsIgnoredDoesNotEndTheProcess) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(
+        {
+            (void)std::signal(SIGUSR1, SIG_DFL);
+            shell_->ignoreSignal(SIGUSR1);
+            (void)::kill(::getpid(), SIGUSR1);
+            shell_->exit(7);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 TEST_F(ViewerLinuxApplicationShellTest, AQuitDuringAnAlertIsPutOffUntilItHasClosed) {
     BorrowedEnvironment environment;
     environment.set("DISPLAY", ":7");
