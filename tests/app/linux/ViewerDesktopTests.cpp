@@ -20,6 +20,7 @@ TEST(ViewerDesktop, IsTheFirstThatIsKnownOfTheNames) {
              std::pair("GNOME-Classic:GNOME", Wording::gnome),
              std::pair("KDE", Wording::kde),
              std::pair("sway", Wording::wlroots),
+             std::pair("WAYFIRE", Wording::wlroots),
              std::pair("wlr", Wording::wlroots),
              std::pair("labwc:wlroots", Wording::wlroots),
              std::pair("other:wlroots", Wording::wlroots),

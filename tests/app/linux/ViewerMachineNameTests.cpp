@@ -32,6 +32,7 @@ TEST(ViewerMachineName, QuotedAndUnquotedPiecesMakeOneName) {
 
 TEST(ViewerMachineName, BlanksAroundAnUnquotedNameAreNotPartOfIt) {
     EXPECT_EQ(prettyHostName("  PRETTY_HOSTNAME=Front desk \t\r\n"), "Front desk");
+    EXPECT_EQ(prettyHostName("  PRETTY_HOSTNAME= \tFront desk \t\r\n"), "Front desk");
 }
 
 TEST(ViewerMachineName, BlanksInsideQuotesArePartOfTheName) {
