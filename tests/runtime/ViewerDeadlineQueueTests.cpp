@@ -52,6 +52,16 @@ TEST_F(ViewerDeadlineQueueTest, ActionsOfOneDeadlineKeepTheirOrder) {
     EXPECT_EQ(runDue(1s), (std::vector<std::string>{"a", "b", "c"}));
 }
 
+TEST_F(ViewerDeadlineQueueTest, WhatIsAddedAfterOthersHaveGoneIsDueAsTheyWere) {
+    for (int round = 0; round < 2; ++round) {
+        add(3s, "third");
+        const auto withdrawn = add(2s, "second");
+        add(1s, "first");
+        (void)queue_.withdraw(withdrawn);
+        EXPECT_EQ(runDue(3s), (std::vector<std::string>{"first", "third"})) << round;
+    }
+}
+
 TEST_F(ViewerDeadlineQueueTest, TellsTheEarliestDeadline) {
     EXPECT_EQ(queue_.next(), Instant::max());
     add(2s, "late");

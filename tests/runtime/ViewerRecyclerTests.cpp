@@ -48,6 +48,14 @@ TEST(ViewerRecycler, WhatIsLeftBeyondItsBoundIsNotKept) {
     recycler->giveBack(again, 2000);
 }
 
+TEST(ViewerRecycler, OfTwoThatWereLeftEachIsTakenOnce) {
+    const auto recycler = std::make_shared<ViewerRecycler>(2);
+    const auto takeTwo = [&] { return std::array{make(recycler), make(recycler)}; };
+    (void)takeTwo();
+    const auto again = takeTwo();
+    EXPECT_NE(again[0].get(), again[1].get());
+}
+
 TEST(ViewerRecycler, LivesUntilTheLastOfItsObjectsHasGone) {
     auto recycler = std::make_shared<ViewerRecycler>(1);
     const std::weak_ptr<ViewerRecycler> weak = recycler;
