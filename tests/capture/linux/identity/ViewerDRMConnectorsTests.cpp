@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -64,6 +65,17 @@ TEST_F(ViewerDRMConnectorsTest, BlocksThatTheFirstOneDoesNotTellAreLeftOut) {
     longer.resize(2 * longer.size(), 7);
     kernel_.add("card0-DP-1", "connected", longer);
     EXPECT_EQ(edidOf("DP-1"), edid_);
+}
+
+TEST_F(ViewerDRMConnectorsTest, AllTheBlocksThatTheFirstOneTellsAreRead) {
+    for (const std::size_t following : {1U, 2U, 255U}) {
+        SCOPED_TRACE(following);
+        Bytes whole = edid_;
+        whole[126] = static_cast<std::uint8_t>(following);
+        whole.resize((1 + following) * edid_.size(), 7);
+        kernel_.add("card0-DP-1", "connected", whole);
+        EXPECT_EQ(edidOf("DP-1"), whole);
+    }
 }
 
 TEST_F(ViewerDRMConnectorsTest, WhatIsNoConnectorIsLeftOut) {

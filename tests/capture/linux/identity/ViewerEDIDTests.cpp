@@ -58,6 +58,21 @@ TEST(ViewerEDID, TheFirstNameThatSaysSomethingCounts) {
     EXPECT_EQ(ViewerEDID::parse(edid).monitorName, "First");
 }
 
+TEST(ViewerEDID, TheLastOfFourDescriptorsIsReadToo) {
+    const auto edid = EDIDBlock()
+                          .monitorName(" ")
+                          .monitorName(" ")
+                          .monitorName(" ")
+                          .monitorName("VX 2780")
+                          .bytes();
+    EXPECT_EQ(ViewerEDID::parse(edid).monitorName, "VX 2780");
+}
+
+TEST(ViewerEDID, TheCodePageBeginsAtItsFirstCharacterAndEndsAtItsLast) {
+    EXPECT_EQ(ViewerEDID::parse(EDIDBlock().monitorName("A\x80\xff").bytes()).monitorName,
+              "AÇ\u00a0");
+}
+
 TEST(ViewerEDID, NamesAreInCodePage437) {
     EXPECT_EQ(
         ViewerEDID::parse(EDIDBlock().monitorName("\x81\xe1 \xf8\xfe\x9e").bytes()).monitorName,
