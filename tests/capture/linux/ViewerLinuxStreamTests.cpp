@@ -220,10 +220,23 @@ TEST_F(ViewerLinuxStreamTest, AStreamIsStoppedWhenTheLastCopyOfWhatWasHandedOutG
     copy.reset();
 
     EXPECT_EQ(*calls_, (Calls{"give up"}));
+    stream_->end();
+    EXPECT_EQ(*calls_, (Calls{"give up"}));
+}
+
+TEST_F(ViewerLinuxStreamTest, WhatWasHandedOutMayGoWithoutAStart) {
+    ViewerLinuxStream::handedOut(stream_).reset();
+    EXPECT_TRUE(stream_->isStopRequested());
+    start();
+
+    EXPECT_EQ(*calls_, (Calls{"start failed"}));
 }
 
 TEST_F(ViewerLinuxStreamTest, TheTimeBetweenPicturesIsThatOfTheSettings) {
     EXPECT_EQ(stream_->frameInterval(), 40ms);
+    ViewerStreamSettings given = settings();
+    given.frameIntervalValue = 0;
+    EXPECT_EQ(ScriptedStream(world_, calls_, given).frameInterval(), 0ms);
 }
 
 TEST(ViewerLinuxStreamDeathTest, NeedsATimeBetweenItsPictures) {
