@@ -90,6 +90,13 @@ TEST(ViewerEDID, ATimingIsNoText) {
     EXPECT_EQ(ViewerEDID::parse(edid), ViewerEDID());
 }
 
+TEST(ViewerEDID, TextsBehindATimingCount) {
+    auto edid = EDIDBlock().monitorName("").monitorName("VX 2780").serialText("S1").bytes();
+    edid[54] = 1;
+    EXPECT_EQ(ViewerEDID::parse(edid).monitorName, "VX 2780");
+    EXPECT_TRUE(ViewerEDID::parse(edid).hasSerialNumber);
+}
+
 TEST(ViewerEDID, ExtensionBlocksAreNotLookedAt) {
     auto edid = EDIDBlock().monitorName("VX 2780").bytes();
     const ViewerEDID alone = ViewerEDID::parse(edid);
