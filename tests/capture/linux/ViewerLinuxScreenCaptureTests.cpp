@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -129,6 +130,18 @@ TEST_F(ViewerLinuxScreenCaptureTest, WithoutAnyDisplayTheXServersAnswerIsTheSess
     EXPECT_THAT(capture->sessionVariables(), IsEmpty());
 }
 
+TEST_F(ViewerLinuxScreenCaptureTest, WithoutAPlaceToLookForCompositorsTheAnswerIsThereAtOnce) {
+    const auto capture = captureOf({.x11Display = ":7"});
+    const auto answering = std::make_shared<std::promise<std::thread::id>>();
+    std::future<std::thread::id> thread = answering->get_future();
+    capture->lookAtAccess([answering](Access access) {
+        EXPECT_EQ(access, Access::granted);
+        answering->set_value(std::this_thread::get_id());
+    });
+
+    EXPECT_EQ(thread.get(), std::this_thread::get_id());
+}
+
 TEST_F(ViewerLinuxScreenCaptureTest, TheOnlyCompositorOfTheRuntimeFolderIsTheSessions) {
     const AnsweringCompositor compositor;
     const auto capture =
@@ -216,6 +229,9 @@ TEST_F(ViewerLinuxScreenCaptureTest, ListsAndCapturesTheChosenSessionsDisplays) 
 
     ASSERT_EQ(listed, wayland_->reported);
     EXPECT_FALSE(capture->preflightAccess());
+    EXPECT_EQ(capture->displaysAtHand(), nullptr);
+    wayland_->areAtHand = true;
+    EXPECT_EQ(capture->displaysAtHand(), wayland_->reported);
     EXPECT_EQ(capture->screens(), wayland_->attached);
     EXPECT_NE(capture->makeStream(listed->front(), {}), nullptr);
     EXPECT_EQ(wayland_->streams.size(), 1U);
