@@ -118,8 +118,10 @@ TEST_F(ViewerLinuxStreamTest, AStreamStartsOnce) {
 
     start();
     EXPECT_FALSE(stream_->addOutput(receiver_, "late"));
+    stream_->deliver();
 
-    EXPECT_EQ(*calls_, (Calls{"begin queue", "picture", "start succeeded", "start failed"}));
+    EXPECT_EQ(*calls_,
+              (Calls{"begin queue", "picture", "start succeeded", "start failed", "picture"}));
 }
 
 TEST_F(ViewerLinuxStreamTest, WithoutAReceiverNothingStarts) {
@@ -237,6 +239,9 @@ TEST_F(ViewerLinuxStreamTest, TheTimeBetweenPicturesIsThatOfTheSettings) {
     ViewerStreamSettings given = settings();
     given.frameIntervalValue = 0;
     EXPECT_EQ(ScriptedStream(world_, calls_, given).frameInterval(), 0ms);
+    given.frameIntervalValue = 2;
+    given.frameIntervalTimescale = 1;
+    EXPECT_EQ(ScriptedStream(world_, calls_, given).frameInterval(), 2s);
 }
 
 TEST(ViewerLinuxStreamDeathTest, NeedsATimeBetweenItsPictures) {
