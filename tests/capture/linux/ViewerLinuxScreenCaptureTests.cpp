@@ -208,7 +208,10 @@ TEST_F(ViewerLinuxScreenCaptureTest, ACaptureWhoseRequestIsAnsweredStays) {
     const auto capture = captureOf({.waylandDisplay = compositor.displayName()});
     ASSERT_EQ(seen(*capture), Access::requestable);
     wayland_->requestedAccess = true;
-    capture->requestAccess([](bool isGranted) { EXPECT_TRUE(isGranted); });
+    capture->requestAccess([&](bool isGranted) {
+        EXPECT_TRUE(isGranted);
+        capture->withdrawRequest();
+    });
     capture->withdrawRequest();
     wayland_->isGranted = false;
 
