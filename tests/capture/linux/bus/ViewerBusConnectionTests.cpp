@@ -162,6 +162,16 @@ TEST_F(ViewerBusConnectionTest, NothingIsLeftOfAConnectionThatIsClosed) {
     EXPECT_EQ(descriptors(), before);
 }
 
+TEST_F(ViewerBusConnectionTest, AConnectionThatNobodyHasAnyMoreIsClosed) {
+    open()->close();  // leaves what the library and the loop keep
+    const std::size_t before = descriptors();
+    auto connection = open();
+    ASSERT_NE(connection, nullptr);
+    EXPECT_GT(descriptors(), before);
+    connection.reset();
+    EXPECT_EQ(descriptors(), before);
+}
+
 TEST_F(ViewerBusConnectionTest, WhatHappensElsewhereOnTheBusWakesNobody) {
     grant();
     loop_.restart();
