@@ -170,6 +170,12 @@ void ScriptedPortal::answerRegister(sd_bus_message* call) {
 }
 
 void ScriptedPortal::answerProperties(sd_bus_message* call) const {
+    const char* interface = nullptr;
+    check(sd_bus_message_read(call, "s", &interface));
+    if (std::string_view(interface) != "org.freedesktop.portal.ScreenCast") {
+        check(sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "no such interface"));
+        return;
+    }
     sd_bus_message* reply = nullptr;
     check(sd_bus_message_new_method_return(call, &reply));
     openDictionary(reply);

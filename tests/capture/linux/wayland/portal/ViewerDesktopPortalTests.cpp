@@ -29,9 +29,14 @@ class ViewerDesktopPortalTest : public PortalOnBus {
             bus_.address(), std::vector<std::string>{"org.gnome.ScreenSaver"},
             [](sd_bus_message* call) { sd_bus_reply_method_return(call, "b", 0); }));
     }
-    static void lock(BusPeer& saver) {
-        saver.emit("", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
-                   [](sd_bus_message* signal) { sd_bus_message_append(signal, "b", 1); });
+    static void lock(BusPeer& saver) { tellActive(saver, 1); }
+    static void unlock(BusPeer& saver) { tellActive(saver, 0); }
+
+  private:
+    static void tellActive(BusPeer& saver, int isActive) {
+        saver.emit(
+            "", "/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", "ActiveChanged",
+            [isActive](sd_bus_message* signal) { sd_bus_message_append(signal, "b", isActive); });
     }
 };
 
@@ -115,6 +120,24 @@ TEST_F(ViewerDesktopPortalTest, APortalThatKnowsNoRegistryOrNoDesktopFileIsAsked
 TEST_F(ViewerDesktopPortalTest, APortalThatFindsNoDesktopFileIsAskedAllTheSame) {
     portal_->errors["Register"] = "org.freedesktop.portal.Error.Failed";
     grant();
+}
+
+TEST_F(ViewerDesktopPortalTest, APortalThatIsStartedForTheRequestIsToldOnceWhoAsks) {
+    const TemporaryFolder folder;
+    const PrivateBus bus(
+        PrivateBus::Services{{"org.freedesktop.portal.Desktop",
+                              "/usr/bin/touch " + (folder.path() / "started").string()}});
+    environment_.set("DBUS_SESSION_BUS_ADDRESS", bus.address());
+    portal_.emplace(bus);
+    portal_->leave();
+    makeConsent();
+    request();
+    EXPECT_TRUE(until([&] { return folder.entries() == 1; }));
+    portal_->comeBack();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    settle();
+    EXPECT_THAT(answers_, ElementsAre(Access::granted));
+    EXPECT_EQ(timesAsked("Register"), 1U);
 }
 
 TEST_F(ViewerDesktopPortalTest, TheDialogMayStayOpenAsLongAsThePersonLikes) {
@@ -257,6 +280,39 @@ TEST_F(ViewerDesktopPortalTest, ALockBeforeARenewalHasASessionSendsNoToken) {
     pass(1h);
     EXPECT_EQ(consent_->state(), State::interrupted);
     EXPECT_EQ(timesAsked("CreateSession"), 1U);
+}
+
+TEST_F(ViewerDesktopPortalTest, ALockBeforeASecondRenewalHasASessionSendsNoTokenEither) {
+    BusPeer& saver = addScreenSaver();
+    grant();
+    interrupt();
+    pass(1s);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::granted; }));
+    interrupt();
+    portal_->mute.insert("GetAll");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("GetAll") == 3; }));
+    lock(saver);
+    pass(1h);
+    EXPECT_EQ(consent_->state(), State::interrupted);
+    EXPECT_EQ(timesAsked("CreateSession"), 2U);
+}
+
+TEST_F(ViewerDesktopPortalTest, ARenewalThatALockTookBackSaysNothingOfTheNext) {
+    BusPeer& saver = addScreenSaver();
+    grant();
+    interrupt();
+    portal_->mute.insert("GetAll");
+    pass(1s);
+    EXPECT_TRUE(until([this] { return timesAsked("GetAll") == 2; }));
+    lock(saver);
+    settle();
+    portal_->mute.clear();
+    unlock(saver);
+    pass(1s);
+    EXPECT_TRUE(until([this] { return consent_->state() == State::granted; }));
+    pass(4s);
+    EXPECT_EQ(consent_->state(), State::granted);
 }
 
 TEST_F(ViewerDesktopPortalTest, ALockAfterTheTokenIsSentLeavesTheRenewalItsFourSeconds) {
