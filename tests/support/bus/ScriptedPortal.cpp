@@ -287,6 +287,7 @@ void ScriptedPortal::decide(const std::string& call, std::uint32_t outcome) {
 }
 
 void ScriptedPortal::answerRemote(sd_bus_message* call) const {
+    viewerCheck(sd_bus_message_has_signature(call, "oa{sv}") > 0, "a call has its arguments");
     std::array<int, 2> ends{-1, -1};
     check(::pipe(ends.data()));
     const auto length = static_cast<ssize_t>(std::strlen(greeting));

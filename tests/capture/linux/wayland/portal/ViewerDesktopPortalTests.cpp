@@ -71,9 +71,13 @@ TEST_F(ViewerDesktopPortalTest, IntroducesTheProgramBeforeItAsksForMonitorsWitho
 }
 
 TEST_F(ViewerDesktopPortalTest, AsksForNoHiddenCursorWhereThereIsNone) {
-    portal_->cursorModes = 2;
-    grant();
-    EXPECT_THAT(portal_->options["SelectSources"], Not(Contains(Key("cursor_mode"))));
+    for (const std::optional<std::uint32_t> modes :
+         {std::optional(2U), std::optional<unsigned>()}) {
+        portal_->cursorModes = modes;
+        makeConsent();
+        grant();
+        EXPECT_THAT(portal_->options["SelectSources"], Not(Contains(Key("cursor_mode"))));
+    }
 }
 
 TEST_F(ViewerDesktopPortalTest, TellsWhatGnomeTells) {

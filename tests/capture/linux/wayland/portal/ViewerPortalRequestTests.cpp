@@ -77,6 +77,18 @@ TEST_F(ViewerPortalRequestTest, OfTwoOutcomesTheFirstCounts) {
     EXPECT_THAT(answers_, ElementsAre(Access::declined));
 }
 
+TEST_F(ViewerPortalRequestTest, WhatIsGrantedWhenThePortalGoesIsNoGrant) {
+    openDialog();
+    // Both are there when the loop looks next.
+    portal_->answerDialog(ScriptedPortal::granted);
+    portal_->leave();
+    portal_->comeBack();
+    EXPECT_TRUE(until([this] { return !answers_.empty(); }));
+    settle();
+    EXPECT_THAT(answers_, ElementsAre(Access::portalSilent));
+    EXPECT_EQ(consent_->state(), State::none);
+}
+
 TEST_F(ViewerPortalRequestTest, ARequestThatIsOverBeforeItsAnswerIsClosedOnce) {
     startWithoutAnAnswer();
     restartPortal();

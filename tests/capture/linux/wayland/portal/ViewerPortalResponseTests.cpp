@@ -144,6 +144,22 @@ TEST_F(MalformedPortalTest, ATokenOfAnotherTypeIsNone) {
     EXPECT_TRUE(until([this] { return consent_->state() == State::stopped; }));
 }
 
+TEST_F(MalformedPortalTest, AResultThatNobodyKnowsIsNoToken) {
+    portal_->token.clear();
+    const Writer streams = ScriptedPortal::streamsOfKde();
+    EXPECT_EQ(accessAfterResults([streams](sd_bus_message* message) {
+                  streams(message);
+                  sd_bus_message_append(message, "{sv}", "restore_token", "s", "right");
+                  sd_bus_message_append(message, "{sv}", "another_token", "s", "wrong");
+              }),
+              Access::granted);
+    settle();
+    interrupt();
+    pass(std::chrono::seconds(1));
+    EXPECT_TRUE(until([this] { return timesAsked("SelectSources") == 2; }));
+    EXPECT_EQ(portal_->options["SelectSources"]["restore_token"], "right");
+}
+
 TEST_F(MalformedPortalTest, PropertiesThatAreNoneOfferNoScreens) {
     portal_.reset();
     others_.push_back(std::make_unique<BusPeer>(

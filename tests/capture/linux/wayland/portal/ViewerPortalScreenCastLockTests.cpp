@@ -84,6 +84,16 @@ TEST(ViewerPortalScreenCastLock, AnUnlockOfLongAgoDoesNotCount) {
     EXPECT_EQ(at.renewals(), 1U);
 }
 
+TEST(ViewerPortalScreenCastLock, AnUnlockThatNobodyToldIsLookedForAtOnceAfterTheClose) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.lock();
+    at.sessionLock->state = ViewerSessionLock::State::unlocked;
+    at.close();
+    at.pass(1s);
+    EXPECT_EQ(at.renewals(), 1U);
+}
+
 TEST(ViewerPortalScreenCastLock, AnAnswerRightAfterTheUnlockIsNotYetASecond) {
     ConsentWorld at;
     at.grantWith("a");

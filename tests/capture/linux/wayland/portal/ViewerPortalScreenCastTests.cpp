@@ -337,6 +337,39 @@ TEST(ViewerPortalScreenCast, ALostPipeWireConnectionExplainsAClosedSession) {
     EXPECT_EQ(at.renewals(), 1U);
 }
 
+TEST(ViewerPortalScreenCast, OneThatExplainedAClosedSessionAndIsLostAgainAtOnceIsTheEnd) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.close();
+    at.loseRemote();
+    at.pass(1s);
+    at.portal->grant("b");
+    at.loseRemote();
+    EXPECT_EQ(at.state(), State::stopped);
+}
+
+TEST(ViewerPortalScreenCast, ALossAfterARenewalForAnotherReasonIsANewOne) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.loseRemote();
+    at.pass(1s);
+    at.portal->grant("b");
+    at.changeOutputs();
+    at.close();
+    at.pass(1s);
+    at.portal->grant("c");
+    at.loseRemote();
+    at.pass(1s);
+    EXPECT_THAT(at.portal->opened, ElementsAre("", "a", "b", "c"));
+}
+
+TEST(ViewerPortalScreenCast, WithTheConsentTheWatchOverTheLockEnds) {
+    ConsentWorld at;
+    at.grantWith("a");
+    at.consent.reset();
+    EXPECT_FALSE(at.sessionLock->isWatched());
+}
+
 TEST(ViewerPortalScreenCast, WithThePortalTheTokenIsGone) {
     ConsentWorld at;
     at.grantWith("a");
