@@ -203,7 +203,6 @@ void ViewerDesktopLock::loginSessionHasChanged(sd_bus_message* signal) {
 void ViewerDesktopLock::end() {
     hasEnded_ = true;
     changed_ = nullptr;
-    subscriptions_.clear();
     systemBus_->close();  // the other one is not used here alone
 }
 

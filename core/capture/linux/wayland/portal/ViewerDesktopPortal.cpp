@@ -182,8 +182,6 @@ void ViewerDesktopPortal::openRemote(ViewerScreenCast::Remote remote) {
 
 void ViewerDesktopPortal::end() {
     close();
-    ended_ = nullptr;
-    ownerSubscription_.reset();
     lazyBus_->close();
 }
 

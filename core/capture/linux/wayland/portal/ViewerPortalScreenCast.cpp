@@ -56,8 +56,7 @@ void ViewerPortalScreenCast::sessionHasEnded(Ending ending) {
     if (ending == Ending::portalLost) {
         token_.clear();
     }
-    interrupt();
-    hasCause_ = lastCause_ && interruptedAt_ - *lastCause_ <= causeWindow;
+    interrupt(lastCause_ && clock_->now() - *lastCause_ <= causeWindow);
     advance();
 }
 
@@ -77,17 +76,16 @@ void ViewerPortalScreenCast::remoteIsLost() {
         stop();
         return;
     }
-    interrupt();
-    hasCause_ = true;
+    interrupt(true);
     isForLostRemote_ = true;
     advance();
 }
 
-void ViewerPortalScreenCast::interrupt() {
+void ViewerPortalScreenCast::interrupt(bool hasCause) {
     state_ = State::interrupted;
     grant_ = nullptr;
     interruptedAt_ = clock_->now();
-    hasCause_ = false;
+    hasCause_ = hasCause;
     isForLostRemote_ = false;
     // What was known of the lock says nothing about one that is about to come.
     unlockedSince_.reset();
@@ -178,7 +176,6 @@ void ViewerPortalScreenCast::noteLocked() {
 }
 
 void ViewerPortalScreenCast::renew() {
-    clock_->withdraw(timer_);
     isRenewing_ = true;
     // One cause is good for one renewal.
     lastCause_.reset();
@@ -197,7 +194,6 @@ void ViewerPortalScreenCast::renewalIsAnswered(const ViewerScreenCastPortal::Ans
 }
 
 void ViewerPortalScreenCast::stop() {
-    clock_->withdraw(timer_);
     portal_->close();
     token_.clear();
     grant_ = nullptr;
@@ -212,7 +208,6 @@ void ViewerPortalScreenCast::tell() const {
 }
 
 void ViewerPortalScreenCast::wakeAt(Instant instant) {
-    clock_->withdraw(timer_);
     timer_ = clock_->schedule(instant, executor_,
                               ifAlive(weak_from_this(), &ViewerPortalScreenCast::advance));
 }

@@ -55,7 +55,7 @@ class ViewerPortalScreenCast final : public ViewerScreenCast,
     void requestIsAnswered(const ViewerScreenCastPortal::Answer& answer, const Answer& told);
     void accept(const ViewerScreenCastPortal::Answer& answer);
     void sessionHasEnded(Ending ending);
-    void interrupt();
+    void interrupt(bool hasCause);
     void lockHasChanged(bool isLocked);
     void causeHasCome();
     /// Does what can be done about an interruption by now, and sees to it that it is looked at
@@ -69,6 +69,7 @@ class ViewerPortalScreenCast final : public ViewerScreenCast,
     void renewalIsAnswered(const ViewerScreenCastPortal::Answer& answer);
     void stop();
     void tell() const;
+    /// REQUIRES: no timer is set.
     void wakeAt(Instant instant);
 
     const ViewerExecutor executor_;

@@ -129,7 +129,6 @@ void ViewerPortalSession::closedHasCome(sd_bus_message* signal) {
         return;
     }
     end_ = Access::declined;
-    subscription_.reset();
     if (const auto ended = std::exchange(ended_, nullptr)) {
         ended();
     }
