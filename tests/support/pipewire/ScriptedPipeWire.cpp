@@ -175,6 +175,12 @@ void ScriptedPipeWire::addBuffer(pw_buffer& buffer) {
     });
 }
 
+void ScriptedPipeWire::removeBuffer(pw_buffer& buffer) {
+    each<pw_stream_events>(streamListeners_.hooks, [&](const pw_stream_events& events, void* data) {
+        events.remove_buffer(data, &buffer);
+    });
+}
+
 void ScriptedPipeWire::bring(pw_buffer& buffer) {
     brought_ = &buffer;
     each<pw_stream_events>(streamListeners_.hooks, [](const pw_stream_events& events, void* data) {

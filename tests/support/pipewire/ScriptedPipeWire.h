@@ -50,6 +50,7 @@ class ScriptedPipeWire final {
     void tellState(pw_stream_state state);
     void tellParameter(std::uint32_t id, const spa_pod* parameter);
     void addBuffer(pw_buffer& buffer);
+    void removeBuffer(pw_buffer& buffer);
     /// A buffer comes, and whoever waits for one is woken.
     void bring(pw_buffer& buffer);
     /// Those that the stream has given back.

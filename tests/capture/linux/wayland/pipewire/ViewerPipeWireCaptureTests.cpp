@@ -9,6 +9,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -92,7 +94,7 @@ struct Scripted final {
     Scripted() : Scripted(ScriptedPipeWire::Refusals()) {}
     explicit Scripted(ScriptedPipeWire::Refusals refusals) : pipeWire(refusals) {
         pipeWire.addNode(1, std::to_string(serial).c_str());
-        isConnected = capture.connect();
+        isConnected = capture->connect();
     }
 
     /// The stream has this format from now on.
@@ -115,12 +117,12 @@ struct Scripted final {
     int ends = 0;
     ScriptedPipeWire pipeWire;
     ViewerPipeWireConnection connection{pipeWire.library(), pipeWire.loop(), -1};
-    ViewerPipeWireCapture capture{connection,
-                                  serial,
-                                  std::chrono::milliseconds(40),
-                                  {.deliver = [this](const ViewerPixelBuffer&) { ++deliveries; },
-                                   .fallSilent = [] {},
-                                   .end = [this] { ++ends; }}};
+    std::optional<ViewerPipeWireCapture> capture{
+        std::in_place, connection, serial, std::chrono::milliseconds(40),
+        ViewerPipeWireCapture::Handlers{
+            .deliver = [this](const ViewerPixelBuffer&) { ++deliveries; },
+            .fallSilent = [] {},
+            .end = [this] { ++ends; }}};
     bool isConnected = false;
     std::array<std::uint32_t, std::size_t{side} * side> pixels{};
     spa_chunk chunk{0, sizeof pixels, side * sizeof(std::uint32_t), 0};
@@ -232,6 +234,49 @@ TEST(ViewerPipeWireCapture, APictureThatIsDueAtItsEndIsNotDelivered) {
 
     EXPECT_EQ(scripted.ends, 1);
     EXPECT_EQ(scripted.deliveries, deliveries);
+}
+
+TEST(ViewerPipeWireCapture, WhatIsStillToBeLookedAtIsGivenBackAtTheEnd) {
+    Scripted scripted;
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+    scripted.pipeWire.addBuffer(scripted.buffer);
+    pw_buffer unread = scripted.buffer;
+    scripted.pipeWire.addBuffer(unread);
+    scripted.show(red);
+    scripted.pipeWire.removeNode(1);
+    scripted.pipeWire.bring(unread);
+
+    scripted.capture.reset();
+
+    EXPECT_EQ(std::set(scripted.pipeWire.returned().begin(), scripted.pipeWire.returned().end()),
+              (std::set{&scripted.buffer, &unread}));
+}
+
+TEST(ViewerPipeWireCapture, ABufferThatIsTakenAwayIsNotGivenBack) {
+    Scripted scripted;
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+    scripted.pipeWire.addBuffer(scripted.buffer);
+    pw_buffer next = scripted.buffer;
+    scripted.pipeWire.addBuffer(next);
+    scripted.show(red);
+
+    scripted.pipeWire.removeBuffer(scripted.buffer);
+    scripted.pipeWire.bring(next);
+
+    EXPECT_TRUE(scripted.pipeWire.returned().empty());
+}
+
+TEST(ViewerPipeWireCapture, APictureThatNobodyHasReadGoesWithItsBuffer) {
+    Scripted scripted;
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+    scripted.pipeWire.addBuffer(scripted.buffer);
+    scripted.pipeWire.removeNode(1);
+    scripted.show(red);
+
+    scripted.pipeWire.removeBuffer(scripted.buffer);
+    scripted.capture.reset();
+
+    EXPECT_TRUE(scripted.pipeWire.returned().empty());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <spa/buffer/buffer.h>
+#include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
 #include <spa/param/video/format-utils.h>
 #include <spa/pod/builder.h>
@@ -10,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -28,6 +30,16 @@ std::vector<Value> offered(const spa_pod* format, std::uint32_t key) {
     spa_pod* const values = spa_pod_get_values(&property->value, &count, &choice);
     const auto* const first = static_cast<const Value*>(SPA_POD_BODY(values));
     return {first, first + count};
+}
+
+/// Each fraction's two numbers.
+std::vector<std::uint32_t> numbersOf(const std::vector<spa_fraction>& fractions) {
+    std::vector<std::uint32_t> numbers;
+    for (const spa_fraction& each : fractions) {
+        numbers.push_back(each.num);
+        numbers.push_back(each.denom);
+    }
+    return numbers;
 }
 
 /// What a compositor fixes.
@@ -95,6 +107,40 @@ TEST(ViewerPipeWireFormat, NoMorePicturesAreAskedForThan30ASecond) {
         EXPECT_EQ(limits[0].num, 30U);
         EXPECT_EQ(limits[2].num, 30U);
     }
+}
+
+TEST(ViewerPipeWireFormat, PicturesAreTakenAtAnyRateAndAtAnyLimitOfIt) {
+    ViewerPipeWireParameters parameters;
+    for (const spa_pod* const format : parameters.formats()) {
+        EXPECT_EQ(numbersOf(offered<spa_fraction>(format, SPA_FORMAT_VIDEO_framerate)),
+                  (std::vector<std::uint32_t>{0, 1, 0, 1, 1000, 1}));
+        EXPECT_EQ(numbersOf(offered<spa_fraction>(format, SPA_FORMAT_VIDEO_maxFramerate)),
+                  (std::vector<std::uint32_t>{30, 1, 1, 1, 30, 1}));
+    }
+}
+
+TEST(ViewerPipeWireFormat, FourBuffersAreAskedForAndFromTwoToSixteenTaken) {
+    ViewerPipeWireParameters parameters;
+    const std::vector<const spa_pod*> buffers = parameters.buffers();
+    EXPECT_EQ(offered<std::int32_t>(buffers.front(), SPA_PARAM_BUFFERS_buffers),
+              (std::vector<std::int32_t>{4, 2, 16}));
+}
+
+TEST(ViewerPipeWireFormat, ABufferIsToTellOfItsPictureAndOfUpTo64Changes) {
+    constexpr int region = sizeof(spa_meta_region);
+    ViewerPipeWireParameters parameters;
+    std::map<std::uint32_t, std::vector<std::int32_t>> sizes;
+    for (const spa_pod* const each : parameters.buffers()) {
+        if (spa_pod_is_object_type(each, SPA_TYPE_OBJECT_ParamMeta)) {
+            const auto type = offered<std::uint32_t>(each, SPA_PARAM_META_type);
+            sizes[type.front()] = offered<std::int32_t>(each, SPA_PARAM_META_size);
+        }
+    }
+    EXPECT_EQ(sizes, (std::map<std::uint32_t, std::vector<std::int32_t>>{
+                         {SPA_META_Header, {sizeof(spa_meta_header)}},
+                         {SPA_META_VideoCrop, {region}},
+                         {SPA_META_VideoDamage, {16 * region, region, 64 * region}},
+                         {SPA_META_VideoTransform, {sizeof(spa_meta_videotransform)}}}));
 }
 
 TEST(ViewerPipeWireFormat, EightBitsAreOfferedBeforeTen) {
