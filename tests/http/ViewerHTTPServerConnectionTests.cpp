@@ -59,6 +59,24 @@ TEST(ViewerHTTPServer, The17thConnectionWaitsUntilAHandlerFinishes) {
     EXPECT_EQ(droppedCount(peers), 1U);
 }
 
+TEST(ViewerHTTPServer, AnAnsweredConnectionHasEndedWhenTheNextOneIsServed) {
+    ServedWorld host;
+    host.listen();
+    std::vector<std::string> log;
+    const auto answered = std::make_shared<ScriptedPeer>();
+    answered->onCancel = [&log] { log.emplace_back("end"); };
+    const auto next = std::make_shared<ScriptedPeer>();
+    next->onStart = [&log] { log.emplace_back("start"); };
+    host.listener().connect(answered);
+    const auto others = host.connect(15);
+    host.listener().connect(next);
+    answered->send("POST / HTTP/1.1\r\n\r\n");
+    host.world.settle();
+    ASSERT_EQ(answered->messages().size(), 1U);
+    ASSERT_TRUE(next->isStarted());
+    EXPECT_EQ(log.front(), "end");
+}
+
 TEST(ViewerHTTPServer, WaitingConnectionsAreTakenUpInTheOrderOfTheirArrival) {
     ServedWorld host;
     host.listen();

@@ -252,6 +252,36 @@ TEST(ViewerHTTPServer, WaitForHandlersCompletesWithTheLastHandlerOfAStop) {
     host.world.settle();
 }
 
+TEST(ViewerHTTPServer, AnEndWhileOthersAreServedCompletesNoWaitForHandlers) {
+    ServedWorld host;
+    host.listen();
+    const auto peers = host.connect(2);
+    host.world.settle();
+    const auto wait = host.waitForHandlers();
+    peers.front()->end();
+    host.world.settle();
+    ASSERT_TRUE(peers.front()->isDropped());
+    EXPECT_FALSE(wait.isThere());
+    const auto stop = host.stop();
+    host.world.settle();
+    EXPECT_TRUE(wait.isThere());
+}
+
+TEST(ViewerHTTPServer, AWaitForHandlersThatEndedBeforeTheStopCompletesWithTheStop) {
+    ServedWorld host;
+    host.listen();
+    const auto peer = host.listener().connect();
+    host.world.settle();
+    const auto wait = host.waitForHandlers();
+    peer->end();
+    host.world.settle();
+    ASSERT_TRUE(peer->isDropped());
+    const auto stop = host.stop();
+    host.world.settle();
+    EXPECT_TRUE(stop.isThere());
+    EXPECT_TRUE(wait.isThere());
+}
+
 TEST(ViewerHTTPServer, AServerWithoutOwnersStillCompletesItsStop) {
     ServedWorld host;
     host.listen();
