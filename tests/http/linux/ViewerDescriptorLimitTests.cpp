@@ -16,6 +16,7 @@
 #include "core/runtime/linux/ViewerBoottimeClock.h"
 #include "tests/http/linux/AnsweringServer.h"
 #include "tests/http/linux/AnsweringWorld.h"
+#include "tests/http/linux/OpenSockets.h"
 #include "tests/http/linux/ServerProcess.h"
 #include "tests/http/linux/SocketClient.h"
 #include "tests/support/http/JoinedBytes.h"
@@ -210,6 +211,33 @@ TEST(ViewerSocketListener, GoesOnAfterATenthOfASecond) {
     SocketClient client(server.readPort());
     client.send("GET / HTTP/1.1\r\n\r\n");
     EXPECT_TRUE(client.receiveAll().bytes == joined(answer));
+}
+
+TEST(ViewerSocketListener, LetsAQuarterOfWhatClientsMayHaveLinger) {
+    meetEveryType();
+    const ServerProcess server([](const ServerProcess::Parent& parent) {
+        constexpr std::size_t peerCount = 40;
+        boost::asio::io_context loop;
+        const auto clock = std::make_shared<ManualClock>();
+        // All but 32 are the clients'.
+        (void)limitDescriptors(160);
+        AnsweringServer answering(loop.get_executor(), clock, answer);
+        answering.start();
+        (void)loop.poll();
+        std::vector<SocketClient> clients = connect(answering.port(), peerCount);
+        for (SocketClient& client : clients) {
+            client.send("GET / HTTP/1.1\r\n\r\n");
+        }
+        while (answering.log.count("answered") < peerCount) {
+            (void)loop.run_one();
+        }
+        (void)loop.poll();
+        // The listener's, the clients', and a quarter of 128.
+        if (openSockets().size() == 1 + peerCount + 32) {
+            parent.tellEvent();
+        }
+    });
+    EXPECT_TRUE(server.readEvents(1));
 }
 
 TEST(ViewerSocketListener, OneCancelledInItsPauseClosesTheConnectionThatItKeeps) {

@@ -8,6 +8,7 @@
 #include <boost/asio/execution_context.hpp>
 #include <boost/asio/io_context.hpp>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -271,13 +272,16 @@ TEST(ViewerSocketListener, AClientThatComesBehindTheCancelIsNotAccepted) {
 
 TEST(ViewerSocketListener, LooksAgainAtAConnectionThatTheLoopCannotWatchYet) {
     const auto clock = std::make_shared<ManualClock>();
-    const AnsweringWorld world(answer, clock);
+    AnsweringWorld world(answer, clock);
     constexpr int refusals = 3;
     refuseRegistrations(refusals);
     SocketClient client = world.connect();
     for (std::size_t refusal = 1; refusal <= refusals; ++refusal) {
         ASSERT_TRUE(clock->waitForScheduled(refusal));
-        clock->advance(ViewerSocketSet::noRoomPause);
+        clock->advance(std::chrono::milliseconds(99));
+        world.loop.run([] {});
+        EXPECT_EQ(clock->pendingTimers(), 1U) << "a tenth of a second has not gone by";
+        clock->advance(std::chrono::milliseconds(1));
     }
     client.send("GET / HTTP/1.1\r\n\r\n");
     EXPECT_EQ(client.receiveAll().bytes, "HEADBODY");
