@@ -11,7 +11,9 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -123,6 +125,20 @@ TEST(ViewerSocketListener, OneThatTheLoopCannotWatchFailsAndIsNeverReady) {
     ASSERT_TRUE(world.log.waitFor("cancelled"));
     EXPECT_EQ(world.log.all().size(), 2U) << testing::PrintToString(world.log.all());
     EXPECT_EQ(listener->port(), std::nullopt);
+}
+
+TEST(ViewerSocketListener, OneThatTheLoopCannotWatchKeepsNoDescriptor) {
+    const auto openDescriptors = [] {
+        return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+    };
+    ListeningWorld world;
+    const auto before = openDescriptors();
+    const auto listener = world.makeListener();
+    refuseRegistrations(1);
+    listener->start(world.loop.executor());
+    ASSERT_TRUE(world.log.waitFor("failed: TCP port 0: No space left on device"));
+    world.loop.run([] {});
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST(ViewerSocketListener, IsCancelledAfterItHasFailed) {

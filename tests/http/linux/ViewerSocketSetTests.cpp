@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/post.hpp>
 #include <cstddef>
 #include <memory>
-#include <utility>
 
 #include "tests/http/linux/EventLog.h"
 #include "tests/http/linux/LoopThread.h"
