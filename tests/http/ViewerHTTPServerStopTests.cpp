@@ -258,6 +258,7 @@ TEST(ViewerHTTPServer, AnEndWhileOthersAreServedCompletesNoWaitForHandlers) {
     const auto peers = host.connect(2);
     host.world.settle();
     const auto wait = host.waitForHandlers();
+    host.world.settle();
     peers.front()->end();
     host.world.settle();
     ASSERT_TRUE(peers.front()->isDropped());
@@ -273,6 +274,7 @@ TEST(ViewerHTTPServer, AWaitForHandlersThatEndedBeforeTheStopCompletesWithTheSto
     const auto peer = host.listener().connect();
     host.world.settle();
     const auto wait = host.waitForHandlers();
+    host.world.settle();
     peer->end();
     host.world.settle();
     ASSERT_TRUE(peer->isDropped());
