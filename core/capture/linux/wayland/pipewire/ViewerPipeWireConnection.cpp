@@ -99,7 +99,6 @@ void ViewerPipeWireConnection::connect(int descriptor) {
 
 void ViewerPipeWireConnection::lose() {
     isLost_ = true;
-    isListed_ = true;
     while (!inquiries_.empty()) {
         complete(inquiries_.begin(), false);
     }
