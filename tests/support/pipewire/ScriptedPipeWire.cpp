@@ -1,7 +1,7 @@
 #include "tests/support/pipewire/ScriptedPipeWire.h"
 
 #include <array>
-#include <cerrno>
+#include <string_view>
 #include <utility>
 
 #include "core/runtime/ViewerCheck.h"
@@ -50,6 +50,7 @@ void ScriptedPipeWire::scriptConnection() {
             return nullptr;
         }
         Bound& bound = of(self).nodes_.emplace_back();
+        bound.pipeWire = &of(self);
         bound.interface =
             SPA_INTERFACE_INIT(PW_TYPE_INTERFACE_Node, 0, &of(self).nodeMethods_, &bound);
         return &bound.interface;
@@ -62,31 +63,59 @@ void ScriptedPipeWire::scriptConnection() {
     core_ = SPA_INTERFACE_INIT(PW_TYPE_INTERFACE_Core, 0, &coreMethods_, this);
     registry_ = SPA_INTERFACE_INIT(PW_TYPE_INTERFACE_Registry, 0, &registryMethods_, this);
     library_.propertiesNew = [](const spa_dict*) -> pw_properties* { return nullptr; };
-    library_.contextNew = [](pw_loop* loop, pw_properties*, std::size_t) {
-        return static_cast<pw_context*>(loop->utils->iface.cb.data);
+    library_.contextNew = [](pw_loop* loop, pw_properties*, std::size_t) -> pw_context* {
+        void* const self = loop->utils->iface.cb.data;
+        return of(self).refusals_.context ? nullptr : static_cast<pw_context*>(self);
     };
-    library_.contextDestroy = [](pw_context*) {};
+    library_.contextDestroy = [](pw_context* context) {
+        of(context).released_.emplace_back("context");
+    };
     library_.contextConnect = [](pw_context* context, int, pw_properties*, std::size_t) {
-        return reinterpret_cast<pw_core*>(&reinterpret_cast<ScriptedPipeWire*>(context)->core_);
+        return reinterpret_cast<pw_core*>(&of(context).core_);
     };
-    library_.coreDisconnect = [](pw_core*) { return 0; };
-    library_.proxyDestroy = [](pw_proxy* proxy) {
-        viewerCheck(proxy != nullptr, "only what was made is destroyed");
+    library_.coreDisconnect = [](pw_core* core) {
+        of(core).release("core", of(core).coreListeners_);
+        return 0;
     };
+    library_.proxyDestroy = destroyProxy;
+}
+
+void ScriptedPipeWire::destroyProxy(pw_proxy* proxy) {
+    viewerCheck(proxy != nullptr, "only what was made is destroyed");
+    const auto* const interface = reinterpret_cast<spa_interface*>(proxy);
+    if (std::string_view(interface->type) == PW_TYPE_INTERFACE_Registry) {
+        ScriptedPipeWire& self = of(interface->cb.data);
+        self.release("registry", self.registryListeners_);
+    } else {
+        const auto* const bound = static_cast<Bound*>(interface->cb.data);
+        bound->pipeWire->release("node", bound->listeners);
+    }
+}
+
+void ScriptedPipeWire::release(const char* what, const Listeners& listeners) {
+    viewerCheck(spa_list_is_empty(&listeners.hooks.list), "who listens stops before");
+    released_.emplace_back(what);
 }
 
 void ScriptedPipeWire::scriptStream() {
-    library_.streamNew = [](pw_core* core, const char*, pw_properties*) {
-        return static_cast<pw_stream*>(reinterpret_cast<spa_interface*>(core)->cb.data);
+    library_.streamNew = [](pw_core* core, const char*, pw_properties*) -> pw_stream* {
+        return of(core).refusals_.streams ? nullptr : reinterpret_cast<pw_stream*>(&of(core));
     };
-    library_.streamDestroy = [](pw_stream*) {};
+    library_.streamDestroy = [](pw_stream* stream) {
+        of(stream).release("stream", of(stream).streamListeners_);
+    };
     library_.streamAddListener = [](pw_stream* stream, spa_hook* hook,
                                     const pw_stream_events* events, void* data) {
         spa_hook_list_append(&of(stream).streamListeners_.hooks, hook, events, data);
     };
-    library_.streamConnect = [](pw_stream*, pw_direction, std::uint32_t, pw_stream_flags,
-                                const spa_pod**, std::uint32_t) { return 0; };
-    library_.streamUpdateParams = [](pw_stream*, const spa_pod**, std::uint32_t) { return 0; };
+    library_.streamConnect = [](pw_stream* stream, pw_direction, std::uint32_t, pw_stream_flags,
+                                const spa_pod**, std::uint32_t) {
+        return of(stream).refusals_.targets ? -ENOENT : 0;
+    };
+    library_.streamUpdateParams = [](pw_stream* stream, const spa_pod**, std::uint32_t) {
+        ++of(stream).bufferRequests_;
+        return of(stream).refusals_.buffers ? -EINVAL : 0;
+    };
     library_.streamDequeueBuffer = [](pw_stream* stream) {
         return std::exchange(of(stream).brought_, nullptr);
     };
@@ -115,7 +144,9 @@ void ScriptedPipeWire::scriptLoop() {
         return &of(self).arrival_.source;
     };
     loopMethods_.signal_event = [](void*, spa_source*) { return 0; };
-    loopMethods_.destroy_source = [](void*, spa_source*) {};
+    loopMethods_.destroy_source = [](void* self, spa_source* source) {
+        of(self).released_.emplace_back(source == &of(self).timer_.source ? "timer" : "event");
+    };
     utils_.iface = SPA_INTERFACE_INIT(SPA_TYPE_INTERFACE_LoopUtils, 0, &loopMethods_, this);
     loop_.utils = &utils_;
 }
@@ -126,9 +157,9 @@ void ScriptedPipeWire::answer(std::uint32_t object, int sync) {
     });
 }
 
-void ScriptedPipeWire::fail() {
-    each<pw_core_events>(coreListeners_.hooks, [](const pw_core_events& events, void* data) {
-        events.error(data, PW_ID_CORE, 0, -EPIPE, "broken");
+void ScriptedPipeWire::fail(std::uint32_t object, int result) {
+    each<pw_core_events>(coreListeners_.hooks, [&](const pw_core_events& events, void* data) {
+        events.error(data, object, 0, result, "broken");
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <pipewire/pipewire.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -19,9 +20,15 @@ class ScriptedPipeWire final {
   public:
     /// What is refused.
     struct Refusals final {
+        bool context = false;
         bool registry = false;
         bool nodes = false;
+        bool streams = false;
         bool timers = false;
+        /// What a stream is to be connected to.
+        bool targets = false;
+        /// What a stream's buffers are to be like.
+        bool buffers = false;
     };
 
     ScriptedPipeWire() : ScriptedPipeWire(Refusals()) {}
@@ -39,7 +46,9 @@ class ScriptedPipeWire final {
     /// The same of another object than the core.
     void answer(std::uint32_t object, int sync);
     /// The connection is broken.
-    void fail();
+    void fail() { fail(PW_ID_CORE, -EPIPE); }
+    /// Something went wrong with this object.
+    void fail(std::uint32_t object, int result);
     void addNode(std::uint32_t id, const char* serial);
     /// `properties` may be null.
     void addNodeWith(std::uint32_t id, const spa_dict* properties);
@@ -60,6 +69,10 @@ class ScriptedPipeWire final {
     void expireTimer();
     /// How often a timer was set that is none.
     std::size_t wrongTimers() const { return wrongTimers_; }
+    /// How often the stream was told what its buffers are to be like.
+    std::size_t bufferRequests() const { return bufferRequests_; }
+    /// What was made and is no more, in the order in which it went.
+    const std::vector<std::string>& released() const { return released_; }
 
   private:
     struct Listeners final {
@@ -70,6 +83,7 @@ class ScriptedPipeWire final {
     struct Bound final {
         spa_interface interface{};
         Listeners listeners;
+        ScriptedPipeWire* pipeWire = nullptr;
     };
     struct Source final {
         spa_source source{};
@@ -82,6 +96,15 @@ class ScriptedPipeWire final {
     static ScriptedPipeWire& of(pw_stream* stream) {
         return *reinterpret_cast<ScriptedPipeWire*>(stream);
     }
+    static ScriptedPipeWire& of(pw_context* context) {
+        return *reinterpret_cast<ScriptedPipeWire*>(context);
+    }
+    static ScriptedPipeWire& of(pw_core* core) {
+        return of(reinterpret_cast<spa_interface*>(core)->cb.data);
+    }
+    static void destroyProxy(pw_proxy* proxy);
+    /// REQUIRES: nobody listens to it any more.
+    void release(const char* what, const Listeners& listeners);
     void scriptConnection();
     void scriptStream();
     void scriptLoop();
@@ -107,6 +130,8 @@ class ScriptedPipeWire final {
     Source arrival_;
     timespec instant_{};
     std::size_t wrongTimers_ = 0;
+    std::size_t bufferRequests_ = 0;
+    std::vector<std::string> released_;
     pw_buffer* brought_ = nullptr;
     std::vector<pw_buffer*> returned_;
 };

@@ -1,10 +1,14 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireConnection.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tests/support/pipewire/ScriptedPipeWire.h"
@@ -28,6 +32,26 @@ class CountingWatcher final : public ViewerPipeWireConnection::Watcher {
     void connectionIsOver() override {}
 
     int resizes = 0;
+};
+
+/// Watches no more as soon as it is told that it is over.
+class LeavingWatcher final : public ViewerPipeWireConnection::Watcher {
+  public:
+    explicit LeavingWatcher(ViewerPipeWireConnection& connection) : connection_(connection) {
+        connection_.watch(*this);
+    }
+
+    void nodeIsGone(std::uint64_t) override {}
+    void nodeIsToResize(std::uint64_t, ViewerWaylandOutput::PixelSize) override {}
+    void connectionIsOver() override {
+        ++ends;
+        connection_.unwatch(*this);
+    }
+
+    int ends = 0;
+
+  private:
+    ViewerPipeWireConnection& connection_;
 };
 
 /// A connection that was made, and what it has answered.
@@ -140,6 +164,7 @@ TEST(ViewerPipeWireConnection, TheFirstNodesAreKnownOnceTheCoreSaysSo) {
         [&] { serials.push_back(connected.connection.serialOf(grantOf(1))); });
 
     connected.pipeWire.answer(PW_ID_CLIENT, connected.pipeWire.lastSync());
+    connected.pipeWire.answer(connected.pipeWire.lastSync() + 1);
     EXPECT_TRUE(serials.empty());
     connected.pipeWire.answer(connected.pipeWire.lastSync());
 
@@ -187,6 +212,82 @@ TEST(ViewerPipeWireConnection, ANodeThatGoesBeforeTheAnswerIsNotTold) {
     listed.pipeWire.answer(listed.pipeWire.lastSync());
 
     EXPECT_EQ(listed.connected.nodes, (std::vector{nodeOf(2, 20)}));
+}
+
+TEST(ViewerPipeWireConnection, WhoAsksAfterTheLossIsAnsweredWithNothing) {
+    Listed listed;
+    listed.pipeWire.addNode(1, "10");
+    listed.pipeWire.fail();
+    listed.connected.nodes.emplace();
+
+    listed.connected.ask();
+
+    EXPECT_EQ(listed.connected.answers, 1);
+    EXPECT_FALSE(listed.connected.nodes.has_value());
+    EXPECT_TRUE(listed.connection.isLost());
+}
+
+TEST(ViewerPipeWireConnection, WhatHappensToAnotherObjectIsNoLoss) {
+    Listed listed;
+
+    listed.pipeWire.fail(PW_ID_CLIENT, -EPIPE);
+    listed.pipeWire.fail(PW_ID_CORE, -ENOENT);
+
+    EXPECT_FALSE(listed.connection.isLost());
+}
+
+TEST(ViewerPipeWireConnection, WhatIsNoNodeMayGo) {
+    Listed listed;
+    listed.pipeWire.addNode(1, "10");
+
+    listed.pipeWire.removeNode(2);
+
+    EXPECT_EQ(listed.connected.describe(), (std::vector{nodeOf(1, 10)}));
+}
+
+TEST(ViewerPipeWireConnection, EachWhoWatchesHearsOnceThatTheStreamsAreOver) {
+    Listed listed;
+    LeavingWatcher first(listed.connection);
+    LeavingWatcher second(listed.connection);
+
+    listed.connection.endStreams();
+
+    EXPECT_EQ(first.ends, 1);
+    EXPECT_EQ(second.ends, 1);
+}
+
+TEST(ViewerPipeWireConnection, WhatWasAskedOfTheNodesIsReleasedWithTheAnswer) {
+    Listed listed;
+    listed.pipeWire.addNode(1, "10");
+    listed.pipeWire.addNode(2, "20");
+
+    (void)listed.connected.describe();
+
+    EXPECT_EQ(listed.pipeWire.released(), (std::vector<std::string>{"node", "node"}));
+}
+
+TEST(ViewerPipeWireConnection, ReleasesAllThatItHasMade) {
+    ScriptedPipeWire pipeWire;
+    {
+        const ViewerPipeWireConnection connection(pipeWire.library(), pipeWire.loop(), -1);
+    }
+    EXPECT_EQ(pipeWire.released(), (std::vector<std::string>{"registry", "core", "context"}));
+}
+
+TEST(ViewerPipeWireConnection, WithoutALoopOrAContextItIsLostAndKeepsNoDescriptor) {
+    ScriptedPipeWire pipeWire({.context = true});
+    for (pw_loop* const loop : {static_cast<pw_loop*>(nullptr), pipeWire.loop()}) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+
+        const ViewerPipeWireConnection connection(pipeWire.library(), loop, ends[0]);
+
+        EXPECT_TRUE(connection.isLost());
+        char byte = 0;
+        EXPECT_EQ(::read(ends[1], &byte, sizeof byte), 0) << "nobody has the other end";
+        ::close(ends[1]);
+    }
+    EXPECT_TRUE(pipeWire.released().empty());
 }
 
 }  // namespace
