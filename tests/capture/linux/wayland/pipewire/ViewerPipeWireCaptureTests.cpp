@@ -1,22 +1,15 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireCapture.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <spa/param/video/format-utils.h>
-#include <spa/pod/builder.h>
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/capture/linux/wayland/pipewire/CapturedNode.h"
-#include "tests/support/pipewire/ScriptedPipeWire.h"
+#include "tests/capture/linux/wayland/pipewire/ScriptedCapture.h"
 #include "tests/support/pipewire/ScriptedPipeWireSource.h"
 
 namespace velmora {
@@ -86,53 +79,8 @@ TEST(ViewerPipeWireCapture, MemoryThatBecomesShorterWhileItIsComparedIsNotRead) 
     EXPECT_TRUE(cast.node.stop());
 }
 
-/// A screen whose capture has begun, on a PipeWire that tells what a test says.
-struct Scripted final {
-    static constexpr std::uint32_t side = 20;
-    static constexpr std::uint64_t serial = 10;
-
-    Scripted() : Scripted(ScriptedPipeWire::Refusals()) {}
-    explicit Scripted(ScriptedPipeWire::Refusals refusals) : pipeWire(refusals) {
-        pipeWire.addNode(1, std::to_string(serial).c_str());
-        isConnected = capture->connect();
-    }
-
-    /// The stream has this format from now on.
-    void fix(spa_video_format pixelFormat) { tell(SPA_PARAM_Format, pixelFormat); }
-    void tell(std::uint32_t id, spa_video_format pixelFormat) {
-        alignas(std::uint64_t) std::array<std::uint8_t, 1024> memory{};
-        spa_pod_builder builder{};
-        spa_pod_builder_init(&builder, memory.data(), static_cast<std::uint32_t>(memory.size()));
-        spa_video_info_raw info{};
-        info.format = pixelFormat;
-        info.size = {side, side};
-        pipeWire.tellParameter(id, spa_format_video_raw_build(&builder, id, &info));
-    }
-    void show(std::uint32_t colour) {
-        pixels.fill(colour);
-        pipeWire.bring(buffer);
-    }
-
-    int deliveries = 0;
-    int ends = 0;
-    ScriptedPipeWire pipeWire;
-    ViewerPipeWireConnection connection{pipeWire.library(), pipeWire.loop(), -1};
-    std::optional<ViewerPipeWireCapture> capture{
-        std::in_place, connection, serial, std::chrono::milliseconds(40),
-        ViewerPipeWireCapture::Handlers{
-            .deliver = [this](const ViewerPixelBuffer&) { ++deliveries; },
-            .fallSilent = [] {},
-            .end = [this] { ++ends; }}};
-    bool isConnected = false;
-    std::array<std::uint32_t, std::size_t{side} * side> pixels{};
-    spa_chunk chunk{0, sizeof pixels, side * sizeof(std::uint32_t), 0};
-    spa_data data{SPA_DATA_MemPtr, 0, -1, 0, sizeof pixels, pixels.data(), &chunk};
-    spa_buffer content{0, 1, nullptr, &data};
-    pw_buffer buffer{&content, nullptr, 0, 0};
-};
-
 TEST(ViewerPipeWireCapture, AStreamThatShowsSomethingBeforeItRunsIsNotSilent) {
-    Scripted scripted;
+    ScriptedCapture scripted;
     scripted.fix(SPA_VIDEO_FORMAT_BGRx);
     scripted.pipeWire.addBuffer(scripted.buffer);
     scripted.show(red);
@@ -140,20 +88,29 @@ TEST(ViewerPipeWireCapture, AStreamThatShowsSomethingBeforeItRunsIsNotSilent) {
 
     scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
 
-    EXPECT_EQ(scripted.pipeWire.timer().tv_sec, 0) << "there is nothing to wait for";
-    EXPECT_EQ(scripted.pipeWire.timer().tv_nsec, 0);
+    EXPECT_FALSE(scripted.isTimed()) << "there is nothing to wait for";
 }
 
 TEST(ViewerPipeWireCapture, AFormatThatCannotBeReadIsItsEnd) {
-    Scripted scripted;
+    ScriptedCapture scripted;
 
     scripted.fix(SPA_VIDEO_FORMAT_I420);
 
     EXPECT_EQ(scripted.ends, 1);
+    EXPECT_EQ(scripted.pipeWire.bufferRequests(), 0U);
+}
+
+TEST(ViewerPipeWireCapture, AStreamThatRefusesItsBuffersIsOver) {
+    ScriptedCapture scripted({.buffers = true});
+
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+
+    EXPECT_EQ(scripted.pipeWire.bufferRequests(), 1U);
+    EXPECT_EQ(scripted.ends, 1);
 }
 
 TEST(ViewerPipeWireCapture, WhatIsToldOfOtherThingsIsNoFormat) {
-    Scripted scripted;
+    ScriptedCapture scripted;
     scripted.fix(SPA_VIDEO_FORMAT_BGRx);
     scripted.pipeWire.addBuffer(scripted.buffer);
 
@@ -165,32 +122,8 @@ TEST(ViewerPipeWireCapture, WhatIsToldOfOtherThingsIsNoFormat) {
     EXPECT_EQ(scripted.ends, 0);
 }
 
-TEST(ViewerPipeWireCapture, APictureWithoutAFormatIsGivenBackUnread) {
-    Scripted scripted;
-    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
-    scripted.pipeWire.addBuffer(scripted.buffer);
-    scripted.pipeWire.tellParameter(SPA_PARAM_Format, nullptr);
-
-    scripted.show(red);
-    scripted.show(red);
-
-    EXPECT_EQ(scripted.deliveries, 0);
-    EXPECT_EQ(scripted.pipeWire.returned(), std::vector{&scripted.buffer});
-}
-
-TEST(ViewerPipeWireCapture, ABufferThatNothingHasToldOfIsGivenBackUnread) {
-    Scripted scripted;
-    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
-
-    scripted.show(red);
-    scripted.show(red);
-
-    EXPECT_EQ(scripted.deliveries, 0);
-    EXPECT_EQ(scripted.pipeWire.returned(), std::vector{&scripted.buffer});
-}
-
 TEST(ViewerPipeWireCapture, OneWithoutATimerIsRefusedAndEndsAllTheSame) {
-    Scripted scripted({.timers = true});
+    ScriptedCapture scripted({.timers = true});
     EXPECT_FALSE(scripted.isConnected);
 
     scripted.connection.lose();
@@ -199,84 +132,132 @@ TEST(ViewerPipeWireCapture, OneWithoutATimerIsRefusedAndEndsAllTheSame) {
     EXPECT_EQ(scripted.pipeWire.wrongTimers(), 0U);
 }
 
-TEST(ViewerPipeWireCapture, APictureThatComesAfterItsEndIsNotRead) {
-    Scripted scripted;
-    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
-    scripted.pipeWire.addBuffer(scripted.buffer);
-    pw_buffer next = scripted.buffer;
-    scripted.pipeWire.addBuffer(next);
-
-    scripted.pipeWire.removeNode(1);
-    scripted.show(red);
-    scripted.pipeWire.bring(next);
-
-    EXPECT_EQ(scripted.ends, 1);
-    EXPECT_EQ(scripted.deliveries, 0);
-    EXPECT_EQ(scripted.pipeWire.returned(), std::vector{&scripted.buffer}) << "passed over";
-}
-
 TEST(ViewerPipeWireCapture, APictureThatIsDueAtItsEndIsNotDelivered) {
-    Scripted scripted;
+    ScriptedCapture scripted;
     scripted.fix(SPA_VIDEO_FORMAT_BGRx);
     scripted.pipeWire.addBuffer(scripted.buffer);
     scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
     scripted.show(red);
     scripted.show(blue);
-    const timespec due = scripted.pipeWire.timer();
     const int deliveries = scripted.deliveries;
-    const auto dueIn = std::chrono::seconds(due.tv_sec) + std::chrono::nanoseconds(due.tv_nsec);
-    while (std::chrono::steady_clock::now().time_since_epoch() < dueIn) {
-        ::poll(nullptr, 0, 1);
-    }
+    scripted.waitUntilDue();
 
     scripted.pipeWire.removeNode(1);
     scripted.pipeWire.expireTimer();
+    scripted.pipeWire.tellState(PW_STREAM_STATE_PAUSED);
 
     EXPECT_EQ(scripted.ends, 1);
     EXPECT_EQ(scripted.deliveries, deliveries);
 }
 
-TEST(ViewerPipeWireCapture, WhatIsStillToBeLookedAtIsGivenBackAtTheEnd) {
-    Scripted scripted;
+TEST(ViewerPipeWireCapture, WithoutAFormatNothingIsWaitedFor) {
+    ScriptedCapture scripted;
+    pw_buffer held = scripted.buffer;
+    scripted.showAndHold(held);
+
+    scripted.pipeWire.tellParameter(SPA_PARAM_Format, nullptr);
+    scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
+
+    EXPECT_FALSE(scripted.isTimed());
+}
+
+TEST(ViewerPipeWireCapture, OneThatNothingIsToldOfHasALimit) {
+    const ScriptedCapture scripted;
+
+    EXPECT_TRUE(scripted.isTimed());
+}
+
+TEST(ViewerPipeWireCapture, WhoListensOnWaitsAnewEachTime) {
+    ScriptedCapture scripted;
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+    scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
+    const auto first = scripted.due();
+
+    scripted.capture->listenOn();
+    const auto second = scripted.due();
+    scripted.capture->listenOn();
+
+    EXPECT_GT(second, first);
+    EXPECT_GT(scripted.due(), second);
+}
+
+TEST(ViewerPipeWireCapture, ItsEndIsToldOnceAndNothingIsWaitedForAnyMore) {
+    ScriptedCapture scripted;
+
+    scripted.pipeWire.removeNode(1);
+    EXPECT_FALSE(scripted.isTimed());
+    scripted.connection.lose();
+
+    EXPECT_EQ(scripted.ends, 1);
+}
+
+TEST(ViewerPipeWireCapture, WhatBecomesOfAnotherNodeIsNothingToIt) {
+    ScriptedCapture scripted;
+    scripted.pipeWire.addNode(2, "20");
     scripted.fix(SPA_VIDEO_FORMAT_BGRx);
     scripted.pipeWire.addBuffer(scripted.buffer);
-    pw_buffer unread = scripted.buffer;
-    scripted.pipeWire.addBuffer(unread);
+    scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
     scripted.show(red);
+    ViewerGrantedStream own;
+    own.node = 1;
+    ViewerGrantedStream other;
+    other.node = 2;
+
+    scripted.connection.outputHasResized(other, {80, 20});
+    EXPECT_FALSE(scripted.isTimed());
+    scripted.connection.outputHasResized(own, {80, 20});
+    EXPECT_TRUE(scripted.isTimed());
+    scripted.pipeWire.removeNode(2);
+
+    EXPECT_EQ(scripted.ends, 0);
+}
+
+TEST(ViewerPipeWireCapture, TheSizeOfItsOutputIsAwaitedOnce) {
+    ScriptedCapture scripted;
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
+    scripted.pipeWire.addBuffer(scripted.buffer);
+    scripted.pipeWire.tellState(PW_STREAM_STATE_STREAMING);
+    scripted.show(red);
+    ViewerGrantedStream own;
+    own.node = 1;
+    scripted.connection.outputHasResized(own, {ScriptedCapture::side, ScriptedCapture::side});
+    ASSERT_FALSE(scripted.isTimed()) << "it has this size";
+
+    scripted.fix(SPA_VIDEO_FORMAT_BGRx, {10, ScriptedCapture::side});
+    EXPECT_TRUE(scripted.isTimed());
+    scripted.show(blue);
+    scripted.waitUntilDue();
+    scripted.pipeWire.expireTimer();
+
+    EXPECT_EQ(scripted.delivered, blue);
+    EXPECT_FALSE(scripted.isTimed());
+    EXPECT_EQ(scripted.ends, 0);
+}
+
+TEST(ViewerPipeWireCapture, OneThatIsGoneHasReleasedAllAndHearsNothingMore) {
+    ScriptedCapture scripted;
+
+    scripted.capture.reset();
     scripted.pipeWire.removeNode(1);
-    scripted.pipeWire.bring(unread);
+    scripted.connection.lose();
+
+    EXPECT_EQ(scripted.pipeWire.released(), (std::vector<std::string>{"stream", "timer", "event"}));
+    EXPECT_EQ(scripted.ends, 0);
+}
+
+TEST(ViewerPipeWireCapture, OneWithoutAStreamIsRefusedAndReleasesWhatItHas) {
+    ScriptedCapture scripted({.streams = true});
+    EXPECT_FALSE(scripted.isConnected);
 
     scripted.capture.reset();
 
-    EXPECT_EQ(std::set(scripted.pipeWire.returned().begin(), scripted.pipeWire.returned().end()),
-              (std::set{&scripted.buffer, &unread}));
+    EXPECT_EQ(scripted.pipeWire.released(), (std::vector<std::string>{"timer", "event"}));
 }
 
-TEST(ViewerPipeWireCapture, ABufferThatIsTakenAwayIsNotGivenBack) {
-    Scripted scripted;
-    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
-    scripted.pipeWire.addBuffer(scripted.buffer);
-    pw_buffer next = scripted.buffer;
-    scripted.pipeWire.addBuffer(next);
-    scripted.show(red);
+TEST(ViewerPipeWireCapture, OneWhoseNodeIsRefusedIsRefused) {
+    const ScriptedCapture scripted({.targets = true});
 
-    scripted.pipeWire.removeBuffer(scripted.buffer);
-    scripted.pipeWire.bring(next);
-
-    EXPECT_TRUE(scripted.pipeWire.returned().empty());
-}
-
-TEST(ViewerPipeWireCapture, APictureThatNobodyHasReadGoesWithItsBuffer) {
-    Scripted scripted;
-    scripted.fix(SPA_VIDEO_FORMAT_BGRx);
-    scripted.pipeWire.addBuffer(scripted.buffer);
-    scripted.pipeWire.removeNode(1);
-    scripted.show(red);
-
-    scripted.pipeWire.removeBuffer(scripted.buffer);
-    scripted.capture.reset();
-
-    EXPECT_TRUE(scripted.pipeWire.returned().empty());
+    EXPECT_FALSE(scripted.isConnected);
 }
 
 }  // namespace
