@@ -57,5 +57,13 @@ TEST_F(ViewerPipeWireMailboxTest, ABufferThatIsNoMoreIsNeitherReadNorGivenBack) 
     EXPECT_EQ(mailbox_.collect(), nullptr);
 }
 
+TEST_F(ViewerPipeWireMailboxTest, ABufferThatIsNoMoreTakesNoOtherAlong) {
+    (void)mailbox_.put(&first_);
+
+    mailbox_.forget(&second_);
+
+    EXPECT_EQ(mailbox_.take().buffer, &first_);
+}
+
 }  // namespace
 }  // namespace velmora

@@ -1,15 +1,30 @@
 #include "core/capture/linux/wayland/pipewire/ViewerPipeWireMemory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <fstream>
 #include <numeric>
+#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora {
 namespace {
+
+/// How many parts of the file are mapped into this process.
+int mappedParts(const std::string& file) {
+    int result = 0;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        result += line.find("memfd:" + file) != std::string::npos ? 1 : 0;
+    }
+    return result;
+}
 
 /// A buffer whose picture lies in a memory file, or in memory that is mapped already.
 class ViewerPipeWireMemoryTest : public testing::Test {
@@ -84,6 +99,26 @@ TEST_F(ViewerPipeWireMemoryTest, IsNoMoreOnceTheFileIsShorter) {
     ASSERT_EQ(::ftruncate(file_, 7999), 0);
 
     EXPECT_TRUE(memory.bytes().empty());
+}
+
+TEST_F(ViewerPipeWireMemoryTest, IsNoneOfAFileThatCannotBeRead) {
+    const std::string path = "/proc/self/fd/" + std::to_string(file_);
+    const int unreadable = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(unreadable, 0);
+    data_.fd = unreadable;
+
+    EXPECT_TRUE(isEmpty());
+
+    ::close(unreadable);
+}
+
+TEST_F(ViewerPipeWireMemoryTest, IsMappedAsLongAsItIsThere) {
+    std::optional<ViewerPipeWireMemory> memory(std::in_place, buffer_);
+    EXPECT_EQ(mappedParts("picture"), 1);
+
+    memory.reset();
+
+    EXPECT_EQ(mappedParts("picture"), 0);
 }
 
 }  // namespace

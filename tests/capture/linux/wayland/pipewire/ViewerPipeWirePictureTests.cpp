@@ -102,6 +102,21 @@ TEST(ViewerPipeWirePicture, AnotherPartOfEqualSizeIsTakenWholeAtOnce) {
     EXPECT_EQ(screen.seen(17, 5), 2U);
 }
 
+TEST(ViewerPipeWirePicture, WhatChangedIsToldOfTheWholeFrameAndSeenInThePartThatIsShown) {
+    Screen screen;
+    const auto showPart = [&](Instant now) {
+        ViewerPipeWireFrame part = screen.frame({{9, 14, 1, 1}});
+        part.shown = {4, 8, 8, 8};
+        screen.picture.notice(part, screen.format, now);
+        return screen.picture.act(part, now);
+    };
+    (void)showPart(start);
+    screen.at(9, 14) = 2;
+
+    EXPECT_TRUE(showPart(start + seconds(1)).isDifferent);
+    EXPECT_EQ(screen.seen(5, 6), 2U);
+}
+
 TEST(ViewerPipeWirePicture, WhatPassedOverFramesSaidIsRenewedToo) {
     Screen screen;
     (void)screen.show(start);
