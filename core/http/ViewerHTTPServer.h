@@ -51,7 +51,7 @@ class ViewerHTTPServer final : public std::enable_shared_from_this<ViewerHTTPSer
     /// Ends the listener and every connection, and completes when the last handler has finished.
     /// The first call shuts the provider down then; every call may be made at any time.
     ViewerTask<void> stop();
-    /// Completes when no connection is being served.
+    /// Completes when no connection is being served, and not before a stop where one was.
     ViewerTask<void> waitForHandlers();
     /// Told by a handler at its end: forgets it, and takes up the next connection that waits.
     void handlerFinished(const ViewerUUID& id);
