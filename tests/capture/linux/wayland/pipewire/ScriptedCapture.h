@@ -25,7 +25,12 @@ struct ScriptedCapture final {
     static constexpr std::uint64_t serial = 10;
 
     ScriptedCapture() : ScriptedCapture(ScriptedPipeWire::Refusals()) {}
-    explicit ScriptedCapture(ScriptedPipeWire::Refusals refusals) : pipeWire(refusals) {
+    /// So long is between two pictures at least.
+    explicit ScriptedCapture(std::chrono::nanoseconds frameInterval)
+        : ScriptedCapture(ScriptedPipeWire::Refusals(), frameInterval) {}
+    explicit ScriptedCapture(ScriptedPipeWire::Refusals refusals,
+                             std::chrono::nanoseconds frameInterval = std::chrono::milliseconds(40))
+        : pipeWire(refusals), interval(frameInterval) {
         pipeWire.addNode(1, std::to_string(serial).c_str());
         isConnected = capture->connect();
     }
@@ -48,6 +53,7 @@ struct ScriptedCapture final {
         pipeWire.bring(buffer);
     }
     /// Shows a picture and brings another too early to be shown, which is held until then.
+    /// REQUIRES: as long an interval as the test lasts.
     void showAndHold(pw_buffer& held) {
         fix(SPA_VIDEO_FORMAT_BGRx);
         pipeWire.addBuffer(buffer);
@@ -81,9 +87,10 @@ struct ScriptedCapture final {
     std::uint32_t delivered = 0;
     int ends = 0;
     ScriptedPipeWire pipeWire;
+    const std::chrono::nanoseconds interval;
     ViewerPipeWireConnection connection{pipeWire.library(), pipeWire.loop(), -1};
     std::optional<ViewerPipeWireCapture> capture{
-        std::in_place, connection, serial, std::chrono::milliseconds(40),
+        std::in_place, connection, serial, interval,
         ViewerPipeWireCapture::Handlers{.deliver =
                                             [this](const ViewerPixelBuffer& picture) {
                                                 ++deliveries;

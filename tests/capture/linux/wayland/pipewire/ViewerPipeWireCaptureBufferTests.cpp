@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <pipewire/stream.h>
 
+#include <chrono>
 #include <cstdint>
 #include <set>
 #include <vector>
@@ -54,7 +55,7 @@ TEST(ViewerPipeWireCaptureBuffer, APictureThatComesAfterItsEndIsNotRead) {
 }
 
 TEST(ViewerPipeWireCaptureBuffer, WhatIsStillToBeLookedAtIsGivenBackAtTheEnd) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     pw_buffer unread = scripted.buffer;
     scripted.showAndHold(held);
@@ -95,7 +96,7 @@ TEST(ViewerPipeWireCaptureBuffer, APictureThatNobodyHasReadGoesWithItsBuffer) {
 }
 
 TEST(ViewerPipeWireCaptureBuffer, TheHeldPictureGoesWithItsBufferAlone) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     scripted.showAndHold(held);
 
@@ -108,7 +109,7 @@ TEST(ViewerPipeWireCaptureBuffer, TheHeldPictureGoesWithItsBufferAlone) {
 }
 
 TEST(ViewerPipeWireCaptureBuffer, ABufferThatIsTakenAwayTakesNoOtherPictureAlong) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     scripted.showAndHold(held);
 
@@ -135,7 +136,7 @@ TEST(ViewerPipeWireCaptureBuffer, ABufferThatComesAgainIsReadWhereItIsNow) {
 }
 
 TEST(ViewerPipeWireCaptureBuffer, APictureThatANewerOneReplacesIsGivenBackOnce) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     pw_buffer newer = scripted.buffer;
     scripted.showAndHold(held);
@@ -148,7 +149,7 @@ TEST(ViewerPipeWireCaptureBuffer, APictureThatANewerOneReplacesIsGivenBackOnce) 
 }
 
 TEST(ViewerPipeWireCaptureBuffer, AnotherFormatGivesTheHeldPictureBackOnce) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     pw_buffer newer = scripted.buffer;
     scripted.showAndHold(held);

@@ -151,7 +151,7 @@ TEST(ViewerPipeWireCapture, APictureThatIsDueAtItsEndIsNotDelivered) {
 }
 
 TEST(ViewerPipeWireCapture, WithoutAFormatNothingIsWaitedFor) {
-    ScriptedCapture scripted;
+    ScriptedCapture scripted(std::chrono::hours(1));
     pw_buffer held = scripted.buffer;
     scripted.showAndHold(held);
 
