@@ -81,7 +81,7 @@ TEST_P(FailingCalls, AStartEndsInServingOrInOrderOrWithItsReason) {
             return complaint;
         }
         host_->signal(SIGTERM);
-        return complaintAboutEnd(failure, false);
+        return complaintAboutEnd(failure, GetParam().isAllocation);
     });
 }
 
