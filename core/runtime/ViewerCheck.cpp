@@ -2,15 +2,17 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 
 namespace velmora {
 
 namespace {
 
-std::atomic<int> output{STDERR_FILENO};
+/// Taken for good by the check that ends the process, so that what it writes to stays open.
+std::mutex telling;
+int output = STDERR_FILENO;
 
 }  // namespace
 
@@ -18,11 +20,13 @@ void viewerCheck(bool holds, const char* reason) {
     if (holds) {
         return;
     }
+    const std::lock_guard<std::mutex> guard(telling);
     (void)::dprintf(output, "Velmora Viewer Host: %s\n", reason);  // the process ends next
     std::abort();
 }
 
 void tellViewerChecksTo(int descriptor) {
+    const std::lock_guard<std::mutex> guard(telling);
     output = descriptor;
 }
 

@@ -6,8 +6,8 @@ namespace velmora {
 /// happened.
 void viewerCheck(bool holds, const char* reason);
 
-/// Where the reason goes from now on instead: to the descriptor that was standard error, while that
-/// leads elsewhere. Any thread.
+/// Where reasons go from now on, while what was standard error leads elsewhere. Once this returns
+/// nothing is written to the descriptor before: it does not while a reason is. Any thread.
 void tellViewerChecksTo(int descriptor);
 
 }  // namespace velmora
