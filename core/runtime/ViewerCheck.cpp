@@ -10,7 +10,8 @@ namespace velmora {
 
 namespace {
 
-/// Taken for good by the check that ends the process, so that what it writes to stays open.
+/// Guards `output`. Taken for good by the check that ends the process, so that what it writes to
+/// stays open.
 std::mutex telling;
 int output = STDERR_FILENO;
 

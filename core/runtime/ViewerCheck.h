@@ -6,8 +6,8 @@ namespace velmora {
 /// happened.
 void viewerCheck(bool holds, const char* reason);
 
-/// Where reasons go from now on, while what was standard error leads elsewhere. Once this returns
-/// nothing is written to the descriptor before: it does not while a reason is. Any thread.
+/// Where reasons go from now on, while standard error leads elsewhere. Where one is being written
+/// it never returns, since that ends the process; else what they went to may be closed. Any thread.
 void tellViewerChecksTo(int descriptor);
 
 }  // namespace velmora

@@ -24,11 +24,10 @@ struct ScriptedCapture final {
     static constexpr std::uint32_t side = 20;
     static constexpr std::uint64_t serial = 10;
 
-    ScriptedCapture() : ScriptedCapture(ScriptedPipeWire::Refusals()) {}
     /// So long is between two pictures at least.
     explicit ScriptedCapture(std::chrono::nanoseconds frameInterval)
         : ScriptedCapture(ScriptedPipeWire::Refusals(), frameInterval) {}
-    explicit ScriptedCapture(ScriptedPipeWire::Refusals refusals,
+    explicit ScriptedCapture(ScriptedPipeWire::Refusals refusals = ScriptedPipeWire::Refusals(),
                              std::chrono::nanoseconds frameInterval = std::chrono::milliseconds(40))
         : pipeWire(refusals), interval(frameInterval) {
         pipeWire.addNode(1, std::to_string(serial).c_str());
@@ -76,6 +75,11 @@ struct ScriptedCapture final {
         while (std::chrono::steady_clock::now().time_since_epoch() < due()) {
             ::poll(nullptr, 0, 1);
         }
+    }
+    /// Lets what waits for its time have it.
+    void passTime() {
+        waitUntilDue();
+        pipeWire.expireTimer();
     }
     /// What was given back, each as often as it was.
     std::multiset<pw_buffer*> returned() const {

@@ -176,8 +176,7 @@ TEST(ViewerPipeWireCaptureBuffer, WhatABrokenPictureSaidIsNotMissed) {
     scripted.tellChange(10, 10, 2, 2);
     scripted.chunk.flags = SPA_CHUNK_FLAG_NONE;
     scripted.show(blue);
-    scripted.waitUntilDue();
-    scripted.pipeWire.expireTimer();
+    scripted.passTime();
 
     EXPECT_EQ(scripted.delivered, blue);
 }
@@ -195,8 +194,7 @@ TEST(ViewerPipeWireCaptureBuffer, WhatAPictureThatCannotBeReadSaidIsNotMissed) {
     scripted.tellChange(10, 10, 2, 2);
     ++scripted.chunk.stride;
     scripted.show(blue);
-    scripted.waitUntilDue();
-    scripted.pipeWire.expireTimer();
+    scripted.passTime();
 
     EXPECT_EQ(scripted.delivered, blue);
 }
@@ -210,8 +208,7 @@ TEST(ViewerPipeWireCaptureBuffer, TheFirstPictureOfAFormatIsTakenWhole) {
     scripted.fix(SPA_VIDEO_FORMAT_BGRx);
     scripted.tellChange(10, 10, 2, 2);
     scripted.show(blue);
-    scripted.waitUntilDue();
-    scripted.pipeWire.expireTimer();
+    scripted.passTime();
 
     EXPECT_EQ(scripted.delivered, blue);
 }

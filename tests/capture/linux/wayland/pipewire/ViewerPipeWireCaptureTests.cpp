@@ -226,8 +226,7 @@ TEST(ViewerPipeWireCapture, TheSizeOfItsOutputIsAwaitedOnce) {
     scripted.fix(SPA_VIDEO_FORMAT_BGRx, {10, ScriptedCapture::side});
     EXPECT_TRUE(scripted.isTimed());
     scripted.show(blue);
-    scripted.waitUntilDue();
-    scripted.pipeWire.expireTimer();
+    scripted.passTime();
 
     EXPECT_EQ(scripted.delivered, blue);
     EXPECT_FALSE(scripted.isTimed());
